@@ -1,0 +1,81 @@
+# How every target of the project is compiled, and the functions that declare them.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+add_library(receiver_options INTERFACE)
+if(MSVC)
+    target_compile_options(receiver_options INTERFACE /W4 /permissive- /utf-8 /fp:precise)
+else()
+    # -ffp-contract=off: results must not depend on the compiler's taste for fused operations.
+    target_compile_options(receiver_options INTERFACE
+        -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -ffp-contract=off)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    target_compile_options(receiver_options INTERFACE -Werror -Wthread-safety)
+endif()
+if(WIN32)
+    target_compile_definitions(receiver_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN
+                               _WIN32_WINNT=0x0A00)
+endif()
+if(RECEIVER_SANITIZE)
+    target_compile_options(receiver_options INTERFACE
+        -fsanitize=${RECEIVER_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(receiver_options INTERFACE -fsanitize=${RECEIVER_SANITIZE})
+endif()
+
+# receiver_add_library(NAME SOURCES... LIBS...): one src/ folder. LIBS names all
+# that it may use, so that the linker refuses an arrow in the wrong direction.
+# PLATFORM names the base of each pair of files X_win32.cpp / X_posix.cpp.
+function(receiver_add_library name)
+    cmake_parse_arguments(arg "" "" "SOURCES;PLATFORM;LIBS;PRIVATE_LIBS" ${ARGN})
+    foreach(base IN LISTS arg_PLATFORM)
+        if(WIN32)
+            list(APPEND arg_SOURCES ${base}_win32.cpp)
+        else()
+            list(APPEND arg_SOURCES ${base}_posix.cpp)
+        endif()
+    endforeach()
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+    target_link_libraries(${name} PUBLIC ${arg_LIBS} PRIVATE receiver_options ${arg_PRIVATE_LIBS})
+endfunction()
+
+# receiver_add_program(NAME SOURCES... LIBS...): a console program in bin/.
+function(receiver_add_program name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} receiver_options)
+    receiver_windows_program(${name})
+endfunction()
+
+# On Windows every program carries the manifest that makes UTF-8 the ANSI code page,
+# and a stack that holds the deepest control frame.
+function(receiver_windows_program name)
+    if(WIN32)
+        target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/utf8_manifest.rc)
+        if(NOT MSVC)
+            target_link_options(${name} PRIVATE -static -Wl,--stack,67108864)
+        endif()
+    endif()
+endfunction()
+
+# receiver_add_test(NAME LIBS...): a GoogleTest program of every *_test.cpp of the
+# current folder (below it too), each test registered with ctest under NAME.
+function(receiver_add_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "LIBS;LABELS;SOURCES" ${ARGN})
+    if(NOT arg_SOURCES)
+        file(GLOB_RECURSE arg_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main receiver_options)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+    receiver_windows_program(${name})
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
+                         PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+endfunction()

@@ -1,0 +1,48 @@
+// The live source: a decoder restricted to HTTP and HTTPS, in which every
+// operation is bounded by a time-out and can be cancelled from another thread.
+// It never seeks and has no length.
+//
+//   Units    time-outs in ms.
+//   Threads  Open, Read and Close on one thread; the shared cancellation from any.
+//   Errors   as the decoder; GetErrorText() words the last failure.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "audio/ffmpeg_network_cancellation.h"
+#include "audio/ffmpeg_streaming_decoder.h"
+
+class CFFmpegNetworkAudioFile final : public CFFmpegStreamingDecoder {
+public:
+    // Without a cancellation it makes its own; a time-out of 0 means 15000.
+    explicit CFFmpegNetworkAudioFile(std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
+                                     uint32_t ioTimeoutMs = 0);
+    ~CFFmpegNetworkAudioFile() override;
+
+    // One deadline covers connecting, probing and stream analysis.
+    BOOL Open(const std::string& url) override;
+    // Gets no fresh time-out after a time-out or a cancellation, so it returns promptly.
+    BOOL Close() override;
+    int32_t Read(void* buffer, uint32_t count) override;  // the time-out bounds each call
+    BOOL Seek(float position) override;                   // always 0
+
+    void ArmDeadline();  // before blocking in the source by another way
+    std::string GetErrorText() const;
+    uint64_t TimeoutMs() const { return timeoutMs_; }
+
+protected:
+    int ConfigureInput(AVFormatContext* context, AVDictionary** options) override;
+    bool ComputesLength() const override { return false; }
+
+private:
+    static int InterruptCallback(void* source);
+    bool ShouldStop();
+
+    const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
+    const uint64_t timeoutMs_;
+    uint64_t deadline_ = 0;  // TickMs() value; 0 for none
+    bool timedOut_ = false;
+    int32_t lastError_ = 0;  // negative FFmpeg error code of the source itself
+};

@@ -1,0 +1,25 @@
+// One in-place forward complex DFT of fixed size: FFTW under C++ ownership.
+//
+//   Threads  one at a time per object. Making and destroying a plan takes the
+//            process-wide planner lock; executing takes none.
+#pragma once
+
+#include <complex>
+#include <cstdint>
+#include <memory>
+
+class CFft final {
+public:
+    explicit CFft(uint32_t size);  // throws std::bad_alloc
+    ~CFft();
+    CFft(const CFft&) = delete;
+    CFft& operator=(const CFft&) = delete;
+
+    std::complex<double>* Data() const { return data_; }  // `size` values, input and output
+    void Execute();
+
+private:
+    struct Plan;
+    std::unique_ptr<Plan> plan_;
+    std::complex<double>* data_;
+};

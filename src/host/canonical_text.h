@@ -1,0 +1,8 @@
+// A JSON value as compact text with sorted keys, however deep it is nested: a
+// client may send 65,536 brackets, and recursion would end the process. Pure.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+std::string CanonicalText(const nlohmann::json& value);

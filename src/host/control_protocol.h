@@ -1,0 +1,34 @@
+// The meaning of the control messages: checks each command, carries it out on the
+// session slot, answers it, and decides which session events the client may see.
+//
+//   Threads  the main thread only.
+#pragma once
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "host/control_channel.h"
+#include "host/session_slot.h"
+
+class CControlProtocol final {
+public:
+    // Channel and slot outlive the object.
+    CControlProtocol(std::string instanceId, CControlChannel& channel, CSessionSlot& slot);
+
+    // Answers one message, also when it is bad; throws only what no reply could carry.
+    void Dispatch(nlohmann::json& message);
+    void ForwardEvents();
+    bool IsStopRequested() const { return stopRequested_; }  // SHUTDOWN was accepted
+
+private:
+    void Handle(nlohmann::json& message, const std::string& requestId);
+    void Prepare(const nlohmann::json& message, const std::string& requestId);
+    void Cancel(const nlohmann::json& message, const std::string& requestId);
+
+    const std::string instanceId_;
+    CControlChannel& channel_;
+    CSessionSlot& slot_;
+    bool stopRequested_ = false;
+    std::map<std::string, std::string> ledger_;  // requestId to its first command's text
+};

@@ -1,0 +1,11 @@
+// A control message as one line of the log: "RECEIVER TYPE key=value ...". Pure.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+// Nested values are flattened to parent.child and array.index; text with a space,
+// "=", a quote or a line end is quoted.
+std::string FormatLogRecord(const nlohmann::json& message);
+// CLog::kError for types with "ERROR", "REJECTED" or "FAILED" in them, else information.
+int32_t LogLevelOf(const nlohmann::json& message);

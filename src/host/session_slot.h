@@ -1,0 +1,45 @@
+// The receiver's one session and the queue of its events.
+//
+//   Threads  the main thread; PostEvent comes from the session's threads.
+//   Lock     mutex_ guards the queue alone; a leaf, taken under the session's mutex.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "platform/thread_safety.h"
+#include "session/receiver_session.h"
+
+class CSessionSlot final {
+public:
+    explicit CSessionSlot(std::string instanceId);
+    ~CSessionSlot();
+
+    // Throws std::runtime_error "Receiver already has an active session" unless the
+    // last one has finished. Counts the session and makes its audio URI.
+    void Create(PreparedProgram program);
+    void Start();  // a session whose thread cannot be started is removed again; throws
+    void Poll();
+    void Reap();  // removes a finished session
+    void RequestStop();
+    void StopAndJoin();
+    // Null unless there is a session and the id is empty or its own.
+    nlohmann::json SnapshotOf(const std::string& sessionId) const;
+
+    std::vector<nlohmann::json> TakeEvents() EXCLUDES(mutex_);
+    void WaitForEvents(uint32_t timeoutMs) EXCLUDES(mutex_);
+
+private:
+    void PostEvent(nlohmann::json event) EXCLUDES(mutex_);
+
+    const std::string instanceId_;
+    uint64_t counter_ = 0;
+    CMutex mutex_;
+    std::condition_variable posted_;
+    std::vector<nlohmann::json> events_ GUARDED_BY(mutex_);
+    std::unique_ptr<ReceiverSession> session_;  // last: its threads post until it is gone
+};

@@ -1,0 +1,53 @@
+// One end of a local pipe: the server end of the control and audio pipes, and
+// the client end for controlling programs. Every wait is bounded by a deadline
+// and ends at once when the shared cancellation is signalled.
+//
+//   Units    deadlines are TickMs() values (platform/clock.h), time-outs ms.
+//   Threads  one thread at a time uses an endpoint; the cancellation may come
+//            from any thread and is final: every later operation fails with 995.
+//   Errors   the constructor throws std::runtime_error "Could not initialize pipe
+//            I/O" (also for an empty share); everything else answers false and
+//            leaves the cause in LastError(): 995 cancelled, 1460 deadline passed,
+//            109 the peer closed its end, 123 bad URI, 5 the name is taken or the
+//            endpoint is not ours to use, else the system's code.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "pipe/pcm_pipe_cancellation.h"
+
+class CPcmPipe final {
+public:
+    explicit CPcmPipe(std::shared_ptr<CPcmPipeCancellation> cancellation);
+    ~CPcmPipe();
+    CPcmPipe(const CPcmPipe&) = delete;
+    CPcmPipe& operator=(const CPcmPipe&) = delete;
+
+    // Server: creates the endpoint under the URI's name, closing what was open.
+    bool Listen(const std::string& uri);
+    // Server: waits for a client; one that came before the call is taken at once.
+    bool Accept(uint32_t timeoutMs);
+    // Client: opens the server's endpoint, trying again while it does not exist
+    // or is busy, until the time-out; a time-out of 0 tries once.
+    bool Connect(const std::string& uri, uint32_t timeoutMs);
+
+    // Exactly `count` bytes or false. `transferred` (may be null) is set in every case.
+    bool Read(void* buffer, size_t count, uint64_t deadlineTickMs, size_t* transferred = nullptr);
+    bool Write(const void* buffer, size_t count, uint64_t deadlineTickMs);
+    // Bytes that can be read now. Fails with 109 once the peer is gone and all is read.
+    bool Peek(size_t* available);
+    void Close();
+
+    uint32_t LastError() const { return lastError_; }
+    const CPcmPipeCancellation& Cancellation() const { return *cancellation_; }
+
+private:
+    struct Endpoint;  // the platform's handles
+
+    std::shared_ptr<CPcmPipeCancellation> cancellation_;
+    std::unique_ptr<Endpoint> endpoint_;
+    uint32_t lastError_ = 0;
+};

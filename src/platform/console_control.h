@@ -1,0 +1,18 @@
+// Ctrl+C, close and shut-down requests (SIGINT, SIGTERM, SIGHUP on Linux) as the
+// signalling of one event, instead of the process's sudden end.
+//
+//   Threads  constructed and destroyed on the main thread; the handler runs on
+//            a thread of the system, or as a signal handler, and only signals.
+//   Errors   the constructor throws std::runtime_error if a handler is refused.
+#pragma once
+
+#include "platform/event.h"
+
+// At most one object at a time. The event outlives it. While it lives SIGPIPE is ignored.
+class CConsoleControl final {
+public:
+    explicit CConsoleControl(CEvent& event);
+    ~CConsoleControl();
+    CConsoleControl(const CConsoleControl&) = delete;
+    CConsoleControl& operator=(const CConsoleControl&) = delete;
+};

@@ -1,0 +1,29 @@
+// A manual-reset event: once signalled it stays so until its owner is destroyed.
+// It is what every blocking wait of the receiver also waits on, so that a stop
+// ends the wait at once.
+//
+//   Threads  any; Signal is also async-signal-safe.
+//   Errors   the constructor throws std::runtime_error when the system refuses.
+#pragma once
+
+#include <cstdint>
+
+class CEvent final {
+public:
+    // An eventfd on Linux, an event HANDLE on Windows, for the platform files' waits.
+    using NativeHandle = std::intptr_t;
+
+    CEvent();
+    ~CEvent();
+    CEvent(const CEvent&) = delete;
+    CEvent& operator=(const CEvent&) = delete;
+
+    void Signal() noexcept;
+    bool IsSignalled() const noexcept { return Wait(0); }
+    // True as soon as the event is signalled, false after `ms` without it.
+    bool Wait(uint32_t ms) const noexcept;
+    NativeHandle Native() const noexcept { return native_; }
+
+private:
+    NativeHandle native_;
+};

@@ -1,0 +1,4 @@
+// Names the calling thread for debuggers and `top -H`; at most 15 characters.
+#pragma once
+
+void SetCurrentThreadName(const char* name);
