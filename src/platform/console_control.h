@@ -6,13 +6,21 @@
 //   Errors   the constructor throws std::runtime_error if a handler is refused.
 #pragma once
 
+#include <memory>
+
 #include "platform/event.h"
 
-// At most one object at a time. The event outlives it. While it lives SIGPIPE is ignored.
+// At most one object at a time. The event outlives it. While it lives SIGPIPE is
+// ignored; its destructor puts back what was set before.
 class CConsoleControl final {
 public:
     explicit CConsoleControl(CEvent& event);
     ~CConsoleControl();
     CConsoleControl(const CConsoleControl&) = delete;
     CConsoleControl& operator=(const CConsoleControl&) = delete;
+
+private:
+    class Registration;  // the platform's handlers
+
+    std::unique_ptr<Registration> registration_;
 };

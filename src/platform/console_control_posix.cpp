@@ -1,0 +1,64 @@
+#include <signal.h>
+
+#include <array>
+#include <atomic>
+#include <stdexcept>
+
+#include "platform/console_control.h"
+
+namespace {
+
+// What the handler may reach: a handler takes no argument of ours.
+std::atomic<CEvent*> signalledEvent{nullptr};
+static_assert(std::atomic<CEvent*>::is_always_lock_free);
+
+void SignalEvent(int) {
+    if (CEvent* event = signalledEvent.load()) event->Signal();
+}
+
+// One signal's action, put back on destruction.
+class SignalAction {
+public:
+    SignalAction(int signal, void (*handler)(int)) : signal_(signal) {
+        struct sigaction action {};
+        action.sa_handler = handler;
+        action.sa_flags = SA_RESTART;
+        sigemptyset(&action.sa_mask);
+        if (sigaction(signal_, &action, &previous_) != 0) {
+            throw std::runtime_error("Cannot register console control handler");
+        }
+    }
+    ~SignalAction() { sigaction(signal_, &previous_, nullptr); }
+    SignalAction(const SignalAction&) = delete;
+    SignalAction& operator=(const SignalAction&) = delete;
+
+private:
+    const int signal_;
+    struct sigaction previous_ {};
+};
+
+}  // namespace
+
+class CConsoleControl::Registration {
+public:
+    Registration() = default;
+    ~Registration() = default;
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+
+private:
+    SignalAction interrupt_{SIGINT, SignalEvent};
+    SignalAction terminate_{SIGTERM, SignalEvent};
+    SignalAction hangUp_{SIGHUP, SignalEvent};
+    SignalAction brokenPipe_{SIGPIPE, SIG_IGN};
+};
+
+CConsoleControl::CConsoleControl(CEvent& event) {
+    signalledEvent = &event;
+    registration_ = std::make_unique<Registration>();
+}
+
+CConsoleControl::~CConsoleControl() {
+    registration_.reset();
+    signalledEvent = nullptr;
+}

@@ -1,0 +1,9 @@
+#include "platform/text.h"
+
+std::string Utf8ToAnsi(std::string_view utf8) {
+    return std::string(utf8);
+}
+
+std::optional<std::string> AnsiToUtf8(std::string_view ansi) {
+    return std::string(ansi);
+}

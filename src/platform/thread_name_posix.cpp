@@ -1,0 +1,11 @@
+#include <pthread.h>
+
+#include <string>
+
+#include "platform/thread_name.h"
+
+void SetCurrentThreadName(const char* name) {
+    constexpr size_t kLongest = 15;  // of the kernel, without the terminator
+    const std::string shortened = std::string(name).substr(0, kLongest);
+    pthread_setname_np(pthread_self(), shortened.c_str());
+}
