@@ -1,0 +1,115 @@
+#include "detect/audio_fingerprinter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+
+namespace {
+
+constexpr double kTwoPi = 6.283185307179586;
+constexpr uint32_t kFftSizeLimit = 0x30000000;
+
+double DistanceInRatio(uint32_t power, int32_t length) {
+    const double n = power;
+    const double l = length;
+    return std::min(std::abs(1.0 - l / n), std::abs(1.0 - n / l));
+}
+
+std::vector<double> HannWindow(uint32_t length) {
+    std::vector<double> window(length);
+    for (uint32_t i = 0; i < length; ++i) {
+        window[i] = (1.0 - std::cos(i * kTwoPi / (length - 1.0))) * 0.5;
+    }
+    return window;
+}
+
+double Energy(const std::complex<double>& bin) {
+    return bin.real() * bin.real() + bin.imag() * bin.imag();
+}
+
+// Four running sums in a fixed order: fast, and equal to the bit wherever it runs.
+double BandEnergy(const std::complex<double>* bins, int32_t begin, int32_t end) {
+    double sums[4] = {0.0, 0.0, 0.0, 0.0};
+    int32_t i = begin;
+    for (; end - i >= 4; i += 4) {
+        for (int lane = 0; lane < 4; ++lane) sums[lane] += Energy(bins[i + lane]);
+    }
+    double total = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    for (; i < end; ++i) total += Energy(bins[i]);
+    return total;
+}
+
+}  // namespace
+
+int64_t CFrameClock::StartSample() const {
+    return std::llrint(seconds_ * sampleRate_);
+}
+
+uint32_t NearestPowerOfTwo(int32_t length) {
+    if (length < 1) return 0;
+    uint32_t power = 1;
+    double best = DistanceInRatio(power, length);
+    while (power < kFftSizeLimit) {
+        power *= 2;
+        const double distance = DistanceInRatio(power, length);
+        if (distance > best) return power / 2;
+        best = distance;
+    }
+    return 0;
+}
+
+void CAudioFingerprinter::SetUp(int32_t sampleRate, double frameSeconds, double hopSeconds) {
+    sampleRate_ = sampleRate;
+    hopSeconds_ = hopSeconds;
+    const auto length = static_cast<int32_t>(std::llrint(sampleRate * frameSeconds));
+    fftSize_ = NearestPowerOfTwo(length);
+    frameSeconds_ = static_cast<double>(fftSize_) / sampleRate;
+    pad_ = fftSize_ == 0 ? 0 : std::max((static_cast<int32_t>(fftSize_) - length) / 2, 0);
+
+    window_ = HannWindow(WindowLength());
+    bandEdges_.assign(bitCount_ + 2, 0);
+    if (fftSize_ != 0) SetUpBandEdges();
+    fft_ = fftSize_ != 0 ? std::make_unique<CFft>(fftSize_) : nullptr;
+    bandEnergies_.assign(bitCount_ + 1, 0.0);
+    previousDifferences_.assign(bitCount_, 0.0);
+}
+
+void CAudioFingerprinter::SetUpBandEdges() {
+    const double base = std::pow(highHz_ / lowHz_, 1.0 / (bitCount_ + 1));
+    for (int k = 0; k < bitCount_ + 2; ++k) {
+        const double bin = std::pow(base, k) * lowHz_ / sampleRate_ * fftSize_;
+        bandEdges_[k] = static_cast<int32_t>(std::floor(bin));
+    }
+}
+
+uint32_t CAudioFingerprinter::ComputeWord(const int16_t* samples, int64_t sampleCount,
+                                          int64_t startIndex) {
+    if (!fft_) return 0;
+    const auto length = static_cast<int64_t>(WindowLength());
+    const int64_t first = std::clamp<int64_t>(-startIndex, 0, length);
+    const int64_t last = std::clamp<int64_t>(sampleCount - startIndex, first, length);
+    std::complex<double>* frame = fft_->Data() + pad_;
+    std::fill(fft_->Data(), frame + first, 0.0);
+    for (int64_t i = first; i < last; ++i) frame[i] = samples[startIndex + i] * window_[i];
+    std::fill(frame + last, fft_->Data() + fftSize_, 0.0);
+    fft_->Execute();
+    return WordOfTransform();
+}
+
+uint32_t CAudioFingerprinter::ComputeWord(const int16_t* samples) {
+    return ComputeWord(samples, WindowLength(), 0);
+}
+
+uint32_t CAudioFingerprinter::WordOfTransform() {
+    const std::complex<double>* bins = fft_->Data();
+    for (int band = 0; band <= bitCount_; ++band) {
+        bandEnergies_[band] = BandEnergy(bins, bandEdges_[band], bandEdges_[band + 1]);
+    }
+    uint32_t word = 0;
+    for (int bit = 0; bit < bitCount_; ++bit) {
+        const double difference = bandEnergies_[bit] - bandEnergies_[bit + 1];
+        if (difference - previousDifferences_[bit] > 0.0) word |= 1u << bit;
+        previousDifferences_[bit] = difference;
+    }
+    return word;
+}

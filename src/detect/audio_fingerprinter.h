@@ -44,6 +44,8 @@ class CAudioFingerprinter final {
 public:
     CAudioFingerprinter() = default;
 
+    // The rate is above 6000 Hz, so that the highest band lies within the spectrum. A
+    // frame that no power of two is near to leaves FftSize() 0, and every word is 0.
     void SetUp(int32_t sampleRate, double frameSeconds, double hopSeconds);
 
     // WindowLength() samples from startIndex on; those outside [0, sampleCount) are 0.
@@ -57,6 +59,7 @@ public:
     std::span<const int32_t> BandEdges() const { return bandEdges_; }
 
 private:
+    void SetUpBandEdges();
     uint32_t WordOfTransform();
 
     int32_t sampleRate_ = 0;

@@ -50,16 +50,18 @@ public:
 private:
     void Analyse(const void* pcm, size_t frames);
     void Drain();
+    void StartAnalysis();
     void AppendToHistory(const int16_t* samples, size_t count);
+    void Retain(const int16_t* samples, size_t count);
     void TakeFrame();
 
     const std::unique_ptr<CAudioFile> source_;
     CReferenceMatcher matcher_;
     WAVEFORMATEX record_;
     CMonoResampler resampler_;
-    std::unique_ptr<CAudioFingerprinter> fingerprinter_;  // while open
-    std::vector<int16_t> mono_;                           // scratch of one read
-    std::vector<int16_t> resampled_;                      // scratch of one read
+    CAudioFingerprinter fingerprinter_;  // set up while open
+    std::vector<int16_t> mono_;          // scratch of one read
+    std::vector<int16_t> resampled_;     // scratch of one read
     // The newest analysis samples, contiguous: twice the window and moved to the
     // front when full. historyStart_ is the absolute index of history_[0].
     std::vector<int16_t> history_;

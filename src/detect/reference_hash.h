@@ -12,5 +12,5 @@
 bool FingerprintFile(const std::string& path, std::vector<uint32_t>* words, std::string* message);
 
 // Writes the words, 4 bytes little-endian each, to path + ".hash", replacing it.
-// False also with "cannot open output .hash".
+// False also with "cannot open output .hash" or, on a full disk, "cannot write output .hash".
 bool DumpReferenceHash(const std::string& path, std::string* message);

@@ -33,17 +33,19 @@ public:
 
 private:
     struct Search {
-        uint64_t sampleCount;
         std::vector<uint32_t> words;
-        uint64_t passingBits;  // most differing bits whose rate is within the threshold
+        uint64_t passingBits = 0;  // most differing bits whose rate is within the threshold
+        // The rest is valid while armed, `pending.referenceIndex` always.
         bool armed = false;
-        int32_t countdown = 0;
+        int32_t countdown = 0;  // words until the report
         uint64_t pendingBits = 0;
         DetectorMatch pending;
     };
 
-    void Match(size_t index, uint64_t observedAfterSample);
-    void Report(size_t index, uint64_t observedAfterSample);
+    void Append(uint32_t word, uint64_t sourceSample);
+    void Match(Search& search, uint64_t observedAfterSample);
+    void Compare(Search& search);
+    void Report(Search& search, uint64_t observedAfterSample);
 
     const std::function<void(const DetectorMatch&)> report_;
     std::vector<Search> searches_;
