@@ -4,7 +4,8 @@
 //
 //   Units    deadlines are TickMs() values (platform/clock.h), time-outs ms.
 //   Threads  one thread at a time uses an endpoint; the cancellation may come
-//            from any thread and is final: every later operation fails with 995.
+//            from any thread and is final: every later Accept, Connect, Read and
+//            Write fails with 995. Listen and Peek do not wait and do not look at it.
 //   Errors   the constructor throws std::runtime_error "Could not initialize pipe
 //            I/O" (also for an empty share); everything else answers false and
 //            leaves the cause in LastError(): 995 cancelled, 1460 deadline passed,
@@ -18,6 +19,8 @@
 #include <string>
 
 #include "pipe/pcm_pipe_cancellation.h"
+
+class PcmPipeEndpoint;
 
 class CPcmPipe final {
 public:
@@ -45,9 +48,10 @@ public:
     const CPcmPipeCancellation& Cancellation() const { return *cancellation_; }
 
 private:
-    struct Endpoint;  // the platform's handles
+    bool Finish(uint32_t error);  // keeps it as LastError; true for 0
+    uint32_t ConnectWithRetry(const std::string& uri, uint32_t timeoutMs);
 
-    std::shared_ptr<CPcmPipeCancellation> cancellation_;
-    std::unique_ptr<Endpoint> endpoint_;
+    const std::shared_ptr<CPcmPipeCancellation> cancellation_;
+    const std::unique_ptr<PcmPipeEndpoint> endpoint_;
     uint32_t lastError_ = 0;
 };

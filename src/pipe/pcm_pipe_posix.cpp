@@ -1,0 +1,117 @@
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+
+#include "pipe/local_socket_posix.h"
+#include "pipe/pcm_pipe_endpoint.h"
+#include "pipe/pipe_error_posix.h"
+#include "platform/error_codes.h"
+#include "platform/poll_posix.h"
+
+namespace {
+
+class SocketEndpoint final : public PcmPipeEndpoint {
+public:
+    explicit SocketEndpoint(const CPcmPipeCancellation& cancellation)
+        : cancellation_(cancellation) {}
+
+    uint32_t Listen(const std::string& name) override {
+        server_.emplace();
+        const uint32_t error = server_->Open(EndpointDirectoryPath(), name);
+        if (error != kErrorNone) server_.reset();
+        return error;
+    }
+
+    uint32_t Connect(const std::string& name) override {
+        return ConnectToServer(EndpointDirectoryPath(), name, stream_);
+    }
+
+    uint32_t Accept(uint64_t deadlineTickMs) override {
+        if (stream_.IsValid()) return kErrorNone;
+        if (!server_) return kErrorGeneralFailure;
+        while (true) {
+            if (const uint32_t error = WaitFor(server_->Fd(), POLLIN, deadlineTickMs)) return error;
+            UniqueFd stream(accept4(server_->Fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+            if (!stream.IsValid()) {
+                // The client that made the socket readable may be gone again.
+                if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) continue;
+                return TranslatePipeError(PipeOperation::kAccept, errno);
+            }
+            if (!IsTrustedPeer(stream.Get())) continue;
+            server_->StopListening();
+            stream_ = std::move(stream);
+            return kErrorNone;
+        }
+    }
+
+    uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs, size_t& moved) override {
+        return Transfer(POLLIN, deadlineTickMs, moved,
+                        [&] { return recv(stream_.Get(), buffer, count, 0); });
+    }
+
+    uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,
+                       size_t& moved) override {
+        return Transfer(POLLOUT, deadlineTickMs, moved,
+                        [&] { return send(stream_.Get(), buffer, count, MSG_NOSIGNAL); });
+    }
+
+    uint32_t Peek(size_t& available) override {
+        char byte = 0;
+        const ssize_t peeked = recv(stream_.Get(), &byte, 1, MSG_PEEK);
+        if (peeked == 0) return kErrorBrokenPipe;
+        if (peeked < 0) {
+            if (errno == EAGAIN || errno == EINTR) return kErrorNone;
+            return TranslatePipeError(PipeOperation::kTransfer, errno);
+        }
+        int readable = 0;
+        if (ioctl(stream_.Get(), FIONREAD, &readable) != 0) {
+            return TranslatePipeError(PipeOperation::kTransfer, errno);
+        }
+        available = static_cast<size_t>(readable);
+        return kErrorNone;
+    }
+
+    void Close() override {
+        stream_.Reset();
+        server_.reset();
+    }
+
+private:
+    uint32_t WaitFor(int fd, short events, uint64_t deadlineTickMs) const {
+        const int cancelled = static_cast<int>(cancellation_.Event().Native());
+        std::array<pollfd, 2> fds{{{cancelled, POLLIN, 0}, {fd, events, 0}}};
+        const int ready = PollUntil(fds, deadlineTickMs);
+        if (ready < 0) return TranslatePipeError(PipeOperation::kTransfer, errno);
+        if (fds[0].revents != 0) return kErrorCancelled;
+        return ready == 0 ? kErrorTimedOut : kErrorNone;
+    }
+
+    // One successful call of the system, waited for where it cannot be done at once.
+    template <typename Call>
+    uint32_t Transfer(short events, uint64_t deadlineTickMs, size_t& moved, Call call) const {
+        moved = 0;
+        while (true) {
+            const ssize_t result = call();
+            if (result >= 0) {
+                moved = static_cast<size_t>(result);
+                return kErrorNone;
+            }
+            if (errno == EINTR) continue;
+            if (errno != EAGAIN) return TranslatePipeError(PipeOperation::kTransfer, errno);
+            if (const uint32_t error = WaitFor(stream_.Get(), events, deadlineTickMs)) return error;
+        }
+    }
+
+    const CPcmPipeCancellation& cancellation_;
+    std::optional<ServerSocket> server_;  // holds the name while the endpoint is open
+    UniqueFd stream_;                     // valid while connected
+};
+
+}  // namespace
+
+std::unique_ptr<PcmPipeEndpoint> CreatePcmPipeEndpoint(const CPcmPipeCancellation& cancellation) {
+    return std::make_unique<SocketEndpoint>(cancellation);
+}

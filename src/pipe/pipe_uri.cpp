@@ -1,0 +1,42 @@
+#include "pipe/pipe_uri.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+constexpr std::string_view kPrefix = "pcm-pipe://";
+constexpr size_t kLongestName = 180;
+
+// Of the C locale, whatever the process has set.
+char ToLowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool IsNameCharacter(char c) {
+    const char lower = ToLowerAscii(c);
+    return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
+           c == '_';
+}
+
+bool StartsWithPrefix(std::string_view uri) {
+    return uri.size() >= kPrefix.size() &&
+           std::equal(kPrefix.begin(), kPrefix.end(), uri.begin(),
+                      [](char expected, char c) { return ToLowerAscii(c) == expected; });
+}
+
+}  // namespace
+
+std::optional<std::string> PipeNameFromUri(std::string_view uri) {
+    if (!StartsWithPrefix(uri)) return std::nullopt;
+    const std::string_view name = uri.substr(kPrefix.size());
+    if (name.empty() || name.size() > kLongestName) return std::nullopt;
+    if (!std::all_of(name.begin(), name.end(), IsNameCharacter)) return std::nullopt;
+    return std::string(name);
+}
+
+std::optional<std::string> MapPipeUri(std::string_view uri) {
+    const std::optional<std::string> name = PipeNameFromUri(uri);
+    if (!name) return std::nullopt;
+    return PipePathOfName(*name);
+}

@@ -9,5 +9,8 @@
 // A-Z a-z 0-9 - . _ and nothing else.
 std::optional<std::string> PipeNameFromUri(std::string_view uri);
 
-// The system's path of the pipe (docs/protocol.md), or nothing for a bad URI.
+// The system's path of the pipe of that name (docs/protocol.md).
+std::string PipePathOfName(const std::string& name);
+
+// Both in one step; nothing for a bad URI.
 std::optional<std::string> MapPipeUri(std::string_view uri);

@@ -1,0 +1,108 @@
+#include "pipe/local_socket_posix.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cerrno>
+
+#include "pipe/pipe_error_posix.h"
+#include "platform/error_codes.h"
+
+namespace {
+
+UniqueFd CreateSocket() {
+    return UniqueFd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+}
+
+// Names of ours reach 193 characters and sun_path holds 107, so every address goes through
+// a descriptor; false for a path that still does not fit.
+bool FillAddress(const std::string& path, sockaddr_un& address) {
+    address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) return false;
+    path.copy(address.sun_path, path.size());
+    return true;
+}
+
+template <typename Call>
+int CallWithAddress(Call call, int fd, const std::string& path) {
+    sockaddr_un address{};
+    if (!FillAddress(path, address)) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    return call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+}  // namespace
+
+std::string SocketFileName(const std::string& name) {
+    return "Corvadel.PCM." + name;
+}
+
+uint32_t ServerSocket::Open(const std::string& directoryPath, const std::string& name) {
+    if (const uint32_t error = directory_.OpenOrCreate(directoryPath)) return error;
+    if (const uint32_t error = lock_.Take(directory_.Fd(), name)) return error;
+    fileName_ = SocketFileName(name);
+    return Bind();
+}
+
+// The socket listens before it gets its name, so that no client ever meets a name that
+// refuses; and the rename replaces what a killed server left in one step.
+uint32_t ServerSocket::Bind() {
+    UniqueFd listener = CreateSocket();
+    if (!listener.IsValid()) return TranslatePipeError(PipeOperation::kListen, errno);
+
+    // Ours alone: the lock file's number is unique while we hold it. A leftover of that name
+    // is from a server that was killed at this very place.
+    const std::string temporaryName = "bind." + std::to_string(lock_.Inode());
+    unlinkat(directory_.Fd(), temporaryName.c_str(), 0);
+    if (CallWithAddress(bind, listener.Get(), directory_.ShortPath(temporaryName)) != 0) {
+        return TranslatePipeError(PipeOperation::kListen, errno);
+    }
+    constexpr int kOneWaitingClient = 0;
+    if (listen(listener.Get(), kOneWaitingClient) != 0 ||
+        renameat(directory_.Fd(), temporaryName.c_str(), directory_.Fd(), fileName_.c_str()) != 0) {
+        const int error = errno;
+        unlinkat(directory_.Fd(), temporaryName.c_str(), 0);
+        return TranslatePipeError(PipeOperation::kListen, error);
+    }
+    listener_ = std::move(listener);
+    return kErrorNone;
+}
+
+void ServerSocket::StopListening() {
+    if (!listener_.IsValid()) return;
+    unlinkat(directory_.Fd(), fileName_.c_str(), 0);
+    listener_.Reset();
+}
+
+bool IsTrustedPeer(int stream) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(stream, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+    return peer.uid == geteuid() || peer.uid == 0;
+}
+
+uint32_t ConnectToServer(const std::string& directoryPath, const std::string& name,
+                         UniqueFd& stream) {
+    EndpointDirectory directory;
+    if (const uint32_t error = directory.OpenExisting(directoryPath)) return error;
+
+    const UniqueFd file(
+        openat(directory.Fd(), SocketFileName(name).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!file.IsValid()) return TranslatePipeError(PipeOperation::kConnect, errno);
+
+    UniqueFd socket = CreateSocket();
+    if (!socket.IsValid()) return TranslatePipeError(PipeOperation::kConnect, errno);
+    const std::string path = "/proc/self/fd/" + std::to_string(file.Get());
+    int result = 0;
+    do {
+        result = CallWithAddress(connect, socket.Get(), path);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) return TranslatePipeError(PipeOperation::kConnect, errno);
+    stream = std::move(socket);
+    return kErrorNone;
+}

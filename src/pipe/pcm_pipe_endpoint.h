@@ -1,0 +1,33 @@
+// What each platform provides beneath CPcmPipe: single steps on its handles. All
+// results are 0 or a code of platform/error_codes.h; waits end with 995 at the
+// cancellation, which goes before everything else, and with 1460 at the deadline.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "pipe/pcm_pipe_cancellation.h"
+
+class PcmPipeEndpoint {
+public:
+    virtual ~PcmPipeEndpoint() = default;
+
+    // Both are called closed. One try each.
+    virtual uint32_t Listen(const std::string& name) = 0;
+    virtual uint32_t Connect(const std::string& name) = 0;
+
+    virtual uint32_t Accept(uint64_t deadlineTickMs) = 0;
+    // At most `count` bytes; `moved` is set in every case, 0 at success is the end.
+    virtual uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs,
+                              size_t& moved) = 0;
+    virtual uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,
+                               size_t& moved) = 0;
+    virtual uint32_t Peek(size_t& available) = 0;
+    virtual void Close() = 0;
+};
+
+// The cancellation outlives the endpoint. Throws std::runtime_error "Could not initialize
+// pipe I/O".
+std::unique_ptr<PcmPipeEndpoint> CreatePcmPipeEndpoint(const CPcmPipeCancellation& cancellation);

@@ -1,0 +1,6 @@
+#include "pipe/local_socket_posix.h"
+#include "pipe/pipe_uri.h"
+
+std::string PipePathOfName(const std::string& name) {
+    return EndpointDirectoryPath() + "/" + SocketFileName(name);
+}
