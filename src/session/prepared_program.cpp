@@ -1,0 +1,118 @@
+#include "session/prepared_program.h"
+
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+
+#include "platform/files.h"
+#include "platform/text.h"
+#include "session/identifier.h"
+
+namespace {
+
+using nlohmann::json;
+
+constexpr size_t kLongestLocator = 4096;  // bytes of a URL or path
+constexpr size_t kMostReferences = 32;
+constexpr uint32_t kLongestProgramMs = 3600000;
+
+void Require(bool holds, const char* text) {
+    if (!holds) throw std::invalid_argument(text);
+}
+
+std::string ReadString(const json& object, const char* key) {
+    return object.at(key).get<std::string>();
+}
+
+// A value out of range becomes the largest one, which every range check refuses:
+// converting it would be undefined.
+template <typename Unsigned>
+Unsigned Truncate(double value) {
+    const double whole = std::trunc(value);
+    const double limit = std::ldexp(1.0, std::numeric_limits<Unsigned>::digits);
+    if (!(whole >= 0.0 && whole < limit)) return std::numeric_limits<Unsigned>::max();
+    return static_cast<Unsigned>(whole);
+}
+
+// For uint32_t the library takes booleans and wraps integers, for uint64_t it refuses
+// booleans; both refuse everything else in the library's own words.
+template <typename Unsigned>
+Unsigned ReadNumber(const json& value) {
+    if (value.is_number_float()) return Truncate<Unsigned>(value.get<double>());
+    return value.get<Unsigned>();
+}
+
+uint64_t ReadOptionalNumber(const json& object, const char* key, uint64_t absent) {
+    const auto found = object.find(key);
+    return found == object.end() ? absent : ReadNumber<uint64_t>(*found);
+}
+
+bool IsHttpUrl(std::string_view url) {
+    return url.size() <= kLongestLocator &&
+           (url.starts_with("http://") || url.starts_with("https://"));
+}
+
+void ReadPacing(const json& message, PreparedProgram& program) {
+    const uint64_t ioTimeoutMs = ReadOptionalNumber(message, "ioTimeoutMs", program.ioTimeoutMs);
+    const uint64_t blockBytes = ReadOptionalNumber(message, "blockBytes", program.blockBytes);
+    Require(ioTimeoutMs >= 100 && ioTimeoutMs <= 60000, "ioTimeoutMs outside 100..60000");
+    Require(blockBytes >= 4 && blockBytes <= 1048576, "blockBytes outside 4..1048576");
+    program.ioTimeoutMs = static_cast<uint32_t>(ioTimeoutMs);
+    program.blockBytes = static_cast<uint32_t>(blockBytes);
+}
+
+void ReadBounds(const json& message, PreparedProgram& program) {
+    const auto bounds = message.find("program");
+    if (bounds == message.end()) return;
+    program.maximumMs = ReadNumber<uint32_t>(bounds->at("maximumMs"));
+    program.fadeMs = ReadNumber<uint32_t>(bounds->at("fadeMs"));
+    Require(program.maximumMs >= 1000 && program.maximumMs <= kLongestProgramMs,
+            "Invalid program maximumMs");
+    Require(program.fadeMs <= kLongestProgramMs, "Invalid program fadeMs");
+}
+
+PreparedReference ReadReference(const json& element, std::set<std::string>& seenIds) {
+    PreparedReference reference{ReadString(element, "id"), ReadString(element, "role"),
+                                ReadString(element, "path")};
+    Require(IsValidSessionId(reference.id) && seenIds.insert(reference.id).second,
+            "Invalid or duplicate reference id");
+    Require(reference.role == "start" || reference.role == "end" || reference.role == "other",
+            "Invalid reference role");
+    Require(!reference.path.empty() && reference.path.size() <= kLongestLocator &&
+                reference.path.find("://") == std::string::npos,
+            "Expected reference file path");
+    reference.path = Utf8ToAnsi(reference.path);
+    Require(IsExistingFile(reference.path), "Reference file does not exist");
+    return reference;
+}
+
+void ReadReferences(const json& message, PreparedProgram& program) {
+    const json& references = message.at("references");
+    Require(references.is_array() && !references.empty() && references.size() <= kMostReferences,
+            "Expected 1..32 references");
+    std::set<std::string> seenIds;
+    bool hasStart = false;
+    for (const json& element : references) {
+        program.references.push_back(ReadReference(element, seenIds));
+        hasStart = hasStart || program.references.back().role == "start";
+    }
+    Require(hasStart, "A start reference is required");
+}
+
+}  // namespace
+
+PreparedProgram ParsePreparedProgram(const json& message) {
+    PreparedProgram program;
+    program.sessionId = ReadString(message, "sessionId");
+    Require(IsValidSessionId(program.sessionId), "Invalid sessionId");
+    const std::string url = ReadString(message, "url");
+    Require(IsHttpUrl(url), "Expected HTTP(S) source");
+    program.url = Utf8ToAnsi(url);
+    ReadPacing(message, program);
+    ReadBounds(message, program);
+    ReadReferences(message, program);
+    return program;
+}

@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,9 +26,18 @@
 #include "audio/rubber_buffer_audio_file.h"
 #include "detect/detector_match.h"
 #include "detect/receiver_program_audio_file.h"
+#include "detect/reference_loading.h"
 #include "pipe/pcm_pipe_cancellation.h"
 #include "platform/thread_safety.h"
 #include "session/prepared_program.h"
+#include "session/session_events.h"
+
+// What the buffer listens to: a file that delivers the stream and reports matches
+// from within its Open and Read, and the way to make a blocked one return.
+struct SessionSource {
+    std::unique_ptr<CAudioFile> file;
+    std::function<void()> stop;  // any thread, any number of times
+};
 
 class ReceiverSession final {
 public:
@@ -35,7 +45,14 @@ public:
     // and returns, never calling back into the session.
     using EventSink = std::function<void(nlohmann::json)>;
 
-    ReceiverSession(PreparedProgram program, std::string audioUri, EventSink postEvent);
+    // Called once, on the worker, when the references are loaded.
+    using SourceFactory =
+        std::function<SessionSource(std::vector<ReferenceFingerprint>&& references,
+                                    std::function<void(const DetectorMatch&)> onMatch)>;
+
+    // Without a factory the source is the program's URL under the detector.
+    ReceiverSession(PreparedProgram program, std::string audioUri, EventSink postEvent,
+                    SourceFactory makeSource = {});
     ~ReceiverSession();  // stops and joins
     ReceiverSession(const ReceiverSession&) = delete;
     ReceiverSession& operator=(const ReceiverSession&) = delete;
@@ -60,13 +77,17 @@ private:
     void Finish(const char* reason, const std::string& message) EXCLUDES(mutex_);
     void EmitEvent(const char* type, nlohmann::json body) REQUIRES(mutex_);
     void RecomputeProgramEnd() REQUIRES(mutex_);
+    ProgramEnd ComputeProgramEnd() const REQUIRES(mutex_);
+    std::optional<uint64_t> StartSample() const REQUIRES(mutex_);  // of the first start match
+    bool IgnoresSource() const REQUIRES(mutex_);  // a source error would change nothing
     bool IsStoppedOrFailing() const { return stopRequested_ || sourceErrorStopping_; }
-    void CancelChain(const std::shared_ptr<CRubberBufferAudioFile>& buffer) EXCLUDES(mutex_);
+    void CancelChain(CRubberBufferAudioFile* buffer) EXCLUDES(mutex_);  // may be null
     std::shared_ptr<CRubberBufferAudioFile> Buffer() const EXCLUDES(mutex_);
 
     const PreparedProgram program_;
     const std::string audioUri_;
     const EventSink postEvent_;
+    const SourceFactory makeSource_;
     const std::shared_ptr<CFFmpegNetworkCancellation> networkCancellation_;
     const std::shared_ptr<CPcmPipeCancellation> pipeCancellation_;
     std::atomic<bool> sourceOpened_{false};

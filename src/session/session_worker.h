@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,18 +17,21 @@ class SessionWorker final {
 public:
     explicit SessionWorker(ReceiverSession& session) : session_(session) {}
 
-    // Never throws; ends with exactly one FINISHED.
-    void Run();
+    // Ends with exactly one FINISHED.
+    void Run() noexcept;
 
 private:
     void RunSteps();  // throws std::exception with the text for FINISHED
     void LoadReferences();
+    SessionSource MakeNetworkSource(std::vector<ReferenceFingerprint>&& references,
+                                    std::function<void(const DetectorMatch&)> onMatch) const;
     void BuildChain();
     void OpenSource();
+    void AnnounceConnected();
     uint64_t WaitForStart();
     void Position(uint64_t startSample);
     void AnnounceReady(uint64_t startSample);
-    void Serve();
+    void Serve(uint64_t startSample);
     void ReleaseChain();
 
     ReceiverSession& session_;
