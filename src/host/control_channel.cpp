@@ -1,0 +1,115 @@
+#include "host/control_channel.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "host/log_record.h"
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+#include "platform/ids.h"
+#include "platform/text.h"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr size_t kReadBytes = 4096;
+constexpr uint64_t kIoTimeoutMs = 200;
+
+}  // namespace
+
+CControlChannel::CControlChannel(std::string uri, CPcmPipe& pipe, CLog& log)
+    : uri_(std::move(uri)), pipe_(pipe), log_(log) {}
+
+void CControlChannel::Listen() {
+    pipe_.Close();
+    connected_ = false;
+    helloReceived_ = false;
+    received_.Clear();
+    if (pipe_.Listen(uri_) || stopExpected_ || pipe_.Cancellation().IsCancelled()) return;
+    throw CControlListenError();
+}
+
+void CControlChannel::AcceptClient(uint32_t timeoutMs) {
+    if (pipe_.Accept(timeoutMs)) {
+        connected_ = true;
+        helloReceived_ = false;
+        received_.Clear();
+        LogMessage({{"type", "CONTROL_CONNECTED"}});
+    } else if (pipe_.LastError() != kErrorTimedOut && pipe_.LastError() != kErrorCancelled) {
+        Listen();
+    }
+}
+
+void CControlChannel::ReadMessages(const std::function<bool(const json&)>& handle) {
+    size_t available = 0;
+    if (!pipe_.Peek(&available)) return Disconnected();
+    if (available == 0) return;
+    std::array<char, kReadBytes> chunk;
+    const size_t count = std::min(available, chunk.size());
+    if (!pipe_.Read(chunk.data(), count, TickMs() + kIoTimeoutMs)) return Disconnected();
+    received_.Append(chunk.data(), count);
+
+    std::string body;
+    while (connected_) {
+        switch (received_.Next(&body)) {
+            case CFrameAssembler::Result::kIncomplete:
+                return;
+            case CFrameAssembler::Result::kInvalidLength:
+                Reject("", "Invalid control frame length");
+                if (connected_) Disconnected();  // a reply that failed has done so already
+                return;
+            case CFrameAssembler::Result::kFrame:
+                if (!HandleBody(body, handle)) return;
+        }
+    }
+}
+
+bool CControlChannel::HandleBody(const std::string& body,
+                                 const std::function<bool(const json&)>& handle) {
+    try {
+        const json message = json::parse(body);
+        return handle(message);
+    } catch (const CControlListenError&) {
+        throw;
+    } catch (const std::exception& error) {
+        // The parser quotes what it could not read, which need not be text.
+        Reject("", ReplaceIllFormedUtf8(error.what()));
+        return true;
+    }
+}
+
+bool CControlChannel::Send(json message) {
+    message["version"] = 1;
+    LogMessage(message);
+    if (!connected_) return false;
+    // All strings are sound when they come here; should one not be, an answer with
+    // U+FFFD in it is better than the end of the process.
+    const std::string body = message.dump(-1, ' ', false, json::error_handler_t::replace);
+    if (body.size() > kMaximumFrameBody) {
+        Disconnected();
+        return false;
+    }
+    const std::string frame = EncodeFrame(body);
+    if (!pipe_.Write(frame.data(), frame.size(), TickMs() + kIoTimeoutMs)) {
+        Disconnected();
+        return false;
+    }
+    return true;
+}
+
+void CControlChannel::Reject(const std::string& requestId, const std::string& text) {
+    Send({{"type", "REJECTED"}, {"requestId", requestId}, {"message", text}});
+}
+
+void CControlChannel::LogMessage(json message) {
+    message["tickMs"] = TickMs();
+    message["processId"] = CurrentProcessId();
+    log_.Write(LogLevelOf(message), FormatLogRecord(message));
+}
+
+void CControlChannel::Disconnected() {
+    LogMessage({{"type", "CONTROL_DISCONNECTED"}});
+    Listen();
+}

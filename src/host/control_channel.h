@@ -2,23 +2,30 @@
 // every sent message in the log. It listens again when a client is lost.
 //
 //   Threads  the main thread only.
-//   Errors   Listen throws std::runtime_error "Control Listen failed". A read or
-//            write that takes more than 200 ms loses the client.
+//   Errors   whatever has to listen again throws CControlListenError when it cannot.
+//            A read or write that takes more than 200 ms loses the client.
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 
 #include "log/log.h"
 #include "pipe/pcm_pipe.h"
 #include "wire/control_frame.h"
 
+// The receiver cannot be reached any more: unlike the failures of single commands it
+// ends the process. Its text is "Control Listen failed".
+class CControlListenError final : public std::runtime_error {
+public:
+    CControlListenError() : std::runtime_error("Control Listen failed") {}
+};
+
 class CControlChannel final {
 public:
-    // The log outlives the channel.
-    CControlChannel(std::string uri, std::shared_ptr<CPcmPipeCancellation> cancellation, CLog& log);
+    // Pipe and log outlive the channel's use.
+    CControlChannel(std::string uri, CPcmPipe& pipe, CLog& log);
 
     void Listen();
     // Waits for a client for at most `timeoutMs`; a failure other than a time-out
@@ -27,25 +34,31 @@ public:
     // Reads what is there, at most 4,096 bytes, and hands each complete message to
     // `handle` until it asks to stop by returning false. What `handle` or the parser
     // throws is answered with REJECTED and an empty requestId.
-    void ReadMessages(const std::function<bool(nlohmann::json&)>& handle);
+    void ReadMessages(const std::function<bool(const nlohmann::json&)>& handle);
 
     // Adds "version", logs, and writes. False when there is no client or it was lost.
     bool Send(nlohmann::json message);
     void Reject(const std::string& requestId, const std::string& text);
     void LogMessage(nlohmann::json message);  // without sending
 
+    // From here on no client is needed any more: a Listen that fails is no error. A
+    // cancelled pipe implies it.
+    void ExpectStop() { stopExpected_ = true; }
+
     bool IsConnected() const { return connected_; }
     bool IsIntroduced() const { return helloReceived_; }  // the client has sent HELLO
     void SetIntroduced() { helloReceived_ = true; }
 
 private:
+    bool HandleBody(const std::string& body,
+                    const std::function<bool(const nlohmann::json&)>& handle);
     void Disconnected();
 
     const std::string uri_;
-    const std::shared_ptr<CPcmPipeCancellation> cancellation_;
+    CPcmPipe& pipe_;
     CLog& log_;
-    CPcmPipe pipe_;
     CFrameAssembler received_;
     bool connected_ = false;
     bool helloReceived_ = false;
+    bool stopExpected_ = false;
 };

@@ -1,0 +1,123 @@
+#include "host/control_protocol.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "host/canonical_text.h"
+#include "session/identifier.h"
+#include "session/prepared_program.h"
+
+using nlohmann::json;
+
+namespace {
+
+void Require(bool holds, const char* text) {
+    if (!holds) throw std::invalid_argument(text);
+}
+
+bool HasSupportedVersion(const json& message) {
+    const auto version = message.find("version");
+    return version != message.end() && version->is_number_integer() && *version == 1;
+}
+
+// What the client was told by a stop or an end must not be contradicted by an event
+// that was queued before it.
+bool IsOvertaken(const std::string& type, const json& snapshot) {
+    if (type == "FINISHED" || snapshot.is_null()) return false;
+    const std::string state = snapshot.value("state", std::string());
+    if (type == "READY" && (state == "FINISHED" || state == "STOPPING")) return true;
+    return state == "CANCELLING" ||
+           (state == "FINISHED" && snapshot.value("reason", std::string()) == "cancelled");
+}
+
+}  // namespace
+
+CControlProtocol::CControlProtocol(std::string instanceId, CControlChannel& channel,
+                                   CSessionSlot& slot)
+    : instanceId_(std::move(instanceId)), channel_(channel), slot_(slot) {}
+
+void CControlProtocol::Dispatch(const json& message) {
+    std::string requestId;
+    try {
+        Require(message.is_object(), "Expected JSON object");
+        requestId = message.value("requestId", std::string());
+        Handle(message, requestId);
+    } catch (const CControlListenError&) {
+        throw;
+    } catch (const std::exception& error) {
+        channel_.Reject(requestId, error.what());
+    }
+}
+
+void CControlProtocol::Handle(const json& message, const std::string& requestId) {
+    Require(IsValidSessionId(requestId), "Invalid requestId");
+    Require(HasSupportedVersion(message), "Unsupported protocol version");
+    const std::string type = message.at("type").get<std::string>();
+    if (type == "HELLO") return Hello(requestId);
+    Require(channel_.IsIntroduced(), "HELLO required");
+
+    std::string command = CanonicalText(message);
+    const auto known = ledger_.find(requestId);
+    Require(known == ledger_.end() || known->second == command,
+            "requestId was already used for a different command");
+    if (type == "PREPARE") {
+        Prepare(message, requestId);
+    } else if (type == "CANCEL") {
+        Cancel(message, requestId);
+    } else if (type == "SHUTDOWN") {
+        ShutDown(requestId);
+    } else {
+        throw std::invalid_argument("Unknown command");
+    }
+    ledger_.emplace(requestId, std::move(command));
+}
+
+void CControlProtocol::Hello(const std::string& requestId) {
+    channel_.SetIntroduced();
+    channel_.Send({{"type", "WELCOME"},
+                   {"requestId", requestId},
+                   {"instanceId", instanceId_},
+                   {"active", slot_.SnapshotOf("")}});
+}
+
+void CControlProtocol::Prepare(const json& message, const std::string& requestId) {
+    slot_.Create(ParsePreparedProgram(message));
+    try {
+        channel_.Send({{"type", "ACK"},
+                       {"command", "PREPARE"},
+                       {"requestId", requestId},
+                       {"session", slot_.SnapshotOf("")}});
+        slot_.Start();
+    } catch (...) {
+        slot_.Discard();  // a session that never runs would never finish, nor let another in
+        throw;
+    }
+}
+
+void CControlProtocol::Cancel(const json& message, const std::string& requestId) {
+    const std::string sessionId = message.at("sessionId").get<std::string>();
+    Require(!sessionId.empty() && !slot_.SnapshotOf(sessionId).is_null(), "Unknown sessionId");
+    slot_.RequestStop();
+    channel_.Send({{"type", "ACK"},
+                   {"command", "CANCEL"},
+                   {"requestId", requestId},
+                   {"session", slot_.SnapshotOf(sessionId)}});
+}
+
+void CControlProtocol::ShutDown(const std::string& requestId) {
+    channel_.ExpectStop();
+    channel_.Send({{"type", "ACK"}, {"command", "SHUTDOWN"}, {"requestId", requestId}});
+    stopRequested_ = true;
+}
+
+void CControlProtocol::ForwardEvents() {
+    for (json& event : slot_.TakeEvents()) {
+        const json snapshot = slot_.SnapshotOf(event.value("sessionId", std::string()));
+        if (IsOvertaken(event.value("type", std::string()), snapshot)) continue;
+        if (channel_.IsConnected() && channel_.IsIntroduced()) {
+            channel_.Send(std::move(event));
+        } else {
+            channel_.LogMessage(std::move(event));
+        }
+    }
+}

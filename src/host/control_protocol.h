@@ -16,19 +16,23 @@ public:
     // Channel and slot outlive the object.
     CControlProtocol(std::string instanceId, CControlChannel& channel, CSessionSlot& slot);
 
-    // Answers one message, also when it is bad; throws only what no reply could carry.
-    void Dispatch(nlohmann::json& message);
+    // Answers one message, also when it is bad. Throws CControlListenError alone.
+    void Dispatch(const nlohmann::json& message);
     void ForwardEvents();
     bool IsStopRequested() const { return stopRequested_; }  // SHUTDOWN was accepted
 
 private:
-    void Handle(nlohmann::json& message, const std::string& requestId);
+    void Handle(const nlohmann::json& message, const std::string& requestId);
+    void Hello(const std::string& requestId);
     void Prepare(const nlohmann::json& message, const std::string& requestId);
     void Cancel(const nlohmann::json& message, const std::string& requestId);
+    void ShutDown(const std::string& requestId);
 
     const std::string instanceId_;
     CControlChannel& channel_;
     CSessionSlot& slot_;
     bool stopRequested_ = false;
-    std::map<std::string, std::string> ledger_;  // requestId to its first command's text
+    // requestId to its first command's text; never cleared, so that an id keeps its
+    // meaning over reconnections.
+    std::map<std::string, std::string> ledger_;
 };

@@ -1,0 +1,65 @@
+#include "host/receiver_host.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "log/file_log.h"
+#include "platform/ids.h"
+#include "platform/standard_streams.h"
+
+namespace {
+
+constexpr uint64_t kLogSizeLimit = 0x8000000;  // bytes
+constexpr int32_t kLogBufferBytes = 8192;
+constexpr uint32_t kAcceptMs = 50;
+constexpr uint32_t kEventWaitMs = 10;
+
+std::unique_ptr<CLog> OpenLog(const std::string& path) {
+    auto file = std::make_unique<CFileLog>(path, kLogSizeLimit, kLogBufferBytes);
+    if (!file->IsOpen()) throw std::runtime_error("Cannot open receiver log");
+    return std::make_unique<CLog>(std::move(file), CLog::Options{});
+}
+
+}  // namespace
+
+CReceiverHost::CReceiverHost(const std::string& controlUri, const std::string& logPath)
+    : controlUri_(controlUri),
+      cancellation_(std::make_shared<CPcmPipeCancellation>()),
+      pipe_(cancellation_),
+      log_(OpenLog(logPath)),
+      instanceId_(CreateInstanceId()),
+      channel_(controlUri_, pipe_, *log_),
+      slot_(instanceId_),
+      protocol_(instanceId_, channel_, slot_),
+      consoleControl_(cancellation_->Event()) {}
+
+CReceiverHost::~CReceiverHost() {
+    slot_.StopAndJoin();  // while the handler still keeps a second Ctrl+C from killing us
+}
+
+int CReceiverHost::Run() {
+    channel_.Listen();
+    // A stop that came this early may have kept the pipe from being made.
+    if (!cancellation_->IsCancelled()) WriteStandardOutputLine("LISTENING " + controlUri_);
+    while (!protocol_.IsStopRequested() && !cancellation_->IsCancelled()) RunPass();
+    slot_.StopAndJoin();
+    protocol_.ForwardEvents();
+    slot_.Reap();
+    channel_.LogMessage({{"type", "HOST_STOPPED"}});
+    return 0;
+}
+
+void CReceiverHost::RunPass() {
+    slot_.Poll();
+    slot_.Reap();
+    if (channel_.IsConnected()) {
+        channel_.ReadMessages([this](const nlohmann::json& message) {
+            protocol_.Dispatch(message);
+            return !protocol_.IsStopRequested();
+        });
+    } else {
+        channel_.AcceptClient(kAcceptMs);
+    }
+    protocol_.ForwardEvents();
+    slot_.WaitForEvents(kEventWaitMs);
+}

@@ -3,7 +3,8 @@
 //
 //   Threads  the main thread only.
 //   Errors   the constructor throws std::runtime_error "Cannot open receiver log"
-//            or "Cannot create instance id"; Run throws "Control Listen failed".
+//            or "Cannot create instance id", or what its members throw; Run throws
+//            CControlListenError "Control Listen failed".
 #pragma once
 
 #include <memory>
@@ -13,11 +14,13 @@
 #include "host/control_protocol.h"
 #include "host/session_slot.h"
 #include "log/log.h"
+#include "pipe/pcm_pipe.h"
 #include "pipe/pcm_pipe_cancellation.h"
 #include "platform/console_control.h"
 
 class CReceiverHost final {
 public:
+    // Paths and URIs as on the command line, in the ANSI code page.
     CReceiverHost(const std::string& controlUri, const std::string& logPath);
     ~CReceiverHost();
     CReceiverHost(const CReceiverHost&) = delete;
@@ -26,12 +29,18 @@ public:
     int Run();  // the process's exit code
 
 private:
+    void RunPass();
+
+    // In the order in which the host comes up; it goes down in reverse. The log is
+    // closed before the control pipe, so that a controlling program that sees the pipe
+    // end finds the log complete and free.
     const std::string controlUri_;
     const std::shared_ptr<CPcmPipeCancellation> cancellation_;
-    std::unique_ptr<CLog> log_;
-    std::string instanceId_;
-    std::unique_ptr<CControlChannel> channel_;
-    std::unique_ptr<CSessionSlot> slot_;
-    std::unique_ptr<CControlProtocol> protocol_;
-    std::unique_ptr<CConsoleControl> consoleControl_;
+    CPcmPipe pipe_;
+    const std::unique_ptr<CLog> log_;
+    const std::string instanceId_;
+    CControlChannel channel_;
+    CSessionSlot slot_;
+    CControlProtocol protocol_;
+    CConsoleControl consoleControl_;
 };

@@ -17,12 +17,12 @@
 class CSessionSlot final {
 public:
     explicit CSessionSlot(std::string instanceId);
-    ~CSessionSlot();
 
     // Throws std::runtime_error "Receiver already has an active session" unless the
     // last one has finished. Counts the session and makes its audio URI.
     void Create(PreparedProgram program);
-    void Start();  // a session whose thread cannot be started is removed again; throws
+    void Start();    // the session's thread; throws as ReceiverSession::Start
+    void Discard();  // removes the session in whatever state, stopping it first
     void Poll();
     void Reap();  // removes a finished session
     void RequestStop();
