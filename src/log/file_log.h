@@ -35,14 +35,16 @@ private:
     void FlushLocked() REQUIRES(mutex_);
     void RollOver() REQUIRES(mutex_);
     void WriteBufferedBytes() REQUIRES(mutex_);
+    size_t WriteToFile(std::string_view bytes) REQUIRES(mutex_);  // the bytes that reached it
+    bool FitsBuffer(size_t bytes) const REQUIRES(mutex_);         // the last place stays free
+    void ReserveBuffer() REQUIRES(mutex_);
 
     const std::string path_;
 
     mutable CMutex mutex_;
     CAppendFile file_ GUARDED_BY(mutex_);
-    std::vector<char> buffer_ GUARDED_BY(mutex_);
+    std::vector<char> buffer_ GUARDED_BY(mutex_);  // the pending bytes
     int32_t bufferSize_ GUARDED_BY(mutex_);
     uint64_t sizeLimit_ GUARDED_BY(mutex_);
-    uint64_t fileSize_ GUARDED_BY(mutex_) = 0;
-    std::string currentName_ GUARDED_BY(mutex_);
+    uint64_t fileSize_ GUARDED_BY(mutex_) = 0;  // of the current file, without the buffer
 };

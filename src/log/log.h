@@ -31,6 +31,8 @@ protected:
     virtual const char* CategoryText() const;  // the level text of an unknown level
 
 private:
+    const char* LevelText(int32_t level) const;
+
     const std::unique_ptr<IStoreLog> sink_;
     const Options options_;
 };
