@@ -17,7 +17,6 @@
 
 struct AVDictionary;
 struct AVFormatContext;
-struct AVFrame;
 
 inline constexpr uint32_t kDecoderErrorOpen = 256;     // input or its options
 inline constexpr uint32_t kDecoderErrorNoAudio = 257;  // no stream info, no audio stream
@@ -62,29 +61,32 @@ protected:
     void SetErrorCode(uint32_t code) { errorCode_ = code; }
 
 private:
-    struct Ffmpeg;  // the demuxer, decoder, resampler, frame and packet
+    struct Ffmpeg;  // the demuxer, decoder, converter, frame and packet
 
     bool OpenInput(const std::string& path);
     bool OpenCodec();
-    bool OpenResampler();
+    bool OpenConverter();
     bool ComputeLength();
+    bool EstimateDuration(double* seconds);
     bool MeasureDuration(double* seconds);
-    int OutputSamplesFor(int inputSamples) const;
-    bool ReservePending(int64_t bytes);
-    bool SeekInput(double seconds);
-    bool DecodeForwardTo(double target, double start);
-    bool ConvertFrom(const AVFrame& frame, int64_t skip);
+    int NextPacket();
+    int NextFrame();
+    uint32_t TakePending(uint8_t* buffer, uint32_t count);
+    int64_t ConvertFrame(int skip, uint8_t* buffer, uint32_t room);
+    bool SeekInput(double seconds, double timeBase);
+    void DecodeForwardTo(double target, double start, double timeBase);
+    bool SeeksDirectly() const;
     bool Fail(uint32_t code);  // keeps the code, closes, returns false
 
     std::unique_ptr<Ffmpeg> ffmpeg_;
-    std::unique_ptr<WAVEFORMATEX> record_;
+    WAVEFORMATEX record_;
     std::string path_;
     int32_t streamIndex_ = -1;
-    int32_t outputChannels_ = 0;
     uint32_t outputSampleRate_ = 44100;
     int32_t outputBits_ = 16;
     std::vector<uint8_t> pending_;  // its size is the capacity
-    size_t pendingBytes_ = 0;       // converted PCM not yet handed out, at the front
+    size_t pendingStart_ = 0;       // converted PCM not yet handed out: bytes
+    size_t pendingEnd_ = 0;         // pendingStart_..pendingEnd_ of pending_
     uint32_t errorCode_ = 0;
     bool exactLength_ = false;
     uint32_t seekPreRollMs_ = 2000;

@@ -1,0 +1,24 @@
+// Encodes test audio in memory, as a station would send it.
+#pragma once
+
+#include <string>
+
+#include "support/audio_generator.h"
+
+enum class AudioCoding { kMp3, kAacAdts, kOggVorbis, kOggOpus, kOggFlac, kFlac, kWav };
+
+inline constexpr AudioCoding kAllAudioCodings[] = {
+    AudioCoding::kMp3,     AudioCoding::kAacAdts, AudioCoding::kOggVorbis, AudioCoding::kOggOpus,
+    AudioCoding::kOggFlac, AudioCoding::kFlac,    AudioCoding::kWav};
+
+// A letters-only name, fit for the name of a test.
+const char* NameOf(AudioCoding coding);
+const char* MimeTypeOf(AudioCoding coding);
+// Whether FLAC, Ogg FLAC or WAV: decoding gives back every sample.
+bool IsLossless(AudioCoding coding);
+// Whether the FFmpeg in use has the encoder; without it EncodeAudio throws.
+bool CanEncode(AudioCoding coding);
+
+// The whole file. Opus always codes at 48 kHz, whatever the rate of `pcm`.
+// Throws std::runtime_error naming the FFmpeg call that failed.
+std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate = 128000);

@@ -1,0 +1,49 @@
+// What a process holds of the system, from outside: descriptors, threads, children.
+// For POSIX-only tests; throws std::filesystem::filesystem_error when it is gone.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+
+inline std::filesystem::path ProcessFolder(long pid) {
+    return "/proc/" + std::to_string(pid);
+}
+
+// Number and target of each open descriptor.
+inline std::set<std::string> DescriptorsOf(long pid) {
+    std::set<std::string> descriptors;
+    for (const auto& entry : std::filesystem::directory_iterator(ProcessFolder(pid) / "fd")) {
+        std::error_code closedMeanwhile;
+        descriptors.insert(entry.path().filename().string() + " " +
+                           std::filesystem::read_symlink(entry.path(), closedMeanwhile).string());
+    }
+    return descriptors;
+}
+
+inline size_t ThreadsOf(long pid) {
+    const std::filesystem::directory_iterator tasks(ProcessFolder(pid) / "task");
+    return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+inline bool HasChildren(long pid) {
+    for (const auto& task : std::filesystem::directory_iterator(ProcessFolder(pid) / "task")) {
+        std::string children;
+        if (std::getline(std::ifstream(task.path() / "children"), children) && !children.empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Resident memory, kB.
+inline size_t ResidentKilobytesOf(long pid) {
+    std::ifstream status(ProcessFolder(pid) / "status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) return std::stoul(line.substr(6));
+    }
+    return 0;
+}

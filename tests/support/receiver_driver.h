@@ -1,0 +1,87 @@
+// Runs the built receiver as a controlling program would see it: a child process,
+// its two standard streams, its control pipe, its log. Everything received is kept,
+// so that a test can look at the whole conversation afterwards.
+//
+//   Units    time-outs are ms.
+//   Threads  one at a time.
+//   Errors   what keeps a test from going on (no LISTENING line, no answer in time,
+//            a lost connection) is thrown as std::runtime_error that says so;
+//            what a test is about is returned or checked with GoogleTest.
+#pragma once
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/child_process.h"
+#include "support/raw_control_client.h"
+#include "support/temp_folder.h"
+
+class CReceiverDriver final {
+public:
+    struct Options {
+        std::string uri;                    // empty: a name of its own
+        std::string logPath;                // empty: in a folder of its own
+        std::vector<std::string> launcher;  // the receiver's command line is appended to it
+    };
+    struct Message {
+        std::string bytes;
+        nlohmann::json value;
+    };
+
+    CReceiverDriver() : CReceiverDriver(Options{}) {}
+    // Returns once the LISTENING line has been read.
+    explicit CReceiverDriver(Options options);
+    ~CReceiverDriver();  // kills what still runs
+
+    static std::string ProgramPath();
+    static std::string UniqueUri();
+
+    const std::string& Uri() const { return uri_; }
+    CRawControlClient& Control() { return control_; }
+    CChildProcess& Process() { return process_; }
+
+    // Connects and introduces itself; returns WELCOME.
+    nlohmann::json Introduce();
+    void Disconnect() { control_.Close(); }
+    // Sends a command, with the next requestId and the version unless it has them,
+    // and returns the reply. Events on the way are kept.
+    nlohmann::json Ask(nlohmann::json command);
+    Message AskRaw(const std::string& body);  // the next message is the reply
+
+    // The next message that is an event, in order of arrival; each is given out once.
+    nlohmann::json NextEvent() { return NextEventMessage().value; }
+    Message NextEventMessage();
+    // Events up to the first of this type.
+    nlohmann::json WaitFor(const std::string& type);
+    const std::vector<nlohmann::json>& Events() const { return seenEvents_; }
+
+    std::string InstanceId() const { return instanceId_; }
+    std::string AudioUri(int counter) const;
+
+    // What has reached the log so far.
+    std::string LogText() const;
+    std::vector<std::string> LogLines() const;
+
+    // SHUTDOWN, then ExpectCleanEnd.
+    void Shutdown();
+    // Waits for the process and checks its exit code, that standard output held the
+    // LISTENING line alone and standard error nothing, and that no pipe is left.
+    void ExpectCleanEnd();
+
+private:
+    Message Receive();
+
+    CTempFolder folder_;
+    std::string uri_;
+    std::filesystem::path logPath_;
+    CChildProcess process_;
+    CRawControlClient control_;
+    std::string instanceId_;
+    int nextRequest_ = 1;
+    std::vector<Message> waitingEvents_;  // received while a reply was awaited
+    std::vector<nlohmann::json> seenEvents_;
+    int sessions_ = 0;  // PREPARE commands that were acknowledged
+};

@@ -1,0 +1,29 @@
+// A folder of its own for one test, gone with everything in it when the test ends.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "platform/ids.h"
+
+class CTempFolder final {
+public:
+    CTempFolder()
+        : path_(std::filesystem::temp_directory_path() / ("receiver-test-" + CreateInstanceId())) {
+        std::filesystem::create_directories(path_);
+    }
+    ~CTempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    CTempFolder(const CTempFolder&) = delete;
+    CTempFolder& operator=(const CTempFolder&) = delete;
+
+    const std::filesystem::path& Path() const { return path_; }
+    // The path of a file in it, as the receiver takes paths; the name is ASCII.
+    std::string File(const std::string& name) const { return (path_ / name).string(); }
+
+private:
+    const std::filesystem::path path_;
+};
