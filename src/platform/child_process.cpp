@@ -1,0 +1,79 @@
+#include "platform/child_process.h"
+
+#include <cstddef>
+#include <utility>
+
+#include "platform/child_process_handle.h"
+
+CChildProcess::CChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                             ErrorStream errorStream)
+    : process_(StartChildProcess(program, arguments, errorStream)) {
+    errors_.ended = errorStream != ErrorStream::kCapture;
+}
+
+CChildProcess::~CChildProcess() = default;
+
+std::optional<std::string> CChildProcess::ReadLine(uint64_t deadlineTickMs) {
+    return ReadLineOf(output_, deadlineTickMs);
+}
+
+std::optional<std::string> CChildProcess::ReadErrorLine(uint64_t deadlineTickMs) {
+    return ReadLineOf(errors_, deadlineTickMs);
+}
+
+std::optional<std::string> CChildProcess::ReadAllOutput(uint64_t deadlineTickMs) {
+    return ReadAllOf(output_, deadlineTickMs);
+}
+
+std::optional<std::string> CChildProcess::ReadAllErrors(uint64_t deadlineTickMs) {
+    return ReadAllOf(errors_, deadlineTickMs);
+}
+
+std::optional<int> CChildProcess::WaitForExit(uint64_t deadlineTickMs) {
+    while (!exitCode_) {
+        if (!process_->WaitForNews(output_, errors_, exitCode_, deadlineTickMs)) break;
+    }
+    return exitCode_;
+}
+
+void CChildProcess::Interrupt() {
+    process_->Interrupt();
+}
+
+void CChildProcess::Terminate() {
+    process_->Terminate();
+}
+
+void CChildProcess::Kill() {
+    process_->Kill();
+}
+
+uint32_t CChildProcess::ProcessId() const {
+    return process_->Id();
+}
+
+std::optional<std::string> CChildProcess::ReadLineOf(ChildStream& stream, uint64_t deadlineTickMs) {
+    size_t lineEnd = 0;
+    while ((lineEnd = stream.unread.find('\n')) == std::string::npos && !stream.ended) {
+        if (!process_->WaitForNews(output_, errors_, exitCode_, deadlineTickMs)) {
+            return std::nullopt;
+        }
+    }
+    if (lineEnd == std::string::npos) {
+        if (stream.unread.empty()) return std::nullopt;
+        return std::exchange(stream.unread, {});
+    }
+    std::string line = stream.unread.substr(0, lineEnd);
+    stream.unread.erase(0, lineEnd + 1);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+}
+
+std::optional<std::string> CChildProcess::ReadAllOf(ChildStream& stream, uint64_t deadlineTickMs) {
+    while (!stream.ended) {
+        if (!process_->WaitForNews(output_, errors_, exitCode_, deadlineTickMs)) {
+            return std::nullopt;
+        }
+    }
+    return std::exchange(stream.unread, {});
+}
