@@ -1,5 +1,5 @@
 # The libraries that are called: as the distribution packages them natively, as
-# scripts/build-windows leaves them for the cross-build.
+# scripts/windows-dependencies leaves them for the cross-build.
 find_package(Threads REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(PkgConfig REQUIRED)
@@ -7,5 +7,15 @@ pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswre
 pkg_check_modules(FFTW REQUIRED IMPORTED_TARGET fftw3)
 if(RECEIVER_BUILD_TESTS)
     include(GoogleTest)
-    find_package(GTest REQUIRED)
+    if(CMAKE_CROSSCOMPILING)
+        # A C++ library is compiled by the compiler that uses it; the sources are packaged.
+        add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+        foreach(library gtest gtest_main gmock)
+            if(NOT TARGET GTest::${library})
+                add_library(GTest::${library} ALIAS ${library})
+            endif()
+        endforeach()
+    else()
+        find_package(GTest REQUIRED)
+    endif()
 endif()
