@@ -82,10 +82,13 @@ private:
         std::vector<std::byte> pcm;  // whole frames
     };
 
-    void RunFiller(const std::string& path) EXCLUDES(mutex_);  // no exception leaves it
-    uint32_t Fill(const std::string& path) EXCLUDES(mutex_);   // the reason of the end: 0 or 30
-    void OpenInner(const std::string& path) EXCLUDES(mutex_);
+    void RunFiller(const std::string& path) EXCLUDES(mutex_);      // no exception leaves it
+    uint32_t Fill(const std::string& path) EXCLUDES(mutex_);       // the reason of the end: 0 or 30
+    uint32_t OpenInner(const std::string& path) EXCLUDES(mutex_);  // the bytes of a frame
+    uint32_t ReadInner(uint32_t blockAlign) EXCLUDES(mutex_);      // the reason of the end
+    bool IsStopRequested() const EXCLUDES(mutex_);
     void Append(std::vector<std::byte> pcm) EXCLUDES(mutex_);
+    int32_t CopyFromBlock(void* buffer, uint32_t count) REQUIRES(mutex_);
     void ReleaseConsumedBlocks() REQUIRES(mutex_);
     uint64_t FirstByte() const REQUIRES(mutex_);
     bool ByteOfSample(uint64_t sample, uint64_t* byte) const REQUIRES(mutex_);

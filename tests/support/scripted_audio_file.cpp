@@ -1,0 +1,151 @@
+#include "support/scripted_audio_file.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+ScriptedAudioFile::ScriptedAudioFile(uint16_t channels, uint32_t rate, uint16_t bits) {
+    record.wFormatTag = kFormatTagPcm;
+    record.nChannels = channels;
+    record.nSamplesPerSec = rate;
+    record.wBitsPerSample = bits;
+    record.nBlockAlign = static_cast<uint16_t>(bits / 8 * channels);
+    record.nAvgBytesPerSec = record.nBlockAlign * rate;
+}
+
+ScriptedAudioFile::ScriptedAudioFile(const TestPcm& pcm)
+    : ScriptedAudioFile(static_cast<uint16_t>(pcm.channels), static_cast<uint32_t>(pcm.rate)) {
+    Deliver(pcm);
+    End();
+}
+
+void ScriptedAudioFile::Hold() {
+    CLock lock(mutex_);
+    held_ = true;
+}
+
+void ScriptedAudioFile::Proceed() {
+    CLock lock(mutex_);
+    held_ = false;
+    changed_.notify_all();
+}
+
+void ScriptedAudioFile::AppendBytes(const uint8_t* bytes, size_t count) {
+    data_.insert(data_.end(), bytes, bytes + count);
+    blocked_ = false;
+    changed_.notify_all();
+}
+
+void ScriptedAudioFile::Deliver(size_t bytes) {
+    CLock lock(mutex_);
+    std::vector<uint8_t> pattern(bytes);
+    for (size_t i = 0; i < bytes; ++i) pattern[i] = PatternByte(data_.size() + i);
+    AppendBytes(pattern.data(), bytes);
+}
+
+void ScriptedAudioFile::Deliver(const TestPcm& pcm) {
+    CLock lock(mutex_);
+    AppendBytes(reinterpret_cast<const uint8_t*>(pcm.samples.data()), pcm.Bytes());
+}
+
+void ScriptedAudioFile::End() {
+    CLock lock(mutex_);
+    outcome_ = Outcome::kEnd;
+    changed_.notify_all();
+}
+
+void ScriptedAudioFile::Fail() {
+    CLock lock(mutex_);
+    outcome_ = Outcome::kFail;
+    changed_.notify_all();
+}
+
+void ScriptedAudioFile::Stop() {
+    CLock lock(mutex_);
+    stopped_ = true;
+    changed_.notify_all();
+}
+
+bool ScriptedAudioFile::WaitUntilBlocked(uint32_t timeoutMs) {
+    CLock lock(mutex_);
+    const SteadyTime deadline = DeadlineIn(timeoutMs);
+    while (!blocked_) {
+        if (!lock.WaitUntil(changed_, deadline)) break;
+    }
+    return blocked_;
+}
+
+bool ScriptedAudioFile::WaitUntilClosed(uint32_t timeoutMs) {
+    CLock lock(mutex_);
+    const SteadyTime deadline = DeadlineIn(timeoutMs);
+    while (!closed_) {
+        if (!lock.WaitUntil(changed_, deadline)) break;
+    }
+    return closed_;
+}
+
+size_t ScriptedAudioFile::ReadCalls() const {
+    CLock lock(mutex_);
+    return readCalls_;
+}
+
+std::string ScriptedAudioFile::OpenedPath() const {
+    CLock lock(mutex_);
+    return openedPath_;
+}
+
+uint8_t ScriptedAudioFile::PatternByte(uint64_t position) {
+    return static_cast<uint8_t>((position * 0x9E3779B97F4A7C15) >> 56);
+}
+
+BOOL ScriptedAudioFile::Open(const std::string& path) {
+    if (open_ != 0) return 0;
+    CLock lock(mutex_);
+    openedPath_ = path;
+    while (held_ && !stopped_) {
+        blocked_ = true;
+        changed_.notify_all();
+        lock.Wait(changed_);
+    }
+    blocked_ = false;
+    if (faults.openFails || stopped_) return 0;
+    if (!faults.formatMissing) format_ = &record;
+    open_ = 1;
+    return 1;
+}
+
+BOOL ScriptedAudioFile::Close() {
+    open_ = 0;
+    format_ = nullptr;
+    CLock lock(mutex_);
+    closed_ = true;
+    changed_.notify_all();
+    return 1;
+}
+
+int32_t ScriptedAudioFile::Read(void* buffer, uint32_t count) {
+    if (open_ == 0 || !buffer || count == 0) return -1;
+    CLock lock(mutex_);
+    ++readCalls_;
+    while (taken_ == data_.size() && outcome_ == Outcome::kNone && !stopped_) {
+        blocked_ = true;
+        changed_.notify_all();
+        lock.Wait(changed_);
+    }
+    blocked_ = false;
+    if (stopped_) return -1;
+    if (faults.readThrowsBadAlloc) throw std::bad_alloc();
+    if (faults.readThrows) throw std::runtime_error("scripted");
+    if (faults.oversizeResult) return static_cast<int32_t>(count + record.nBlockAlign);
+    if (taken_ == data_.size()) return outcome_ == Outcome::kEnd ? 0 : -1;
+    return TakeData(static_cast<uint8_t*>(buffer), count);
+}
+
+int32_t ScriptedAudioFile::TakeData(uint8_t* buffer, uint32_t count) {
+    size_t bytes = std::min<size_t>({count, mostBytesPerRead, data_.size() - taken_});
+    if (faults.oddPartialRead && bytes > 1) --bytes;
+    std::memcpy(buffer, data_.data() + taken_, bytes);
+    taken_ += bytes;
+    return static_cast<int32_t>(bytes);
+}
