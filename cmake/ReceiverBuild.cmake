@@ -82,6 +82,26 @@ function(receiver_add_test name)
     target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main receiver_options)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
     receiver_windows_program(${name})
+    set(properties TIMEOUT ${arg_TIMEOUT})
+    if(arg_LABELS)
+        list(APPEND properties LABELS "${arg_LABELS}")
+    endif()
+    if(RECEIVER_TEST_FIXTURES)
+        list(APPEND properties FIXTURES_REQUIRED ${RECEIVER_TEST_FIXTURES})
+    endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
-                         PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+                         PROPERTIES ${properties})
+endfunction()
+
+# receiver_add_emulator_fixture(): what runs the tests of a cross-build is made ready
+# before the first of them, and leaves no process behind after the last.
+function(receiver_add_emulator_fixture)
+    set(environment RECEIVER_WINEPREFIX=${PROJECT_BINARY_DIR}/wine)
+    add_test(NAME emulator.start COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} cmd /c "exit 0")
+    add_test(NAME emulator.stop COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} --stop)
+    set_tests_properties(emulator.start PROPERTIES FIXTURES_SETUP emulator
+                         ENVIRONMENT ${environment})
+    set_tests_properties(emulator.stop PROPERTIES FIXTURES_CLEANUP emulator
+                         ENVIRONMENT ${environment})
+    set(RECEIVER_TEST_FIXTURES emulator PARENT_SCOPE)
 endfunction()
