@@ -9,9 +9,9 @@
 //            what a test is about is returned or checked with GoogleTest.
 #pragma once
 
-#include <filesystem>
+#include <deque>
+#include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,9 +22,9 @@
 class CReceiverDriver final {
 public:
     struct Options {
-        std::string uri;                    // empty: a name of its own
-        std::string logPath;                // empty: in a folder of its own
-        std::vector<std::string> launcher;  // the receiver's command line is appended to it
+        std::string uri{};                    // empty: a name of its own
+        std::string logPath{};                // empty: in a folder of its own
+        std::vector<std::string> launcher{};  // the receiver's command line is appended to it
     };
     struct Message {
         std::string bytes;
@@ -32,16 +32,15 @@ public:
     };
 
     CReceiverDriver() : CReceiverDriver(Options{}) {}
-    // Returns once the LISTENING line has been read.
-    explicit CReceiverDriver(Options options);
-    ~CReceiverDriver();  // kills what still runs
+    // Returns once the LISTENING line has been read. The destructor kills what still runs.
+    explicit CReceiverDriver(const Options& options);
 
-    static std::string ProgramPath();
+    static std::string ProgramPath();  // of the built receiver
     static std::string UniqueUri();
 
     const std::string& Uri() const { return uri_; }
     CRawControlClient& Control() { return control_; }
-    CChildProcess& Process() { return process_; }
+    CChildProcess& Process() { return *process_; }
 
     // Connects and introduces itself; returns WELCOME.
     nlohmann::json Introduce();
@@ -54,12 +53,11 @@ public:
     // The next message that is an event, in order of arrival; each is given out once.
     nlohmann::json NextEvent() { return NextEventMessage().value; }
     Message NextEventMessage();
-    // Events up to the first of this type.
+    // Takes events up to the first of this type, which it returns.
     nlohmann::json WaitFor(const std::string& type);
-    const std::vector<nlohmann::json>& Events() const { return seenEvents_; }
 
-    std::string InstanceId() const { return instanceId_; }
-    std::string AudioUri(int counter) const;
+    std::string InstanceId() const { return instanceId_; }  // after Introduce
+    std::string AudioUri(int session) const;
 
     // What has reached the log so far.
     std::string LogText() const;
@@ -74,14 +72,12 @@ public:
 private:
     Message Receive();
 
-    CTempFolder folder_;
-    std::string uri_;
-    std::filesystem::path logPath_;
-    CChildProcess process_;
+    const CTempFolder folder_;
+    const std::string uri_;
+    const std::string logPath_;
+    std::unique_ptr<CChildProcess> process_;
     CRawControlClient control_;
     std::string instanceId_;
     int nextRequest_ = 1;
-    std::vector<Message> waitingEvents_;  // received while a reply was awaited
-    std::vector<nlohmann::json> seenEvents_;
-    int sessions_ = 0;  // PREPARE commands that were acknowledged
+    std::deque<Message> waitingEvents_;  // came while a reply was awaited
 };

@@ -1,0 +1,155 @@
+#include "support/receiver_driver.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "pipe/pipe_uri.h"
+#include "platform/clock.h"
+#include "platform/ids.h"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr char kPrefix[] = "pcm-pipe://";
+
+uint64_t Deadline() {
+    return TickMs() + kPatienceMs;
+}
+
+bool IsReply(const json& message) {
+    const std::string type = message.value("type", "");
+    return type == "ACK" || type == "REJECTED" || type == "WELCOME";
+}
+
+std::unique_ptr<CChildProcess> Launch(std::vector<std::string> launcher, const std::string& uri,
+                                      const std::string& logPath) {
+    launcher.insert(launcher.end(), {CReceiverDriver::ProgramPath(), uri, logPath});
+    const std::string program = launcher.front();
+    launcher.erase(launcher.begin());
+    return std::make_unique<CChildProcess>(program, launcher, CChildProcess::ErrorStream::kCapture);
+}
+
+void ExpectNoPipeLeft(const std::string& uri) {
+    EXPECT_FALSE(std::filesystem::exists(MapPipeUri(uri).value())) << uri;
+}
+
+}  // namespace
+
+std::string CReceiverDriver::ProgramPath() {
+    return RECEIVER_HOST_PATH;
+}
+
+std::string CReceiverDriver::UniqueUri() {
+    return kPrefix + ("test-" + CreateInstanceId());
+}
+
+CReceiverDriver::CReceiverDriver(const Options& options)
+    : uri_(options.uri.empty() ? UniqueUri() : options.uri),
+      logPath_(options.logPath.empty() ? folder_.File("receiver.log") : options.logPath),
+      process_(Launch(options.launcher, uri_, logPath_)) {
+    const std::string line = process_->ReadLine(Deadline()).value_or("(nothing)");
+    if (line != "LISTENING " + uri_) {
+        process_->Kill();
+        throw std::runtime_error("not the LISTENING line: " + line + "; standard error: " +
+                                 process_->ReadAllErrors(Deadline()).value_or("(nothing)"));
+    }
+}
+
+json CReceiverDriver::Introduce() {
+    if (!control_.Connect(uri_)) {
+        throw std::runtime_error("cannot connect, error " + std::to_string(control_.LastError()));
+    }
+    json welcome = Ask({{"type", "HELLO"}});
+    instanceId_ = welcome.value("instanceId", "");
+    return welcome;
+}
+
+json CReceiverDriver::Ask(json command) {
+    if (!command.contains("requestId")) {
+        command["requestId"] = "r" + std::to_string(nextRequest_++);
+    }
+    if (!command.contains("version")) command["version"] = 1;
+    return AskRaw(command.dump()).value;
+}
+
+CReceiverDriver::Message CReceiverDriver::AskRaw(const std::string& body) {
+    if (!control_.SendFrame(body)) throw std::runtime_error("cannot send " + body.substr(0, 200));
+    Message message = Receive();
+    while (!IsReply(message.value)) {
+        waitingEvents_.push_back(std::move(message));
+        message = Receive();
+    }
+    return message;
+}
+
+CReceiverDriver::Message CReceiverDriver::NextEventMessage() {
+    if (waitingEvents_.empty()) {
+        Message message = Receive();
+        if (IsReply(message.value)) throw std::runtime_error("no event: " + message.bytes);
+        return message;
+    }
+    Message message = std::move(waitingEvents_.front());
+    waitingEvents_.pop_front();
+    return message;
+}
+
+json CReceiverDriver::WaitFor(const std::string& type) {
+    json event = NextEvent();
+    while (event["type"] != type) {
+        if (event["type"] == "FINISHED") {
+            throw std::runtime_error("FINISHED without " + type + ": " + event.dump());
+        }
+        event = NextEvent();
+    }
+    return event;
+}
+
+std::string CReceiverDriver::AudioUri(int session) const {
+    return kPrefix + ("receiver-audio-" + instanceId_ + "-" + std::to_string(session));
+}
+
+std::string CReceiverDriver::LogText() const {
+    std::ostringstream text;
+    const std::filesystem::path path(logPath_);
+    for (const auto& entry : std::filesystem::directory_iterator(path.parent_path())) {
+        if (!entry.path().filename().string().starts_with(path.stem().string() + "_")) continue;
+        text << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+    }
+    return text.str();
+}
+
+std::vector<std::string> CReceiverDriver::LogLines() const {
+    std::vector<std::string> lines;
+    std::istringstream text(LogText());
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
+    return lines;
+}
+
+void CReceiverDriver::Shutdown() {
+    const json reply = Ask({{"type", "SHUTDOWN"}});
+    EXPECT_EQ(reply["type"], "ACK") << reply;
+    ExpectCleanEnd();
+}
+
+void CReceiverDriver::ExpectCleanEnd() {
+    EXPECT_EQ(process_->WaitForExit(Deadline()).value_or(-1), 0);
+    EXPECT_EQ(process_->ReadAllOutput(Deadline()).value_or("(open)"), "");
+    EXPECT_EQ(process_->ReadAllErrors(Deadline()).value_or("(open)"), "");
+    ExpectNoPipeLeft(uri_);
+    if (!instanceId_.empty()) ExpectNoPipeLeft(AudioUri(1));
+}
+
+CReceiverDriver::Message CReceiverDriver::Receive() {
+    std::optional<std::string> body = control_.Receive();
+    if (!body) {
+        throw std::runtime_error("no message, error " + std::to_string(control_.LastError()));
+    }
+    json value = json::parse(*body);
+    return {std::move(*body), std::move(value)};
+}
