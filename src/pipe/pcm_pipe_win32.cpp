@@ -1,0 +1,129 @@
+#include <algorithm>
+#include <stdexcept>
+
+#include "pipe/pcm_pipe_endpoint.h"
+#include "pipe/pipe_uri.h"
+#include "platform/error_codes.h"
+#include "platform/unique_handle_win32.h"
+#include "platform/wait_win32.h"
+
+namespace {
+
+constexpr DWORD kInstances = 1;
+constexpr DWORD kOutputBytes = 65536;
+constexpr DWORD kInputBytes = 4096;
+
+class NamedPipeEndpoint final : public PcmPipeEndpoint {
+public:
+    explicit NamedPipeEndpoint(const CPcmPipeCancellation& cancellation)
+        : cancellation_(cancellation),
+          ioEvent_(OwnHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr))) {
+        if (!ioEvent_.IsValid()) throw std::runtime_error("Could not initialize pipe I/O");
+    }
+
+    uint32_t Listen(const std::string& name) override {
+        // The first-instance flag makes a second server on the name fail.
+        pipe_ = OwnHandle(CreateNamedPipeA(
+            PipePathOfName(name).c_str(),
+            PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE | FILE_FLAG_OVERLAPPED,
+            PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
+            kInstances, kOutputBytes, kInputBytes, 0, nullptr));
+        return pipe_.IsValid() ? kErrorNone : GetLastError();
+    }
+
+    uint32_t Connect(const std::string& name) override {
+        pipe_ = OwnHandle(CreateFileA(PipePathOfName(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+        return pipe_.IsValid() ? kErrorNone : GetLastError();
+    }
+
+    uint32_t Accept(uint64_t deadlineTickMs) override {
+        OVERLAPPED overlapped = NewOperation();
+        if (ConnectNamedPipe(pipe_.Get(), &overlapped)) return kErrorNone;
+        const DWORD error = GetLastError();
+        if (error == ERROR_PIPE_CONNECTED) return kErrorNone;  // the client came first
+        if (error != ERROR_IO_PENDING) return error;
+        size_t moved = 0;
+        return WaitFor(overlapped, deadlineTickMs, moved);
+    }
+
+    uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs, size_t& moved) override {
+        return Transfer(deadlineTickMs, moved, [&](OVERLAPPED& overlapped) {
+            return ReadFile(pipe_.Get(), buffer, Bounded(count), nullptr, &overlapped);
+        });
+    }
+
+    uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,
+                       size_t& moved) override {
+        return Transfer(deadlineTickMs, moved, [&](OVERLAPPED& overlapped) {
+            return WriteFile(pipe_.Get(), buffer, Bounded(count), nullptr, &overlapped);
+        });
+    }
+
+    uint32_t Peek(size_t& available) override {
+        DWORD readable = 0;
+        if (!PeekNamedPipe(pipe_.Get(), nullptr, 0, nullptr, &readable, nullptr)) {
+            return GetLastError();
+        }
+        available = readable;
+        return kErrorNone;
+    }
+
+    void Close() override { pipe_.Reset(); }
+
+private:
+    static DWORD Bounded(size_t count) {
+        return static_cast<DWORD>(std::min<size_t>(count, 0x40000000));
+    }
+
+    OVERLAPPED NewOperation() const {
+        OVERLAPPED overlapped{};
+        overlapped.hEvent = ioEvent_.Get();
+        ResetEvent(ioEvent_.Get());
+        return overlapped;
+    }
+
+    template <typename Start>
+    uint32_t Transfer(uint64_t deadlineTickMs, size_t& moved, Start start) const {
+        moved = 0;
+        OVERLAPPED overlapped = NewOperation();
+        if (start(overlapped)) return Result(overlapped, moved);
+        const DWORD error = GetLastError();
+        if (error != ERROR_IO_PENDING) return error;
+        return WaitFor(overlapped, deadlineTickMs, moved);
+    }
+
+    uint32_t Result(OVERLAPPED& overlapped, size_t& moved) const {
+        DWORD bytes = 0;
+        if (!GetOverlappedResult(pipe_.Get(), &overlapped, &bytes, FALSE)) return GetLastError();
+        moved = bytes;
+        return kErrorNone;
+    }
+
+    // Nothing is outstanding when it returns: the system no longer uses the caller's buffer.
+    uint32_t WaitFor(OVERLAPPED& overlapped, uint64_t deadlineTickMs, size_t& moved) const {
+        const HANDLE handles[] = {reinterpret_cast<HANDLE>(cancellation_.Event().Native()),
+                                  ioEvent_.Get()};
+        const DWORD signalled =
+            WaitForMultipleObjects(2, handles, FALSE, RemainingMs(deadlineTickMs));
+        if (signalled == WAIT_OBJECT_0 + 1) return Result(overlapped, moved);
+
+        uint32_t error = GetLastError();
+        if (signalled == WAIT_OBJECT_0) error = kErrorCancelled;
+        if (signalled == WAIT_TIMEOUT) error = kErrorTimedOut;
+        DWORD bytes = 0;
+        CancelIoEx(pipe_.Get(), &overlapped);
+        GetOverlappedResult(pipe_.Get(), &overlapped, &bytes, TRUE);
+        return error;
+    }
+
+    const CPcmPipeCancellation& cancellation_;
+    UniqueHandle pipe_;     // valid while open
+    UniqueHandle ioEvent_;  // of the one operation under way
+};
+
+}  // namespace
+
+std::unique_ptr<PcmPipeEndpoint> CreatePcmPipeEndpoint(const CPcmPipeCancellation& cancellation) {
+    return std::make_unique<NamedPipeEndpoint>(cancellation);
+}
