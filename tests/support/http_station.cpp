@@ -1,0 +1,228 @@
+#include "support/http_station.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <limits>
+
+namespace {
+
+constexpr size_t kLongestRequest = 65536;
+
+std::string ReceiveRequestHead(CTcpSocket& socket) {
+    std::string head;
+    std::array<char, 2048> piece{};
+    while (head.find("\r\n\r\n") == std::string::npos && head.size() < kLongestRequest) {
+        const size_t got = socket.Receive(piece.data(), piece.size());
+        if (got == 0) return {};
+        head.append(piece.data(), got);
+    }
+    return head;
+}
+
+std::string PathOf(const std::string& head) {
+    const size_t start = head.find(' ');
+    if (start == std::string::npos) return {};
+    return head.substr(start + 1, head.find(' ', start + 1) - start - 1);
+}
+
+bool WantsMetadata(std::string head) {
+    std::transform(head.begin(), head.end(), head.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return head.find("icy-metadata: 1") != std::string::npos;
+}
+
+// A title first, then the empty block that says "unchanged".
+std::string InterleaveMetadata(const std::string& audio, size_t interval) {
+    std::string title = "StreamTitle='Evening programme';";
+    title.resize((title.size() + 15) / 16 * 16);
+    std::string body;
+    bool first = true;
+    for (size_t position = 0; position < audio.size(); position += interval) {
+        const std::string piece = audio.substr(position, interval);
+        body += piece;
+        if (piece.size() < interval) break;
+        body.push_back(static_cast<char>(first ? title.size() / 16 : 0));
+        if (first) body += title;
+        first = false;
+    }
+    return body;
+}
+
+std::string ResponseHead(const StationRoute& route, size_t bodyBytes, bool metadata) {
+    std::string head = "HTTP/1.1 " + std::to_string(route.status) + " Scripted\r\n";
+    head += "Content-Type: " + route.contentType + "\r\n";
+    head += "Connection: close\r\n";
+    if (route.framing == BodyFraming::kContentLength) {
+        head += "Content-Length: " + std::to_string(bodyBytes) + "\r\n";
+    }
+    if (route.framing == BodyFraming::kChunked) head += "Transfer-Encoding: chunked\r\n";
+    if (!route.redirectTo.empty()) head += "Location: " + route.redirectTo + "\r\n";
+    if (metadata) head += "icy-metaint: " + std::to_string(route.icyMetaInterval) + "\r\n";
+    for (const auto& [name, value] : route.headers) head += name + ": " + value + "\r\n";
+    return head + "\r\n";
+}
+
+std::string FramePiece(const StationRoute& route, std::string piece) {
+    if (route.framing != BodyFraming::kChunked) return piece;
+    std::array<char, 32> size{};
+    std::snprintf(size.data(), size.size(), "%zx\r\n", piece.size());
+    return size.data() + piece + "\r\n";
+}
+
+}  // namespace
+
+CHttpStation::CHttpStation()
+    : listener_(CTcpSocket::ListenOnLoopback()),
+      port_(listener_.Port()),
+      acceptor_([this] { AcceptConnections(); }) {}
+
+CHttpStation::~CHttpStation() {
+    std::list<Connection> connections;
+    {
+        CLock lock(mutex_);
+        stopping_ = true;
+        for (Connection& connection : connections_) connection.socket.ShutDown();
+        changed_.notify_all();
+    }
+    CTcpSocket::ConnectToLoopback(port_);  // a blocked accept returns on every platform
+    acceptor_.join();
+    {
+        CLock lock(mutex_);
+        connections.swap(connections_);
+    }
+    for (Connection& connection : connections) connection.thread.join();
+}
+
+void CHttpStation::Serve(const std::string& path, StationRoute route) {
+    CLock lock(mutex_);
+    paths_[path] = {std::move(route), 0, 0};
+}
+
+std::string CHttpStation::Url(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port_) + path;
+}
+
+void CHttpStation::Release(const std::string& path, size_t bytes) {
+    CLock lock(mutex_);
+    size_t& released = paths_[path].released;
+    released += std::min(bytes, std::numeric_limits<size_t>::max() - released);
+    changed_.notify_all();
+}
+
+void CHttpStation::ReleaseAll(const std::string& path) {
+    Release(path, std::numeric_limits<size_t>::max());
+}
+
+size_t CHttpStation::RequestCount() const {
+    CLock lock(mutex_);
+    return requests_;
+}
+
+bool CHttpStation::WaitForRequests(size_t count, uint32_t timeoutMs) {
+    CLock lock(mutex_);
+    const SteadyTime deadline = DeadlineIn(timeoutMs);
+    while (requests_ < count) {
+        if (!lock.WaitUntil(changed_, deadline)) break;
+    }
+    return requests_ >= count;
+}
+
+bool CHttpStation::WaitForStall(const std::string& path, uint32_t timeoutMs) {
+    CLock lock(mutex_);
+    const SteadyTime deadline = DeadlineIn(timeoutMs);
+    while (paths_[path].stalls == 0) {
+        if (!lock.WaitUntil(changed_, deadline)) break;
+    }
+    return paths_[path].stalls > 0;
+}
+
+void CHttpStation::AcceptConnections() {
+    for (;;) {
+        CTcpSocket socket = listener_.Accept();
+        CLock lock(mutex_);
+        if (stopping_ || !socket.IsValid()) return;
+        Connection& connection = connections_.emplace_back();
+        connection.socket = std::move(socket);
+        connection.thread = std::thread([this, &connection] { Answer(connection); });
+    }
+}
+
+void CHttpStation::Answer(Connection& connection) {
+    const std::string head = ReceiveRequestHead(connection.socket);
+    const std::string path = PathOf(head);
+    StationRoute route;
+    {
+        CLock lock(mutex_);
+        if (!head.empty()) ++requests_;
+        changed_.notify_all();
+        const auto found = paths_.find(path);
+        if (found != paths_.end()) {
+            route = found->second.route;
+        } else {
+            route.status = 404;
+        }
+    }
+    if (!head.empty() && SendResponse(connection, path, route, WantsMetadata(head))) {
+        connection.socket.FinishSending();
+    }
+    CLock lock(mutex_);
+    connection.socket.Close();
+}
+
+bool CHttpStation::SendResponse(Connection& connection, const std::string& path,
+                                const StationRoute& route, bool wantsMetadata) {
+    const bool metadata = wantsMetadata && route.icyMetaInterval > 0;
+    const std::string body =
+        metadata ? InterleaveMetadata(route.body, route.icyMetaInterval) : route.body;
+    std::string head = ResponseHead(route, body.size(), metadata);
+    if (route.headStallAfter) head.resize(std::min(*route.headStallAfter, head.size()));
+    if (!connection.socket.Send(head)) return false;
+    if (route.headStallAfter) {
+        Stall(path);
+        return false;
+    }
+    if (!SendBody(connection, path, route, body)) return false;
+    return route.framing != BodyFraming::kChunked || connection.socket.Send("0\r\n\r\n");
+}
+
+bool CHttpStation::SendBody(Connection& connection, const std::string& path,
+                            const StationRoute& route, const std::string& body) {
+    const size_t fault =
+        std::min({route.stallAfter.value_or(body.size()), route.resetAfter.value_or(body.size()),
+                  route.closeAfter.value_or(body.size()), body.size()});
+    for (size_t position = 0; position < fault;) {
+        size_t end = std::min(position + route.pieceBytes, fault);
+        if (route.gated) {
+            const auto gate = WaitForGate(path, position);
+            if (!gate) return false;
+            end = std::min(end, *gate);
+        }
+        if (!connection.socket.Send(FramePiece(route, body.substr(position, end - position)))) {
+            return false;
+        }
+        position = end;
+    }
+    if (route.stallAfter == fault) Stall(path);
+    if (route.resetAfter == fault) {
+        CLock lock(mutex_);
+        connection.socket.Reset();
+    }
+    if (route.closeAfter == fault) connection.socket.FinishSending();
+    return !route.stallAfter && !route.resetAfter && !route.closeAfter;
+}
+
+std::optional<size_t> CHttpStation::WaitForGate(const std::string& path, size_t position) {
+    CLock lock(mutex_);
+    while (!stopping_ && paths_[path].released <= position) lock.Wait(changed_);
+    if (stopping_) return std::nullopt;
+    return paths_[path].released;
+}
+
+void CHttpStation::Stall(const std::string& path) {
+    CLock lock(mutex_);
+    ++paths_[path].stalls;
+    changed_.notify_all();
+    while (!stopping_) lock.Wait(changed_);
+}

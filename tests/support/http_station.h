@@ -1,0 +1,99 @@
+// A radio station on loopback for tests: an HTTP server that answers each path as the
+// test scripts it, with the faults of real networks.
+//
+//   Units    body positions are bytes as they stand in the body, ICY metadata included,
+//            framing excluded.
+//   Threads  any; each connection is served by a thread of the station's, joined by the
+//            destructor, which also ends every stall.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/thread_safety.h"
+#include "support/tcp_socket.h"
+
+enum class BodyFraming {
+    kContentLength,
+    kChunked,
+    kUntilClose,  // neither; the end of the connection is the end of the body
+};
+
+struct StationRoute {
+    int status = 200;
+    std::string contentType = "application/octet-stream";
+    std::vector<std::pair<std::string, std::string>> headers;  // further ones
+    std::string body;
+    BodyFraming framing = BodyFraming::kContentLength;
+    std::string redirectTo;                // with a 30x status
+    size_t icyMetaInterval = 0;            // metadata after so many bytes; 0 for none
+    size_t pieceBytes = 8192;              // per send and per chunk
+    bool gated = false;                    // the body comes only as the test releases it
+    std::optional<size_t> headStallAfter;  // nothing more after so many bytes of the head
+    std::optional<size_t> stallAfter;      // nothing more after so many bytes of the body
+    std::optional<size_t> resetAfter;      // connection reset after so many bytes of the body
+    std::optional<size_t> closeAfter;      // end of the connection there, too early
+};
+
+class CHttpStation final {
+public:
+    CHttpStation();
+    ~CHttpStation();
+    CHttpStation(const CHttpStation&) = delete;
+    CHttpStation& operator=(const CHttpStation&) = delete;
+
+    // Paths start with "/"; an unknown one gets 404. Replaces an earlier route.
+    void Serve(const std::string& path, StationRoute route) EXCLUDES(mutex_);
+    std::string Url(const std::string& path) const;  // http://127.0.0.1:port/path
+    uint16_t Port() const { return port_; }
+
+    // For gated routes: lets so many further bytes of the body out, on every connection.
+    void Release(const std::string& path, size_t bytes) EXCLUDES(mutex_);
+    void ReleaseAll(const std::string& path) EXCLUDES(mutex_);
+
+    size_t RequestCount() const EXCLUDES(mutex_);
+    // True once so many requests have come in all, of any path.
+    bool WaitForRequests(size_t count, uint32_t timeoutMs) EXCLUDES(mutex_);
+    // True once a response to the path has reached its stall.
+    bool WaitForStall(const std::string& path, uint32_t timeoutMs) EXCLUDES(mutex_);
+
+private:
+    struct Path {
+        StationRoute route;
+        size_t released = 0;
+        size_t stalls = 0;
+    };
+    struct Connection {
+        CTcpSocket socket;  // closed under mutex_ only
+        std::thread thread;
+    };
+
+    void AcceptConnections() EXCLUDES(mutex_);
+    void Answer(Connection& connection) EXCLUDES(mutex_);
+    // False when the connection was ended on purpose or has failed.
+    bool SendResponse(Connection& connection, const std::string& path, const StationRoute& route,
+                      bool wantsMetadata) EXCLUDES(mutex_);
+    bool SendBody(Connection& connection, const std::string& path, const StationRoute& route,
+                  const std::string& body) EXCLUDES(mutex_);
+    // The position up to which the body may go; waits at least for one byte beyond `position`.
+    std::optional<size_t> WaitForGate(const std::string& path, size_t position) EXCLUDES(mutex_);
+    void Stall(const std::string& path) EXCLUDES(mutex_);
+
+    CTcpSocket listener_;
+    const uint16_t port_;
+    mutable CMutex mutex_;
+    std::condition_variable changed_;
+    std::map<std::string, Path> paths_ GUARDED_BY(mutex_);
+    std::list<Connection> connections_ GUARDED_BY(mutex_);
+    size_t requests_ GUARDED_BY(mutex_) = 0;
+    bool stopping_ GUARDED_BY(mutex_) = false;
+    std::thread acceptor_;
+};
