@@ -1,0 +1,73 @@
+// Linked in the place of four system calls: every other call is interrupted by a signal,
+// and no transfer moves more than a few hundred bytes.
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+
+namespace {
+
+constexpr size_t kMostBytes = 611;
+
+std::atomic<unsigned> shortenedTransfers{0};
+std::atomic<unsigned> interruptedCalls{0};
+
+// Fails the first call of each pair, so that a loop that tries again gets through.
+bool IsInterrupted() {
+    thread_local bool isSecond = true;
+    isSecond = !isSecond;
+    if (isSecond) return false;
+    ++interruptedCalls;
+    errno = EINTR;
+    return true;
+}
+
+size_t Shorten(size_t count) {
+    if (count > kMostBytes) ++shortenedTransfers;
+    return std::min(count, kMostBytes);
+}
+
+// The suite means nothing if the linker let the real calls through.
+class FaultsHappened : public testing::Environment {
+public:
+    void TearDown() override {
+        EXPECT_GT(shortenedTransfers, 0u);
+        EXPECT_GT(interruptedCalls, 0u);
+    }
+};
+
+testing::Environment* const faultsHappened = testing::AddGlobalTestEnvironment(new FaultsHappened);
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __real_recv(int fd, void* buffer, size_t count, int flags);
+ssize_t __real_send(int fd, const void* buffer, size_t count, int flags);
+int __real_poll(pollfd* fds, nfds_t count, int timeoutMs);
+int __real_accept4(int fd, sockaddr* address, socklen_t* size, int flags);
+
+ssize_t __wrap_recv(int fd, void* buffer, size_t count, int flags) {
+    if (IsInterrupted()) return -1;
+    return __real_recv(fd, buffer, Shorten(count), flags);
+}
+
+ssize_t __wrap_send(int fd, const void* buffer, size_t count, int flags) {
+    if (IsInterrupted()) return -1;
+    return __real_send(fd, buffer, Shorten(count), flags);
+}
+
+int __wrap_poll(pollfd* fds, nfds_t count, int timeoutMs) {
+    if (IsInterrupted()) return -1;
+    return __real_poll(fds, count, timeoutMs);
+}
+
+int __wrap_accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
+    if (IsInterrupted()) return -1;
+    return __real_accept4(fd, address, size, flags);
+}
+
+}  // extern "C"
