@@ -22,14 +22,15 @@ std::unique_ptr<CLog> OpenLog(const std::string& path) {
 
 }  // namespace
 
-CReceiverHost::CReceiverHost(const std::string& controlUri, const std::string& logPath)
+CReceiverHost::CReceiverHost(const std::string& controlUri, const std::string& logPath,
+                             ReceiverSession::SourceFactory makeSource)
     : controlUri_(controlUri),
       cancellation_(std::make_shared<CPcmPipeCancellation>()),
       pipe_(cancellation_),
       log_(OpenLog(logPath)),
       instanceId_(CreateInstanceId()),
       channel_(controlUri_, pipe_, *log_),
-      slot_(instanceId_),
+      slot_(instanceId_, std::move(makeSource)),
       protocol_(instanceId_, channel_, slot_),
       consoleControl_(cancellation_->Event()) {}
 

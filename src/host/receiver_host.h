@@ -21,7 +21,9 @@
 class CReceiverHost final {
 public:
     // Paths and URIs as on the command line, in the ANSI code page.
-    CReceiverHost(const std::string& controlUri, const std::string& logPath);
+    // Without a `makeSource` sessions listen to the network.
+    CReceiverHost(const std::string& controlUri, const std::string& logPath,
+                  ReceiverSession::SourceFactory makeSource = {});
     ~CReceiverHost();
     CReceiverHost(const CReceiverHost&) = delete;
     CReceiverHost& operator=(const CReceiverHost&) = delete;

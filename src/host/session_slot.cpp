@@ -5,7 +5,8 @@
 
 using nlohmann::json;
 
-CSessionSlot::CSessionSlot(std::string instanceId) : instanceId_(std::move(instanceId)) {}
+CSessionSlot::CSessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource)
+    : instanceId_(std::move(instanceId)), makeSource_(std::move(makeSource)) {}
 
 void CSessionSlot::Create(PreparedProgram program) {
     Reap();
@@ -14,7 +15,7 @@ void CSessionSlot::Create(PreparedProgram program) {
     session_ = std::make_unique<ReceiverSession>(
         std::move(program),
         "pcm-pipe://receiver-audio-" + instanceId_ + "-" + std::to_string(counter_),
-        [this](json event) { PostEvent(std::move(event)); });
+        [this](json event) { PostEvent(std::move(event)); }, makeSource_);
 }
 
 void CSessionSlot::Start() {

@@ -16,7 +16,8 @@
 
 class CSessionSlot final {
 public:
-    explicit CSessionSlot(std::string instanceId);
+    // `makeSource` is for every session of the slot; see ReceiverSession.
+    explicit CSessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource = {});
 
     // Throws std::runtime_error "Receiver already has an active session" unless the
     // last one has finished. Counts the session and makes its audio URI.
@@ -37,6 +38,7 @@ private:
     void PostEvent(nlohmann::json event) EXCLUDES(mutex_);
 
     const std::string instanceId_;
+    const ReceiverSession::SourceFactory makeSource_;
     uint64_t counter_ = 0;
     CMutex mutex_;
     std::condition_variable posted_;

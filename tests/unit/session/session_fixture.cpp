@@ -1,0 +1,83 @@
+#include "unit/session/session_fixture.h"
+
+#include <algorithm>
+
+#include "platform/ids.h"
+#include "support/audio_generator.h"
+#include "support/wav_file.h"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr uint64_t kPatienceForEventMs = 30000;
+
+}  // namespace
+
+ReceiverSession::EventSink CEventLog::Sink() {
+    return [this](json event) {
+        CLock lock(mutex_);
+        events_.push_back(std::move(event));
+        posted_.notify_all();
+    };
+}
+
+const json* CEventLog::Find(const std::string& type) const {
+    const auto found = std::find_if(events_.begin(), events_.end(),
+                                    [&](const json& event) { return event["type"] == type; });
+    return found == events_.end() ? nullptr : &*found;
+}
+
+json CEventLog::WaitFor(const std::string& type) {
+    const SteadyTime deadline = DeadlineIn(kPatienceForEventMs);
+    CLock lock(mutex_);
+    while (!Find(type)) {
+        if (!lock.WaitUntil(posted_, deadline)) break;
+    }
+    const json* found = Find(type);
+    return found ? *found : json();
+}
+
+std::vector<json> CEventLog::All() {
+    CLock lock(mutex_);
+    return events_;
+}
+
+std::vector<std::string> CEventLog::Types() {
+    std::vector<std::string> types;
+    for (const json& event : All()) types.push_back(event["type"]);
+    return types;
+}
+
+size_t CEventLog::Count(const std::string& type) {
+    const auto types = Types();
+    return static_cast<size_t>(std::count(types.begin(), types.end(), type));
+}
+
+CReferenceFiles::CReferenceFiles() {
+    uint64_t seed = 1;
+    for (const char* role : {"start", "end", "other"}) {
+        WriteWavFile(Path(role), MakeNoise(seed++, 22050, 1, kReferenceFrames / 2));
+    }
+}
+
+PreparedProgram MakeRequest(const CReferenceFiles& files) {
+    PreparedProgram program;
+    program.sessionId = "session-1";
+    program.url = "http://127.0.0.1/stream";
+    for (const char* role : {"start", "end", "other"}) {
+        program.references.push_back({std::string("the-") + role, role, files.Path(role)});
+    }
+    return program;
+}
+
+std::string UniqueAudioUri() {
+    return "pcm-pipe://receiver-audio-" + CreateInstanceId() + "-1";
+}
+
+DetectorMatch MatchAt(uint64_t referenceIndex, uint64_t sample) {
+    return {.referenceIndex = referenceIndex,
+            .sample = sample,
+            .observedAfterSample = sample + 30000,
+            .ber = 0.0625};
+}
