@@ -1,0 +1,43 @@
+#include "detect/fft.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <thread>
+#include <vector>
+
+namespace {
+
+TEST(Fft, TransformsForwardInPlace) {
+    constexpr uint32_t kSize = 64;
+    CFft fft(kSize);
+    std::fill_n(fft.Data(), kSize, 0.0);
+    fft.Data()[1] = 1.0;
+
+    fft.Execute();
+
+    for (uint32_t k = 0; k < kSize; ++k) {
+        const std::complex<double> expected = std::polar(1.0, -2.0 * std::numbers::pi * k / kSize);
+        EXPECT_NEAR(std::abs(fft.Data()[k] - expected), 0.0, 1e-12) << "bin " << k;
+    }
+}
+
+TEST(Fft, IsMadeAndDestroyedOnManyThreadsAtOnce) {
+    std::vector<std::thread> threads;
+    std::vector<double> sums(4);
+    for (double& sum : sums) {
+        threads.emplace_back([&sum] {
+            for (uint32_t size = 2; size <= 1024; size *= 2) {
+                CFft fft(size);
+                std::fill_n(fft.Data(), size, 1.0);
+                fft.Execute();
+                sum += fft.Data()[0].real();
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const double sum : sums) EXPECT_DOUBLE_EQ(sum, 2046.0);
+}
+
+}  // namespace

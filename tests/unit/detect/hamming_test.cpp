@@ -1,0 +1,88 @@
+#include "detect/hamming.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/audio_generator.h"
+
+namespace {
+
+std::vector<uint32_t> RandomWords(CTestRandom& random, size_t count) {
+    std::vector<uint32_t> words(count);
+    for (uint32_t& word : words) word = static_cast<uint32_t>(random.Next());
+    return words;
+}
+
+uint64_t CountBitByBit(const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
+    uint64_t bits = 0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        for (int bit = 0; bit < 32; ++bit) bits += ((a[i] ^ b[i]) >> bit) & 1u;
+    }
+    return bits;
+}
+
+TEST(DifferingBits, AreCountedExactlyAtEveryLength) {
+    CTestRandom random(1);
+    for (size_t words = 0; words <= 200; ++words) {
+        const std::vector<uint32_t> a = RandomWords(random, words);
+        const std::vector<uint32_t> b = RandomWords(random, words);
+        EXPECT_EQ(DifferingBits(a.data(), b.data(), words, UINT64_MAX), CountBitByBit(a, b))
+            << words << " words";
+    }
+}
+
+TEST(DifferingBits, AreCountedExactlyAtEveryAlignment) {
+    CTestRandom random(2);
+    const std::vector<uint32_t> a = RandomWords(random, 40);
+    const std::vector<uint32_t> b = RandomWords(random, 41);
+    const std::vector<uint32_t> shifted(b.begin() + 1, b.end());
+    EXPECT_EQ(DifferingBits(a.data(), b.data() + 1, 40, UINT64_MAX), CountBitByBit(a, shifted));
+}
+
+TEST(DifferingBits, AreExactUpToTheLimitAndAboveItBeyond) {
+    CTestRandom random(3);
+    for (const size_t words : {1u, 15u, 16u, 17u, 79u, 99u}) {
+        const std::vector<uint32_t> a = RandomWords(random, words);
+        const std::vector<uint32_t> b = RandomWords(random, words);
+        const uint64_t exact = CountBitByBit(a, b);
+        for (uint64_t limit = 0; limit <= 32 * words; ++limit) {
+            const uint64_t bits = DifferingBits(a.data(), b.data(), words, limit);
+            if (exact <= limit) {
+                ASSERT_EQ(bits, exact) << words << " words, limit " << limit;
+            } else {
+                ASSERT_GT(bits, limit) << words << " words";
+                ASSERT_LE(bits, exact) << words << " words";
+            }
+        }
+    }
+}
+
+TEST(DifferingBits, StopBeforeTheFirstWordsOnceTheLimitIsPassed) {
+    const std::vector<uint32_t> a(160, 0);
+    const std::vector<uint32_t> b(160, UINT32_MAX);
+    EXPECT_LT(DifferingBits(a.data(), b.data(), a.size(), 10), 160 * 32 / 2);
+}
+
+TEST(PassingBits, DecideByTheQuotient) {
+    EXPECT_EQ(PassingBits(800, 0.14), 112u);
+    EXPECT_EQ(PassingBits(800, 0.0), 0u);
+    EXPECT_EQ(PassingBits(800, 1.0), 800u);
+}
+
+TEST(PassingBits, AreTheLastThatTheQuotientLetsPass) {
+    for (uint64_t words = 15; words <= 400; ++words) {
+        const uint64_t total = words * 32;
+        for (const double threshold : {0.0, 1e-9, 0.07, 0.14, 0.25, 1.0 / 3.0, 0.999999, 1.0}) {
+            uint64_t last = 0;
+            for (uint64_t bits = 0; bits <= total; ++bits) {
+                if (static_cast<double>(bits) / static_cast<double>(total) <= threshold) {
+                    last = bits;
+                }
+            }
+            ASSERT_EQ(PassingBits(total, threshold), last) << total << " bits at " << threshold;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,23 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "detect/reference_hash.h"
+#include "support/audio_generator.h"
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+namespace {
+
+TEST(ReferenceHashPosix, FailsOnAFullDisk) {
+    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
+    const CTempFolder folder;
+    const std::string path = folder.File("jingle.wav");
+    WriteWavFile(path, MakeMusic(1, 22050, 1, 22050));
+    std::filesystem::create_symlink("/dev/full", path + ".hash");
+    std::string message;
+    EXPECT_FALSE(DumpReferenceHash(path, &message));
+    EXPECT_EQ(message, "cannot write output .hash");
+}
+
+}  // namespace

@@ -1,0 +1,135 @@
+#include "detect/reference_hash.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "detect/audio_fingerprinter.h"
+#include "support/audio_generator.h"
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+namespace {
+
+std::string BytesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The words of mono audio, the last frames padded with zeros.
+std::vector<uint32_t> PaddedWords(std::vector<int16_t> mono) {
+    const double duration = static_cast<double>(mono.size()) / 22050;
+    mono.resize(mono.size() + 9000, 0);
+    CAudioFingerprinter fingerprinter;
+    fingerprinter.SetUp(22050, 0.4, 0.0125);
+    std::vector<uint32_t> words;
+    for (double time = 0.0; time < duration; time += 0.0125) {
+        words.push_back(fingerprinter.ComputeWord(mono.data() + std::llrint(22050 * time)));
+    }
+    return words;
+}
+
+class ReferenceHash : public testing::Test {
+protected:
+    std::string Wav(const TestPcm& pcm) {
+        const std::string path = folder_.File("jingle.wav");
+        WriteWavFile(path, pcm);
+        return path;
+    }
+
+    CTempFolder folder_;
+    std::vector<uint32_t> words_{1, 2, 3};
+    std::string message_;
+};
+
+TEST_F(ReferenceHash, HoldsEightyOneWordsForASecond) {
+    const std::string path = Wav(MakeMusic(1, 22050, 1, 22050));
+    ASSERT_TRUE(DumpReferenceHash(path, &message_));
+    EXPECT_EQ(message_, "81 frames, 1 ch @ 22050 Hz -> " + path + ".hash");
+    EXPECT_EQ(BytesOf(path + ".hash").size(), 324u);
+}
+
+TEST_F(ReferenceHash, IsTheBareWordsInTimeOrder) {
+    const TestPcm pcm = MakeMusic(2, 22050, 1, 40000);
+    const std::string path = Wav(pcm);
+    ASSERT_TRUE(DumpReferenceHash(path, &message_));
+    std::string expected;
+    for (const uint32_t word : PaddedWords(pcm.samples)) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            expected.push_back(static_cast<char>(word >> shift & 0xFF));
+        }
+    }
+    EXPECT_EQ(BytesOf(path + ".hash"), expected);
+}
+
+TEST_F(ReferenceHash, CoversAFileShorterThanAFrame) {
+    const TestPcm pcm = MakeMusic(3, 22050, 1, 1000);
+    ASSERT_TRUE(FingerprintFile(Wav(pcm), &words_, &message_));
+    EXPECT_EQ(words_.size(), 4u);
+    EXPECT_EQ(words_, PaddedWords(pcm.samples));
+}
+
+TEST_F(ReferenceHash, ReplacesTheFileBefore) {
+    const std::string path = Wav(MakeMusic(4, 22050, 1, 44100));
+    ASSERT_TRUE(DumpReferenceHash(path, &message_));
+    Wav(MakeMusic(4, 22050, 1, 22050));
+    ASSERT_TRUE(DumpReferenceHash(path, &message_));
+    EXPECT_EQ(BytesOf(path + ".hash").size(), 324u);
+}
+
+TEST_F(ReferenceHash, NamesChannelsAndRate) {
+    ASSERT_TRUE(FingerprintFile(Wav(MakeMusic(5, 22050, 6, 22050)), &words_, &message_));
+    EXPECT_EQ(message_, "81 frames, 6 ch @ 22050 Hz");
+}
+
+// One buffer for the whole file, so that no read cuts a frame.
+TEST_F(ReferenceHash, LosesNoFrameOfAnyChannelCount) {
+    for (int channels = 1; channels <= 8; ++channels) {
+        const TestPcm pcm = MakeNoise(6, 22050, channels, 30000);
+        std::vector<int16_t> mono;
+        for (size_t frame = 0; frame < pcm.Frames(); ++frame) {
+            int sum = 0;
+            for (int c = 0; c < channels; ++c) {
+                sum += pcm.samples[frame * static_cast<size_t>(channels) + static_cast<size_t>(c)];
+            }
+            mono.push_back(static_cast<int16_t>(sum / channels));
+        }
+        ASSERT_TRUE(FingerprintFile(Wav(pcm), &words_, &message_));
+        EXPECT_EQ(words_, PaddedWords(mono)) << channels << " channels";
+    }
+}
+
+TEST_F(ReferenceHash, FailsOnWhatIsNoAudio) {
+    const std::string path = folder_.File("letter.txt");
+    WriteFileBytes(path, "no audio at all\n");
+    EXPECT_FALSE(DumpReferenceHash(path, &message_));
+    EXPECT_EQ(message_, "decode failed (FFmpeg Open)");
+    EXPECT_FALSE(std::filesystem::exists(path + ".hash"));
+}
+
+TEST_F(ReferenceHash, FailsOnAMissingFileAndEmptiesTheWords) {
+    EXPECT_FALSE(FingerprintFile(folder_.File("missing.wav"), &words_, &message_));
+    EXPECT_EQ(message_, "decode failed (FFmpeg Open)");
+    EXPECT_TRUE(words_.empty());
+}
+
+TEST_F(ReferenceHash, FailsOnARecordingWithoutSamples) {
+    const std::string path = Wav(MakeSilence(22050, 1, 0));
+    EXPECT_FALSE(DumpReferenceHash(path, &message_));
+    EXPECT_EQ(message_, "no audio decoded");
+    EXPECT_FALSE(std::filesystem::exists(path + ".hash"));
+}
+
+TEST_F(ReferenceHash, FailsWhereItCannotBeWritten) {
+    const std::string path = Wav(MakeMusic(7, 22050, 1, 22050));
+    std::filesystem::create_directory(path + ".hash");
+    EXPECT_FALSE(DumpReferenceHash(path, &message_));
+    EXPECT_EQ(message_, "cannot open output .hash");
+}
+
+}  // namespace

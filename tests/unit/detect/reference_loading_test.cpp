@@ -1,0 +1,133 @@
+#include "detect/reference_loading.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "detect/audio_fingerprinter.h"
+#include "support/audio_encoder.h"
+#include "support/audio_generator.h"
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+namespace {
+
+class ReferenceLoading : public testing::Test {
+protected:
+    std::string Wav(const TestPcm& pcm) {
+        const std::string path = folder_.File("reference.wav");
+        WriteWavFile(path, pcm);
+        return path;
+    }
+    std::string Bytes(std::string_view bytes) {
+        const std::string path = folder_.File("reference.bin");
+        WriteFileBytes(path, bytes);
+        return path;
+    }
+    static void ExpectFailure(const std::string& path, const char* message,
+                              const std::function<bool()>& stopRequested = {}) {
+        try {
+            LoadReference(path, stopRequested);
+            FAIL() << "loaded, where \"" << message << "\" was due";
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), message);
+        }
+    }
+
+    CTempFolder folder_;
+};
+
+TEST_F(ReferenceLoading, AcceptsSixteenWords) {
+    const ReferenceFingerprint reference = LoadReference(Wav(MakeMusic(1, 22050, 1, 12326)));
+    EXPECT_EQ(reference.words.size(), 16u);
+    EXPECT_EQ(reference.sampleCount, 12326u);
+}
+
+TEST_F(ReferenceLoading, RefusesFifteenWords) {
+    ExpectFailure(Wav(MakeMusic(1, 22050, 1, 12325)), "Reference too short");
+}
+
+TEST_F(ReferenceLoading, TakesAWordPerHopAndOnlyWholeFrames) {
+    const TestPcm pcm = MakeMusic(2, 22050, 1, 50000);
+    const ReferenceFingerprint reference = LoadReference(Wav(pcm));
+
+    CAudioFingerprinter fingerprinter;
+    fingerprinter.SetUp(22050, 0.4, 0.0125);
+    std::vector<uint32_t> words;
+    double time = 0.0;
+    for (int64_t start = 0; start + 8192 <= 50000; start = std::llrint(time * 22050)) {
+        words.push_back(fingerprinter.ComputeWord(pcm.samples.data() + start));
+        time += 0.0125;
+    }
+    EXPECT_EQ(reference.words, words);
+}
+
+TEST_F(ReferenceLoading, MixesChannelsDownTowardZero) {
+    TestPcm stereo{22050, 2, {}};
+    for (int frame = 0; frame < 20000; ++frame) {
+        stereo.samples.push_back(1);
+        stereo.samples.push_back(-2);
+    }
+    const ReferenceFingerprint silence = LoadReference(Wav(MakeSilence(22050, 1, 20000)));
+    EXPECT_EQ(LoadReference(Wav(stereo)).words, silence.words);
+}
+
+// A chunk of 65536 bytes holds whole frames of 1, 2, 4 and 8 channels only; of the
+// others the frame that it cuts is lost, and the next chunk starts amid a frame.
+TEST_F(ReferenceLoading, LosesTheFrameThatAChunkCuts) {
+    for (int channels = 1; channels <= 8; ++channels) {
+        const TestPcm pcm = MakeNoise(3, 22050, channels, 30000);
+        const size_t bytes = pcm.Bytes();
+        const size_t frameBytes = 2 * static_cast<size_t>(channels);
+        const size_t expected = bytes / 65536 * (65536 / frameBytes) + bytes % 65536 / frameBytes;
+        EXPECT_EQ(LoadReference(Wav(pcm)).sampleCount, expected) << channels << " channels";
+    }
+}
+
+TEST_F(ReferenceLoading, ReadsEveryCodingAtTheAnalysisRate) {
+    const TestPcm pcm = MakeMusic(4, 44100, 2, 88200);
+    for (const AudioCoding coding : kAllAudioCodings) {
+        if (!CanEncode(coding)) continue;
+        const ReferenceFingerprint reference = LoadReference(Bytes(EncodeAudio(pcm, coding)));
+        EXPECT_NEAR(static_cast<double>(reference.sampleCount), 44100.0, 2500.0) << NameOf(coding);
+        // Frame k starts 275.625 samples after the frame before.
+        const double frames = static_cast<double>(reference.sampleCount - 8192) / 275.625 + 1.0;
+        EXPECT_NEAR(static_cast<double>(reference.words.size()), frames, 1.0) << NameOf(coding);
+    }
+}
+
+TEST_F(ReferenceLoading, RefusesWhatIsMissing) {
+    ExpectFailure(folder_.File("missing.wav"), "Reference Open failed");
+}
+
+TEST_F(ReferenceLoading, RefusesAFolder) {
+    ExpectFailure(folder_.Path().string(), "Reference Open failed");
+}
+
+TEST_F(ReferenceLoading, RefusesAnEmptyFile) {
+    ExpectFailure(Bytes(""), "Reference Open failed");
+}
+
+TEST_F(ReferenceLoading, RefusesText) {
+    ExpectFailure(Bytes("This is a letter to the listeners, and no audio at all.\n"),
+                  "Reference Open failed");
+}
+
+TEST_F(ReferenceLoading, RefusesARecordingWithoutSamples) {
+    ExpectFailure(Wav(MakeSilence(22050, 1, 0)), "Reference too short");
+}
+
+TEST_F(ReferenceLoading, StopsBetweenReads) {
+    const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));  // 7 reads
+    int asked = 0;
+    ExpectFailure(path, "Cancelled during reference loading", [&] { return ++asked == 3; });
+    EXPECT_EQ(asked, 3);
+}
+
+TEST_F(ReferenceLoading, GoesOnWhileNoStopIsRequested) {
+    const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));
+    EXPECT_EQ(LoadReference(path, [] { return false; }).sampleCount, 200000u);
+}
+
+}  // namespace
