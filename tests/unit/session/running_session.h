@@ -1,0 +1,63 @@
+// A session on a scripted source, and the client of its audio pipe.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/raw_audio_client.h"
+#include "unit/session/scripted_source.h"
+#include "unit/session/session_fixture.h"
+
+class SessionTest : public testing::Test {
+protected:
+    static constexpr uint64_t kStart = 1000;  // where the start reference is heard
+    static constexpr uint64_t kOneSecond = 44100;
+
+    SessionTest() : program_(MakeRequest(Files())) {}
+
+    static const CReferenceFiles& Files() {
+        static const CReferenceFiles files;
+        return files;
+    }
+
+    void Create() {
+        session_ = std::make_unique<ReceiverSession>(program_, audioUri_, events_.Sink(),
+                                                     source_.Factory());
+    }
+    void Start() {
+        if (!session_) Create();
+        session_->Start();
+    }
+    void AskForProgram(uint32_t maximumMs, uint32_t fadeMs) {
+        program_.maximumMs = maximumMs;
+        program_.fadeMs = fadeMs;
+    }
+    // Up to READY, with `frames` of the stream delivered after the start reference is heard.
+    void StartAndReachReady(uint64_t frames) {
+        source_.Match(MatchAt(kStartReference, kStart));
+        source_.Deliver(frames);
+        Start();
+        ASSERT_FALSE(events_.WaitFor("READY").is_null());
+    }
+    // Takes the whole stream from the audio pipe and acknowledges it.
+    void TakeStream() {
+        ASSERT_TRUE(client_.Connect(audioUri_));
+        ASSERT_TRUE(client_.ReadHeader());
+        ASSERT_TRUE(client_.ReadToEnd());
+        ASSERT_TRUE(client_.Acknowledge());
+    }
+    nlohmann::json Finished() { return events_.WaitFor("FINISHED"); }
+    std::string State() const { return session_->Snapshot()["state"]; }
+
+    PreparedProgram program_;
+    const std::string audioUri_ = UniqueAudioUri();
+    CEventLog events_;
+    CScriptedSource source_;
+    CRawAudioClient client_;
+    std::unique_ptr<ReceiverSession> session_;  // last: its threads use the others
+};
