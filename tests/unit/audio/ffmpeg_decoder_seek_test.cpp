@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "audio/ffmpeg_streaming_decoder.h"
+#include "support/audio_encoder.h"
+#include "support/pcm_reading.h"
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+namespace {
+
+constexpr int kRate = 44100;
+constexpr size_t kFrames = kRate * 6;
+
+class DecoderSeekTest : public testing::Test {
+protected:
+    void OpenAs(const std::string& name, AudioCoding coding) {
+        const std::string path = folder_.File(name);
+        WriteFileBytes(path, EncodeAudio(pcm_, coding));
+        ASSERT_TRUE(decoder_.Open(path));
+    }
+
+    // What is read after a seek is the audio from the sample nearest to the target on.
+    void ExpectAudioFrom(float seconds) {
+        const auto first = static_cast<size_t>(std::llround(static_cast<double>(seconds) * kRate));
+        ASSERT_TRUE(decoder_.Seek(seconds)) << seconds;
+        const ReadOutcome outcome = ReadBytes(decoder_, 40000);
+        EXPECT_EQ(outcome.bytes, BytesOf(Slice(pcm_, first, 10000))) << seconds;
+        EXPECT_NEAR(decoder_.GetPositionMs(), seconds * 1000.0, 1.0);
+    }
+
+    CTempFolder folder_;
+    const TestPcm pcm_ = MakeNoise(1, kRate, 2, kFrames);
+    CFFmpegStreamingDecoder decoder_;
+};
+
+}  // namespace
+
+TEST_F(DecoderSeekTest, PositionIsUnknownUntilTheFirstSeek) {
+    OpenAs("a.wav", AudioCoding::kWav);
+    EXPECT_EQ(decoder_.GetPositionMs(), 0xFFFFFFFFu);
+    ASSERT_TRUE(decoder_.Seek(1.5F));
+    EXPECT_EQ(decoder_.GetPositionMs(), 1500u);
+}
+
+TEST_F(DecoderSeekTest, OpeningAgainForgetsThePosition) {
+    OpenAs("a.wav", AudioCoding::kWav);
+    ASSERT_TRUE(decoder_.Seek(1.5F));
+    decoder_.Close();
+    ASSERT_TRUE(decoder_.Open(folder_.File("a.wav")));
+    EXPECT_EQ(decoder_.GetPositionMs(), 0xFFFFFFFFu);
+}
+
+TEST_F(DecoderSeekTest, PcmInputIsSoughtToTheSample) {
+    OpenAs("a.wav", AudioCoding::kWav);
+    for (const float seconds : {0.0F, 3.25F, 0.5F, 5.5F}) ExpectAudioFrom(seconds);
+}
+
+TEST_F(DecoderSeekTest, CompressedInputIsSoughtToTheSample) {
+    OpenAs("a.flac", AudioCoding::kFlac);
+    for (const float seconds : {0.0F, 3.7F, 0.123F, 5.5F, 2.0F}) ExpectAudioFrom(seconds);
+}
+
+TEST_F(DecoderSeekTest, SeekingForgetsWhatWasReadBefore) {
+    OpenAs("a.flac", AudioCoding::kFlac);
+    uint8_t some[10];
+    ASSERT_EQ(decoder_.Read(some, sizeof some), 10);
+    ExpectAudioFrom(1.0F);
+}
+
+TEST_F(DecoderSeekTest, SeeksForwardAndBackAtAnotherRateLandWithinAMillisecond) {
+    decoder_.SetOutputSampleRate(48000);
+    const std::string path = folder_.File("tone.wav");
+    WriteWavFile(path, MakeTone(kRate, 1, kFrames, 100.0));
+    ASSERT_TRUE(decoder_.Open(path));
+    const TestPcm expected = MakeTone(48000, 1, 48000 * 6, 100.0);
+    for (const float seconds : {4.0F, 1.0F}) {
+        ASSERT_TRUE(decoder_.Seek(seconds));
+        const auto samples = ReadBytes(decoder_, 9600).Samples();
+        ASSERT_EQ(samples.size(), 4800u);
+        for (size_t i = 100; i < 4700; ++i) {
+            const auto first = static_cast<size_t>(seconds * 48000);
+            ASSERT_NEAR(samples[i], expected.samples[first + i], 100) << seconds << " " << i;
+        }
+    }
+}
+
+TEST_F(DecoderSeekTest, AnUpperCaseWavPathIsSoughtDirectlyWhateverItsCoding) {
+    OpenAs("A.WAV", AudioCoding::kFlac);
+    ASSERT_TRUE(decoder_.Seek(3.7F));
+    // A direct seek lands on the coded frame and reports the target itself.
+    EXPECT_EQ(decoder_.GetPositionMs(), 3700u);
+    const auto landed = ReadBytes(decoder_, 4000).bytes;
+    EXPECT_NE(landed, BytesOf(Slice(pcm_, 163170, 1000)));
+}
+
+TEST_F(DecoderSeekTest, ATargetBeyondTheEndSucceedsAndReadsTheEnd) {
+    OpenAs("a.flac", AudioCoding::kFlac);
+    EXPECT_TRUE(decoder_.Seek(7.0F));
+    uint8_t byte = 0;
+    EXPECT_EQ(decoder_.Read(&byte, 1), 0);
+}
+
+TEST_F(DecoderSeekTest, TargetsThatAreNoNumberAreRefusedAndNothingMoves) {
+    OpenAs("a.wav", AudioCoding::kWav);
+    for (const float seconds :
+         {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+          -std::numeric_limits<float>::infinity()}) {
+        EXPECT_EQ(decoder_.Seek(seconds), 0);
+        EXPECT_EQ(decoder_.ErrorCode(), kDecoderErrorSeek);
+    }
+    EXPECT_EQ(decoder_.GetPositionMs(), 0xFFFFFFFFu);
+    EXPECT_EQ(ReadToEnd(decoder_).bytes, BytesOf(pcm_));
+}
+
+TEST_F(DecoderSeekTest, TargetsBeyondAnyTimeStampAreRefused) {
+    OpenAs("a.wav", AudioCoding::kWav);
+    EXPECT_EQ(decoder_.Seek(std::numeric_limits<float>::max()), 0);
+    EXPECT_EQ(decoder_.ErrorCode(), kDecoderErrorSeek);
+}
+
+TEST_F(DecoderSeekTest, AClosedFileRefusesToSeek) {
+    EXPECT_EQ(decoder_.Seek(0.0F), 0);
+}
+
+TEST_F(DecoderSeekTest, ThePreRollIsTwoSeconds) {
+    EXPECT_EQ(decoder_.SeekPreRollMs(), 2000u);
+}
+
+TEST_F(DecoderSeekTest, LossyInputReachesItsTargets) {
+    for (const AudioCoding coding :
+         {AudioCoding::kMp3, AudioCoding::kOggVorbis, AudioCoding::kOggOpus}) {
+        if (!CanEncode(coding)) continue;
+        CFFmpegStreamingDecoder decoder;
+        const std::string path = folder_.File("lossy");
+        WriteFileBytes(path, EncodeAudio(pcm_, coding));
+        ASSERT_TRUE(decoder.Open(path));
+        for (const float seconds : {4.5F, 0.75F}) {
+            ASSERT_TRUE(decoder.Seek(seconds)) << NameOf(coding);
+            EXPECT_NEAR(decoder.GetPositionMs(), seconds * 1000.0, 30.0) << NameOf(coding);
+            const double left = static_cast<double>(ReadToEnd(decoder).bytes.size()) / 176400.0;
+            EXPECT_NEAR(left, 6.0 - static_cast<double>(seconds), 0.1) << NameOf(coding);
+        }
+    }
+}
