@@ -1,0 +1,158 @@
+#include "control_connection.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+#include "platform/text.h"
+
+namespace receiver {
+namespace {
+
+using nlohmann::json;
+
+constexpr size_t kReadBytes = 4096;
+// Reading what has already arrived takes no time; the bound is for a peer that lies.
+constexpr uint64_t kArrivedBytesMs = 1000;
+// The receiver's deepest message has 5 levels. Copying and writing JSON recurse, so that
+// a hostile depth would overflow the stack of whoever handles the message.
+constexpr size_t kMaximumDepth = 64;
+
+bool IsTooDeep(const std::string& body) {
+    size_t depth = 0;
+    bool inText = false;
+    for (size_t i = 0; i < body.size(); ++i) {
+        const char c = body[i];
+        if (inText) {
+            if (c == '\\') ++i;
+            if (c == '"') inText = false;
+        } else if (c == '"') {
+            inText = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > kMaximumDepth) return true;
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+CControlConnection::CControlConnection(const CCancellation& cancellation)
+    : pipe_(cancellation.Shared()) {}
+
+bool CControlConnection::Open(const std::string& uri, uint64_t deadline) {
+    Close();
+    const uint64_t now = TickMs();
+    const uint64_t left = deadline > now ? deadline - now : 0;
+    if (!pipe_.Connect(uri, static_cast<uint32_t>(std::min<uint64_t>(left, 0xFFFFFFFE)))) {
+        return FailPipe("Cannot connect to the receiver");
+    }
+    open_ = true;
+    return true;
+}
+
+void CControlConnection::Close() {
+    pipe_.Close();
+    frames_.Clear();
+    open_ = false;
+}
+
+bool CControlConnection::Send(const json& message, uint64_t deadline) {
+    if (!open_) return Fail(ErrorKind::kDisconnected, "There is no connection to a receiver");
+    std::string body;
+    try {
+        body = message.dump();
+    } catch (const json::exception& e) {
+        return Fail(ErrorKind::kInvalidArgument, e.what());
+    }
+    if (body.size() > kMaximumFrameBody) {
+        return Fail(ErrorKind::kInvalidArgument, "The command is longer than 65536 bytes");
+    }
+    const std::string frame = EncodeFrame(body);
+    if (pipe_.Write(frame.data(), frame.size(), deadline)) return true;
+    FailPipe("Cannot send to the receiver");
+    Close();  // the peer may have taken a part of the frame: nothing can follow it
+    return false;
+}
+
+std::optional<json> CControlConnection::Receive(uint64_t deadline) {
+    if (!open_) {
+        Fail(ErrorKind::kDisconnected, "There is no connection to a receiver");
+        return {};
+    }
+    for (;;) {
+        std::string body;
+        switch (frames_.Next(&body)) {
+            case CFrameAssembler::Result::kFrame:
+                return Parse(body);
+            case CFrameAssembler::Result::kInvalidLength:
+                Close();
+                Fail(ErrorKind::kProtocol, "The receiver sent a frame of invalid length");
+                return {};
+            case CFrameAssembler::Result::kIncomplete:
+                if (!ReceiveBytes(deadline)) return {};
+        }
+    }
+}
+
+// What has come is kept also when the read fails, so that a time-out loses nothing.
+bool CControlConnection::ReceiveBytes(uint64_t deadline) {
+    std::array<char, kReadBytes> bytes;
+    size_t available = 0;
+    size_t got = 0;
+    bool ok = pipe_.Peek(&available);
+    if (ok && available == 0) {
+        ok = pipe_.Read(bytes.data(), 1, deadline, &got);
+    } else if (ok) {
+        ok = pipe_.Read(bytes.data(), std::min(available, bytes.size()), TickMs() + kArrivedBytesMs,
+                        &got);
+    }
+    if (got > 0) frames_.Append(bytes.data(), got);
+    if (ok) return true;
+    FailPipe("The connection to the receiver was lost");
+    if (failure_.kind != ErrorKind::kTimedOut) Close();
+    return false;
+}
+
+std::optional<json> CControlConnection::Parse(const std::string& body) {
+    try {
+        if (IsTooDeep(body)) throw std::runtime_error("nested too deep");
+        json message = json::parse(body);
+        if (!message.is_object()) throw std::runtime_error("no JSON object");
+        if (!message.at("type").is_string()) throw std::runtime_error("\"type\" is no text");
+        return message;
+    } catch (const std::exception& e) {
+        Close();
+        Fail(ErrorKind::kProtocol,
+             "The receiver sent no valid message: " + ReplaceIllFormedUtf8(e.what()));
+        return {};
+    }
+}
+
+bool CControlConnection::Fail(ErrorKind kind, std::string text, uint32_t code) {
+    failure_ = {kind, code, std::move(text)};
+    return false;
+}
+
+bool CControlConnection::FailPipe(const char* doing) {
+    const uint32_t code = pipe_.LastError();
+    switch (code) {
+        case kErrorTimedOut:
+            return Fail(ErrorKind::kTimedOut, "The receiver did not answer in time", code);
+        case kErrorCancelled:
+            return Fail(ErrorKind::kCancelled, "Cancelled", code);
+        case kErrorInvalidName:
+            return Fail(ErrorKind::kInvalidArgument, "The URI names no pipe", code);
+        case kErrorAccessDenied:
+            return Fail(ErrorKind::kSystem, std::string(doing) + ": access denied", code);
+        default:
+            return Fail(ErrorKind::kDisconnected,
+                        std::string(doing) + " (error " + std::to_string(code) + ")", code);
+    }
+}
+
+}  // namespace receiver

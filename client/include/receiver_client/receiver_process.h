@@ -1,0 +1,44 @@
+// A receiver of one's own: starts the program and waits until it listens.
+//
+//   Threads  one thread at a time.
+//   Errors   by result, the cause in LastError(): kSystem with the receiver's own
+//            message when it cannot be started or ends, kTimedOut, kCancelled.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "receiver_client/cancellation.h"
+#include "receiver_client/error.h"
+
+namespace receiver {
+
+class CReceiverProcess final {
+public:
+    using Milliseconds = std::chrono::milliseconds;
+
+    explicit CReceiverProcess(const CCancellation& cancellation);
+    ~CReceiverProcess();  // kills a receiver that still runs; see CReceiverClient::Shutdown
+    CReceiverProcess(const CReceiverProcess&) = delete;
+    CReceiverProcess& operator=(const CReceiverProcess&) = delete;
+
+    // Starts `program` with a control pipe of a new name and returns once it listens.
+    // The receiver logs to files beside and named after `logPath`. Once only.
+    bool Start(const std::string& program, const std::string& logPath, Milliseconds timeout);
+    // Where CReceiverClient::Connect finds it; valid after Start.
+    const std::string& ControlUri() const;
+    uint32_t ProcessId() const;
+    // Nothing while it still runs.
+    std::optional<int> WaitForExit(Milliseconds timeout);
+
+    const Error& LastError() const;
+
+private:
+    class Process;
+    std::unique_ptr<Process> process_;
+};
+
+}  // namespace receiver

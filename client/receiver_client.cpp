@@ -1,0 +1,211 @@
+#include "receiver_client/receiver_client.h"
+
+#include <algorithm>
+#include <deque>
+#include <utility>
+
+#include "control_connection.h"
+#include "platform/clock.h"
+#include "platform/ids.h"
+
+namespace receiver {
+namespace {
+
+using nlohmann::json;
+
+// Events that wait while a reply is awaited; no session has nearly as many.
+constexpr size_t kMaximumPendingEvents = 65536;
+constexpr uint32_t kReconnectPauseMs = 50;
+
+uint64_t TickDeadline(CReceiverClient::Milliseconds timeout) {
+    return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
+}
+
+bool IsReply(const std::string& type) {
+    return type == "WELCOME" || type == "ACK" || type == "REJECTED";
+}
+
+}  // namespace
+
+class CReceiverClient::Connection {
+public:
+    explicit Connection(const CCancellation& cancellation)
+        : channel_(cancellation),
+          cancellation_(cancellation.Shared()),
+          requestPrefix_(CreateInstanceId() + "-") {}
+
+    std::optional<Welcome> Connect(uint64_t deadline) {
+        if (!channel_.Open(uri_, deadline)) return {};
+        std::optional<Welcome> welcome = Hello(deadline);
+        if (!welcome) channel_.Close();
+        return welcome;
+    }
+
+    std::optional<Welcome> Reconnect(uint64_t deadline) {
+        for (;;) {
+            std::optional<Welcome> welcome = Connect(deadline);
+            if (welcome || channel_.Failure().kind != ErrorKind::kDisconnected) return welcome;
+            if (TickMs() >= deadline) return {};
+            // A receiver that is about to listen again needs a moment.
+            cancellation_->Event().Wait(kReconnectPauseMs);
+        }
+    }
+
+    std::optional<Welcome> Hello(uint64_t deadline) {
+        return Typed<Welcome>(Request("HELLO", json::object(), deadline), ParseWelcome);
+    }
+
+    std::optional<SessionSnapshot> SessionRequest(const char* type, json message,
+                                                  uint64_t deadline) {
+        return Typed<SessionSnapshot>(Request(type, std::move(message), deadline), [](json reply) {
+            return ParseSnapshot(std::move(reply.at("session")));
+        });
+    }
+
+    // Sends the command and waits for its reply; a refusal is a failure.
+    std::optional<json> Request(const char* type, json message, uint64_t deadline) {
+        const std::string requestId = requestPrefix_ + std::to_string(++requests_);
+        message["type"] = type;
+        message["version"] = 1;
+        message["requestId"] = requestId;
+        if (!channel_.Send(message, deadline)) return {};
+        return AwaitReply(type, requestId, deadline);
+    }
+
+    std::optional<Event> NextEvent(uint64_t deadline) {
+        while (pending_.empty()) {
+            std::optional<json> message = channel_.Receive(deadline);
+            if (!message) return {};
+            // A reply here belongs to a command whose wait has ended.
+            if (!IsReply(message->at("type").get_ref<const std::string&>())) {
+                pending_.push_back(std::move(*message));
+            } else if (TickMs() >= deadline) {
+                channel_.Fail(ErrorKind::kTimedOut, "No event in time");
+                return {};
+            }
+        }
+        json message = std::move(pending_.front());
+        pending_.pop_front();
+        return Typed<Event>(std::move(message), ParseEvent);
+    }
+
+    CControlConnection channel_;
+    std::string uri_;
+    std::deque<json> pending_;  // events, in order of arrival
+
+private:
+    std::optional<json> AwaitReply(const std::string& command, const std::string& requestId,
+                                   uint64_t deadline) {
+        for (;;) {
+            std::optional<json> message = channel_.Receive(deadline);
+            if (!message) return {};
+            const std::string& type = message->at("type").get_ref<const std::string&>();
+            if (!IsReply(type)) {
+                if (!Keep(std::move(*message))) return {};
+            } else if (std::optional<bool> accepted = Accepts(*message, command, requestId)) {
+                return *accepted ? std::move(message) : std::nullopt;
+            }
+            if (TickMs() >= deadline) {
+                channel_.Fail(ErrorKind::kTimedOut, "The receiver did not answer in time");
+                return {};
+            }
+        }
+    }
+
+    // Nothing when the reply is for another command.
+    std::optional<bool> Accepts(const json& reply, const std::string& command,
+                                const std::string& requestId) {
+        const bool rejected = reply["type"] == "REJECTED";
+        const json id = reply.contains("requestId") ? reply["requestId"] : json();
+        // A refusal without an id: the receiver could not even read what was sent.
+        if (id != requestId && !(rejected && id == "")) return {};
+        if (rejected) {
+            const json text = reply.contains("message") ? reply["message"] : json();
+            return channel_.Fail(ErrorKind::kRejected,
+                                 text.is_string() ? text.get<std::string>() : "Rejected");
+        }
+        const bool fits = command == "HELLO"
+                              ? reply["type"] == "WELCOME"
+                              : reply["type"] == "ACK" && reply.contains("command") &&
+                                    reply["command"] == command;
+        return fits || Broken("the reply does not fit the command");
+    }
+
+    bool Keep(json event) {
+        if (pending_.size() >= kMaximumPendingEvents) return Broken("too many events");
+        pending_.push_back(std::move(event));
+        return true;
+    }
+
+    bool Broken(const std::string& why) {
+        channel_.Close();
+        return channel_.Fail(ErrorKind::kProtocol, "The receiver broke the protocol: " + why);
+    }
+
+    template <typename Record, typename Parser>
+    std::optional<Record> Typed(std::optional<json> message, Parser parse) {
+        if (!message) return {};
+        try {
+            return parse(std::move(*message));
+        } catch (const std::exception& e) {
+            Broken(e.what());
+            return {};
+        }
+    }
+
+    const std::shared_ptr<CPcmPipeCancellation> cancellation_;
+    // Request ids are remembered by the receiver for as long as it runs, whoever sent them.
+    const std::string requestPrefix_;
+    uint64_t requests_ = 0;
+};
+
+CReceiverClient::CReceiverClient(const CCancellation& cancellation)
+    : connection_(std::make_unique<Connection>(cancellation)) {}
+
+CReceiverClient::~CReceiverClient() = default;
+
+std::optional<Welcome> CReceiverClient::Connect(const std::string& uri, Milliseconds timeout) {
+    connection_->uri_ = uri;
+    connection_->pending_.clear();
+    return connection_->Connect(TickDeadline(timeout));
+}
+
+std::optional<Welcome> CReceiverClient::Reconnect(Milliseconds timeout) {
+    return connection_->Reconnect(TickDeadline(timeout));
+}
+
+void CReceiverClient::Disconnect() {
+    connection_->channel_.Close();
+}
+
+bool CReceiverClient::IsConnected() const {
+    return connection_->channel_.IsOpen();
+}
+
+std::optional<Welcome> CReceiverClient::Hello(Milliseconds timeout) {
+    return connection_->Hello(TickDeadline(timeout));
+}
+
+std::optional<SessionSnapshot> CReceiverClient::Prepare(const PrepareRequest& request,
+                                                        Milliseconds timeout) {
+    return connection_->SessionRequest("PREPARE", ToJson(request), TickDeadline(timeout));
+}
+
+std::optional<SessionSnapshot> CReceiverClient::Cancel(const std::string& sessionId,
+                                                       Milliseconds timeout) {
+    return connection_->SessionRequest("CANCEL", {{"sessionId", sessionId}}, TickDeadline(timeout));
+}
+
+bool CReceiverClient::Shutdown(Milliseconds timeout) {
+    return connection_->Request("SHUTDOWN", json::object(), TickDeadline(timeout)).has_value();
+}
+
+std::optional<Event> CReceiverClient::NextEvent(Milliseconds timeout) {
+    return connection_->NextEvent(TickDeadline(timeout));
+}
+
+const Error& CReceiverClient::LastError() const {
+    return connection_->channel_.Failure();
+}
+
+}  // namespace receiver

@@ -1,0 +1,57 @@
+// receiver-record: records one program of a stream to a file.
+#include <cstdlib>
+#include <iostream>
+
+#include "platform/clock.h"
+#include "platform/console_control.h"
+#include "platform/standard_streams.h"
+#include "record/record_console.h"
+#include "record/record_options.h"
+#include "record/recorder.h"
+#include "record/status_display.h"
+#include "record/terminal.h"
+
+namespace {
+
+std::string TimeStamp() {
+    const LocalTime now = GetLocalTimeNow();
+    char text[40];
+    std::snprintf(text, sizeof(text), "%04u-%02u-%02u %02u:%02u:%02u", now.year, now.month, now.day,
+                  now.hour, now.minute, now.second);
+    return text;
+}
+
+CStatusDisplay::Settings DisplaySettings() {
+    const char* const noColour = std::getenv("NO_COLOR");
+    CStatusDisplay::Settings settings;
+    settings.timeStamp = TimeStamp;
+    settings.width = EnableTerminalControl() ? TerminalWidth : [] { return size_t{0}; };
+    settings.colour = noColour == nullptr || *noColour == '\0';
+    return settings;
+}
+
+int Run(const RecordOptions& options) {
+    CEvent interrupted;
+    const CConsoleControl control(interrupted);
+    CStatusDisplay display(std::cerr, DisplaySettings());
+    CRecordConsole console(options, display);
+    return static_cast<int>(CRecorder(options, interrupted, console).Run());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const CommandLine line = ParseCommandLine(argc, argv);
+        if (!line.exitCode) return Run(line.options);
+        if (*line.exitCode == 0) {
+            WriteStandardOutputLine(line.text);
+        } else {
+            WriteStandardErrorLine(line.text);
+        }
+        return *line.exitCode;
+    } catch (const std::exception& e) {
+        WriteStandardErrorLine(std::string("receiver-record: ") + e.what());
+        return static_cast<int>(ExitCode::kFailure);
+    }
+}

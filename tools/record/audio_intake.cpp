@@ -1,0 +1,111 @@
+#include "record/audio_intake.h"
+
+#include <array>
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "platform/thread_name.h"
+
+namespace {
+
+using receiver::CPcm1Reader;
+using receiver::ErrorKind;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kConnectTimeout(10000);
+constexpr milliseconds kReadStep(60000);  // a time-out only means: not yet
+constexpr milliseconds kAcknowledgeTimeout(1000);
+constexpr size_t kReadBytes = 65536;
+// How far the output may fall behind the pipe before the recording is given up.
+constexpr size_t kMaximumQueueSeconds = 600;
+
+}  // namespace
+
+CAudioIntake::CAudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+                           IRecordingSink& sink)
+    : uri_(std::move(uri)),
+      outputFormat_(format),
+      tags_(std::move(tags)),
+      sink_(sink),
+      reader_(cancellation_),
+      thread_([this] { Run(); }) {}
+
+CAudioIntake::~CAudioIntake() {
+    Stop();
+    Join();
+}
+
+bool CAudioIntake::Ended() {
+    CLock lock(mutex_);
+    return progress_.end != End::kRunning;
+}
+
+void CAudioIntake::Join() {
+    if (thread_.joinable()) thread_.join();
+}
+
+CAudioIntake::Progress CAudioIntake::GetProgress() {
+    CLock lock(mutex_);
+    Progress progress = progress_;
+    if (writer_ != nullptr) progress.writer = writer_->GetProgress();
+    return progress;
+}
+
+void CAudioIntake::Run() {
+    SetCurrentThreadName("record-reader");
+    if (!reader_.Open(uri_, kConnectTimeout)) {
+        Fail(End::kLost, reader_.LastError().text);
+        return;
+    }
+    const receiver::PcmFormat format = reader_.Format();
+    try {
+        const size_t queueBytes = kMaximumQueueSeconds * format.sampleRate * format.FrameBytes();
+        const auto writer =
+            std::make_shared<CRecordingWriter>(outputFormat_, format, tags_, sink_, queueBytes);
+        {
+            CLock lock(mutex_);
+            progress_.format = format;
+            writer_ = writer;
+        }
+        const End end = Receive(*writer);
+        const bool playable = writer->Finish();
+        const std::string failure = writer->GetProgress().failure;
+        CLock lock(mutex_);
+        progress_.playable = playable;
+        progress_.end = failure.empty() ? end : End::kOutputFailed;
+        if (!failure.empty()) progress_.failure = failure;
+    } catch (const std::exception& e) {
+        Fail(End::kOutputFailed, e.what());
+    }
+}
+
+CAudioIntake::End CAudioIntake::Receive(CRecordingWriter& writer) {
+    std::vector<std::byte> buffer(kReadBytes);
+    for (;;) {
+        size_t bytes = 0;
+        switch (reader_.Read(buffer, &bytes, kReadStep)) {
+            case CPcm1Reader::Result::kData:
+                if (!writer.Append({buffer.data(), bytes})) return End::kOutputFailed;
+                break;
+            case CPcm1Reader::Result::kEnd:
+                // The receiver may have gone already: the end record says that all has come.
+                reader_.Acknowledge(kAcknowledgeTimeout);
+                return End::kComplete;
+            case CPcm1Reader::Result::kSourceFailed:
+                reader_.Acknowledge(kAcknowledgeTimeout);
+                return End::kSourceFailed;
+            case CPcm1Reader::Result::kError:
+                if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
+                CLock lock(mutex_);
+                progress_.failure = reader_.LastError().text;
+                return End::kLost;
+        }
+    }
+}
+
+void CAudioIntake::Fail(End end, const std::string& why) {
+    CLock lock(mutex_);
+    progress_.failure = why;
+    progress_.end = end;
+}

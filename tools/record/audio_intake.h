@@ -1,0 +1,64 @@
+// Empties an audio pipe into a recording, on a thread of its own.
+//
+//   Threads  the reader (owned; joined by Join and the destructor) reads the pipe.
+//            Everything else: one thread, but GetProgress and Ended: any.
+//   Lock     mutex_ guards the state; never held across the pipe or the output.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/thread_safety.h"
+#include "receiver_client/pcm1_reader.h"
+#include "record/recording_writer.h"
+
+class CAudioIntake final {
+public:
+    enum class End {
+        kRunning,
+        kComplete,      // the receiver sent all of the program
+        kSourceFailed,  // all that there was before the source failed
+        kLost,          // the pipe broke, or what came was no audio stream
+        kOutputFailed,
+    };
+    struct Progress {
+        End end = End::kRunning;
+        receiver::PcmFormat format;  // valid once framesQueued is not 0
+        CRecordingWriter::Progress writer;
+        std::string failure;    // for kLost and kOutputFailed
+        bool playable = false;  // valid at the end: there is a file that can be played
+    };
+
+    // Connects to the URI at once. The sink outlives the object.
+    CAudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+                 IRecordingSink& sink);
+    ~CAudioIntake();
+    CAudioIntake(const CAudioIntake&) = delete;
+    CAudioIntake& operator=(const CAudioIntake&) = delete;
+
+    // Stops waiting for more; what has come is written.
+    void Stop() { cancellation_.Cancel(); }
+    bool Ended() EXCLUDES(mutex_);
+    void Join();  // until all is written
+    Progress GetProgress() EXCLUDES(mutex_);
+
+private:
+    void Run() EXCLUDES(mutex_);
+    End Receive(CRecordingWriter& writer) EXCLUDES(mutex_);
+    void Fail(End end, const std::string& why) EXCLUDES(mutex_);
+
+    const std::string uri_;
+    const OutputFormat& outputFormat_;
+    const RecordingTags tags_;
+    IRecordingSink& sink_;
+    receiver::CCancellation cancellation_;
+    receiver::CPcm1Reader reader_;  // the reader thread's alone
+
+    CMutex mutex_;
+    Progress progress_ GUARDED_BY(mutex_);  // but its writer part
+    std::shared_ptr<CRecordingWriter> writer_ GUARDED_BY(mutex_);
+
+    std::thread thread_;
+};

@@ -1,0 +1,9 @@
+// The manual page and the shell completions, made from the same declarations as --help.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+// `kind` is "man", "bash" or "zsh"; nothing for any other. Without a final line feed.
+std::optional<std::string> HelpDocument(const CLI::App& app, const std::string& kind);

@@ -1,0 +1,49 @@
+// The receiver behind a recording: one that this object starts and ends, or one that
+// runs already, and the control connection to it.
+//
+//   Threads  one.
+//   Errors   by result, with FailureText() for people.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "platform/event.h"
+#include "receiver_client/receiver_client.h"
+#include "receiver_client/receiver_process.h"
+#include "record/record_options.h"
+
+class CReceiverLink final {
+public:
+    // Both outlive the object. The event ends the wait for a receiver.
+    CReceiverLink(const RecordOptions& options, const CEvent& interrupted);
+    // Ends the receiver that was started, and removes its temporary log unless KeepLog.
+    ~CReceiverLink();
+    CReceiverLink(const CReceiverLink&) = delete;
+    CReceiverLink& operator=(const CReceiverLink&) = delete;
+
+    std::optional<receiver::Welcome> Open();
+    receiver::CReceiverClient& Client() { return client_; }
+    // What the receiver does, after the connection was lost. Nothing while it cannot be
+    // reached; IsGone tells whether trying again can help.
+    std::optional<receiver::Welcome> Reopen();
+    bool IsGone();  // the receiver that was started has ended
+
+    // Keeps the log of a receiver that failed; returns where, or nothing without one.
+    std::string KeepLog();
+    const std::string& FailureText() const { return failure_; }
+
+private:
+    bool Start();
+    std::string ReceiverProgram() const;
+
+    const RecordOptions& options_;
+    const CEvent& interrupted_;
+    receiver::CCancellation cancellation_;
+    receiver::CReceiverProcess process_;
+    receiver::CReceiverClient client_;
+    bool started_ = false;
+    std::filesystem::path temporaryLog_;  // its folder; empty without one
+    std::string failure_;
+};

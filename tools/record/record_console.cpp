@@ -1,0 +1,47 @@
+#include "record/record_console.h"
+
+#include "platform/standard_streams.h"
+
+namespace {
+
+std::string JsonLine(const nlohmann::json& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace
+
+void CRecordConsole::ShowEvent(const receiver::Event& event) {
+    if (options_.json) WriteStandardOutputLine(JsonLine(event.raw));
+    const std::string line = DescribeEvent(event);
+    if (!line.empty()) Info(line);
+    Detail(event.type + " " + JsonLine(event.raw));
+}
+
+void CRecordConsole::ShowStatus(const RecordStatus& status) {
+    if (WantsStatus()) display_.ShowStatus(status, CStatusDisplay::Clock::now());
+}
+
+void CRecordConsole::Info(const std::string& line) {
+    if (!options_.quiet) display_.PrintLine(line);
+}
+
+void CRecordConsole::Detail(const std::string& line) {
+    if (options_.verbose && !options_.quiet) display_.PrintLine(line);
+}
+
+void CRecordConsole::Warning(const std::string& line) {
+    display_.PrintLine(line);
+}
+
+void CRecordConsole::ShowReport(const RecordReport& report) {
+    display_.ClearStatus();
+    if (options_.json) {
+        nlohmann::json line = ToJson(report);
+        line["type"] = "RECORDED";
+        WriteStandardOutputLine(JsonLine(line));
+    }
+    if (options_.quiet && report.exitCode != ExitCode::kComplete) {
+        display_.PrintLine("receiver-record: " + report.message);
+    }
+    for (const std::string& line : SummaryLines(report)) Info(line);
+}

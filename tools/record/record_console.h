@@ -1,0 +1,30 @@
+// What receiver-record says: events and failures for people on standard error, JSON
+// lines on standard output, both as the options ask for.
+//
+//   Threads  one.
+#pragma once
+
+#include <string>
+
+#include "receiver_client/messages.h"
+#include "record/record_options.h"
+#include "record/record_report.h"
+#include "record/status_display.h"
+
+class CRecordConsole final {
+public:
+    CRecordConsole(const RecordOptions& options, CStatusDisplay& display)
+        : options_(options), display_(display) {}
+
+    void ShowEvent(const receiver::Event& event);
+    void ShowStatus(const RecordStatus& status);
+    void Info(const std::string& line);     // unless --quiet
+    void Detail(const std::string& line);   // with --verbose
+    void Warning(const std::string& line);  // always
+    void ShowReport(const RecordReport& report);
+    bool WantsStatus() const { return !options_.quiet && display_.IsLive(); }
+
+private:
+    const RecordOptions& options_;
+    CStatusDisplay& display_;
+};

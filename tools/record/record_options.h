@@ -1,0 +1,40 @@
+// What the command line of receiver-record asks for.
+//
+//   Units  times ms.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "receiver_client/messages.h"
+
+struct RecordOptions {
+    std::string url;
+    std::string output;                           // a file, or "-" for standard output
+    std::vector<receiver::Reference> references;  // with absolute paths and ids of their own
+    std::optional<receiver::ProgramLimits> program;
+    std::optional<uint32_t> ioTimeoutMs;
+    std::optional<uint32_t> blockBytes;
+    std::optional<uint64_t> waitMs;  // for the start reference
+    std::string controlUri;          // of a running receiver; empty starts one
+    std::string receiverProgram;     // empty: the one beside this program
+    std::string logPath;             // empty: a temporary one
+    bool json = false;
+    bool quiet = false;
+    bool verbose = false;
+    bool force = false;
+
+    bool ToStandardOutput() const { return output == "-"; }
+};
+
+struct CommandLine {
+    RecordOptions options;
+    // Set when there is nothing to record: the exit code, and the text for standard
+    // output (0) or standard error.
+    std::optional<int> exitCode;
+    std::string text;
+};
+
+CommandLine ParseCommandLine(int argc, const char* const* argv);

@@ -1,0 +1,74 @@
+// One recording from the request to the closed file: drives the receiver, follows its
+// events, and decides how it all ended.
+//
+//   Threads  one; the interrupted event may be signalled from anywhere.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/event.h"
+#include "receiver_client/messages.h"
+#include "record/audio_intake.h"
+#include "record/receiver_link.h"
+#include "record/record_console.h"
+#include "record/record_options.h"
+#include "record/record_report.h"
+#include "recording/part_file.h"
+
+class CRecorder final {
+public:
+    // All outlive the object.
+    CRecorder(const RecordOptions& options, const CEvent& interrupted, CRecordConsole& console);
+    ~CRecorder();
+    CRecorder(const CRecorder&) = delete;
+    CRecorder& operator=(const CRecorder&) = delete;
+
+    ExitCode Run();  // once
+
+private:
+    // Why the recorder itself asked the session to stop.
+    enum class Stop { kNone, kInterrupted, kNoStart, kOutput };
+
+    void Record();
+    bool OpenOutput();
+    bool Prepare();
+    void Follow();  // until the session has ended
+    bool Step();    // false at the session's end
+    void Handle(const receiver::Event& event);
+    bool Recover();  // after a lost connection; false when the session is over
+    void StopSession(Stop why);
+    void CheckStops();
+    void UpdateStatus();
+    void PollReceiver();
+    RecordingTags Tags() const;
+
+    void Decide();
+    void DecideBySession();
+    void End(ExitCode code, std::string message);
+    void CloseOutput();
+    void WriteSidecar();
+
+    const RecordOptions& options_;
+    const CEvent& interrupted_;
+    CRecordConsole& console_;
+    CReceiverLink link_;
+
+    std::unique_ptr<IRecordingSink> sink_;  // outlives the intake
+    CPartFile* part_ = nullptr;             // the sink, when it is a file
+    std::unique_ptr<CAudioIntake> intake_;
+    CAudioIntake::Progress audio_;  // at the end
+
+    RecordReport report_;
+    RecordStatus status_;
+    std::optional<receiver::SessionSnapshot> finished_;
+    bool sourceFailed_ = false;
+    std::string failure_;  // of the receiver or the connection to it
+    Stop stop_ = Stop::kNone;
+    uint64_t waitDeadline_ = 0;  // for the start; TickMs
+    uint64_t stopDeadline_ = 0;  // for the FINISHED of a stopped session
+    uint64_t lostSince_ = 0;     // the connection; 0 while there is one
+    uint64_t nextPoll_ = 0;
+    bool decided_ = false;
+};

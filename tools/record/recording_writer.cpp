@@ -1,0 +1,109 @@
+#include "record/recording_writer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "platform/thread_name.h"
+
+namespace {
+
+double PeakOf(const std::vector<int16_t>& samples) {
+    int peak = 0;
+    for (const int16_t sample : samples) peak = std::max(peak, std::abs(static_cast<int>(sample)));
+    return peak / 32768.0;
+}
+
+}  // namespace
+
+CRecordingWriter::CRecordingWriter(const OutputFormat& format, const receiver::PcmFormat& pcm,
+                                   RecordingTags tags, IRecordingSink& sink,
+                                   size_t maximumQueueBytes)
+    : format_(format),
+      pcm_(pcm),
+      tags_(std::move(tags)),
+      sink_(sink),
+      maximumQueueBytes_(maximumQueueBytes),
+      writer_([this] { Run(); }) {}
+
+CRecordingWriter::~CRecordingWriter() {
+    Finish();
+}
+
+bool CRecordingWriter::Append(std::span<const std::byte> pcm) {
+    Block block(pcm.size() / sizeof(int16_t));
+    std::memcpy(block.data(), pcm.data(), block.size() * sizeof(int16_t));
+    const double peak = PeakOf(block);
+
+    CLock lock(mutex_);
+    if (!progress_.failure.empty()) return false;
+    if (queuedBytes_ + pcm.size() > maximumQueueBytes_) {
+        progress_.failure = "The output has fallen too far behind";
+        changed_.notify_one();
+        return false;
+    }
+    progress_.peak = std::max(progress_.peak, peak);
+    progress_.framesQueued += pcm.size() / pcm_.FrameBytes();
+    queuedBytes_ += pcm.size();
+    queue_.push_back(std::move(block));
+    changed_.notify_one();
+    return true;
+}
+
+bool CRecordingWriter::Finish() {
+    {
+        CLock lock(mutex_);
+        finishing_ = true;
+        changed_.notify_one();
+    }
+    if (writer_.joinable()) writer_.join();
+    CLock lock(mutex_);
+    return playable_;
+}
+
+CRecordingWriter::Progress CRecordingWriter::GetProgress() {
+    CLock lock(mutex_);
+    Progress progress = progress_;
+    progress_.peak = 0;
+    return progress;
+}
+
+void CRecordingWriter::Run() {
+    SetCurrentThreadName("record-writer");
+    try {
+        CAudioEncoder encoder(format_, pcm_.sampleRate, pcm_.channels, tags_, sink_);
+        if (!WriteQueue(encoder)) Fail(encoder.FailureText());
+        const bool playable = encoder.Finish();
+        if (!encoder.FailureText().empty()) Fail(encoder.FailureText());
+        CLock lock(mutex_);
+        playable_ = playable;
+    } catch (const std::exception& e) {
+        Fail(e.what());
+    }
+}
+
+// What waits when the queue has grown too long is still written.
+bool CRecordingWriter::WriteQueue(CAudioEncoder& encoder) {
+    CLock lock(mutex_);
+    for (;;) {
+        while (queue_.empty()) {
+            if (finishing_ || !progress_.failure.empty()) return true;
+            lock.Wait(changed_);
+        }
+        const Block block = std::move(queue_.front());
+        queue_.pop_front();
+        lock.Unlock();
+        const size_t frames = block.size() / pcm_.channels;
+        const bool written = encoder.Write(block.data(), frames);
+        lock.Lock();
+        if (!written) return false;
+        queuedBytes_ -= block.size() * sizeof(int16_t);
+        progress_.framesWritten += frames;
+    }
+}
+
+void CRecordingWriter::Fail(const std::string& why) {
+    CLock lock(mutex_);
+    if (progress_.failure.empty()) progress_.failure = why;
+}

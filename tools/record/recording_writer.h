@@ -1,0 +1,70 @@
+// Takes PCM as fast as it comes and writes it at the output's own pace: a disk or an
+// encoder that pauses is never felt by the receiver, which gives up on a client that
+// does not read for a second.
+//
+//   Units    a frame is one 16-bit sample of every channel, interleaved.
+//   Threads  the writer (owned; joined by Finish and the destructor) encodes. One
+//            thread appends. GetProgress: any thread.
+//   Lock     mutex_ guards the queue and the progress; never held across the output.
+//   Errors   by result; Progress::failure tells why, for people.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/thread_safety.h"
+#include "receiver_client/pcm1_reader.h"
+#include "recording/audio_encoder.h"
+
+class CRecordingWriter final {
+public:
+    struct Progress {
+        uint64_t framesQueued = 0;   // appended so far
+        uint64_t framesWritten = 0;  // of them, given to the encoder
+        double peak = 0;             // highest sample since the last call, 0..1
+        std::string failure;         // empty while all is well
+    };
+
+    // The sink outlives the object. More than maximumQueueBytes behind is a failure.
+    CRecordingWriter(const OutputFormat& format, const receiver::PcmFormat& pcm, RecordingTags tags,
+                     IRecordingSink& sink, size_t maximumQueueBytes);
+    ~CRecordingWriter();
+    CRecordingWriter(const CRecordingWriter&) = delete;
+    CRecordingWriter& operator=(const CRecordingWriter&) = delete;
+
+    // Never waits for the output. Whole frames. False once the output has failed.
+    bool Append(std::span<const std::byte> pcm) EXCLUDES(mutex_);
+    // Waits until all is written and the file is closed. True when it can be played,
+    // which it can also be after a failure.
+    bool Finish() EXCLUDES(mutex_);
+    Progress GetProgress() EXCLUDES(mutex_);
+
+private:
+    using Block = std::vector<int16_t>;
+
+    void Run() EXCLUDES(mutex_);
+    bool WriteQueue(CAudioEncoder& encoder) EXCLUDES(mutex_);  // until Finish or a failure
+    void Fail(const std::string& why) EXCLUDES(mutex_);
+
+    const OutputFormat& format_;
+    const receiver::PcmFormat pcm_;
+    const RecordingTags tags_;
+    IRecordingSink& sink_;  // the writer's alone
+    const size_t maximumQueueBytes_;
+
+    CMutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Block> queue_ GUARDED_BY(mutex_);
+    size_t queuedBytes_ GUARDED_BY(mutex_) = 0;
+    Progress progress_ GUARDED_BY(mutex_);
+    bool finishing_ GUARDED_BY(mutex_) = false;
+    bool playable_ GUARDED_BY(mutex_) = false;  // valid when the writer has ended
+
+    std::thread writer_;
+};

@@ -1,0 +1,42 @@
+// Lines that scroll, above one status line that is redrawn in place; without a
+// terminal, lines with a time stamp.
+//
+//   Threads  one.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "record/status_line.h"
+
+class CStatusDisplay final {
+public:
+    using Clock = std::chrono::steady_clock;
+    struct Settings {
+        std::function<size_t()> width;           // columns now; 0 for no terminal
+        std::function<std::string()> timeStamp;  // put before a line when there is no terminal
+        bool colour = false;
+    };
+
+    // The stream outlives the object.
+    CStatusDisplay(std::ostream& out, Settings settings);
+    ~CStatusDisplay();  // takes the status line away
+
+    void PrintLine(const std::string& line);
+    // Redraws the line, unless it was drawn less than 100 ms ago.
+    void ShowStatus(const RecordStatus& status, Clock::time_point now);
+    void ClearStatus();
+    // Whether there is a status line at all.
+    bool IsLive() const { return settings_.width() > 0; }
+
+private:
+    std::string Erase() const;  // the escape sequence for what is drawn now
+
+    std::ostream& out_;
+    const Settings settings_;
+    std::string shown_;  // the status line on the screen, without colours
+    Clock::time_point lastDrawn_{};
+};

@@ -1,0 +1,77 @@
+#include "record/status_line.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "record/duration.h"
+
+namespace {
+
+constexpr double kMeterRangeDb = 60;
+constexpr size_t kMeterColumns = 10;
+constexpr size_t kShownIdLength = 16;
+
+struct Segment {
+    std::string text;
+    int importance;  // 0 is kept longest
+};
+
+std::string Number(const char* format, double value) {
+    char text[32];
+    std::snprintf(text, sizeof(text), format, value);
+    return text;
+}
+
+std::string Level(double peak) {
+    const std::string db = peak > 0 ? Number("%3.0f dB", 20 * std::log10(peak)) : "-inf dB";
+    return "[" + RenderLevelMeter(peak, kMeterColumns) + "] " + db;
+}
+
+// In the order in which they stand in the line.
+std::array<Segment, 7> Segments(const RecordStatus& status) {
+    std::array<Segment, 7> segments = {{{status.state, 0}, {}, {}, {}, {}, {}, {}}};
+    if (status.programMs) segments[1] = {FormatClock(*status.programMs), 1};
+    if (status.remainingMs) segments[2] = {"-" + FormatClock(*status.remainingMs), 2};
+    if (status.peak) segments[3] = {Level(*status.peak), 3};
+    if (status.bufferMs) {
+        segments[4] = {"buffer " + Number("%.1fs", static_cast<double>(*status.bufferMs) / 1000),
+                       5};
+    }
+    if (!status.matchId.empty()) {
+        segments[5] = {status.matchId.substr(0, kShownIdLength) + Number(" %.3f", status.matchBer),
+                       4};
+    }
+    if (status.streamMs) segments[6] = {"stream " + FormatClock(*status.streamMs), 6};
+    return segments;
+}
+
+}  // namespace
+
+std::string RenderStatusLine(const RecordStatus& status, size_t width) {
+    std::array<Segment, 7> segments = Segments(status);
+    std::array<bool, 7> shown = {};
+    size_t used = 0;
+    for (int importance = 0; importance < 7; ++importance) {
+        for (size_t i = 0; i < segments.size(); ++i) {
+            const std::string& text = segments[i].text;
+            if (text.empty() || segments[i].importance != importance) continue;
+            const size_t needed = text.size() + (used > 0 ? 2 : 0);
+            shown[i] = used + needed <= width;
+            if (shown[i]) used += needed;
+        }
+    }
+    std::string line;
+    for (size_t i = 0; i < segments.size(); ++i) {
+        if (shown[i]) line += (line.empty() ? "" : "  ") + segments[i].text;
+    }
+    return line.empty() ? status.state.substr(0, width) : line;
+}
+
+std::string RenderLevelMeter(double peak, size_t columns) {
+    const double db = peak > 0 ? 20 * std::log10(peak) : -kMeterRangeDb;
+    const double part = std::clamp((db + kMeterRangeDb) / kMeterRangeDb, 0.0, 1.0);
+    const auto filled = static_cast<size_t>(std::lround(part * static_cast<double>(columns)));
+    return std::string(filled, '#') + std::string(columns - filled, '-');
+}

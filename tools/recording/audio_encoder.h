@@ -1,0 +1,41 @@
+// Turns 16-bit PCM into an audio file of one of the output formats, in a sink.
+//
+//   Units    a frame is one sample of every channel, interleaved.
+//   Threads  one at a time.
+//   Errors   the constructor throws std::runtime_error with a text for people; Write
+//            and Finish answer false, and FailureText() tells why.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "recording/output_format.h"
+#include "recording/recording_sink.h"
+
+using RecordingTags = std::vector<std::pair<std::string, std::string>>;
+
+class CAudioEncoder final {
+public:
+    // Writes the file's head. The sink outlives the object.
+    CAudioEncoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
+                  const RecordingTags& tags, IRecordingSink& sink);
+    ~CAudioEncoder();
+    CAudioEncoder(const CAudioEncoder&) = delete;
+    CAudioEncoder& operator=(const CAudioEncoder&) = delete;
+
+    // After a failure nothing more is taken.
+    bool Write(const int16_t* pcm, size_t frames);
+    // Makes the file whole: with all that was written, or after a failed Write with what
+    // reached the sink before it. True when the file can be played.
+    bool Finish();
+
+    std::string FailureText() const;
+
+private:
+    class Encoder;
+    std::unique_ptr<Encoder> encoder_;
+};

@@ -1,0 +1,24 @@
+// Which container and encoder an output file's name asks for. Pure but for the
+// question which encoders the FFmpeg at hand has.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+struct OutputFormat {
+    const char* extension;  // lower case, with the dot
+    const char* muxer;
+    const char* encoder;
+    int sampleFormat;          // AVSampleFormat
+    uint32_t sampleRate;       // Hz; 0 keeps the program's
+    int64_t bitRate;           // bit/s; 0 for lossless ones
+    const char* muxerOptions;  // "key=value:key=value" or empty
+};
+
+// By the file name's extension, of any case. Throws std::invalid_argument with a text
+// for people when no format has it or FFmpeg lacks the encoder.
+const OutputFormat& OutputFormatFor(std::string_view fileName);
+const OutputFormat& WavFormat();
+// The extensions that can be written here, as ".wav .flac ...".
+std::string SupportedExtensions();

@@ -1,0 +1,75 @@
+#include "recording/part_file.h"
+
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path PartOf(fs::path target) {
+    target += ".part";
+    return target;
+}
+
+// For messages: UTF-8 on every platform.
+std::string TextOf(const fs::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+}  // namespace
+
+CPartFile::CPartFile(fs::path target, bool overwrite)
+    : target_(std::move(target)), part_(PartOf(target_)), overwrite_(overwrite) {
+    std::error_code error;
+    if (fs::is_directory(target_, error)) {
+        throw std::runtime_error(TextOf(target_) + " is a directory");
+    }
+    if (!overwrite_ && fs::exists(target_, error)) {
+        throw std::runtime_error(TextOf(target_) + " exists already (--force overwrites it)");
+    }
+    if (!overwrite_ && fs::exists(part_, error)) {
+        throw std::runtime_error(TextOf(part_) +
+                                 " is left of an earlier recording (--force overwrites it)");
+    }
+    if (!file_.Create(part_, overwrite_)) {
+        throw std::runtime_error("Cannot create " + TextOf(part_) + ": " + file_.FailureText());
+    }
+}
+
+bool CPartFile::WriteAt(uint64_t offset, const void* data, size_t size) {
+    if (file_.WriteAt(offset, data, size)) return true;
+    failure_ = file_.FailureText();
+    return false;
+}
+
+bool CPartFile::Truncate(uint64_t size) {
+    if (file_.Truncate(size)) return true;
+    failure_ = file_.FailureText();
+    return false;
+}
+
+bool CPartFile::Commit() {
+    if (!file_.Flush()) {
+        failure_ = file_.FailureText();
+        return false;
+    }
+    file_.Close();
+    std::error_code error;
+    if (!overwrite_ && fs::exists(target_, error)) {
+        failure_ = TextOf(target_) + " was created by somebody else meanwhile";
+        return false;
+    }
+    fs::rename(part_, target_, error);
+    if (!error) return true;
+    failure_ = error.message();
+    return false;
+}
+
+void CPartFile::Discard() {
+    file_.Close();
+    std::error_code error;
+    fs::remove(part_, error);  // an empty file that cannot be removed does no harm
+}

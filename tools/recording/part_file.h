@@ -1,0 +1,49 @@
+// A recording on its way to its name: written as NAME.part beside the target, and
+// renamed once it is a whole file. Not thread-safe.
+#pragma once
+
+#include <filesystem>
+
+#include "recording/output_file.h"
+#include "recording/recording_sink.h"
+
+class CPartFile final : public IRecordingSink {
+public:
+    // Creates the part file. Without `overwrite` neither it nor the target may exist.
+    // Throws std::runtime_error with a text for people.
+    CPartFile(std::filesystem::path target, bool overwrite);
+    // What was neither committed nor discarded stays as the part file.
+    ~CPartFile() override = default;
+
+    bool CanSeek() const override { return true; }
+    bool WriteAt(uint64_t offset, const void* data, size_t size) override;
+    bool Truncate(uint64_t size) override;
+    std::string FailureText() const override { return failure_; }
+
+    // Puts the file onto the disk and under its name. False leaves the part file.
+    bool Commit();
+    void Discard();
+
+    const std::filesystem::path& PartPath() const { return part_; }
+
+private:
+    const std::filesystem::path target_;
+    const std::filesystem::path part_;
+    const bool overwrite_;
+    COutputFile file_;
+    std::string failure_;
+};
+
+// Standard output as a sink.
+class CStandardOutputSink final : public IRecordingSink {
+public:
+    bool CanSeek() const override { return false; }
+    bool WriteAt(uint64_t, const void* data, size_t size) override {
+        return output_.Write(data, size);
+    }
+    bool Truncate(uint64_t) override { return false; }
+    std::string FailureText() const override { return output_.FailureText(); }
+
+private:
+    CStandardOutput output_;
+};

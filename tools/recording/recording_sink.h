@@ -1,0 +1,26 @@
+// Where the bytes of a recording go: a file, standard output, or a test's fake.
+//
+//   Units    offsets and sizes are bytes.
+//   Threads  one at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class IRecordingSink {
+public:
+    IRecordingSink() = default;
+    IRecordingSink(const IRecordingSink&) = delete;
+    IRecordingSink& operator=(const IRecordingSink&) = delete;
+    virtual ~IRecordingSink() = default;
+
+    virtual bool CanSeek() const = 0;
+    // All of the bytes, or false; some may then have been written. Without CanSeek
+    // the offset is always the end of what was written before.
+    virtual bool WriteAt(uint64_t offset, const void* data, size_t size) = 0;
+    // Cuts off what lies behind `size`. Only with CanSeek.
+    virtual bool Truncate(uint64_t size) = 0;
+    // The cause of the last failure, for people.
+    virtual std::string FailureText() const = 0;
+};
