@@ -33,7 +33,9 @@ int main(int argc, char** argv) {
         "receiver-hash");
     app.set_version_flag("--version", "receiver-hash " RECEIVER_VERSION);
     std::vector<std::string> files;
-    app.add_option("FILE", files, "a recording in any format that FFmpeg reads")->required();
+    app.add_option("FILE", files, "a recording in any format that FFmpeg reads")
+        ->required()
+        ->type_name("");
     app.footer(
         "Prints a line for each file: what was written, or why not.\n"
         "Exit status: 0 when all were written, 1 when any was not, 2 for wrong arguments.\n\n"

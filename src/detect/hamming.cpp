@@ -16,12 +16,19 @@ namespace {
 
 constexpr size_t kWordsPerCheck = 16;
 
-RECEIVER_HAMMING_INLINE uint64_t DifferingBitsOfTwo(const uint32_t* a, const uint32_t* b) {
-    uint64_t left;
-    uint64_t right;
-    std::memcpy(&left, a, sizeof(left));
-    std::memcpy(&right, b, sizeof(right));
-    return static_cast<uint64_t>(std::popcount(left ^ right));
+// Of two words a step, written out: the compiler would not unroll a loop this short.
+template <size_t kWords>
+RECEIVER_HAMMING_INLINE uint64_t DifferingBitsOf(const uint32_t* a, const uint32_t* b) {
+    if constexpr (kWords == 2) {
+        uint64_t left;
+        uint64_t right;
+        std::memcpy(&left, a, sizeof(left));
+        std::memcpy(&right, b, sizeof(right));
+        return static_cast<uint64_t>(std::popcount(left ^ right));
+    } else {
+        constexpr size_t kHalf = kWords / 2;
+        return DifferingBitsOf<kHalf>(a, b) + DifferingBitsOf<kHalf>(a + kHalf, b + kHalf);
+    }
 }
 
 RECEIVER_HAMMING_INLINE uint64_t Count(const uint32_t* a, const uint32_t* b, size_t words,
@@ -30,9 +37,7 @@ RECEIVER_HAMMING_INLINE uint64_t Count(const uint32_t* a, const uint32_t* b, siz
     size_t left = words;
     while (left >= kWordsPerCheck) {
         left -= kWordsPerCheck;
-        for (size_t i = 0; i < kWordsPerCheck; i += 2) {
-            bits += DifferingBitsOfTwo(a + left + i, b + left + i);
-        }
+        bits += DifferingBitsOf<kWordsPerCheck>(a + left, b + left);
         if (bits > limit) return bits;
     }
     while (left > 0) {

@@ -1,0 +1,91 @@
+// What the detector costs beyond the work that cannot be avoided, as a share of
+// that work, all measured in one run:
+//     (detector - resampling - FFTs) / (decoding + resampling + FFTs)
+#include <benchmark/benchmark.h>
+
+#include <ctime>
+#include <memory>
+#include <vector>
+
+#include "audio/ffmpeg_streaming_decoder.h"
+#include "audio/mono_resampler.h"
+#include "bench_audio.h"
+#include "detect/audio_fingerprinter.h"
+#include "detect/detector_audio_file.h"
+#include "detect/fft.h"
+
+namespace {
+
+// Processor time, so that a busy machine does not blur the shares.
+double SecondsSince(std::clock_t start) {
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+double TimeDecoding() {
+    const std::string& path = StreamMp3Path();
+    const std::clock_t start = std::clock();
+    CFFmpegStreamingDecoder decoder;
+    decoder.Open(path);
+    ReadStream(decoder);
+    return SecondsSince(start);
+}
+
+double TimeResampling(const TestPcm& mono) {
+    constexpr int kBlock = kReadBytes / (kStreamChannels * sizeof(int16_t));
+    std::vector<int16_t> output(2 * kBlock);
+    const std::clock_t start = std::clock();
+    CMonoResampler resampler;
+    resampler.Open(kStreamRate, kAnalysisRate);
+    for (size_t at = 0; at + kBlock <= mono.Frames(); at += kBlock) {
+        resampler.Convert(mono.samples.data() + at, kBlock, output.data(), 2 * kBlock);
+    }
+    return SecondsSince(start);
+}
+
+double TimeFfts() {
+    constexpr uint32_t kSize = 8192;
+    CFft fft(kSize);
+    std::fill_n(fft.Data(), kSize, 0.0);
+    const int64_t last = int64_t{kAnalysisRate} * kStreamSeconds - 1;
+    const std::clock_t start = std::clock();
+    for (CFrameClock clock; clock.StartSample() <= last; clock.Advance()) fft.Execute();
+    return SecondsSince(start);
+}
+
+double TimeDetector(CDetectorAudioFile& detector) {
+    const std::clock_t start = std::clock();
+    ReadStream(detector);
+    return SecondsSince(start);
+}
+
+void AnalysisCost(benchmark::State& state) {
+    const TestPcm mono = MakeMusic(1, kStreamRate, 1, size_t{kStreamRate} * kStreamSeconds);
+    CDetectorAudioFile detector(
+        std::make_unique<CStreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
+        [](const DetectorMatch&) {}, 0.14);
+    double decoding = 0.0;
+    double resampling = 0.0;
+    double ffts = 0.0;
+    double all = 0.0;
+    TimeDecoding();  // makes the file
+    if (!detector.Open("stream")) {
+        state.SkipWithError("the detector does not open");
+        return;
+    }
+    TimeDetector(detector);  // until so many words have passed that all can be compared
+    for (auto _ : state) {
+        decoding += TimeDecoding();
+        resampling += TimeResampling(mono);
+        ffts += TimeFfts();
+        all += TimeDetector(detector);
+    }
+    const double unavoidable = decoding + resampling + ffts;
+    const double beyond = all - resampling - ffts;
+    state.counters["decoding"] = decoding / unavoidable;
+    state.counters["resampling"] = resampling / unavoidable;
+    state.counters["ffts"] = ffts / unavoidable;
+    state.counters["beyond"] = beyond / unavoidable;
+}
+BENCHMARK(AnalysisCost)->Arg(1)->Arg(32)->MinTime(3.0)->Unit(benchmark::kMillisecond);
+
+}  // namespace

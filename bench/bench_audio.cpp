@@ -1,0 +1,95 @@
+#include "bench_audio.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "detect/audio_fingerprinter.h"
+#include "support/audio_encoder.h"
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+namespace {
+
+constexpr int kMp3BitRate = 128000;
+constexpr int kReferenceSeconds = 30;
+constexpr uint64_t kSeed = 2026;
+
+struct Mp3File {
+    CTempFolder folder;
+    std::string path = folder.File("stream.mp3");
+    Mp3File() { WriteFileBytes(path, EncodeAudio(StreamPcm(), AudioCoding::kMp3, kMp3BitRate)); }
+};
+
+size_t WordsOfReference() {
+    CAudioFingerprinter fingerprinter;
+    fingerprinter.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
+    const int64_t last = int64_t{kAnalysisRate} * kReferenceSeconds - fingerprinter.WindowLength();
+    size_t words = 0;
+    for (CFrameClock clock; clock.StartSample() <= last; clock.Advance()) ++words;
+    return words;
+}
+
+}  // namespace
+
+const TestPcm& StreamPcm() {
+    static const TestPcm pcm =
+        MakeMusic(kSeed, kStreamRate, kStreamChannels, size_t{kStreamRate} * kStreamSeconds);
+    return pcm;
+}
+
+const std::string& StreamMp3Path() {
+    static const Mp3File file;
+    return file.path;
+}
+
+std::vector<ReferenceFingerprint> RandomReferences(size_t count) {
+    const size_t words = WordsOfReference();
+    CTestRandom random(kSeed);
+    std::vector<ReferenceFingerprint> references(count);
+    for (ReferenceFingerprint& reference : references) {
+        reference.sampleCount = uint64_t{kAnalysisRate} * kReferenceSeconds;
+        for (size_t i = 0; i < words; ++i) {
+            reference.words.push_back(static_cast<uint32_t>(random.Next()));
+        }
+    }
+    return references;
+}
+
+CStreamFile::CStreamFile() {
+    record_.wFormatTag = kFormatTagPcm;
+    record_.nChannels = kStreamChannels;
+    record_.nSamplesPerSec = kStreamRate;
+    record_.nBlockAlign = kStreamChannels * sizeof(int16_t);
+    record_.nAvgBytesPerSec = kStreamRate * record_.nBlockAlign;
+    record_.wBitsPerSample = 16;
+}
+
+BOOL CStreamFile::Open(const std::string&) {
+    at_ = 0;
+    format_ = &record_;
+    open_ = 1;
+    return 1;
+}
+
+BOOL CStreamFile::Close() {
+    open_ = 0;
+    return 1;
+}
+
+int32_t CStreamFile::Read(void* buffer, uint32_t count) {
+    const TestPcm& pcm = StreamPcm();
+    const size_t size = std::min<size_t>(count, pcm.Bytes() - at_);
+    std::memcpy(buffer, reinterpret_cast<const char*>(pcm.samples.data()) + at_, size);
+    at_ = (at_ + size) % pcm.Bytes();
+    return static_cast<int32_t>(size);
+}
+
+void ReadStream(CAudioFile& file) {
+    std::vector<std::byte> block(kReadBytes);
+    for (size_t left = StreamPcm().Bytes(); left > 0;) {
+        const auto count = static_cast<uint32_t>(std::min<size_t>(left, kReadBytes));
+        const int32_t read = file.Read(block.data(), count);
+        if (read <= 0) return;
+        left -= static_cast<size_t>(read);
+    }
+}

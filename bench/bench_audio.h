@@ -1,0 +1,40 @@
+// What the benchmarks run on: half a minute of a station's audio, and references
+// that are never found in it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "audio/audio_file.h"
+#include "detect/reference_loading.h"
+#include "support/audio_generator.h"
+
+inline constexpr int kStreamRate = 44100;
+inline constexpr int kStreamChannels = 2;
+inline constexpr int kStreamSeconds = 30;
+inline constexpr uint32_t kReadBytes = 16384;
+
+// Made once; the same in every run.
+const TestPcm& StreamPcm();
+const std::string& StreamMp3Path();  // 128 kbit/s, in a folder that the exit removes
+std::vector<ReferenceFingerprint> RandomReferences(size_t count);  // of 30 s each
+
+// The stream's PCM over and over, as an audio file that costs no more than copying.
+class CStreamFile final : public CAudioFile {
+public:
+    CStreamFile();
+    BOOL Open(const std::string& path) override;
+    BOOL Close() override;
+    int32_t Read(void* buffer, uint32_t count) override;
+    BOOL Seek(float) override { return 0; }
+    bool IsOpen() const override { return open_ != 0; }
+
+private:
+    WAVEFORMATEX record_;
+    size_t at_ = 0;  // bytes
+};
+
+// As much as the stream is long.
+void ReadStream(CAudioFile& file);
