@@ -209,8 +209,18 @@ public:
         return true;
     }
 
-    // A process group of its own does not take Ctrl+C; Ctrl+Break reaches it.
-    void Interrupt() override { GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, id_); }
+    // A process group of its own does not take Ctrl+C; Ctrl+Break reaches it. Without a
+    // console to send it through, the routine that would deliver it is started by hand.
+    void Interrupt() override {
+        if (GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, id_)) return;
+        const HMODULE library = GetModuleHandleA("kernelbase.dll");
+        if (library == nullptr) return;
+        const auto address = reinterpret_cast<void*>(GetProcAddress(library, "CtrlRoutine"));
+        const auto deliver = reinterpret_cast<LPTHREAD_START_ROUTINE>(address);
+        if (deliver == nullptr) return;
+        OwnHandle(CreateRemoteThread(process_.Get(), nullptr, 0, deliver,
+                                     reinterpret_cast<void*>(CTRL_BREAK_EVENT), 0, nullptr));
+    }
     void Terminate() override { TerminateProcess(process_.Get(), kTerminatedCode); }
     void Kill() override { TerminateProcess(process_.Get(), kKilledCode); }
     uint32_t Id() const override { return id_; }
@@ -228,11 +238,13 @@ private:
         startup.StartupInfo.hStdError = handles.errors.Get();
         startup.lpAttributeList = inherited.Get();
 
+        // A parent without a console gets no Ctrl+C that the child would have to be kept from.
+        const DWORD group = GetConsoleCP() != 0 ? CREATE_NEW_PROCESS_GROUP : 0;
         std::string commandLine = CommandLine(program, arguments);
         PROCESS_INFORMATION information{};
         if (!CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE,
-                            CREATE_NEW_PROCESS_GROUP | EXTENDED_STARTUPINFO_PRESENT, nullptr,
-                            nullptr, &startup.StartupInfo, &information)) {
+                            group | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
+                            &startup.StartupInfo, &information)) {
             return false;
         }
         CloseHandle(information.hThread);
