@@ -8,7 +8,7 @@
 namespace {
 
 constexpr uint32_t kJingleMs = 1200;
-constexpr uint32_t kProgrammeMs = 3000;
+constexpr uint32_t kProgrammeMs = 4000;
 constexpr uint32_t kNoiseMs = 1500;
 
 DecodedStream Decode(const std::string& path, uint32_t rate) {

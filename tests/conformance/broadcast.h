@@ -23,7 +23,7 @@ struct Broadcast {
     uint64_t SampleOf(size_t frame) const;
 };
 
-// Jingles of 1.2 s, a programme of 3 s, 1.5 s of noise on either side.
+// Jingles of 1.2 s, a programme of 4 s, 1.5 s of noise on either side.
 Broadcast MakeBroadcast(int rate, int channels);
 
 // The stream's PCM as the receiver's own decoder makes it of a local file: 44100 Hz, 16 bits.

@@ -73,8 +73,8 @@ TEST_F(CommandLineTest, HelpIsNoOptionOfTheReceiver) {
 }
 
 TEST_F(CommandLineTest, ALogInAMissingFolderCannotBeOpened) {
-    const Outcome outcome =
-        Run({CReceiverDriver::UniqueUri(), (folder_.Path() / "missing" / "receiver.log").string()});
+    const Outcome outcome = RunReceiver(
+        {CReceiverDriver::UniqueUri(), (folder_.Path() / "missing" / "receiver.log").string()});
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_EQ(outcome.errors, "Cannot open receiver log\n");
     EXPECT_EQ(outcome.output, "");

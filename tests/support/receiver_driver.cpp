@@ -35,8 +35,12 @@ std::unique_ptr<CChildProcess> Launch(std::vector<std::string> launcher, const s
     return std::make_unique<CChildProcess>(program, launcher, CChildProcess::ErrorStream::kCapture);
 }
 
+// Neither the pipe nor, on Linux, the lock that keeps its name.
 void ExpectNoPipeLeft(const std::string& uri) {
-    EXPECT_FALSE(std::filesystem::exists(MapPipeUri(uri).value())) << uri;
+    const std::filesystem::path pipe(MapPipeUri(uri).value());
+    EXPECT_FALSE(std::filesystem::exists(pipe)) << uri;
+    const std::string name = PipeNameFromUri(uri).value();
+    EXPECT_FALSE(std::filesystem::exists(pipe.parent_path() / ("lock." + name))) << uri;
 }
 
 }  // namespace
@@ -59,6 +63,12 @@ CReceiverDriver::CReceiverDriver(const Options& options)
         throw std::runtime_error("not the LISTENING line: " + line + "; standard error: " +
                                  process_->ReadAllErrors(Deadline()).value_or("(nothing)"));
     }
+}
+
+CReceiverDriver::~CReceiverDriver() {
+    if (ended_) return;
+    process_->Interrupt();
+    ExpectCleanEnd();
 }
 
 json CReceiverDriver::Introduce() {
@@ -85,6 +95,7 @@ CReceiverDriver::Message CReceiverDriver::AskRaw(const std::string& body) {
         waitingEvents_.push_back(std::move(message));
         message = Receive();
     }
+    if (message.value.value("command", "") == "PREPARE") ++sessions_;
     return message;
 }
 
@@ -137,12 +148,19 @@ void CReceiverDriver::Shutdown() {
     ExpectCleanEnd();
 }
 
+void CReceiverDriver::Kill() {
+    ended_ = true;
+    process_->Kill();
+    EXPECT_EQ(process_->WaitForExit(Deadline()).value_or(-1), 137);
+}
+
 void CReceiverDriver::ExpectCleanEnd() {
+    ended_ = true;
     EXPECT_EQ(process_->WaitForExit(Deadline()).value_or(-1), 0);
     EXPECT_EQ(process_->ReadAllOutput(Deadline()).value_or("(open)"), "");
     EXPECT_EQ(process_->ReadAllErrors(Deadline()).value_or("(open)"), "");
     ExpectNoPipeLeft(uri_);
-    if (!instanceId_.empty()) ExpectNoPipeLeft(AudioUri(1));
+    for (int session = 1; session <= sessions_; ++session) ExpectNoPipeLeft(AudioUri(session));
 }
 
 CReceiverDriver::Message CReceiverDriver::Receive() {

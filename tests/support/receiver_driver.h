@@ -32,8 +32,12 @@ public:
     };
 
     CReceiverDriver() : CReceiverDriver(Options{}) {}
-    // Returns once the LISTENING line has been read. The destructor kills what still runs.
+    // Returns once the LISTENING line has been read.
     explicit CReceiverDriver(const Options& options);
+    // Stops what still runs, and checks that it ends cleanly.
+    ~CReceiverDriver();
+    CReceiverDriver(const CReceiverDriver&) = delete;
+    CReceiverDriver& operator=(const CReceiverDriver&) = delete;
 
     static std::string ProgramPath();  // of the built receiver
     static std::string UniqueUri();
@@ -65,6 +69,8 @@ public:
 
     // SHUTDOWN, then ExpectCleanEnd.
     void Shutdown();
+    // Ends the process without a chance to tidy up.
+    void Kill();
     // Waits for the process and checks its exit code, that standard output held the
     // LISTENING line alone and standard error nothing, and that no pipe is left.
     void ExpectCleanEnd();
@@ -79,5 +85,7 @@ private:
     CRawControlClient control_;
     std::string instanceId_;
     int nextRequest_ = 1;
+    int sessions_ = 0;  // PREPARE commands that were acknowledged
+    bool ended_ = false;
     std::deque<Message> waitingEvents_;  // came while a reply was awaited
 };

@@ -1,0 +1,99 @@
+// A receiver with an introduced client, and a station for it to listen to.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "broadcast.h"
+#include "recording.h"
+#include "support/audio_encoder.h"
+#include "support/http_station.h"
+#include "support/receiver_driver.h"
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+class SessionTest : public testing::Test {
+protected:
+    void SetUp() override { receiver_.Introduce(); }
+
+    ReferenceFile SaveReference(const std::string& id, const std::string& role,
+                                const TestPcm& pcm) {
+        ReferenceFile reference{id, role, folder_.File(id + ".wav")};
+        WriteWavFile(reference.path, pcm);
+        return reference;
+    }
+    // "start" and "end", the two jingles.
+    std::vector<ReferenceFile> SaveJingles(const Broadcast& broadcast) {
+        return {SaveReference("start", "start", broadcast.startJingle),
+                SaveReference("end", "end", broadcast.endJingle)};
+    }
+
+    // Puts the body on the air at /radio, up to the middle of the programme; the rest comes
+    // with ReleaseRest.
+    std::string ServeHalf(StationRoute route) {
+        const size_t half = route.body.size() / 2;
+        route.gated = true;
+        station_.Serve(kPath, std::move(route));
+        station_.Release(kPath, half);
+        return station_.Url(kPath);
+    }
+    void ReleaseRest() { station_.ReleaseAll(kPath); }
+    std::string ServeAll(StationRoute route) {
+        station_.Serve(kPath, std::move(route));
+        return station_.Url(kPath);
+    }
+    // A WAV file: its bytes lie where the samples do.
+    static StationRoute WavRoute(const TestPcm& pcm) {
+        StationRoute route;
+        route.contentType = MimeTypeOf(AudioCoding::kWav);
+        route.body = WavBytes(pcm);
+        return route;
+    }
+
+    DecodedStream Decode(const std::string& body) {
+        const std::string path = folder_.File("stream");
+        WriteFileBytes(path, body);
+        return DecodeStream(path);
+    }
+
+    // The session's snapshot, as HELLO shows it.
+    nlohmann::json Snapshot() { return receiver_.Ask({{"type", "HELLO"}})["active"]; }
+    // Asks until the receiver has taken in all that the source sends: there is no event for it.
+    void WaitUntilSourceFinished() {
+        while (!Snapshot()["buffer"]["finished"]) {
+        }
+    }
+
+    // A reader at the live edge has passed the end of the outro when its match is reported;
+    // one that comes after that gets not a sample more than the program.
+    void WaitUntilOutroIsKnown() {
+        while (Snapshot()["program"]["reason"] != "outro") {
+        }
+    }
+
+    // A short session from start to end, to show that the receiver is as good as new.
+    void ExpectCleanSession(const std::string& sessionId = "clean") {
+        SCOPED_TRACE("the session afterwards");
+        const Broadcast broadcast = MakeBroadcast(22050, 1);
+        StationRoute route = WavRoute(broadcast.audio);
+        station_.Serve("/clean", route);
+        const Recording recording = Record(
+            receiver_,
+            PrepareCommand(sessionId, station_.Url("/clean"), SaveJingles(broadcast), 60000, 0));
+        ExpectSoundEvents(recording, /*withProgram=*/true);
+        EXPECT_EQ(recording.finished["reason"], "eof");
+        EXPECT_EQ(recording.finished["program"]["reason"], "outro");
+        const DecodedStream stream = Decode(route.body);
+        EXPECT_TRUE(recording.pcm == stream.Range(recording.ready["sourceSample"],
+                                                  recording.finished["program"]["endSample"]));
+    }
+
+    static constexpr char kPath[] = "/radio";
+
+    CTempFolder folder_;
+    CHttpStation station_;
+    CReceiverDriver receiver_;
+};
