@@ -60,12 +60,13 @@ public:
 
     uint32_t Peek(size_t& available) override {
         char byte = 0;
-        const ssize_t peeked = recv(stream_.Get(), &byte, 1, MSG_PEEK);
+        ssize_t peeked = 0;
+        do {
+            peeked = recv(stream_.Get(), &byte, 1, MSG_PEEK);
+        } while (peeked < 0 && errno == EINTR);
         if (peeked == 0) return kErrorBrokenPipe;
-        if (peeked < 0) {
-            if (errno == EAGAIN || errno == EINTR) return kErrorNone;
-            return TranslatePipeError(PipeOperation::kTransfer, errno);
-        }
+        if (peeked < 0 && errno == EAGAIN) return kErrorNone;
+        if (peeked < 0) return TranslatePipeError(PipeOperation::kTransfer, errno);
         int readable = 0;
         if (ioctl(stream_.Get(), FIONREAD, &readable) != 0) {
             return TranslatePipeError(PipeOperation::kTransfer, errno);

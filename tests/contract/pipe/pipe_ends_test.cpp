@@ -52,8 +52,8 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(BothEnds, PipeEnds, testing::Values(End::kServer, End::kClient),
-                         [](const auto& info) {
-                             return info.param == End::kServer ? "Server" : "Client";
+                         [](const auto& instance) {
+                             return instance.param == End::kServer ? "Server" : "Client";
                          });
 
 TEST_P(PipeEnds, ReadGivesTheBytesThatThePeerWrote) {

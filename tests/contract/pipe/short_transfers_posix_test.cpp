@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <utility>
 
 namespace {
 
@@ -15,11 +16,10 @@ constexpr size_t kMostBytes = 611;
 std::atomic<unsigned> shortenedTransfers{0};
 std::atomic<unsigned> interruptedCalls{0};
 
-// Fails the first call of each pair, so that a loop that tries again gets through.
-bool IsInterrupted() {
-    thread_local bool isSecond = true;
-    isSecond = !isSecond;
-    if (isSecond) return false;
+// Fails the first of each two calls of a function, so that a loop that tries again gets
+// through.
+bool IsInterrupted(bool& isSecond) {
+    if (std::exchange(isSecond, !isSecond)) return false;
     ++interruptedCalls;
     errno = EINTR;
     return true;
@@ -51,22 +51,26 @@ int __real_poll(pollfd* fds, nfds_t count, int timeoutMs);
 int __real_accept4(int fd, sockaddr* address, socklen_t* size, int flags);
 
 ssize_t __wrap_recv(int fd, void* buffer, size_t count, int flags) {
-    if (IsInterrupted()) return -1;
+    thread_local bool isSecond = false;
+    if (IsInterrupted(isSecond)) return -1;
     return __real_recv(fd, buffer, Shorten(count), flags);
 }
 
 ssize_t __wrap_send(int fd, const void* buffer, size_t count, int flags) {
-    if (IsInterrupted()) return -1;
+    thread_local bool isSecond = false;
+    if (IsInterrupted(isSecond)) return -1;
     return __real_send(fd, buffer, Shorten(count), flags);
 }
 
 int __wrap_poll(pollfd* fds, nfds_t count, int timeoutMs) {
-    if (IsInterrupted()) return -1;
+    thread_local bool isSecond = false;
+    if (IsInterrupted(isSecond)) return -1;
     return __real_poll(fds, count, timeoutMs);
 }
 
 int __wrap_accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
-    if (IsInterrupted()) return -1;
+    thread_local bool isSecond = false;
+    if (IsInterrupted(isSecond)) return -1;
     return __real_accept4(fd, address, size, flags);
 }
 
