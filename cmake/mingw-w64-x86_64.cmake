@@ -27,5 +27,6 @@ set(ENV{PKG_CONFIG_LIBDIR} ${RECEIVER_WINDOWS_DEPS}/lib/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "")
 set(PKG_CONFIG_ARGN --static)
 
-set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+# The same sources give the same bytes.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -Wl,--no-insert-timestamp")
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine-emulator)
