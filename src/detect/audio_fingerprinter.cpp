@@ -29,12 +29,18 @@ double Energy(const std::complex<double>& bin) {
 
 // Four running sums in a fixed order: fast, and equal to the bit wherever it runs.
 double BandEnergy(const std::complex<double>* bins, int32_t begin, int32_t end) {
-    double sums[4] = {0.0, 0.0, 0.0, 0.0};
+    double sum0 = 0.0;
+    double sum1 = 0.0;
+    double sum2 = 0.0;
+    double sum3 = 0.0;
     int32_t i = begin;
     for (; end - i >= 4; i += 4) {
-        for (int lane = 0; lane < 4; ++lane) sums[lane] += Energy(bins[i + lane]);
+        sum0 += Energy(bins[i]);
+        sum1 += Energy(bins[i + 1]);
+        sum2 += Energy(bins[i + 2]);
+        sum3 += Energy(bins[i + 3]);
     }
-    double total = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    double total = (sum0 + sum1) + (sum2 + sum3);
     for (; i < end; ++i) total += Energy(bins[i]);
     return total;
 }

@@ -408,6 +408,7 @@ TEST_P(DetectorStream, IsAnalysedAsSampleBySample) {
     }
     ASSERT_EQ(detector_->Read(block.data(), kBlockBytes), 0);
     naive.End();
+    EXPECT_EQ(detector_->Read(block.data(), kBlockBytes), 0);  // nothing is left to tell
 
     EXPECT_EQ(matches_, naive.Matches());
     EXPECT_EQ(detector_->PeakHistorySamples(), naive.PeakHistory());
