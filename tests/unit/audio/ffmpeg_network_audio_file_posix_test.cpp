@@ -1,0 +1,16 @@
+// The certificate check, with a station that OpenSSL gives us on POSIX systems only.
+#include <gtest/gtest.h>
+
+#include "audio/ffmpeg_network_audio_file.h"
+#include "support/audio_encoder.h"
+#include "support/scripted_audio_file.h"
+#include "support/tls_station_posix.h"
+
+TEST(NetworkTlsTest, ACertificateThatNobodyVouchesForIsRefused) {
+    CTlsStation station("audio/flac",
+                        EncodeAudio(MakeNoise(1, 44100, 2, 44100), AudioCoding::kFlac));
+    CFFmpegNetworkAudioFile file(nullptr, kTestDeadlineMs);
+    EXPECT_EQ(file.Open(station.Url("/a.flac")), 0);
+    EXPECT_EQ(file.ErrorCode(), kDecoderErrorOpen);
+    EXPECT_EQ(station.ServedRequests(), 0u);
+}
