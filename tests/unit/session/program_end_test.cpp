@@ -129,6 +129,7 @@ TEST_F(ProgramEndTest, ASourceThatEndsEndsTheProgramThere) {
     AskForProgram(10000, 0);
     StartAndReachReady(kStart + 300);
     source_.End();
+    WaitUntilSourceEnded();
     TakeStream();
     const json program = Finished()["program"];
     EXPECT_EQ(program["reason"], "source_ended");
@@ -140,6 +141,7 @@ TEST_F(ProgramEndTest, ASourceThatFailsInterruptsTheProgram) {
     AskForProgram(10000, 1000);
     StartAndReachReady(kStart + 300);
     source_.Fail();
+    WaitUntilSourceEnded();
     TakeStream();
     const json finished = Finished();
     EXPECT_EQ(finished["reason"], "eof");
@@ -152,6 +154,7 @@ TEST_F(ProgramEndTest, ASourceThatEndsAfterTheMaximumChangesNothing) {
     AskForProgram(1000, 0);
     StartAndReachReady(kStart + 2 * kOneSecond);
     source_.End();
+    WaitUntilSourceEnded();
     TakeStream();
     EXPECT_EQ(Finished()["program"]["reason"], "maximum");
     EXPECT_EQ(client_.Frames(), kOneSecond);

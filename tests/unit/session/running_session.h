@@ -51,6 +51,11 @@ protected:
         ASSERT_TRUE(client_.ReadToEnd());
         ASSERT_TRUE(client_.Acknowledge());
     }
+    // Polls as the host does until the buffer has seen its source end or fail.
+    void WaitUntilSourceEnded() {
+        while (session_->Snapshot()["buffer"]["finished"] == false) events_.WaitForNews();
+        session_->PollSource();
+    }
     nlohmann::json Finished() { return events_.WaitFor("FINISHED"); }
     std::string State() const { return session_->Snapshot()["state"]; }
 

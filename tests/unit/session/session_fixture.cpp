@@ -11,6 +11,7 @@ using nlohmann::json;
 namespace {
 
 constexpr uint64_t kPatienceForEventMs = 30000;
+constexpr uint64_t kHostWaitMs = 10;
 
 }  // namespace
 
@@ -36,6 +37,15 @@ json CEventLog::WaitFor(const std::string& type) {
     }
     const json* found = Find(type);
     return found ? *found : json();
+}
+
+void CEventLog::WaitForNews() {
+    const SteadyTime deadline = DeadlineIn(kHostWaitMs);
+    CLock lock(mutex_);
+    const size_t before = events_.size();
+    while (events_.size() == before) {
+        if (!lock.WaitUntil(posted_, deadline)) return;
+    }
 }
 
 std::vector<json> CEventLog::All() {

@@ -20,6 +20,8 @@ public:
 
     // The first event of the type, waiting for it; null when it does not come.
     nlohmann::json WaitFor(const std::string& type) EXCLUDES(mutex_);
+    // Until the next event, or for as long as a host's loop waits for one.
+    void WaitForNews() EXCLUDES(mutex_);
     std::vector<nlohmann::json> All() EXCLUDES(mutex_);
     std::vector<std::string> Types() EXCLUDES(mutex_);
     size_t Count(const std::string& type) EXCLUDES(mutex_);

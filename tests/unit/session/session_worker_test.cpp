@@ -234,8 +234,7 @@ TEST_F(SessionWorkerTest, AStopWhileServingEndsTheStream) {
     ASSERT_TRUE(client_.ReadHeader());
     session_->RequestStop();
     EXPECT_EQ(Finished()["reason"], "cancelled");
-    session_->Join();
-    EXPECT_TRUE(client_.WaitForHangUp());
+    EXPECT_FALSE(client_.ReadToEnd());  // it breaks off without an end record
 }
 
 TEST_F(SessionWorkerTest, AnExceptionOfAnotherKindIsNamed) {

@@ -1,0 +1,72 @@
+// A control channel on a pipe of its own, with a raw client on the other end and
+// the log's lines in memory.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "host/control_channel.h"
+#include "log/log.h"
+#include "log/store_log.h"
+#include "pipe/pcm_pipe.h"
+#include "platform/ids.h"
+#include "support/raw_control_client.h"
+
+inline std::string UniqueControlUri() {
+    return "pcm-pipe://test-control-" + CreateInstanceId();
+}
+
+class CMemoryLog final : public IStoreLog {
+public:
+    explicit CMemoryLog(std::vector<std::string>& lines) : lines_(lines) {}
+    void Flush() override {}
+    int32_t Write(std::string_view line) override {
+        lines_.emplace_back(line);
+        return static_cast<int32_t>(line.size());
+    }
+    void SetBufferSize(int32_t) override {}
+
+private:
+    std::vector<std::string>& lines_;
+};
+
+class ChannelTest : public testing::Test {
+protected:
+    ChannelTest()
+        : log_(std::make_unique<CMemoryLog>(lines_), CLog::Options{}), channel_(uri_, pipe_, log_) {
+        channel_.Listen();
+    }
+
+    void Connect() {
+        ASSERT_TRUE(client_.Connect(uri_));
+        channel_.AcceptClient(kPatienceMs);
+        ASSERT_TRUE(channel_.IsConnected());
+    }
+    // The next message of the receiver.
+    nlohmann::json Reply() {
+        const auto body = client_.Receive();
+        return body ? nlohmann::json::parse(*body) : nlohmann::json();
+    }
+    static nlohmann::json Rejected(const std::string& requestId, const std::string& text) {
+        return {{"type", "REJECTED"}, {"requestId", requestId}, {"message", text}, {"version", 1}};
+    }
+    bool Logged(const std::string& text) const {
+        for (const auto& line : lines_) {
+            if (line.find(text) != std::string::npos) return true;
+        }
+        return false;
+    }
+
+    const std::string uri_ = UniqueControlUri();
+    const std::shared_ptr<CPcmPipeCancellation> cancellation_ =
+        std::make_shared<CPcmPipeCancellation>();
+    CPcmPipe pipe_{cancellation_};
+    std::vector<std::string> lines_;
+    CLog log_;
+    CControlChannel channel_;
+    CRawControlClient client_;
+};

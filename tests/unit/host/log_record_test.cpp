@@ -1,0 +1,67 @@
+#include "host/log_record.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "log/log.h"
+
+using nlohmann::json;
+
+TEST(LogRecordTest, TheTypeComesFirstThenTheKeysInOrder) {
+    EXPECT_EQ(FormatLogRecord({{"type", "ACK"}, {"version", 1}, {"command", "CANCEL"}}),
+              "RECEIVER ACK command=CANCEL version=1");
+}
+
+TEST(LogRecordTest, WithoutATypeItsPlaceStaysEmpty) {
+    EXPECT_EQ(FormatLogRecord({{"a", 1}}), "RECEIVER  a=1");
+}
+
+TEST(LogRecordTest, NestedObjectsAreNamedByTheirPath) {
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", {{"type", "inner"}, {"b", {{"c", 2}}}}}}),
+              "RECEIVER T a.b.c=2 a.type=inner");
+}
+
+TEST(LogRecordTest, ArrayElementsAreNamedByTheirIndexInOrder) {
+    json list = json::array();
+    for (int i = 0; i < 11; ++i) list.push_back(i);
+    list.push_back({{"x", json::array({true})}});
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", list}}),
+              "RECEIVER T a.0=0 a.1=1 a.2=2 a.3=3 a.4=4 a.5=5 a.6=6 a.7=7 a.8=8 a.9=9 a.10=10"
+              " a.11.x.0=true");
+}
+
+TEST(LogRecordTest, EmptyArraysAndObjectsAreValues) {
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", json::array()}, {"b", json::object()}}),
+              "RECEIVER T a=[] b={}");
+}
+
+TEST(LogRecordTest, ScalarsAreCompactJsonAndStringsStandAsTheyAre) {
+    EXPECT_EQ(FormatLogRecord({{"type", "T"},
+                               {"a", nullptr},
+                               {"b", false},
+                               {"c", 0.125},
+                               {"d", UINT64_MAX},
+                               {"e", "plain\\text\t\xC3\xA9"},
+                               {"f", ""}}),
+              "RECEIVER T a=null b=false c=0.125 d=18446744073709551615 e=plain\\text\t\xC3\xA9"
+              " f=");
+}
+
+TEST(LogRecordTest, TextWithASeparatorIsQuoted) {
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "two words"}}), "RECEIVER T a=\"two words\"");
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "k=v"}}), "RECEIVER T a=\"k=v\"");
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "say \"x\""}}),
+              "RECEIVER T a=\"say \\\"x\\\"\"");
+    EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "1\r\n2"}}), "RECEIVER T a=\"1\\r\\n2\"");
+}
+
+TEST(LogRecordTest, ErrorsRejectionsAndFailuresAreLoggedAsErrors) {
+    for (const char* type : {"SOURCE_ERROR", "REJECTED", "X_FAILED_Y"}) {
+        EXPECT_EQ(LogLevelOf({{"type", type}, {"x", 1}}), CLog::kError) << type;
+    }
+    for (const char* type : {"WELCOME", "FINISHED", "error", ""}) {
+        EXPECT_EQ(LogLevelOf({{"type", type}, {"message", "ERROR"}}), CLog::kInformation) << type;
+    }
+    EXPECT_EQ(LogLevelOf(json::object()), CLog::kInformation);
+}

@@ -1,0 +1,160 @@
+#include "host/receiver_host.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <thread>
+
+#include "pipe/pcm_pipe.h"
+#include "platform/ids.h"
+#include "support/raw_control_client.h"
+#include "support/temp_folder.h"
+#include "unit/session/scripted_source.h"
+#include "unit/session/session_fixture.h"
+
+using nlohmann::json;
+
+namespace {
+
+class ReceiverHostTest : public testing::Test {
+protected:
+    ~ReceiverHostTest() override {
+        if (runner_.joinable()) runner_.join();
+    }
+
+    void Run() {
+        host_ = std::make_unique<CReceiverHost>(uri_, log_, source_.Factory());
+        runner_ = std::thread([this] { exitCode_ = host_->Run(); });
+    }
+    void Introduce() {
+        ASSERT_TRUE(client_.Connect(uri_));
+        ASSERT_EQ(Ask({{"type", "HELLO"}})["type"], "WELCOME");
+    }
+    json Ask(json command) {
+        command["version"] = 1;
+        command["requestId"] = "r" + std::to_string(++requests_);
+        return client_.SendFrame(command.dump()) ? Receive() : json();
+    }
+    json Receive() {
+        const auto body = client_.Receive();
+        return body ? json::parse(*body) : json();
+    }
+    json Prepare() {
+        return Ask({{"type", "PREPARE"},
+                    {"sessionId", "s-1"},
+                    {"url", "http://127.0.0.1/stream"},
+                    {"references", json::array({{{"id", "the-start"},
+                                                 {"role", "start"},
+                                                 {"path", files_.Path("start")}}})}});
+    }
+    std::string LogText() const {
+        std::string text;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            text.append(std::istreambuf_iterator<char>(file), {});
+        }
+        return text;
+    }
+
+    const CTempFolder folder_;
+    const CReferenceFiles files_;
+    const std::string uri_ = "pcm-pipe://test-host-" + CreateInstanceId();
+    const std::string log_ = folder_.File("receiver.log");
+    CScriptedSource source_;
+    CRawControlClient client_;
+    std::unique_ptr<CReceiverHost> host_;
+    std::thread runner_;
+    int exitCode_ = -1;
+    int requests_ = 0;
+};
+
+}  // namespace
+
+TEST_F(ReceiverHostTest, ALogInAFolderThatDoesNotExistIsRefused) {
+    try {
+        CReceiverHost host(uri_, folder_.File("absent/receiver.log"));
+        FAIL();
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Cannot open receiver log");
+    }
+}
+
+TEST_F(ReceiverHostTest, ABadControlUriFailsToListen) {
+    CReceiverHost host("pcm-pipe://", log_);
+    EXPECT_THROW(host.Run(), CControlListenError);
+}
+
+TEST_F(ReceiverHostTest, ShutdownEndsTheRunAndIsLogged) {
+    Run();
+    Introduce();
+    EXPECT_EQ(Ask({{"type", "SHUTDOWN"}})["command"], "SHUTDOWN");
+    runner_.join();
+    EXPECT_EQ(exitCode_, 0);
+    EXPECT_NE(LogText().find("RECEIVER HOST_STOPPED processId="), std::string::npos);
+}
+
+TEST_F(ReceiverHostTest, ShutdownStopsTheSessionAndStillSendsFinished) {
+    Run();
+    Introduce();
+    ASSERT_EQ(Prepare()["command"], "PREPARE");
+    ASSERT_EQ(Receive()["type"], "CONNECTED");
+    EXPECT_EQ(Ask({{"type", "SHUTDOWN"}})["command"], "SHUTDOWN");
+    const json finished = Receive();
+    EXPECT_EQ(finished["type"], "FINISHED");
+    EXPECT_EQ(finished["reason"], "cancelled");
+    runner_.join();
+    EXPECT_EQ(exitCode_, 0);
+}
+
+TEST_F(ReceiverHostTest, AFinishedSessionMakesRoomForTheNext) {
+    Run();
+    Introduce();
+    for (int session = 0; session < 3; ++session) {
+        source_.End();
+        ASSERT_EQ(Prepare()["command"], "PREPARE");
+        ASSERT_EQ(Receive()["type"], "CONNECTED");
+        ASSERT_EQ(Receive()["type"], "FINISHED");
+    }
+    EXPECT_EQ(Ask({{"type", "HELLO"}})["active"], nullptr);
+    Ask({{"type", "SHUTDOWN"}});
+}
+
+TEST_F(ReceiverHostTest, ANewClientGetsTheLaterEventsOfARunningSession) {
+    Run();
+    Introduce();
+    ASSERT_EQ(Prepare()["command"], "PREPARE");
+    ASSERT_EQ(Receive()["type"], "CONNECTED");
+    client_.Close();
+    Introduce();
+    source_.Match(MatchAt(kStartReference, 0));
+    source_.Deliver(10);
+    EXPECT_EQ(Receive()["type"], "DETECTED");
+    EXPECT_EQ(Receive()["type"], "READY");
+    Ask({{"type", "SHUTDOWN"}});
+}
+
+TEST_F(ReceiverHostTest, TheAudioUriCarriesTheInstanceId) {
+    Run();
+    ASSERT_TRUE(client_.Connect(uri_));
+    const std::string instance = Ask({{"type", "HELLO"}})["instanceId"];
+    EXPECT_EQ(instance.size(), 36u);
+    source_.Match(MatchAt(kStartReference, 0));
+    source_.Deliver(10);
+    ASSERT_EQ(Prepare()["command"], "PREPARE");
+    json event = Receive();
+    while (event["type"] != "READY") event = Receive();
+    EXPECT_EQ(event["uri"], "pcm-pipe://receiver-audio-" + instance + "-1");
+    client_.SendFrame(R"({"type":"SHUTDOWN","requestId":"end","version":1})");
+}
+
+TEST_F(ReceiverHostTest, AnotherReceiverOnTheSameNameIsRefused) {
+    Run();
+    Introduce();
+    CPcmPipe other(std::make_shared<CPcmPipeCancellation>());
+    EXPECT_FALSE(other.Listen(uri_));
+    Ask({{"type", "SHUTDOWN"}});
+}
