@@ -1,0 +1,227 @@
+// How an endpoint comes to a connection; what holds once it has one is in tests/contract.
+#include "pipe/pcm_pipe.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+#include "platform/ids.h"
+
+namespace {
+
+constexpr uint32_t kSoonMs = 10000;
+
+uint64_t Soon() {
+    return TickMs() + kSoonMs;
+}
+
+class PcmPipe : public testing::Test {
+protected:
+    const std::string uri_ = "pcm-pipe://unit-" + CreateInstanceId();
+    std::shared_ptr<CPcmPipeCancellation> cancellation_ = std::make_shared<CPcmPipeCancellation>();
+    CPcmPipe server_{cancellation_};
+    CPcmPipe client_{std::make_shared<CPcmPipeCancellation>()};
+};
+
+TEST_F(PcmPipe, NeedsACancellation) {
+    try {
+        const CPcmPipe pipe(nullptr);
+        FAIL() << "constructed";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Could not initialize pipe I/O");
+    }
+}
+
+TEST_F(PcmPipe, ListenRefusesABadUri) {
+    EXPECT_FALSE(server_.Listen("pcm-pipe://a/b"));
+    EXPECT_EQ(server_.LastError(), kErrorInvalidName);
+}
+
+TEST_F(PcmPipe, ConnectRefusesABadUri) {
+    EXPECT_FALSE(client_.Connect("pcm-pipe://", kSoonMs));
+    EXPECT_EQ(client_.LastError(), kErrorInvalidName);
+}
+
+TEST_F(PcmPipe, AcceptWithoutAClientTimesOutNotBeforeItsTime) {
+    ASSERT_TRUE(server_.Listen(uri_));
+
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(server_.Accept(100));
+    EXPECT_EQ(server_.LastError(), kErrorTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
+}
+
+TEST_F(PcmPipe, AcceptAfterATimeOutStillTakesAClient) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_FALSE(server_.Accept(1));
+
+    ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+    EXPECT_EQ(server_.LastError(), kErrorNone);
+}
+
+TEST_F(PcmPipe, AClientThatCameBeforeAcceptIsTakenAtOnce) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+
+    EXPECT_TRUE(server_.Accept(0));
+    EXPECT_EQ(server_.LastError(), kErrorNone);
+}
+
+TEST_F(PcmPipe, AClientMayWriteBeforeItIsAccepted) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+    ASSERT_TRUE(client_.Write("early", 5, Soon()));
+    ASSERT_TRUE(server_.Accept(kSoonMs));
+
+    char bytes[5];
+    EXPECT_TRUE(server_.Read(bytes, 5, Soon()));
+    EXPECT_EQ(std::string(bytes, 5), "early");
+}
+
+TEST_F(PcmPipe, AcceptTakesAClientThatComesWhileItWaits) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    std::thread client([this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
+
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+    client.join();
+}
+
+TEST_F(PcmPipe, CancellationEndsAnAcceptFromAnotherThread) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    std::thread canceller([this] { cancellation_->Cancel(); });
+
+    EXPECT_FALSE(server_.Accept(kSoonMs));
+    canceller.join();
+    EXPECT_EQ(server_.LastError(), kErrorCancelled);
+}
+
+TEST_F(PcmPipe, ACancelledAcceptLeavesTheWaitingClientAlone) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+    cancellation_->Cancel();
+
+    EXPECT_FALSE(server_.Accept(kSoonMs));
+    EXPECT_EQ(server_.LastError(), kErrorCancelled);
+}
+
+TEST_F(PcmPipe, OnceCancelledConnectFailsAtOnce) {
+    CPcmPipe cancelled(cancellation_);
+    cancellation_->Cancel();
+
+    EXPECT_FALSE(cancelled.Connect(uri_, kSoonMs));
+    EXPECT_EQ(cancelled.LastError(), kErrorCancelled);
+}
+
+TEST_F(PcmPipe, CancellationEndsAConnectThatTriesAgain) {
+    CPcmPipe cancelled(cancellation_);
+    std::thread canceller([this] { cancellation_->Cancel(); });
+
+    EXPECT_FALSE(cancelled.Connect(uri_, kSoonMs));
+    canceller.join();
+    EXPECT_EQ(cancelled.LastError(), kErrorCancelled);
+}
+
+TEST_F(PcmPipe, ConnectWithoutATimeOutTriesOnce) {
+    EXPECT_FALSE(client_.Connect(uri_, 0));
+    EXPECT_EQ(client_.LastError(), kErrorFileNotFound);
+}
+
+TEST_F(PcmPipe, ConnectTimesOutNotBeforeItsTime) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(client_.Connect(uri_, 100));
+    EXPECT_EQ(client_.LastError(), kErrorTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
+}
+
+TEST_F(PcmPipe, ConnectWaitsForAServerThatStartsLater) {
+    std::thread client([this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
+
+    EXPECT_TRUE(server_.Listen(uri_));
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+    client.join();
+}
+
+TEST_F(PcmPipe, ASecondClientMeetsABusyServer) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+
+    CPcmPipe second(std::make_shared<CPcmPipeCancellation>());
+    EXPECT_FALSE(second.Connect(uri_, 0));
+    EXPECT_EQ(second.LastError(), kErrorPipeBusy);
+}
+
+TEST_F(PcmPipe, AClientThatVanishedBeforeAcceptDoesNotStopTheNext) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+    client_.Close();
+    // Platforms differ in whether the vanished client is still handed out.
+    if (server_.Accept(kSoonMs)) {
+        char byte = 0;
+        EXPECT_FALSE(server_.Read(&byte, 1, Soon()));
+    }
+
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+}
+
+TEST_F(PcmPipe, ListenAgainDropsTheOldClientAndTakesANewOne) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
+    ASSERT_TRUE(server_.Accept(kSoonMs));
+
+    ASSERT_TRUE(server_.Listen(uri_));
+    char byte = 0;
+    EXPECT_FALSE(client_.Read(&byte, 1, Soon()));
+    EXPECT_EQ(client_.LastError(), kErrorBrokenPipe);
+    ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+}
+
+TEST_F(PcmPipe, AFailedListenHasClosedWhatWasOpen) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_FALSE(server_.Listen("no uri"));
+
+    EXPECT_FALSE(client_.Connect(uri_, 0));
+    EXPECT_EQ(client_.LastError(), kErrorFileNotFound);
+}
+
+TEST_F(PcmPipe, ASecondServerOnANameFailsUntilTheFirstCloses) {
+    CPcmPipe second(cancellation_);
+    ASSERT_TRUE(server_.Listen(uri_));
+    EXPECT_FALSE(second.Listen(uri_));
+    EXPECT_NE(second.LastError(), kErrorNone);
+
+    server_.Close();
+    EXPECT_TRUE(second.Listen(uri_));
+}
+
+TEST_F(PcmPipe, ASecondServerFailsAlsoWhileTheFirstServesItsClient) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
+    ASSERT_TRUE(server_.Accept(kSoonMs));
+
+    CPcmPipe second(cancellation_);
+    EXPECT_FALSE(second.Listen(uri_));
+}
+
+TEST_F(PcmPipe, AcceptWithoutListenFails) {
+    EXPECT_FALSE(server_.Accept(kSoonMs));
+    EXPECT_NE(server_.LastError(), kErrorNone);
+    EXPECT_NE(server_.LastError(), kErrorTimedOut);
+}
+
+TEST_F(PcmPipe, LongestNameWorks) {
+    std::string name = CreateInstanceId();
+    name.resize(180, 'n');
+    ASSERT_TRUE(server_.Listen("pcm-pipe://" + name)) << server_.LastError();
+    ASSERT_TRUE(client_.Connect("pcm-pipe://" + name, 0)) << client_.LastError();
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+}
+
+}  // namespace

@@ -1,0 +1,11 @@
+#include <gtest/gtest.h>
+
+#include "pipe/pipe_uri.h"
+
+namespace {
+
+TEST(PipeUriWin32, PathIsInThePipeNamespace) {
+    EXPECT_EQ(MapPipeUri("pcm-pipe://abc"), "\\\\.\\pipe\\Corvadel.PCM.abc");
+}
+
+}  // namespace
