@@ -1,13 +1,17 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <stdexcept>
+
+// The header of glibc 2.36 does not say that its functions are C.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 #include "platform/child_process_handle.h"
 #include "platform/poll_posix.h"
