@@ -1,0 +1,96 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/child_process.h"
+#include "platform/clock.h"
+#include "platform/executable_path.h"
+#include "support/process_probe_posix.h"
+
+namespace {
+
+uint64_t Soon() {
+    return TickMs() + 10000;
+}
+
+std::string Program() {
+    return (ExecutableDirectory() / "unit_platform_child").string();
+}
+
+TEST(ChildProcessPosix, InterruptAsksForACleanEnd) {
+    CChildProcess child(Program(), {"wait"});
+    ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+    child.Interrupt();
+    EXPECT_EQ(child.WaitForExit(Soon()), 3);
+}
+
+TEST(ChildProcessPosix, TerminateAsksForACleanEnd) {
+    CChildProcess child(Program(), {"wait"});
+    ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+    child.Terminate();
+    EXPECT_EQ(child.WaitForExit(Soon()), 3);
+}
+
+TEST(ChildProcessPosix, ItsEndKillsAndReapsTheChild) {
+    pid_t pid = 0;
+    {
+        CChildProcess child(Program(), {"wait"});
+        ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+        pid = static_cast<pid_t>(child.ProcessId());
+        ASSERT_EQ(kill(pid, 0), 0);
+    }
+    EXPECT_EQ(kill(pid, 0), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+TEST(ChildProcessPosix, TheChildLeadsAGroupOfItsOwn) {
+    CChildProcess child(Program(), {"wait"});
+    ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+    EXPECT_EQ(getpgid(static_cast<pid_t>(child.ProcessId())),
+              static_cast<pid_t>(child.ProcessId()));
+}
+
+TEST(ChildProcessPosix, ASignalThatTheParentIgnoresReachesTheChild) {
+    const auto previous = signal(SIGINT, SIG_IGN);
+    CChildProcess child("sleep", {"60"});
+    signal(SIGINT, previous);
+    child.Interrupt();
+    EXPECT_EQ(child.WaitForExit(Soon()), 128 + SIGINT);
+}
+
+// A child that held an end of another's pipe would keep the reader from seeing its end.
+TEST(ChildProcessPosix, AChildDoesNotInheritThePipesOfAnother) {
+    CChildProcess other(Program(), {"wait"}, CChildProcess::ErrorStream::kCapture);
+    CChildProcess child(Program(), {"wait"}, CChildProcess::ErrorStream::kCapture);
+    ASSERT_EQ(other.ReadLine(Soon()), "waiting");
+    ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+
+    size_t pipesOfOther = 0;
+    for (const std::string& descriptor : DescriptorsOf(other.ProcessId())) {
+        if (!descriptor.starts_with("1 pipe:") && !descriptor.starts_with("2 pipe:")) continue;
+        ++pipesOfOther;
+        const std::string pipe = descriptor.substr(2);
+        for (const std::string& held : DescriptorsOf(child.ProcessId())) {
+            EXPECT_FALSE(held.ends_with(" " + pipe)) << held;
+        }
+    }
+    EXPECT_EQ(pipesOfOther, 2u);
+}
+
+TEST(ChildProcessPosix, ChildrenLeaveNoDescriptors) {
+    { CChildProcess(Program(), {"exit", "0"}).WaitForExit(Soon()); }
+    const size_t before = DescriptorsOf(getpid()).size();
+    for (int i = 0; i < 20; ++i) {
+        CChildProcess child(Program(), {"errors"}, CChildProcess::ErrorStream::kCapture);
+        EXPECT_EQ(child.WaitForExit(Soon()), 0);
+    }
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_THROW(CChildProcess("./no-such-program", {}), std::runtime_error);
+    }
+    EXPECT_EQ(DescriptorsOf(getpid()).size(), before);
+}
+
+}  // namespace

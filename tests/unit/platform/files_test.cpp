@@ -1,0 +1,92 @@
+#include "platform/files.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "support/temp_folder.h"
+
+namespace {
+
+class Files : public testing::Test {
+protected:
+    std::string Content() const {
+        std::ifstream file(path_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    const CTempFolder folder_;
+    const std::string path_ = folder_.File("file.txt");
+};
+
+TEST_F(Files, AFileExists) {
+    std::ofstream(path_) << "x";
+    EXPECT_TRUE(IsExistingFile(path_));
+}
+
+TEST_F(Files, AFolderIsNoFile) {
+    EXPECT_FALSE(IsExistingFile(folder_.Path().string()));
+}
+
+TEST_F(Files, WhatDoesNotExistIsNoFile) {
+    EXPECT_FALSE(IsExistingFile(path_));
+    EXPECT_FALSE(IsExistingFile(""));
+    EXPECT_FALSE(IsExistingFile(path_ + "/below"));
+}
+
+TEST_F(Files, APathKeepsItsCharactersInTheStandardLibrary) {
+    std::ofstream(ToFilesystemPath(path_)) << "x";
+    EXPECT_TRUE(IsExistingFile(path_));
+}
+
+TEST_F(Files, AnAppendFileStartsClosed) {
+    CAppendFile file;
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_EQ(file.Size(), 0u);
+    EXPECT_EQ(file.Write("x", 1), 0u);
+    file.Flush();
+}
+
+TEST_F(Files, OpenAlwaysContinuesAtTheEnd) {
+    std::ofstream(path_, std::ios::binary) << "old";
+    CAppendFile file;
+    ASSERT_TRUE(file.Open(path_, CAppendFile::Mode::kOpenAlways));
+    EXPECT_EQ(file.Size(), 3u);
+    EXPECT_EQ(file.Write("new", 3), 3u);
+    EXPECT_EQ(file.Size(), 6u);
+    EXPECT_EQ(Content(), "oldnew");
+}
+
+TEST_F(Files, CreateAlwaysStartsAnew) {
+    std::ofstream(path_, std::ios::binary) << "old";
+    CAppendFile file;
+    ASSERT_TRUE(file.Open(path_, CAppendFile::Mode::kCreateAlways));
+    EXPECT_EQ(file.Size(), 0u);
+    file.Write("new", 3);
+    EXPECT_EQ(Content(), "new");
+}
+
+TEST_F(Files, AFailedOpenLeavesItClosed) {
+    CAppendFile file;
+    ASSERT_TRUE(file.Open(path_, CAppendFile::Mode::kOpenAlways));
+    EXPECT_FALSE(file.Open(folder_.Path().string(), CAppendFile::Mode::kOpenAlways));
+    EXPECT_FALSE(file.IsOpen());
+}
+
+TEST_F(Files, LineEndsAreWrittenAsTheyAre) {
+    CAppendFile file;
+    ASSERT_TRUE(file.Open(path_, CAppendFile::Mode::kOpenAlways));
+    file.Write("a\nb\r\n", 5);
+    EXPECT_EQ(Content(), "a\nb\r\n");
+}
+
+TEST_F(Files, CloseTwiceIsHarmless) {
+    CAppendFile file;
+    ASSERT_TRUE(file.Open(path_, CAppendFile::Mode::kOpenAlways));
+    file.Close();
+    file.Close();
+    EXPECT_FALSE(file.IsOpen());
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/standard_streams.h"
+#include "platform/unique_fd_posix.h"
+
+namespace {
+
+// Standard output goes into a pipe for the test.
+class StandardStreamsPosix : public testing::Test {
+protected:
+    void SetUp() override {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        readEnd_.Reset(ends[0]);
+        saved_.Reset(dup(STDOUT_FILENO));
+        dup2(ends[1], STDOUT_FILENO);
+        close(ends[1]);
+    }
+    void TearDown() override { Restore(); }
+    void Restore() {
+        if (saved_.IsValid()) dup2(saved_.Get(), STDOUT_FILENO);
+        saved_.Reset();
+    }
+
+    UniqueFd readEnd_;
+    UniqueFd saved_;
+};
+
+TEST_F(StandardStreamsPosix, ABrokenPipeIsIgnored) {
+    readEnd_.Reset();
+    WriteStandardOutputLine("lost");  // the default action of SIGPIPE would end the test
+    Restore();
+}
+
+TEST_F(StandardStreamsPosix, ALongLineIsWrittenWholeThroughANonBlockingPipe) {
+    fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
+    const std::string line(300'000, 'x');
+    std::string received;
+    std::thread reader([&] {
+        char bytes[4096];
+        while (received.size() <= line.size()) {
+            const ssize_t moved = read(readEnd_.Get(), bytes, sizeof bytes);
+            if (moved <= 0) return;
+            received.append(bytes, static_cast<size_t>(moved));
+        }
+    });
+    WriteStandardOutputLine(line);
+    Restore();
+    reader.join();
+    EXPECT_TRUE(received == line + "\n");
+}
+
+}  // namespace

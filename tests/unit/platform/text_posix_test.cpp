@@ -1,0 +1,12 @@
+#include <gtest/gtest.h>
+
+#include "platform/text.h"
+
+namespace {
+
+TEST(TextPosix, BytesThatAreNoTextAreKept) {
+    EXPECT_EQ(Utf8ToAnsi("a\xFF\xC3"), "a\xFF\xC3");
+    EXPECT_EQ(AnsiToUtf8("a\xFF\xC3"), "a\xFF\xC3");
+}
+
+}  // namespace

@@ -1,0 +1,28 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/thread_name.h"
+
+namespace {
+
+std::string NameAfterSetting(const char* name) {
+    char current[16] = "";
+    std::thread([&] {
+        SetCurrentThreadName(name);
+        pthread_getname_np(pthread_self(), current, sizeof current);
+    }).join();
+    return current;
+}
+
+TEST(ThreadNamePosix, NamesTheCallingThread) {
+    EXPECT_EQ(NameAfterSetting("filler"), "filler");
+}
+
+TEST(ThreadNamePosix, ALongNameKeepsItsFirst15Characters) {
+    EXPECT_EQ(NameAfterSetting("0123456789abcdefgh"), "0123456789abcde");
+}
+
+}  // namespace
