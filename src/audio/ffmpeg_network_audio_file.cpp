@@ -15,16 +15,15 @@ constexpr int64_t kProbeBytes = 524288;
 constexpr int64_t kAnalyseMicroseconds = 2000000;
 constexpr size_t kErrorTextBytes = 64;
 
-// `prefix` is in lower case.
-bool StartsWith(std::string_view text, std::string_view prefix) {
-    if (text.size() < prefix.size()) return false;
-    for (size_t i = 0; i < prefix.size(); ++i) {
-        const char c = text[i];
-        if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != prefix[i]) {
-            return false;
-        }
+// The URL with its scheme in lower case, which is how FFmpeg knows its protocols; empty
+// when it is of another scheme.
+std::string ToHttpUrl(const std::string& url) {
+    for (const std::string_view scheme : {"http://", "https://"}) {
+        std::string start = url.substr(0, scheme.size());
+        for (char& c : start) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        if (start == scheme) return start + url.substr(scheme.size());
     }
-    return true;
+    return {};
 }
 
 }  // namespace
@@ -44,12 +43,13 @@ BOOL CFFmpegNetworkAudioFile::Open(const std::string& url) {
     timedOut_ = false;
     lastError_ = 0;
     ArmDeadline();
-    if (!StartsWith(url, "http://") && !StartsWith(url, "https://")) {
+    const std::string httpUrl = ToHttpUrl(url);
+    if (httpUrl.empty()) {
         SetErrorCode(kDecoderErrorOpen);
         lastError_ = AVERROR(EINVAL);
         return 0;
     }
-    if (!CFFmpegStreamingDecoder::Open(url)) return 0;
+    if (!CFFmpegStreamingDecoder::Open(httpUrl)) return 0;
     DiscardOtherStreams();
     return 1;
 }

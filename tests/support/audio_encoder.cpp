@@ -190,5 +190,5 @@ bool CanEncode(AudioCoding coding) {
 std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate) {
     if (coding == AudioCoding::kWav) return WavBytes(pcm);
     SilenceFfmpegLog();
-    return CEncoder(pcm, RecipeOf(coding), bitRate).Encode();
+    return CEncoder(pcm, RecipeOf(coding), bitRate != 0 ? bitRate : 64000 * pcm.channels).Encode();
 }

@@ -20,5 +20,6 @@ bool IsLossless(AudioCoding coding);
 bool CanEncode(AudioCoding coding);
 
 // The whole file. Opus always codes at 48 kHz, whatever the rate of `pcm`.
-// Throws std::runtime_error naming the FFmpeg call that failed.
-std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate = 128000);
+// A bit rate of 0 means 64000 for each channel. Throws std::runtime_error naming the FFmpeg
+// call that failed.
+std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate = 0);

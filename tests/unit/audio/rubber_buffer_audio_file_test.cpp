@@ -597,6 +597,5 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
               std::future_status::ready);
     buffer_->RequestStop();
     EXPECT_GT(reader.get(), 100000u);
-    buffer_->Close();
     observer.get();
 }

@@ -2,6 +2,7 @@
 // stream, to the sample, however it was sent.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <tuple>
 
@@ -31,6 +32,19 @@ std::vector<uint8_t> DecodeLocally(const std::string& bytes) {
     CFFmpegStreamingDecoder decoder;
     EXPECT_TRUE(decoder.Open(folder.File("stream")));
     return ReadToEnd(decoder, {4096}).bytes;
+}
+
+// Without a Content-Length FFmpeg does not cut off the padding that an MP3 encoder adds at the
+// end; everything before it is the same.
+void ExpectSameStream(AudioCoding coding, const ReadOutcome& outcome,
+                      const std::vector<uint8_t>& expected) {
+    if (coding != AudioCoding::kMp3) {
+        EXPECT_TRUE(outcome.bytes == expected) << outcome.bytes.size() << " " << expected.size();
+        return;
+    }
+    ASSERT_GE(outcome.bytes.size(), expected.size());
+    EXPECT_LT(outcome.bytes.size(), expected.size() + 44100 / 5 * 4);
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), outcome.bytes.begin()));
 }
 
 StationRoute RouteOf(const std::string& body, AudioCoding coding, BodyFraming framing) {
@@ -71,8 +85,8 @@ TEST_P(StreamFormatTest, ThePcmIsTheStreamToTheSample) {
     station.Serve("/stream", RouteOf(body, coding, BodyFraming::kChunked));
     const ReadOutcome outcome = ReceiveStream(station.Url("/stream"));
     EXPECT_EQ(outcome.last, 0);
-    EXPECT_EQ(outcome.bytes,
-              rate == 44100 && IsLossless(coding) ? BytesOf(pcm) : DecodeLocally(body));
+    ExpectSameStream(coding, outcome,
+                     rate == 44100 && IsLossless(coding) ? BytesOf(pcm) : DecodeLocally(body));
     const double seconds = static_cast<double>(outcome.bytes.size()) / (44100.0 * 2 * channels);
     EXPECT_NEAR(seconds, 2.0, 0.1);
 }
@@ -97,7 +111,7 @@ TEST_P(StreamTransportTest, WithAContentLength) {
 // Whether the end of the connection is an end or an error depends on FFmpeg's release.
 TEST_P(StreamTransportTest, UntilTheConnectionCloses) {
     station_.Serve("/s", RouteOf(body_, GetParam(), BodyFraming::kUntilClose));
-    EXPECT_EQ(ReceiveStream(station_.Url("/s")).bytes, expected_);
+    ExpectSameStream(GetParam(), ReceiveStream(station_.Url("/s")), expected_);
 }
 
 TEST_P(StreamTransportTest, ThroughRedirects) {
@@ -110,7 +124,7 @@ TEST_P(StreamTransportTest, ThroughRedirects) {
     first.status = 302;
     first.redirectTo = "/second";
     station_.Serve("/first", first);
-    EXPECT_EQ(ReceiveStream(station_.Url("/first")).bytes, expected_);
+    ExpectSameStream(GetParam(), ReceiveStream(station_.Url("/first")), expected_);
     EXPECT_EQ(station_.RequestCount(), 3u);
 }
 
