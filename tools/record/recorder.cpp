@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kEventStep(100);  // redraws, and how soon an interruption is seen
 constexpr milliseconds kReplyTimeout(5000);
 constexpr uint64_t kStopMs = 10000;
-constexpr uint64_t kReconnectMs = 15000;
+constexpr uint64_t kReconnectMs = 5000;
 constexpr uint64_t kPollMs = 1000;
 // A welcome carries the whole snapshot; asking stops well before it becomes too long to send.
 constexpr size_t kMaximumPolledMatches = 150;
@@ -320,6 +320,7 @@ void CRecorder::CloseOutput() {
     report_.finishedAt = UtcNow();
     report_.format = audio_.format;
     report_.frames = audio_.writer.framesWritten;
+    if (finished_) report_.finishedReason = finished_->reason;
     if (report_.exitCode == ExitCode::kFailure) {
         const std::string log = link_.KeepLog();
         if (!log.empty()) console_.Info("The receiver's log: " + log);

@@ -1,0 +1,50 @@
+// Starts a receiver, waits for a jingle on a radio stream, and writes the program that
+// follows to standard output as raw 16-bit PCM.
+//     record_program ReceiverHost receiver.log http://radio.example/live /jingle.wav > program.pcm
+#include <receiver_client/pcm1_reader.h>
+#include <receiver_client/receiver_client.h>
+#include <receiver_client/receiver_process.h>
+
+#include <cstdio>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+static int Fail(const receiver::Error& error) {
+    std::fprintf(stderr, "%s\n", error.text.c_str());
+    return 1;
+}
+
+int main(int argc, char** argv) {
+    if (argc != 5) return 2;
+    const receiver::CCancellation stop;  // stop.Cancel() from any thread ends every wait
+    receiver::CReceiverProcess process(stop);
+    if (!process.Start(argv[1], argv[2], 10s)) return Fail(process.LastError());
+    receiver::CReceiverClient client(stop);
+    if (!client.Connect(process.ControlUri(), 10s)) return Fail(client.LastError());
+
+    receiver::PrepareRequest request;
+    request.sessionId = "example";
+    request.url = argv[3];
+    request.references = {{"jingle", receiver::Role::kStart, argv[4]}};
+    request.program = receiver::ProgramLimits{5000, 1000};  // 5 s, faded out over the last one
+    if (!client.Prepare(request, 10s)) return Fail(client.LastError());
+    while (const auto event = client.NextEvent(10min)) {
+        if (const auto* finished = std::get_if<receiver::FinishedEvent>(&event->body)) {
+            std::fprintf(stderr, "finished: %s\n", finished->session.reason.c_str());
+            return client.Shutdown(10s) && finished->session.reason == "eof" ? 0 : 1;
+        }
+        const auto* ready = std::get_if<receiver::ReadyEvent>(&event->body);
+        if (ready == nullptr) continue;
+        receiver::CPcm1Reader audio(stop);
+        if (!audio.Open(ready->uri, 10s)) return Fail(audio.LastError());
+        std::vector<std::byte> pcm(65536);
+        size_t bytes = 0;
+        receiver::CPcm1Reader::Result result;
+        while ((result = audio.Read(pcm, &bytes, 1min)) == receiver::CPcm1Reader::Result::kData)
+            std::fwrite(pcm.data(), 1, bytes, stdout);
+        if (result == receiver::CPcm1Reader::Result::kError) return Fail(audio.LastError());
+        audio.Acknowledge(1s);
+    }
+    return Fail(client.LastError());
+}

@@ -1,0 +1,166 @@
+// The outcomes of a recording: exit code, file, sidecar, messages.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "platform/clock.h"
+#include "record_run.h"
+#include "support/receiver_driver.h"
+#include "support/wav_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ReceiverRecordTest : public testing::Test, public CRecordRun {
+protected:
+    // The detector places the jingle within one step of its analysis.
+    void ExpectExactFrom(const nlohmann::json& sidecar) const {
+        const auto start = sidecar.at("startSample").get<uint64_t>();
+        EXPECT_NEAR(static_cast<double>(start), static_cast<double>(broadcast_.startJingleFrame),
+                    static_cast<double>(kHopSamples));
+        const std::vector<int16_t> recorded = Recorded();
+        EXPECT_EQ(recorded.size() / 2, sidecar.at("frames").get<uint64_t>());
+        const TestPcm expected = Slice(broadcast_.audio, start, recorded.size() / 2);
+        EXPECT_EQ(recorded, expected.samples);
+    }
+    bool PartFileIsLeft() const { return fs::exists(OutputFile() + ".part"); }
+};
+
+}  // namespace
+
+TEST_F(ReceiverRecordTest, AProgramFromJingleToOutroIsExactAndComplete) {
+    Serve();
+    ASSERT_EQ(Run({"--end", folder_.File("outro.wav"), "-o", OutputFile()}), 0)
+        << testing::PrintToString(Errors());
+    const nlohmann::json sidecar = Sidecar();
+    EXPECT_EQ(sidecar["complete"], true);
+    EXPECT_EQ(sidecar["program"]["reason"], "outro");
+    EXPECT_EQ(sidecar["source"], station_.Url("/live"));
+    EXPECT_EQ(sidecar["matches"].size(), 2u);
+    ExpectExactFrom(sidecar);
+    EXPECT_FALSE(PartFileIsLeft());
+    EXPECT_EQ(Output(), "");
+}
+
+TEST_F(ReceiverRecordTest, TheMaximumEndsAProgramToTheFrame) {
+    Serve();
+    ASSERT_EQ(Run({"--max", "2s", "-o", OutputFile()}), 0) << testing::PrintToString(Errors());
+    EXPECT_EQ(Sidecar()["frames"], 88200);
+    EXPECT_EQ(Sidecar()["program"]["reason"], "maximum");
+    ExpectExactFrom(Sidecar());
+}
+
+TEST_F(ReceiverRecordTest, WithoutBoundsTheProgramLastsUntilTheSourceEnds) {
+    Serve();
+    ASSERT_EQ(Run({"-o", OutputFile()}), 0) << testing::PrintToString(Errors());
+    ExpectExactFrom(Sidecar());
+    EXPECT_EQ(Sidecar()["endSample"], broadcast_.audio.Frames());
+}
+
+TEST_F(ReceiverRecordTest, StandardOutputCarriesTheWholeWavAndNothingElse) {
+    Serve();
+    ASSERT_EQ(Run({"--max", "2s", "-o", "-"}), 0) << testing::PrintToString(Errors());
+    WriteFileBytes(OutputFile(), Output());
+    EXPECT_EQ(Recorded().size(), 88200u * 2);
+}
+
+TEST_F(ReceiverRecordTest, ASourceThatEndsWithoutAStartHasItsExitCodeAndLeavesNoFile) {
+    Serve();
+    // The outro is no start, and there is nothing else.
+    WriteWavFile(folder_.File("jingle.wav"), MakeMusic(99, 44100, 2, 60000));
+    EXPECT_EQ(Run({"-o", OutputFile()}), 3) << testing::PrintToString(Errors());
+    EXPECT_FALSE(fs::exists(OutputFile()));
+    EXPECT_FALSE(PartFileIsLeft());
+}
+
+TEST_F(ReceiverRecordTest, WaitGivesUpOnAStartThatDoesNotCome) {
+    StationRoute route;
+    route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
+    Serve(route);
+    EXPECT_EQ(Run({"--wait", "1s", "-o", OutputFile()}), 3) << testing::PrintToString(Errors());
+    EXPECT_FALSE(PartFileIsLeft());
+}
+
+TEST_F(ReceiverRecordTest, ASourceThatFailsInTheProgramKeepsWhatCame) {
+    StationRoute route;
+    route.closeAfter = BodyBytes(broadcast_.endJingleFrame);
+    Serve(route);
+    EXPECT_EQ(Run({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
+    EXPECT_EQ(Sidecar()["complete"], false);
+    ExpectExactFrom(Sidecar());
+    EXPECT_GT(Sidecar()["frames"], 44100);
+}
+
+TEST_F(ReceiverRecordTest, ASourceThatEndsBeforeTheProgramIsASourceError) {
+    Serve();
+    EXPECT_EQ(Run({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
+    EXPECT_EQ(Sidecar()["program"]["reason"], "source_ended");
+    ExpectExactFrom(Sidecar());
+}
+
+TEST_F(ReceiverRecordTest, ASourceThatCannotBeOpenedIsASourceError) {
+    EXPECT_EQ(Run({"-o", OutputFile()}), 4) << testing::PrintToString(Errors());
+    EXPECT_FALSE(fs::exists(OutputFile()));
+}
+
+TEST_F(ReceiverRecordTest, ARequestThatTheReceiverRefusesIsAFailureWithItsText) {
+    Serve();
+    EXPECT_EQ(Run({"--end", folder_.File("missing.wav"), "-o", OutputFile()}), 1);
+    EXPECT_NE(Errors().back().find("Reference file does not exist"), std::string::npos);
+}
+
+TEST_F(ReceiverRecordTest, AReceiverThatCannotBeStartedIsAFailure) {
+    EXPECT_EQ(Run({"--receiver", folder_.File("none"), "-o", OutputFile()}), 1);
+}
+
+TEST_F(ReceiverRecordTest, AFileThatExistsIsOverwrittenOnlyByForce) {
+    Serve();
+    WriteFileBytes(OutputFile(), "precious");
+    EXPECT_EQ(Run({"--max", "1s", "-o", OutputFile()}), 6);
+    EXPECT_EQ(fs::file_size(OutputFile()), 8u);
+    EXPECT_EQ(Run({"--max", "1s", "-o", OutputFile(), "--force"}), 0);
+    EXPECT_EQ(Recorded().size(), 44100u * 2);
+}
+
+TEST_F(ReceiverRecordTest, JsonTellsEveryEventAndTheOutcomeInLinesOfTheirOwn) {
+    Serve();
+    ASSERT_EQ(Run({"--max", "2s", "--json", "--quiet", "-o", OutputFile()}), 0);
+    EXPECT_TRUE(Errors().empty());
+    std::vector<std::string> types;
+    std::istringstream lines(Output());
+    for (std::string line; std::getline(lines, line);) {
+        types.push_back(nlohmann::json::parse(line).at("type"));
+    }
+    ASSERT_GE(types.size(), 6u);
+    EXPECT_EQ(types.front(), "CONNECTED");
+    EXPECT_EQ(types[types.size() - 2], "FINISHED");
+    EXPECT_EQ(types.back(), "RECORDED");
+}
+
+TEST_F(ReceiverRecordTest, ARunningReceiverIsJoinedAndKeepsRunning) {
+    Serve();
+    CReceiverDriver receiver;
+    ASSERT_EQ(Run({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile()}), 0)
+        << testing::PrintToString(Errors());
+    ASSERT_EQ(Run({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile(), "--force"}), 0);
+    receiver.Introduce();
+    receiver.Shutdown();
+}
+
+TEST_F(ReceiverRecordTest, TheExampleOfTheLibraryRecordsAProgram) {
+    Serve();
+    CChildProcess example(EXAMPLE_PROGRAM_PATH,
+                          {CReceiverDriver::ProgramPath(), folder_.File("receiver.log"),
+                           station_.Url("/live"), folder_.File("jingle.wav")},
+                          CChildProcess::ErrorStream::kCapture);
+    const auto pcm = example.ReadAllOutput(TickMs() + kRunPatienceMs);
+    EXPECT_EQ(example.WaitForExit(TickMs() + kRunPatienceMs), 0);
+    ASSERT_TRUE(pcm);
+    EXPECT_EQ(pcm->size(), 5u * 44100 * 4);
+}
+
+TEST_F(ReceiverRecordTest, AWrongCommandLineIsAUsageError) {
+    EXPECT_EQ(Run({"-o", "out.unknown"}), 2);
+    EXPECT_EQ(Output(), "");
+}

@@ -1,0 +1,52 @@
+// One run of receiver-record against a station on loopback that sends a broadcast:
+// noise, a start jingle, a programme, an end jingle, noise.
+#pragma once
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "conformance/broadcast.h"
+#include "platform/child_process.h"
+#include "support/http_station.h"
+#include "support/temp_folder.h"
+
+inline constexpr uint32_t kRunPatienceMs = 60000;
+
+class CRecordRun {
+public:
+    CRecordRun();
+
+    // The station's only stream, as WAV.
+    void Serve(StationRoute route = {});
+    // Bytes of the stream's body up to a frame of the broadcast.
+    size_t BodyBytes(size_t frame) const;
+
+    // URL and --start, then what is given.
+    std::vector<std::string> Arguments(const std::vector<std::string>& further) const;
+    // Runs it to its end.
+    int Run(const std::vector<std::string>& further);
+    std::vector<std::string> Errors() const { return errors_; }  // standard error, by line
+    std::string Output() const { return output_; }               // standard output
+
+    // Of the last Run's -o, which is always this file.
+    std::string OutputFile() const { return folder_.File("out.wav"); }
+    std::vector<int16_t> Recorded() const;
+    nlohmann::json Sidecar() const;
+    // What the receiver must have recorded, from the jingle on.
+    std::vector<int16_t> Expected(uint64_t frames) const;
+
+    CTempFolder folder_;
+    CHttpStation station_;
+    const Broadcast broadcast_;
+
+private:
+    std::string body_;
+    std::vector<std::string> errors_;
+    std::string output_;
+};
+
+std::string RecordProgram();
+// True once a line of standard error has this in it.
+bool WaitForErrorLine(CChildProcess& process, const std::string& part);

@@ -1,0 +1,90 @@
+// The receiver's end of a pipe, played by the test: a script runs on a thread of its
+// own while the test uses the client.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "pipe/pcm_pipe.h"
+#include "platform/clock.h"
+#include "platform/ids.h"
+#include "wire/control_frame.h"
+
+inline constexpr uint32_t kPatience = 30000;  // ms
+
+class CFakePeer final {
+public:
+    using Script = std::function<void(CFakePeer&)>;
+
+    // Listens before it returns. A script that fails ends; the client then sees the loss.
+    explicit CFakePeer(Script script, bool accept = true)
+        : uri_("pcm-pipe://fake-" + CreateInstanceId()),
+          cancellation_(std::make_shared<CPcmPipeCancellation>()),
+          pipe_(cancellation_) {
+        if (!pipe_.Listen(uri_)) throw std::runtime_error("the fake peer cannot listen");
+        thread_ = std::thread([this, accept, script = std::move(script)] {
+            try {
+                if (accept) Accept();
+                script(*this);
+            } catch (const std::exception&) {
+            }
+            pipe_.Close();
+        });
+    }
+    ~CFakePeer() {
+        cancellation_->Cancel();
+        thread_.join();
+    }
+    CFakePeer(const CFakePeer&) = delete;
+    CFakePeer& operator=(const CFakePeer&) = delete;
+
+    const std::string& Uri() const { return uri_; }
+
+    void Accept() {
+        if (!pipe_.Accept(kPatience)) throw std::runtime_error("nobody came");
+    }
+    // Closes the connection and takes the next one.
+    void AcceptAgain() {
+        if (!pipe_.Listen(uri_)) throw std::runtime_error("cannot listen again");
+        Accept();
+    }
+    void Send(const void* bytes, size_t count) {
+        if (!pipe_.Write(bytes, count, TickMs() + kPatience)) throw std::runtime_error("write");
+    }
+    void Send(const std::string& bytes) { Send(bytes.data(), bytes.size()); }
+    void SendMessage(const nlohmann::json& message) { Send(EncodeFrame(message.dump())); }
+    void Receive(void* bytes, size_t count) {
+        if (!pipe_.Read(bytes, count, TickMs() + kPatience)) throw std::runtime_error("read");
+    }
+    nlohmann::json ReceiveMessage() {
+        uint32_t length = 0;
+        Receive(&length, sizeof(length));
+        std::string body(length, '\0');
+        Receive(body.data(), body.size());
+        return nlohmann::json::parse(body);
+    }
+    // Takes HELLO and answers it.
+    void Welcome(const nlohmann::json& active = nullptr) {
+        const nlohmann::json hello = ReceiveMessage();
+        SendMessage({{"type", "WELCOME"},
+                     {"version", 1},
+                     {"requestId", hello.at("requestId")},
+                     {"instanceId", "INSTANCE"},
+                     {"active", active}});
+    }
+    // Returns once the client has gone, or the test ends.
+    void WaitForHangUp() {
+        char byte;
+        pipe_.Read(&byte, 1, TickMs() + kPatience);
+    }
+
+private:
+    const std::string uri_;
+    const std::shared_ptr<CPcmPipeCancellation> cancellation_;
+    CPcmPipe pipe_;
+    std::thread thread_;
+};

@@ -1,0 +1,40 @@
+// Programs of the system that are no receivers.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "receiver_client/receiver_process.h"
+
+namespace {
+
+using receiver::CCancellation;
+using receiver::CReceiverProcess;
+using receiver::ErrorKind;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLong(30000);
+
+}  // namespace
+
+TEST(ReceiverProcessPosixTest, AProgramThatSaysSomethingElseIsNoReceiver) {
+    CReceiverProcess process{CCancellation()};
+    EXPECT_FALSE(process.Start("/bin/echo", "receiver.log", kLong));
+    EXPECT_EQ(process.LastError().kind, ErrorKind::kProtocol);
+}
+
+TEST(ReceiverProcessPosixTest, AProgramThatEndsTellsItsExitCode) {
+    CReceiverProcess process{CCancellation()};
+    EXPECT_FALSE(process.Start("/bin/false", "receiver.log", kLong));
+    EXPECT_EQ(process.LastError().kind, ErrorKind::kSystem);
+    EXPECT_NE(process.LastError().text.find("exit code 1"), std::string::npos);
+}
+
+// tail waits for a file named like the pipe to appear: it never listens.
+TEST(ReceiverProcessPosixTest, ACancellationEndsTheWaitForAProgramThatNeverListens) {
+    const CCancellation cancellation;
+    CReceiverProcess process{cancellation};
+    std::thread canceller([stop = cancellation]() mutable { stop.Cancel(); });
+    EXPECT_FALSE(process.Start("/usr/bin/tail", "-F", kLong));
+    canceller.join();
+    EXPECT_EQ(process.LastError().kind, ErrorKind::kCancelled);
+}

@@ -1,0 +1,120 @@
+#include "record/audio_intake.h"
+
+#include <gtest/gtest.h>
+
+#include "fake_sink.h"
+#include "unit/client/fake_peer.h"
+#include "wire/pcm1_record.h"
+
+namespace {
+
+using End = CAudioIntake::End;
+
+void SendHeader(CFakePeer& peer) {
+    Pcm1Header header;
+    header.sampleRate = 44100;
+    header.channels = 2;
+    header.bitsPerSample = 16;
+    peer.Send(&header, sizeof(header));
+}
+
+void SendFrames(CFakePeer& peer, uint64_t first, uint32_t frames) {
+    const Pcm1ChunkRecord record{kPcm1Data, frames * 4, first, 0};
+    peer.Send(&record, sizeof(record));
+    peer.Send(std::string(frames * 4, '\1'));
+}
+
+void SendEnd(CFakePeer& peer, uint32_t type, uint64_t frames, uint64_t status) {
+    const Pcm1ChunkRecord record{type, 0, frames, status};
+    peer.Send(&record, sizeof(record));
+    Pcm1Acknowledgement acknowledgement;
+    peer.Receive(&acknowledgement, sizeof(acknowledgement));
+}
+
+class AudioIntakeTest : public testing::Test {
+protected:
+    CAudioIntake::Progress RunAgainst(CFakePeer& peer) {
+        CAudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
+        intake.Join();
+        EXPECT_TRUE(intake.Ended());
+        return intake.GetProgress();
+    }
+    CFakeSink sink_;
+};
+
+}  // namespace
+
+TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
+    CFakePeer peer([](CFakePeer& p) {
+        SendHeader(p);
+        SendFrames(p, 0, 441);
+        SendFrames(p, 441, 441);
+        SendEnd(p, kPcm1End, 882, 0);
+    });
+    const CAudioIntake::Progress progress = RunAgainst(peer);
+    EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
+    EXPECT_EQ(progress.writer.framesWritten, 882u);
+    EXPECT_EQ(progress.format.channels, 2);
+    EXPECT_TRUE(progress.playable);
+}
+
+TEST_F(AudioIntakeTest, AFailedSourceKeepsWhatCame) {
+    CFakePeer peer([](CFakePeer& p) {
+        SendHeader(p);
+        SendFrames(p, 0, 441);
+        SendEnd(p, kPcm1SourceFailed, 441, kPcm1SourceFailedStatus);
+    });
+    const CAudioIntake::Progress progress = RunAgainst(peer);
+    EXPECT_EQ(progress.end, End::kSourceFailed);
+    EXPECT_EQ(progress.writer.framesWritten, 441u);
+    EXPECT_TRUE(progress.playable);
+}
+
+TEST_F(AudioIntakeTest, APipeThatBreaksKeepsWhatCame) {
+    CFakePeer peer([](CFakePeer& p) {
+        SendHeader(p);
+        SendFrames(p, 0, 441);
+    });
+    const CAudioIntake::Progress progress = RunAgainst(peer);
+    EXPECT_EQ(progress.end, End::kLost);
+    EXPECT_NE(progress.failure, "");
+    EXPECT_EQ(progress.writer.framesWritten, 441u);
+    EXPECT_TRUE(progress.playable);
+}
+
+TEST_F(AudioIntakeTest, WhatIsNoAudioStreamIsRefused) {
+    CFakePeer peer([](CFakePeer& p) {
+        p.Send(std::string(40, 'x'));
+        p.WaitForHangUp();
+    });
+    const CAudioIntake::Progress progress = RunAgainst(peer);
+    EXPECT_EQ(progress.end, End::kLost);
+    EXPECT_FALSE(progress.playable);
+    EXPECT_EQ(sink_.Size(), 0u);
+}
+
+TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
+    CEvent sent;
+    CFakePeer peer([&](CFakePeer& p) {
+        SendHeader(p);
+        SendFrames(p, 0, 441);
+        sent.Signal();
+        p.WaitForHangUp();
+    });
+    CAudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
+    ASSERT_TRUE(sent.Wait(kPatience));
+    intake.Stop();
+    intake.Join();
+    EXPECT_EQ(intake.GetProgress().end, End::kLost);
+}
+
+TEST_F(AudioIntakeTest, AnOutputThatFailsEndsTheIntake) {
+    sink_.SetCapacity(2000);
+    CFakePeer peer([](CFakePeer& p) {
+        SendHeader(p);
+        for (uint64_t first = 0;; first += 441) SendFrames(p, first, 441);
+    });
+    const CAudioIntake::Progress progress = RunAgainst(peer);
+    EXPECT_EQ(progress.end, End::kOutputFailed);
+    EXPECT_EQ(progress.failure, "No space left");
+}

@@ -1,0 +1,97 @@
+#include "recording/part_file.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "support/temp_folder.h"
+#include "support/wav_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadBack(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class PartFileTest : public testing::Test {
+protected:
+    CTempFolder folder_;
+    const fs::path target_ = folder_.Path() / "a.wav";
+    const fs::path part_ = folder_.Path() / "a.wav.part";
+};
+
+}  // namespace
+
+TEST_F(PartFileTest, TheTargetAppearsOnlyWithCommit) {
+    CPartFile file(target_, false);
+    ASSERT_TRUE(file.WriteAt(0, "hello", 5));
+    EXPECT_FALSE(fs::exists(target_));
+    EXPECT_TRUE(fs::exists(part_));
+    ASSERT_TRUE(file.Commit()) << file.FailureText();
+    EXPECT_EQ(ReadBack(target_), "hello");
+    EXPECT_FALSE(fs::exists(part_));
+}
+
+TEST_F(PartFileTest, BytesGoWhereTheyBelongAndTheRestIsCutOff) {
+    CPartFile file(target_, false);
+    ASSERT_TRUE(file.WriteAt(0, "abcdef", 6));
+    ASSERT_TRUE(file.WriteAt(2, "XY", 2));
+    ASSERT_TRUE(file.Truncate(5));
+    ASSERT_TRUE(file.Commit());
+    EXPECT_EQ(ReadBack(target_), "abXYe");
+}
+
+TEST_F(PartFileTest, WhatIsNeitherCommittedNorDiscardedStays) {
+    {
+        CPartFile file(target_, false);
+        ASSERT_TRUE(file.WriteAt(0, "x", 1));
+    }
+    EXPECT_EQ(ReadBack(part_), "x");
+}
+
+TEST_F(PartFileTest, DiscardLeavesNothing) {
+    CPartFile file(target_, false);
+    file.Discard();
+    EXPECT_TRUE(fs::is_empty(folder_.Path()));
+}
+
+TEST_F(PartFileTest, WithoutOverwriteAnExistingFileIsRefused) {
+    WriteFileBytes(target_.string(), "old");
+    EXPECT_THROW(CPartFile(target_, false), std::runtime_error);
+    EXPECT_EQ(ReadBack(target_), "old");
+}
+
+TEST_F(PartFileTest, WithoutOverwriteAnEarlierPartFileIsRefused) {
+    WriteFileBytes(part_.string(), "of an earlier recording");
+    EXPECT_THROW(CPartFile(target_, false), std::runtime_error);
+    EXPECT_EQ(ReadBack(part_), "of an earlier recording");
+}
+
+TEST_F(PartFileTest, OverwriteReplacesBoth) {
+    WriteFileBytes(target_.string(), "old");
+    WriteFileBytes(part_.string(), "older and longer");
+    CPartFile file(target_, true);
+    ASSERT_TRUE(file.WriteAt(0, "new", 3));
+    EXPECT_EQ(ReadBack(target_), "old");
+    ASSERT_TRUE(file.Commit()) << file.FailureText();
+    EXPECT_EQ(ReadBack(target_), "new");
+}
+
+TEST_F(PartFileTest, AFileThatAppearedMeanwhileIsNotOverwritten) {
+    CPartFile file(target_, false);
+    ASSERT_TRUE(file.WriteAt(0, "mine", 4));
+    WriteFileBytes(target_.string(), "theirs");
+    EXPECT_FALSE(file.Commit());
+    EXPECT_EQ(ReadBack(target_), "theirs");
+    EXPECT_EQ(ReadBack(part_), "mine");
+}
+
+TEST_F(PartFileTest, AFolderThatDoesNotExistIsAnError) {
+    EXPECT_THROW(CPartFile(folder_.Path() / "no" / "a.wav", true), std::runtime_error);
+    EXPECT_THROW(CPartFile(folder_.Path(), true), std::runtime_error);
+}

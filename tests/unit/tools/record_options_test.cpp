@@ -1,0 +1,121 @@
+#include "record/record_options.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+CommandLine Parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "receiver-record");
+    return ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+RecordOptions Options(std::vector<const char*> further) {
+    std::vector<const char*> arguments = {"http://radio/", "--start", "j.wav"};
+    arguments.insert(arguments.end(), further.begin(), further.end());
+    const CommandLine line = Parse(arguments);
+    EXPECT_FALSE(line.exitCode) << line.text;
+    return line.options;
+}
+
+// The text of the usage error.
+std::string Refusal(std::vector<const char*> further) {
+    std::vector<const char*> arguments = {"http://radio/", "--start", "j.wav"};
+    arguments.insert(arguments.end(), further.begin(), further.end());
+    const CommandLine line = Parse(arguments);
+    EXPECT_EQ(line.exitCode, 2);
+    return line.text;
+}
+
+}  // namespace
+
+TEST(RecordOptionsTest, EveryOptionReachesTheRecording) {
+    const RecordOptions options =
+        Options({"--end",        "o.wav",   "--end",     "p.wav",      "--other",
+                 "n=n.wav",      "--max",   "55m",       "--fade",     "3s",
+                 "--io-timeout", "20s",     "--block",   "4096",       "--wait",
+                 "1h",           "--log",   "r.log",     "--receiver", "/opt/ReceiverHost",
+                 "--json",       "--quiet", "--verbose", "--force",    "-o",
+                 "a.wav"});
+    EXPECT_EQ(options.url, "http://radio/");
+    EXPECT_EQ(options.output, "a.wav");
+    EXPECT_EQ(options.references.size(), 4u);
+    ASSERT_TRUE(options.program);
+    EXPECT_EQ(options.program->maximumMs, 3300000u);
+    EXPECT_EQ(options.program->fadeMs, 3000u);
+    EXPECT_EQ(options.ioTimeoutMs, 20000u);
+    EXPECT_EQ(options.blockBytes, 4096u);
+    EXPECT_EQ(options.waitMs, 3600000u);
+    EXPECT_EQ(options.logPath, "r.log");
+    EXPECT_EQ(options.receiverProgram, "/opt/ReceiverHost");
+    EXPECT_TRUE(options.json && options.quiet && options.verbose && options.force);
+}
+
+TEST(RecordOptionsTest, WithoutAnEndOrAMaximumTheProgramHasNoBounds) {
+    EXPECT_FALSE(Options({"-o", "a.wav"}).program);
+}
+
+TEST(RecordOptionsTest, AnEndRecordingAloneIsBoundedByTheLongestProgram) {
+    const RecordOptions options = Options({"--end", "o.wav", "-o", "a.wav"});
+    ASSERT_TRUE(options.program);
+    EXPECT_EQ(options.program->maximumMs, 3600000u);
+    EXPECT_EQ(options.program->fadeMs, 0u);
+}
+
+TEST(RecordOptionsTest, AHyphenIsStandardOutput) {
+    EXPECT_TRUE(Options({"-o", "-"}).ToStandardOutput());
+    EXPECT_FALSE(Options({"-o", "./-.wav"}).ToStandardOutput());
+}
+
+TEST(RecordOptionsTest, ARunningReceiverCanBeJoined) {
+    EXPECT_EQ(Options({"--control", "pcm-pipe://r", "-o", "a.wav"}).controlUri, "pcm-pipe://r");
+}
+
+TEST(RecordOptionsTest, HelpIsNoErrorAndNamesExamplesAndExitCodes) {
+    const CommandLine line = Parse({"--help"});
+    EXPECT_EQ(line.exitCode, 0);
+    for (const char* part : {"--start", "What to listen for", "Examples:", "Exit codes:", ".wav"}) {
+        EXPECT_NE(line.text.find(part), std::string::npos) << part;
+    }
+    EXPECT_EQ(line.text.find("--generate"), std::string::npos);
+}
+
+TEST(RecordOptionsTest, WhatIsMissingIsAUsageError) {
+    EXPECT_EQ(Parse({}).exitCode, 2);
+    EXPECT_EQ(Parse({"http://radio/", "-o", "a.wav"}).exitCode, 2);
+    EXPECT_EQ(Parse({"http://radio/", "--start", "j.wav"}).exitCode, 2);
+    EXPECT_EQ(Parse({"--start", "j.wav", "-o", "a.wav"}).exitCode, 2);
+}
+
+TEST(RecordOptionsTest, OnlyHttpSourcesAreTaken) {
+    EXPECT_EQ(Parse({"ftp://radio/", "--start", "j.wav", "-o", "a.wav"}).exitCode, 2);
+    EXPECT_FALSE(Parse({"https://radio/", "--start", "j.wav", "-o", "a.wav"}).exitCode);
+}
+
+TEST(RecordOptionsTest, ValuesOutOfRangeNameTheirOption) {
+    EXPECT_NE(Refusal({"-o", "a.wav", "--max", "999ms"}).find("--max"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--max", "61m"}).find("--max"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--fade", "2h"}).find("--fade"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--io-timeout", "99ms"}).find("--io-timeout"),
+              std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--block", "3"}).find("--block"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--block", "1048577"}).find("--block"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--block", "4k"}).find("--block"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--wait", "soon"}).find("--wait"), std::string::npos);
+}
+
+TEST(RecordOptionsTest, AnUnknownOutputFormatNamesThePossibleOnes) {
+    EXPECT_NE(Refusal({"-o", "a.xyz"}).find(".flac"), std::string::npos);
+}
+
+TEST(RecordOptionsTest, OptionsThatContradictEachOtherAreRefused) {
+    Refusal({"-o", "-", "--json"});
+    Refusal({"-o", "a.wav", "--control", "pcm-pipe://r", "--log", "r.log"});
+}
+
+TEST(RecordOptionsTest, MoreThan32RecordingsAreRefused) {
+    std::vector<const char*> arguments = {"-o", "a.wav"};
+    for (int i = 0; i < 31; ++i) arguments.insert(arguments.end(), {"--other", "n.wav"});
+    Options(arguments);
+    arguments.insert(arguments.end(), {"--other", "n.wav"});
+    Refusal(arguments);
+}

@@ -1,0 +1,64 @@
+#include "record/reference_list.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace {
+
+using receiver::Role;
+
+std::vector<std::string> Ids(const std::vector<receiver::Reference>& references) {
+    std::vector<std::string> ids;
+    for (const receiver::Reference& reference : references) ids.push_back(reference.id);
+    return ids;
+}
+
+}  // namespace
+
+TEST(ReferenceListTest, AFileIsCalledAfterItself) {
+    const auto references = MakeReferences({"sounds/jingle.wav"}, {"outro.mp3"}, {"news.flac"});
+    EXPECT_EQ(Ids(references), (std::vector<std::string>{"jingle", "outro", "news"}));
+    EXPECT_EQ(references[0].role, Role::kStart);
+    EXPECT_EQ(references[1].role, Role::kEnd);
+    EXPECT_EQ(references[2].role, Role::kOther);
+}
+
+TEST(ReferenceListTest, ANameInFrontOfTheFileIsTaken) {
+    const auto references = MakeReferences({"top_of-hour=a=b.wav"}, {}, {});
+    EXPECT_EQ(references[0].id, "top_of-hour");
+    EXPECT_EQ(std::filesystem::path(references[0].path).filename(), "a=b.wav");
+}
+
+TEST(ReferenceListTest, WhatIsNoNameBelongsToTheFile) {
+    const auto references = MakeReferences({"./a=b.wav", "=c.wav"}, {}, {});
+    EXPECT_EQ(std::filesystem::path(references[0].path).filename(), "a=b.wav");
+    EXPECT_EQ(std::filesystem::path(references[1].path).filename(), "=c.wav");
+}
+
+TEST(ReferenceListTest, NamesThatWouldBeEqualAreNumbered) {
+    const auto references =
+        MakeReferences({"a/j.wav", "b/j.wav"}, {"c/j.wav"}, {"j-2=d/other.wav"});
+    EXPECT_EQ(Ids(references), (std::vector<std::string>{"j", "j-3", "j-4", "j-2"}));
+}
+
+TEST(ReferenceListTest, OtherCharactersBecomeHyphens) {
+    const auto references = MakeReferences({"my jingle (1).wav", "J\xC3\xBC.wav"}, {}, {});
+    EXPECT_EQ(Ids(references), (std::vector<std::string>{"my-jingle--1-", "J--"}));
+}
+
+TEST(ReferenceListTest, ALongNameIsCutToWhatTheReceiverTakes) {
+    const auto references = MakeReferences({std::string(200, 'x') + ".wav"}, {}, {});
+    EXPECT_LE(references[0].id.size(), 80u);
+}
+
+TEST(ReferenceListTest, ANameGivenTwiceIsRefused) {
+    EXPECT_THROW(MakeReferences({"a=1.wav"}, {"a=2.wav"}, {}), std::invalid_argument);
+}
+
+TEST(ReferenceListTest, PathsAreAbsolute) {
+    const auto references = MakeReferences({"x/../jingle.wav"}, {}, {});
+    EXPECT_EQ(std::filesystem::path(references[0].path),
+              std::filesystem::current_path() / "jingle.wav");
+}

@@ -1,0 +1,92 @@
+#include "record/status_display.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace {
+
+using Clock = CStatusDisplay::Clock;
+using std::chrono::milliseconds;
+
+RecordStatus Status(const std::string& state) {
+    RecordStatus status;
+    status.state = state;
+    return status;
+}
+
+class StatusDisplayTest : public testing::Test {
+protected:
+    CStatusDisplay::Settings Settings(bool colour = false) {
+        return {[this] { return width_; }, [] { return std::string("12:00:00"); }, colour};
+    }
+    // What was put out since the last call.
+    std::string Take() {
+        std::string text = out_.str();
+        out_.str("");
+        return text;
+    }
+
+    size_t width_ = 80;
+    std::ostringstream out_;
+    const Clock::time_point start_ = Clock::time_point(milliseconds(1000000));
+};
+
+}  // namespace
+
+TEST_F(StatusDisplayTest, WithoutATerminalEveryLineHasATimeStampAndThereIsNoStatus) {
+    width_ = 0;
+    CStatusDisplay display(out_, Settings(true));
+    display.PrintLine("hello");
+    display.ShowStatus(Status("SCANNING"), start_);
+    EXPECT_EQ(Take(), "12:00:00 hello\n");
+}
+
+TEST_F(StatusDisplayTest, LinesScrollAboveTheStatus) {
+    CStatusDisplay display(out_, Settings());
+    display.ShowStatus(Status("SCANNING"), start_);
+    EXPECT_EQ(Take(), "SCANNING");
+    display.PrintLine("hello");
+    EXPECT_EQ(Take(), "\r\x1b[Jhello\nSCANNING");
+}
+
+TEST_F(StatusDisplayTest, TheStatusIsRedrawnAtMostTenTimesASecond) {
+    CStatusDisplay display(out_, Settings());
+    display.ShowStatus(Status("A"), start_);
+    Take();
+    display.ShowStatus(Status("B"), start_ + milliseconds(99));
+    EXPECT_EQ(Take(), "");
+    display.ShowStatus(Status("C"), start_ + milliseconds(100));
+    EXPECT_EQ(Take(), "\r\x1b[JC");
+}
+
+TEST_F(StatusDisplayTest, ANarrowerTerminalHasWrappedTheLineAndAllItsRowsAreErased) {
+    CStatusDisplay display(out_, Settings());
+    display.ShowStatus(Status(std::string(70, 'x')), start_);
+    Take();
+    width_ = 30;
+    display.ShowStatus(Status("y"), start_ + milliseconds(200));
+    EXPECT_EQ(Take(), "\x1b[2A\r\x1b[Jy");
+}
+
+TEST_F(StatusDisplayTest, TheLastColumnStaysFree) {
+    width_ = 40;
+    CStatusDisplay display(out_, Settings());
+    display.ShowStatus(Status(std::string(60, 'x')), start_);
+    EXPECT_EQ(Take(), std::string(39, 'x'));
+}
+
+TEST_F(StatusDisplayTest, TheStatusIsGoneAtTheEnd) {
+    {
+        CStatusDisplay display(out_, Settings());
+        display.ShowStatus(Status("A"), start_);
+        Take();
+    }
+    EXPECT_EQ(Take(), "\r\x1b[J");
+}
+
+TEST_F(StatusDisplayTest, OnlyWithColourThereAreColours) {
+    CStatusDisplay display(out_, Settings(true));
+    display.ShowStatus(Status("A"), start_);
+    EXPECT_EQ(Take(), "\x1b[1;32mA\x1b[0m");
+}

@@ -1,0 +1,71 @@
+#include "record/status_line.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+RecordStatus Recording() {
+    RecordStatus status;
+    status.state = "RECORDING";
+    status.streamMs = 905000;
+    status.bufferMs = 3250;
+    status.peak = 0.5;
+    status.matchId = "jingle";
+    status.matchBer = 0.0213;
+    status.programMs = 754000;
+    status.remainingMs = 2546000;
+    return status;
+}
+
+}  // namespace
+
+TEST(StatusLineTest, AWideTerminalShowsEverything) {
+    EXPECT_EQ(RenderStatusLine(Recording(), 120),
+              "RECORDING  00:12:34  -00:42:26  [#########-]  -6 dB  buffer 3.2s  jingle 0.021  "
+              "stream 00:15:05");
+}
+
+TEST(StatusLineTest, EightyColumnsLeaveOutTheStream) {
+    const std::string line = RenderStatusLine(Recording(), 80);
+    EXPECT_EQ(line,
+              "RECORDING  00:12:34  -00:42:26  [#########-]  -6 dB  buffer 3.2s  jingle 0.021");
+    EXPECT_LE(line.size(), 80u);
+}
+
+TEST(StatusLineTest, FortyColumnsKeepStateProgramTimeAndRemainingTime) {
+    EXPECT_EQ(RenderStatusLine(Recording(), 40), "RECORDING  00:12:34  -00:42:26");
+}
+
+TEST(StatusLineTest, NoWidthIsExceeded) {
+    for (size_t width = 0; width <= 130; ++width) {
+        EXPECT_LE(RenderStatusLine(Recording(), width).size(), width);
+    }
+}
+
+TEST(StatusLineTest, WhatIsNotKnownYetIsLeftOut) {
+    RecordStatus status;
+    status.state = "SCANNING";
+    status.streamMs = 5000;
+    EXPECT_EQ(RenderStatusLine(status, 80), "SCANNING  stream 00:00:05");
+}
+
+TEST(StatusLineTest, ALongNameIsCut) {
+    RecordStatus status = Recording();
+    status.matchId = std::string(80, 'x');
+    EXPECT_NE(RenderStatusLine(status, 120).find("  " + std::string(16, 'x') + " 0.021"),
+              std::string::npos);
+}
+
+TEST(StatusLineTest, TheMeterSpansSixtyDecibels) {
+    EXPECT_EQ(RenderLevelMeter(1.0, 10), "##########");
+    EXPECT_EQ(RenderLevelMeter(0.0316, 10), "#####-----");
+    EXPECT_EQ(RenderLevelMeter(0.001, 10), "----------");
+    EXPECT_EQ(RenderLevelMeter(0, 10), "----------");
+}
+
+TEST(StatusLineTest, SilenceHasNoLevel) {
+    RecordStatus status;
+    status.state = "RECORDING";
+    status.peak = 0;
+    EXPECT_EQ(RenderStatusLine(status, 80), "RECORDING  [----------] -inf dB");
+}
