@@ -1,4 +1,4 @@
-#include "broadcast.h"
+#include "conformance/broadcast.h"
 
 #include <cmath>
 #include <stdexcept>

@@ -1,5 +1,5 @@
 // Whole programs over HTTP, compared with the decoded stream sample by sample.
-#include "session_fixture.h"
+#include "conformance/session_fixture.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "recording.h"
+#include "conformance/recording.h"
 
 #include <gtest/gtest.h>
 

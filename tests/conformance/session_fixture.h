@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "broadcast.h"
-#include "recording.h"
+#include "conformance/broadcast.h"
+#include "conformance/recording.h"
 #include "support/audio_encoder.h"
 #include "support/http_station.h"
 #include "support/receiver_driver.h"

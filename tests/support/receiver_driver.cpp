@@ -80,6 +80,11 @@ json CReceiverDriver::Introduce() {
     return welcome;
 }
 
+void CReceiverDriver::Disconnect() {
+    control_.Close();
+    waitingEvents_.clear();
+}
+
 json CReceiverDriver::Ask(json command) {
     if (!command.contains("requestId")) {
         command["requestId"] = "r" + std::to_string(nextRequest_++);

@@ -48,7 +48,7 @@ public:
 
     // Connects and introduces itself; returns WELCOME.
     nlohmann::json Introduce();
-    void Disconnect() { control_.Close(); }
+    void Disconnect();  // events that were not given out are forgotten
     // Sends a command, with the next requestId and the version unless it has them,
     // and returns the reply. Events on the way are kept.
     nlohmann::json Ask(nlohmann::json command);

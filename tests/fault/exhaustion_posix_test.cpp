@@ -1,0 +1,191 @@
+// The system's limits: descriptors, disk, and what hundreds of sessions leave behind.
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <ctime>
+
+#include "conformance/session_fixture.h"
+#include "platform/clock.h"
+#include "support/process_probe_posix.h"
+
+using nlohmann::json;
+
+namespace {
+
+uint64_t Soon() {
+    return TickMs() + kPatienceMs;
+}
+
+class ExhaustionTest : public SessionTest {
+protected:
+    ExhaustionTest() : broadcast_(MakeBroadcast(22050, 1)) {
+        station_.Serve(kPath, WavRoute(broadcast_.audio));
+        prepare_ = PrepareCommand("s", station_.Url(kPath), SaveJingles(broadcast_), 1000, 0);
+    }
+
+    // What came of a receiver with so many descriptors.
+    enum class Outcome { kNoStart, kNoClient, kSessionFailed, kProgram };
+    Outcome RunWithDescriptors(int count);
+    Outcome RunSession(CRawControlClient& client);
+
+    void WaitUntilNoSession() {
+        while (Snapshot().is_object()) {
+        }
+    }
+
+    const Broadcast broadcast_;
+    json prepare_;
+};
+
+ExhaustionTest::Outcome ExhaustionTest::RunSession(CRawControlClient& client) {
+    json prepare = prepare_;
+    prepare.update({{"requestId", "p"}, {"version", 1}});
+    EXPECT_TRUE(client.SendFrame(prepare.dump()));
+    while (const auto body = client.Receive()) {
+        const json message = json::parse(*body);
+        if (message["type"] == "READY") {
+            CRawAudioClient audio;
+            if (audio.Connect(message["uri"]) && audio.ReadHeader() && audio.ReadToEnd()) {
+                audio.Acknowledge();
+            }
+        }
+        if (message["type"] != "FINISHED") continue;
+        EXPECT_NE(message["reason"] == "eof", message["message"] != "") << message;
+        return message["reason"] == "eof" ? Outcome::kProgram : Outcome::kSessionFailed;
+    }
+    ADD_FAILURE() << "no FINISHED";
+    return Outcome::kSessionFailed;
+}
+
+ExhaustionTest::Outcome ExhaustionTest::RunWithDescriptors(int count) {
+    const std::string uri = CReceiverDriver::UniqueUri();
+    CChildProcess process("/bin/sh",
+                          {"-c", "ulimit -n " + std::to_string(count) + "; exec \"$@\"", "sh",
+                           CReceiverDriver::ProgramPath(), uri, folder_.File("limited.log")},
+                          CChildProcess::ErrorStream::kCapture);
+    if (!process.ReadLine(Soon())) {
+        EXPECT_EQ(process.WaitForExit(Soon()).value_or(-1), 1);
+        EXPECT_THAT(process.ReadAllErrors(Soon()).value_or(""),
+                    testing::AnyOf("Cannot open receiver log\n", "Cannot create instance id\n",
+                                   "Control Listen failed\n", "Could not initialize pipe I/O\n",
+                                   "Could not create pipe cancellation event\n"));
+        return Outcome::kNoStart;
+    }
+    CRawControlClient client;
+    Outcome outcome = Outcome::kNoClient;
+    if (client.Connect(uri) &&
+        client.SendFrame(R"({"requestId":"h","type":"HELLO","version":1})") && client.Receive()) {
+        outcome = RunSession(client);
+        EXPECT_TRUE(client.SendFrame(R"({"requestId":"s","type":"SHUTDOWN","version":1})"));
+        EXPECT_EQ(process.WaitForExit(Soon()).value_or(-1), 0);
+        EXPECT_EQ(process.ReadAllErrors(Soon()).value_or("(open)"), "");
+    } else {
+        EXPECT_EQ(process.WaitForExit(Soon()).value_or(-1), 1);
+        EXPECT_EQ(process.ReadAllErrors(Soon()).value_or(""), "Control Listen failed\n");
+    }
+    return outcome;
+}
+
+}  // namespace
+
+TEST_F(ExhaustionTest, WithFewDescriptorsEachStepFailsCleanlyUntilThereAreEnough) {
+    bool failedToStart = false;
+    bool failedInSession = false;
+    Outcome outcome = Outcome::kNoStart;
+    for (int count = 4; count <= 64 && outcome != Outcome::kProgram; ++count) {
+        SCOPED_TRACE(count);
+        outcome = RunWithDescriptors(count);
+        failedToStart |= outcome == Outcome::kNoStart;
+        failedInSession |= outcome == Outcome::kSessionFailed;
+    }
+    EXPECT_TRUE(failedToStart);
+    EXPECT_TRUE(failedInSession);
+    EXPECT_EQ(outcome, Outcome::kProgram);
+}
+
+TEST_F(ExhaustionTest, AFullDiskBeneathTheLogStopsNoSession) {
+    // The log's name carries the second of its opening: each that may be is a link to a
+    // device without room.
+    const std::time_t now = std::time(nullptr);
+    for (std::time_t second = now; second < now + 60; ++second) {
+        char suffix[32];
+        std::strftime(suffix, sizeof suffix, "_%Y%m%d_%H%M%S", std::localtime(&second));
+        std::filesystem::create_symlink("/dev/full",
+                                        folder_.Path() / ("full" + std::string(suffix)));
+    }
+    CReceiverDriver::Options options;
+    options.logPath = folder_.File("full");
+    CReceiverDriver receiver(options);
+    receiver.Introduce();
+    const Recording recording = Record(receiver, prepare_);
+    EXPECT_EQ(recording.finished["reason"], "eof");
+    EXPECT_EQ(receiver.LogText(), "");
+    receiver.Shutdown();
+}
+
+TEST_F(ExhaustionTest, TwoHundredSessionsLeaveNoDescriptorAndNoThread) {
+    const long pid = static_cast<long>(receiver_.Process().ProcessId());
+    const TestPcm jingle = MakeMusic(20, 22050, 1, FramesOf(22050, 650));
+    station_.Serve("/short", WavRoute(Concatenate({jingle, MakeMusic(21, 22050, 1, 22050)})));
+    const json prepare = PrepareCommand("s", station_.Url("/short"),
+                                        {SaveReference("short", "start", jingle)}, 1000, 100);
+    std::set<std::string> descriptors;
+    size_t threads = 0;
+    for (int i = 0; i < 200; ++i) {
+        const Recording recording = Record(receiver_, prepare);
+        ASSERT_EQ(recording.finished["reason"], "eof") << recording.finished;
+        ASSERT_EQ(recording.pcm.size(), 44100u);
+        if (i == 0) {  // the first one may leave what the libraries keep for good
+            WaitUntilNoSession();
+            descriptors = DescriptorsOf(pid);
+            threads = ThreadsOf(pid);
+        }
+    }
+    WaitUntilNoSession();
+    EXPECT_EQ(DescriptorsOf(pid), descriptors);
+    EXPECT_EQ(ThreadsOf(pid), threads);
+    EXPECT_FALSE(HasChildren(pid));
+}
+
+TEST_F(ExhaustionTest, SessionsThatFailLeaveNoDescriptorAndNoThread) {
+    const long pid = static_cast<long>(receiver_.Process().ProcessId());
+    StationRoute broken = WavRoute(broadcast_.audio);
+    broken.resetAfter = broadcast_.startJingleFrame * 2;
+    station_.Serve("/broken", broken);
+    StationRoute stalled = WavRoute(broadcast_.audio);
+    stalled.headStallAfter = 5;
+    station_.Serve("/stalled", stalled);
+
+    const auto runAll = [&] {
+        for (const char* path : {"/missing", "/broken"}) {
+            json prepare = prepare_;
+            prepare["url"] = station_.Url(path);
+            EXPECT_EQ(Record(receiver_, prepare).finished["reason"], "error");
+        }
+        json prepare = prepare_;
+        prepare["url"] = station_.Url("/stalled");
+        EXPECT_EQ(receiver_.Ask(prepare)["type"], "ACK");
+        receiver_.Ask({{"type", "CANCEL"}, {"sessionId", "s"}});
+        EXPECT_EQ(receiver_.WaitFor("FINISHED")["reason"], "cancelled");
+        // An audio client that goes away, one that never comes, and a control client that does.
+        EXPECT_EQ(receiver_.Ask(prepare_)["type"], "ACK");
+        CRawAudioClient audio;
+        EXPECT_TRUE(audio.Connect(receiver_.WaitFor("READY")["uri"]) && audio.ReadHeader());
+        audio.Close();
+        receiver_.WaitFor("FINISHED");
+        EXPECT_EQ(receiver_.Ask(prepare_)["type"], "ACK");
+        receiver_.WaitFor("READY");
+        receiver_.Disconnect();
+        receiver_.Introduce();
+        receiver_.Ask({{"type", "CANCEL"}, {"sessionId", "s"}});
+        receiver_.WaitFor("FINISHED");
+        WaitUntilNoSession();
+    };
+    runAll();
+    const size_t descriptors = DescriptorsOf(pid).size();
+    const size_t threads = ThreadsOf(pid);
+    for (int i = 0; i < 10; ++i) runAll();
+    EXPECT_EQ(DescriptorsOf(pid).size(), descriptors);
+    EXPECT_EQ(ThreadsOf(pid), threads);
+}
