@@ -1,12 +1,10 @@
 #include "audio/audio_file.h"
 
-#include <algorithm>
-
 BOOL CAudioFile::GetInfo(AudioFileInfo* info) {
     if (open_ == 0) return 0;
     const auto length = static_cast<int64_t>(length_);
     // A wrapped source may give a rate of 0.
-    const uint32_t perSecond = std::max(format_->nAvgBytesPerSec, 1U);
+    const uint32_t perSecond = format_->nAvgBytesPerSec != 0 ? format_->nAvgBytesPerSec : 1;
     info->lengthBytes = static_cast<uint32_t>(length_);
     info->wholeSeconds = static_cast<uint32_t>(length / perSecond);
     info->channels = format_->nChannels;

@@ -39,12 +39,12 @@ TEST_P(AudioFileContractTest, ItsFormatIsWhatItPlays) {
     EXPECT_TRUE(File().IsOpen());
     const WAVEFORMATEX* format = nullptr;
     ASSERT_EQ(File().GetFormat(&format), 0u);
-    EXPECT_EQ(format->wFormatTag, 1);
-    EXPECT_EQ(format->nChannels, 2);
-    EXPECT_EQ(format->nSamplesPerSec, 44100u);
-    EXPECT_EQ(format->wBitsPerSample, 16);
-    EXPECT_EQ(format->nBlockAlign, 4);
-    EXPECT_EQ(format->nAvgBytesPerSec, 176400u);
+    EXPECT_EQ(+format->wFormatTag, 1);
+    EXPECT_EQ(+format->nChannels, 2);
+    EXPECT_EQ(+format->nSamplesPerSec, 44100u);
+    EXPECT_EQ(+format->wBitsPerSample, 16);
+    EXPECT_EQ(+format->nBlockAlign, 4);
+    EXPECT_EQ(+format->nAvgBytesPerSec, 176400u);
 }
 
 TEST_P(AudioFileContractTest, ItPlaysEverySampleAndThenEnds) {

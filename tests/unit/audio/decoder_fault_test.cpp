@@ -33,7 +33,7 @@ protected:
         }
         const WAVEFORMATEX* format = nullptr;
         ASSERT_EQ(decoder.GetFormat(&format), 0u);
-        ASSERT_GT(format->nBlockAlign, 0);
+        ASSERT_GT(+format->nBlockAlign, 0);
         const ReadOutcome outcome = ReadBytes(decoder, kMostBytes);
         EXPECT_FALSE(outcome.overrun);
         EXPECT_EQ(outcome.bytes.size() % 2, 0u);

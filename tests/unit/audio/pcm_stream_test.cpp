@@ -61,8 +61,8 @@ protected:
         for (;;) {
             const auto record = ReadRecord<Pcm1ChunkRecord>();
             if (!record || record->type != kPcm1Data) return record;
-            EXPECT_EQ(record->firstFrame, received_.size() / 4);
-            EXPECT_EQ(record->status, 0u);
+            EXPECT_EQ(+record->firstFrame, received_.size() / 4);
+            EXPECT_EQ(+record->status, 0u);
             chunks_.push_back(record->byteCount);
             std::vector<uint8_t> pcm(record->byteCount);
             if (!client_.Read(pcm.data(), pcm.size(), TickMs() + kTestDeadlineMs)) {
@@ -111,20 +111,20 @@ TEST_F(PcmStreamTest, TheWholeStreamArrivesInOrderAndIsAcknowledged) {
     options.lengthFrames = 1000;
     StartServing(options);
     ASSERT_TRUE(ConnectAndReadHeader());
-    EXPECT_EQ(header_.magic, 0x314D4350u);
-    EXPECT_EQ(header_.version, 1u);
-    EXPECT_EQ(header_.headerBytes, 40u);
-    EXPECT_EQ(header_.sampleRate, 44100u);
-    EXPECT_EQ(header_.channels, 2);
-    EXPECT_EQ(header_.bitsPerSample, 16);
-    EXPECT_EQ(header_.reserved, 0u);
-    EXPECT_EQ(header_.lengthFrames, 1000u);
+    EXPECT_EQ(+header_.magic, 0x314D4350u);
+    EXPECT_EQ(+header_.version, 1u);
+    EXPECT_EQ(+header_.headerBytes, 40u);
+    EXPECT_EQ(+header_.sampleRate, 44100u);
+    EXPECT_EQ(+header_.channels, 2);
+    EXPECT_EQ(+header_.bitsPerSample, 16);
+    EXPECT_EQ(+header_.reserved, 0u);
+    EXPECT_EQ(+header_.lengthFrames, 1000u);
     const auto end = ReadChunks();
     ASSERT_TRUE(end);
-    EXPECT_EQ(end->type, 2u);
-    EXPECT_EQ(end->byteCount, 0u);
-    EXPECT_EQ(end->firstFrame, 1000u);
-    EXPECT_EQ(end->status, 0u);
+    EXPECT_EQ(+end->type, 2u);
+    EXPECT_EQ(+end->byteCount, 0u);
+    EXPECT_EQ(+end->firstFrame, 1000u);
+    EXPECT_EQ(+end->status, 0u);
     EXPECT_EQ(received_, BytesOf(pcm));
     EXPECT_EQ(chunks_, (std::vector<uint32_t>{1764, 1764, 472}));
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
@@ -138,8 +138,8 @@ TEST_F(PcmStreamTest, ASourceThatEndsAtOnceGivesAnEndRecordAtFrameZero) {
     ASSERT_TRUE(ConnectAndReadHeader());
     const auto end = ReadChunks();
     ASSERT_TRUE(end);
-    EXPECT_EQ(end->type, 2u);
-    EXPECT_EQ(end->firstFrame, 0u);
+    EXPECT_EQ(+end->type, 2u);
+    EXPECT_EQ(+end->firstFrame, 0u);
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
     EXPECT_TRUE(served_.get());
 }
@@ -151,10 +151,10 @@ TEST_F(PcmStreamTest, ASourceThatFailsEndsWithARecordOfType3AndStatus30) {
     ASSERT_TRUE(ConnectAndReadHeader());
     const auto end = ReadChunks();
     ASSERT_TRUE(end);
-    EXPECT_EQ(end->type, 3u);
-    EXPECT_EQ(end->status, 30u);
-    EXPECT_EQ(end->byteCount, 0u);
-    EXPECT_EQ(end->firstFrame, 100u);
+    EXPECT_EQ(+end->type, 3u);
+    EXPECT_EQ(+end->status, 30u);
+    EXPECT_EQ(+end->byteCount, 0u);
+    EXPECT_EQ(+end->firstFrame, 100u);
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
     EXPECT_TRUE(served_.get());
 }

@@ -123,8 +123,8 @@ TEST_F(RubberBufferTest, OpenGivesTheSourceItsPathAndTakesItsFormat) {
     EXPECT_EQ(source_->OpenedPath(), "scripted");
     const WAVEFORMATEX* format = nullptr;
     ASSERT_EQ(buffer_->GetFormat(&format), 0u);
-    EXPECT_EQ(format->nSamplesPerSec, 44100u);
-    EXPECT_EQ(format->nBlockAlign, 4);
+    EXPECT_EQ(+format->nSamplesPerSec, 44100u);
+    EXPECT_EQ(+format->nBlockAlign, 4);
     EXPECT_NE(format, &source_->record);
     AudioFileInfo info{1, 1, 1, 1, 1};
     ASSERT_EQ(buffer_->GetInfo(&info), 1);
