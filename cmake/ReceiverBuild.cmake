@@ -19,6 +19,10 @@ endif()
 if(WIN32)
     target_compile_definitions(receiver_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN
                                _WIN32_WINNT=0x0A00)
+    if(MINGW AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+        # Wrongly given for "literal" + std::string().
+        target_compile_options(receiver_options INTERFACE -Wno-restrict)
+    endif()
 endif()
 if(RECEIVER_SANITIZE)
     target_compile_options(receiver_options INTERFACE

@@ -124,7 +124,7 @@ TEST_F(FileLog, ItsEndLeavesTheBufferUnwritten) {
 }
 
 TEST_F(FileLog, AnExistingFileIsContinuedAtItsEnd) {
-    std::ofstream(path_) << "old\n";
+    std::ofstream(path_, std::ios::binary) << "old\n";
     CFileLog log(path_, 0, 64);
     log.Write("new\n");
     log.Flush();
