@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "pipe/pcm_pipe.h"
 #include "platform/clock.h"

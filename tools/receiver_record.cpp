@@ -1,4 +1,5 @@
 // receiver-record: records one program of a stream to a file.
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 

@@ -131,7 +131,7 @@ TEST_F(ReceiverRecordPosixTest, AJoinedReceiverThatIsKilledLeavesAPlayableFile) 
         Arguments({"--control", receiver.Uri(), "--max", "1m", "-o", OutputFile()}),
         CChildProcess::ErrorStream::kCapture);
     ASSERT_TRUE(watch_.WaitForSize(OutputFile() + ".part", 44100 * 4));
-    receiver.Process().Kill();
+    receiver.Kill();
     EXPECT_EQ(Exit(process), 1);
     ExpectPlayableBeginning();
 }
@@ -185,7 +185,7 @@ TEST_F(ReceiverRecordPosixTest, AFullDiskLeavesAPlayableFileAndIsAnOutputError) 
         GTEST_SKIP() << "no small disk can be mounted: " << std::strerror(errno);
     }
     const std::string output = (disk / "out.wav").string();
-    EXPECT_EQ(Run({"-o", output}), 6) << testing::PrintToString(Errors());
+    EXPECT_EQ(Execute({"-o", output}), 6) << testing::PrintToString(Errors());
     EXPECT_GT(fs::file_size(output), 300000u);
     const std::vector<int16_t> recorded = DecodeStream(output).samples;
     EXPECT_GT(recorded.size() * 2, 300000u);

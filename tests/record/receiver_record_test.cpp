@@ -31,7 +31,7 @@ protected:
 
 TEST_F(ReceiverRecordTest, AProgramFromJingleToOutroIsExactAndComplete) {
     Serve();
-    ASSERT_EQ(Run({"--end", folder_.File("outro.wav"), "-o", OutputFile()}), 0)
+    ASSERT_EQ(Execute({"--end", folder_.File("outro.wav"), "-o", OutputFile()}), 0)
         << testing::PrintToString(Errors());
     const nlohmann::json sidecar = Sidecar();
     EXPECT_EQ(sidecar["complete"], true);
@@ -45,7 +45,7 @@ TEST_F(ReceiverRecordTest, AProgramFromJingleToOutroIsExactAndComplete) {
 
 TEST_F(ReceiverRecordTest, TheMaximumEndsAProgramToTheFrame) {
     Serve();
-    ASSERT_EQ(Run({"--max", "2s", "-o", OutputFile()}), 0) << testing::PrintToString(Errors());
+    ASSERT_EQ(Execute({"--max", "2s", "-o", OutputFile()}), 0) << testing::PrintToString(Errors());
     EXPECT_EQ(Sidecar()["frames"], 88200);
     EXPECT_EQ(Sidecar()["program"]["reason"], "maximum");
     ExpectExactFrom(Sidecar());
@@ -53,14 +53,14 @@ TEST_F(ReceiverRecordTest, TheMaximumEndsAProgramToTheFrame) {
 
 TEST_F(ReceiverRecordTest, WithoutBoundsTheProgramLastsUntilTheSourceEnds) {
     Serve();
-    ASSERT_EQ(Run({"-o", OutputFile()}), 0) << testing::PrintToString(Errors());
+    ASSERT_EQ(Execute({"-o", OutputFile()}), 0) << testing::PrintToString(Errors());
     ExpectExactFrom(Sidecar());
     EXPECT_EQ(Sidecar()["endSample"], broadcast_.audio.Frames());
 }
 
 TEST_F(ReceiverRecordTest, StandardOutputCarriesTheWholeWavAndNothingElse) {
     Serve();
-    ASSERT_EQ(Run({"--max", "2s", "-o", "-"}), 0) << testing::PrintToString(Errors());
+    ASSERT_EQ(Execute({"--max", "2s", "-o", "-"}), 0) << testing::PrintToString(Errors());
     WriteFileBytes(OutputFile(), Output());
     EXPECT_EQ(Recorded().size(), 88200u * 2);
 }
@@ -69,7 +69,7 @@ TEST_F(ReceiverRecordTest, ASourceThatEndsWithoutAStartHasItsExitCodeAndLeavesNo
     Serve();
     // The outro is no start, and there is nothing else.
     WriteWavFile(folder_.File("jingle.wav"), MakeMusic(99, 44100, 2, 60000));
-    EXPECT_EQ(Run({"-o", OutputFile()}), 3) << testing::PrintToString(Errors());
+    EXPECT_EQ(Execute({"-o", OutputFile()}), 3) << testing::PrintToString(Errors());
     EXPECT_FALSE(fs::exists(OutputFile()));
     EXPECT_FALSE(PartFileIsLeft());
 }
@@ -78,7 +78,7 @@ TEST_F(ReceiverRecordTest, WaitGivesUpOnAStartThatDoesNotCome) {
     StationRoute route;
     route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
     Serve(route);
-    EXPECT_EQ(Run({"--wait", "1s", "-o", OutputFile()}), 3) << testing::PrintToString(Errors());
+    EXPECT_EQ(Execute({"--wait", "1s", "-o", OutputFile()}), 3) << testing::PrintToString(Errors());
     EXPECT_FALSE(PartFileIsLeft());
 }
 
@@ -86,7 +86,7 @@ TEST_F(ReceiverRecordTest, ASourceThatFailsInTheProgramKeepsWhatCame) {
     StationRoute route;
     route.closeAfter = BodyBytes(broadcast_.endJingleFrame);
     Serve(route);
-    EXPECT_EQ(Run({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
+    EXPECT_EQ(Execute({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
     EXPECT_EQ(Sidecar()["complete"], false);
     ExpectExactFrom(Sidecar());
     EXPECT_GT(Sidecar()["frames"], 44100);
@@ -94,38 +94,38 @@ TEST_F(ReceiverRecordTest, ASourceThatFailsInTheProgramKeepsWhatCame) {
 
 TEST_F(ReceiverRecordTest, ASourceThatEndsBeforeTheProgramIsASourceError) {
     Serve();
-    EXPECT_EQ(Run({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
+    EXPECT_EQ(Execute({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
     EXPECT_EQ(Sidecar()["program"]["reason"], "source_ended");
     ExpectExactFrom(Sidecar());
 }
 
 TEST_F(ReceiverRecordTest, ASourceThatCannotBeOpenedIsASourceError) {
-    EXPECT_EQ(Run({"-o", OutputFile()}), 4) << testing::PrintToString(Errors());
+    EXPECT_EQ(Execute({"-o", OutputFile()}), 4) << testing::PrintToString(Errors());
     EXPECT_FALSE(fs::exists(OutputFile()));
 }
 
 TEST_F(ReceiverRecordTest, ARequestThatTheReceiverRefusesIsAFailureWithItsText) {
     Serve();
-    EXPECT_EQ(Run({"--end", folder_.File("missing.wav"), "-o", OutputFile()}), 1);
+    EXPECT_EQ(Execute({"--end", folder_.File("missing.wav"), "-o", OutputFile()}), 1);
     EXPECT_NE(Errors().back().find("Reference file does not exist"), std::string::npos);
 }
 
 TEST_F(ReceiverRecordTest, AReceiverThatCannotBeStartedIsAFailure) {
-    EXPECT_EQ(Run({"--receiver", folder_.File("none"), "-o", OutputFile()}), 1);
+    EXPECT_EQ(Execute({"--receiver", folder_.File("none"), "-o", OutputFile()}), 1);
 }
 
 TEST_F(ReceiverRecordTest, AFileThatExistsIsOverwrittenOnlyByForce) {
     Serve();
     WriteFileBytes(OutputFile(), "precious");
-    EXPECT_EQ(Run({"--max", "1s", "-o", OutputFile()}), 6);
+    EXPECT_EQ(Execute({"--max", "1s", "-o", OutputFile()}), 6);
     EXPECT_EQ(fs::file_size(OutputFile()), 8u);
-    EXPECT_EQ(Run({"--max", "1s", "-o", OutputFile(), "--force"}), 0);
+    EXPECT_EQ(Execute({"--max", "1s", "-o", OutputFile(), "--force"}), 0);
     EXPECT_EQ(Recorded().size(), 44100u * 2);
 }
 
 TEST_F(ReceiverRecordTest, JsonTellsEveryEventAndTheOutcomeInLinesOfTheirOwn) {
     Serve();
-    ASSERT_EQ(Run({"--max", "2s", "--json", "--quiet", "-o", OutputFile()}), 0);
+    ASSERT_EQ(Execute({"--max", "2s", "--json", "--quiet", "-o", OutputFile()}), 0);
     EXPECT_TRUE(Errors().empty());
     std::vector<std::string> types;
     std::istringstream lines(Output());
@@ -141,9 +141,10 @@ TEST_F(ReceiverRecordTest, JsonTellsEveryEventAndTheOutcomeInLinesOfTheirOwn) {
 TEST_F(ReceiverRecordTest, ARunningReceiverIsJoinedAndKeepsRunning) {
     Serve();
     CReceiverDriver receiver;
-    ASSERT_EQ(Run({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile()}), 0)
+    ASSERT_EQ(Execute({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile()}), 0)
         << testing::PrintToString(Errors());
-    ASSERT_EQ(Run({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile(), "--force"}), 0);
+    ASSERT_EQ(Execute({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile(), "--force"}),
+              0);
     receiver.Introduce();
     receiver.Shutdown();
 }
@@ -161,6 +162,6 @@ TEST_F(ReceiverRecordTest, TheExampleOfTheLibraryRecordsAProgram) {
 }
 
 TEST_F(ReceiverRecordTest, AWrongCommandLineIsAUsageError) {
-    EXPECT_EQ(Run({"-o", "out.unknown"}), 2);
+    EXPECT_EQ(Execute({"-o", "out.unknown"}), 2);
     EXPECT_EQ(Output(), "");
 }

@@ -28,7 +28,7 @@ std::vector<std::string> CRecordRun::Arguments(const std::vector<std::string>& f
     return arguments;
 }
 
-int CRecordRun::Run(const std::vector<std::string>& further) {
+int CRecordRun::Execute(const std::vector<std::string>& further) {
     CChildProcess process(RecordProgram(), Arguments(further),
                           CChildProcess::ErrorStream::kCapture);
     const uint64_t deadline = TickMs() + kRunPatienceMs;

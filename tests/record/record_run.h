@@ -26,11 +26,11 @@ public:
     // URL and --start, then what is given.
     std::vector<std::string> Arguments(const std::vector<std::string>& further) const;
     // Runs it to its end.
-    int Run(const std::vector<std::string>& further);
+    int Execute(const std::vector<std::string>& further);
     std::vector<std::string> Errors() const { return errors_; }  // standard error, by line
     std::string Output() const { return output_; }               // standard output
 
-    // Of the last Run's -o, which is always this file.
+    // Of the last run's -o, which is always this file.
     std::string OutputFile() const { return folder_.File("out.wav"); }
     std::vector<int16_t> Recorded() const;
     nlohmann::json Sidecar() const;

@@ -1,6 +1,5 @@
 #include "record/audio_intake.h"
 
-#include <array>
 #include <chrono>
 #include <exception>
 #include <utility>
@@ -13,8 +12,8 @@ using receiver::CPcm1Reader;
 using receiver::ErrorKind;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kConnectTimeout(10000);
-constexpr milliseconds kReadStep(60000);  // a time-out only means: not yet
+constexpr milliseconds kConnectTimeout(2000);  // the pipe is there when READY is sent
+constexpr milliseconds kReadStep(60000);       // a time-out only means: not yet
 constexpr milliseconds kAcknowledgeTimeout(1000);
 constexpr size_t kReadBytes = 65536;
 // How far the output may fall behind the pipe before the recording is given up.

@@ -109,7 +109,7 @@ std::string Bash(const CLI::App& app) {
            "    case $previous in\n"
            "        " +
            files +
-           ")\n"
+           "|=)\n"
            "            compopt -o filenames 2>/dev/null\n"
            "            mapfile -t COMPREPLY < <(compgen -f -- \"${word#*=}\")\n"
            "            return ;;\n"

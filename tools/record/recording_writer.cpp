@@ -1,6 +1,7 @@
 #include "record/recording_writer.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <utility>

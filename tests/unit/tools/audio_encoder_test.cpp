@@ -152,7 +152,7 @@ TEST_F(AudioEncoderTest, WavForAPipeNeedsNoSeeking) {
 TEST_F(AudioEncoderTest, AFullDiskLeavesAPlayableFileWithWhatFitted) {
     const TestPcm pcm = MakeNoise(1, 44100, 2, kFrames);
     for (const char* extension : {".wav", ".flac"}) {
-        for (const uint64_t capacity : {20000, 100001, 250003, 300000}) {
+        for (const uint64_t capacity : {60000, 100001, 250003, 300000}) {
             CFakeSink sink;
             sink.SetCapacity(capacity);
             CAudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {},

@@ -27,7 +27,7 @@ TEST(HelpDocumentsTest, TheManualHasEveryOptionExampleAndExitCode) {
 
 TEST(HelpDocumentsTest, CompletionsOfferFilesWhereAFileIsMeant) {
     const std::string bash = Document("bash");
-    EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--receiver|--log)"), std::string::npos)
+    EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--receiver|--log|=)"), std::string::npos)
         << bash;
     EXPECT_NE(bash.find("--wait|--max|--fade|--io-timeout|--block|--control)"), std::string::npos)
         << bash;
