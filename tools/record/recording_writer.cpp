@@ -34,7 +34,7 @@ CRecordingWriter::~CRecordingWriter() {
 
 bool CRecordingWriter::Append(std::span<const std::byte> pcm) {
     Block block(pcm.size() / sizeof(int16_t));
-    std::memcpy(block.data(), pcm.data(), block.size() * sizeof(int16_t));
+    if (!block.empty()) std::memcpy(block.data(), pcm.data(), block.size() * sizeof(int16_t));
     const double peak = PeakOf(block);
 
     CLock lock(mutex_);
