@@ -265,13 +265,12 @@ TEST_F(ProgramTest, ASourceThatBreaksOffAfterReadyIsDrainedToItsLastSample) {
     StationRoute route = WavRoute(broadcast.audio);
     const DecodedStream decoded = Decode(route.body);
     route.resetAfter = 44 + broadcast.endJingleFrame * 4;
-    json sourceError;
     const Recording recording = [&] {
         const json prepare =
             PrepareCommand("s", ServeHalf(std::move(route)), SaveJingles(broadcast), 60000, 500);
         return Record(receiver_, prepare, [&] {
             ReleaseRest();
-            WaitUntilSourceFinished();
+            WaitUntilSourceErrorIsKnown();
         });
     }();
     ExpectSoundEvents(recording, true);
@@ -319,7 +318,10 @@ TEST_F(ProgramTest, WithoutBoundsABrokenSourceEndsTheStreamWithTheFailedRecord) 
     route.resetAfter = 44 + broadcast.endJingleFrame * 4;
     const Recording recording =
         Record(receiver_, PrepareCommand("s", ServeHalf(std::move(route)), SaveJingles(broadcast)),
-               [this] { ReleaseRest(); });
+               [this] {
+                   ReleaseRest();
+                   WaitUntilSourceErrorIsKnown();
+               });
     ExpectSoundEvents(recording, /*withProgram=*/false);
     EXPECT_EQ(recording.end.type, 3u);
     EXPECT_EQ(recording.end.status, 30u);

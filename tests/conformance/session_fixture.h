@@ -67,6 +67,11 @@ protected:
         }
     }
 
+    // A reader that is done before the host looks again would leave the error unreported.
+    void WaitUntilSourceErrorIsKnown() {
+        while (!Snapshot().contains("sourceError")) {
+        }
+    }
     // A reader at the live edge has passed the end of the outro when its match is reported;
     // one that comes after that gets not a sample more than the program.
     void WaitUntilOutroIsKnown() {
