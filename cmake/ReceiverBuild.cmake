@@ -30,6 +30,14 @@ if(RECEIVER_SANITIZE)
     target_link_options(receiver_options INTERFACE -fsanitize=${RECEIVER_SANITIZE})
 endif()
 
+# For the tests' own code: watched for what it does to memory and threads, while
+# undefined behaviour is looked for in what is tested. That halves its compilation.
+add_library(receiver_test_options INTERFACE)
+target_link_libraries(receiver_test_options INTERFACE receiver_options)
+if(RECEIVER_SANITIZE MATCHES undefined)
+    target_compile_options(receiver_test_options INTERFACE -fno-sanitize=undefined)
+endif()
+
 # receiver_add_library(NAME SOURCES... LIBS...): one src/ folder. LIBS names all
 # that it may use, so that the linker refuses an arrow in the wrong direction.
 # PLATFORM names the base of each pair of files X_win32.cpp / X_posix.cpp.
@@ -67,9 +75,11 @@ function(receiver_windows_program name)
 endfunction()
 
 # receiver_add_test(NAME LIBS...): a GoogleTest program of every *_test.cpp of the
-# current folder (below it too), each test registered with ctest under NAME.
+# current folder (below it too), each test registered with ctest under NAME. Tests that
+# the filter SERIAL names change what others share: nothing runs beside them. WHOLE
+# registers the program as one test.
 function(receiver_add_test name)
-    cmake_parse_arguments(arg "" "TIMEOUT" "LIBS;LABELS;SOURCES" ${ARGN})
+    cmake_parse_arguments(arg "WHOLE" "TIMEOUT;SERIAL" "LIBS;LABELS;SOURCES" ${ARGN})
     if(NOT arg_SOURCES)
         file(GLOB_RECURSE arg_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
     endif()
@@ -83,8 +93,10 @@ function(receiver_add_test name)
         set(arg_TIMEOUT 120)
     endif()
     add_executable(${name} ${arg_SOURCES})
-    target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main receiver_options)
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main
+                          receiver_test_options)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+    target_precompile_headers(${name} REUSE_FROM receiver_test_headers)
     receiver_windows_program(${name})
     set(properties TIMEOUT ${arg_TIMEOUT})
     if(arg_LABELS)
@@ -93,8 +105,18 @@ function(receiver_add_test name)
     if(RECEIVER_TEST_FIXTURES)
         list(APPEND properties FIXTURES_REQUIRED ${RECEIVER_TEST_FIXTURES})
     endif()
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}."
-                         PROPERTIES ${properties})
+    if(arg_WHOLE)
+        add_test(NAME ${name} COMMAND ${name})
+        set_tests_properties(${name} PROPERTIES ${properties})
+        return()
+    endif()
+    set(discovery DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}.")
+    if(arg_SERIAL)
+        gtest_discover_tests(${name} ${discovery} TEST_FILTER "${arg_SERIAL}"
+                             PROPERTIES ${properties} RUN_SERIAL TRUE)
+        list(APPEND discovery TEST_FILTER "-${arg_SERIAL}")
+    endif()
+    gtest_discover_tests(${name} ${discovery} PROPERTIES ${properties})
 endfunction()
 
 # receiver_add_emulator_fixture(): what runs the tests of a cross-build is made ready

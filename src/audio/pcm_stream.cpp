@@ -1,6 +1,7 @@
 #include "audio/pcm_stream.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "platform/clock.h"
@@ -103,6 +104,7 @@ private:
 
 bool ServePcmStream(CPcmPipe& endpoint, CAudioFile& source, const PcmStreamOptions& options,
                     std::function<void()> onConnected) {
+    const std::function<void()> notify = std::move(onConnected);  // released with the call
     const WAVEFORMATEX* format = ServableFormat(source);
     if (!format || options.framesPerChunk == 0 ||
         options.framesPerChunk > kLargestChunkBytes / format->nBlockAlign) {
@@ -111,6 +113,6 @@ bool ServePcmStream(CPcmPipe& endpoint, CAudioFile& source, const PcmStreamOptio
     const uint32_t connectTimeoutMs =
         options.connectTimeoutMs != 0 ? options.connectTimeoutMs : options.ioTimeoutMs;
     if (!endpoint.Accept(connectTimeoutMs)) return false;
-    if (onConnected) onConnected();
+    if (notify) notify();
     return CPcmStream(endpoint, source, *format, options).Serve();
 }

@@ -44,7 +44,7 @@ uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample) {
 
 CDetectorAudioFile::CDetectorAudioFile(std::unique_ptr<CAudioFile> source,
                                        std::vector<ReferenceFingerprint>&& references,
-                                       MatchCallback callback, double berThreshold)
+                                       const MatchCallback& callback, double berThreshold)
     : source_(std::move(source)),
       matcher_(CheckedReferences(source_.get(), std::move(references), callback, berThreshold),
                berThreshold, callback) {}

@@ -32,8 +32,8 @@ public:
     // configuration" (no source, callback or references), "Invalid Detector BER
     // threshold" (outside 0..1), "Invalid reference" (fewer than 16 words).
     CDetectorAudioFile(std::unique_ptr<CAudioFile> source,
-                       std::vector<ReferenceFingerprint>&& references, MatchCallback callback,
-                       double berThreshold);
+                       std::vector<ReferenceFingerprint>&& references,
+                       const MatchCallback& callback, double berThreshold);
     ~CDetectorAudioFile() override;
 
     // Fails (and closes the source) unless it delivers 16-bit PCM of 1 to 8 channels.

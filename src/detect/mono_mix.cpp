@@ -28,7 +28,7 @@ void Mix(const void* pcm, size_t frames, Channels channels, int16_t* mono) {
 }  // namespace
 
 void MixToMono(const void* pcm, size_t frames, unsigned channels, int16_t* mono) {
-    if (frames == 0) return;
+    if (frames == 0 || channels == 0) return;
     if (channels == 1) {
         std::memcpy(mono, pcm, frames * sizeof(int16_t));
     } else if (channels == 2) {

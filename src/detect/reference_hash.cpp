@@ -16,7 +16,7 @@ static_assert(std::endian::native == std::endian::little,
 namespace {
 
 constexpr uint32_t kReadBytes = 65536;
-constexpr size_t kUsualFileBytes = 8 * 1024 * 1024;
+constexpr size_t kUsualFileBytes = size_t{8} * 1024 * 1024;
 
 struct MonoRecording {
     std::vector<int16_t> samples;

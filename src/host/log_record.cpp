@@ -36,7 +36,11 @@ std::string Quoted(std::string_view text) {
 
 void AppendField(const std::string& name, const json& value, std::string& line) {
     if (value.is_structured() && !value.empty()) {
-        for (const auto& [key, item] : value.items()) AppendField(name + "." + key, item, line);
+        for (const auto& [key, item] : value.items()) {
+            std::string itemName = name;
+            itemName.append(".").append(key);
+            AppendField(itemName, item, line);
+        }
         return;
     }
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();

@@ -80,6 +80,7 @@ pid_t Spawn(const std::string& program, const std::vector<std::string>& argument
     std::vector<std::string> texts{program};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
+    argv.reserve(texts.size() + 1);
     for (std::string& text : texts) argv.push_back(text.data());
     argv.push_back(nullptr);
     const Attributes attributes;
