@@ -38,9 +38,10 @@ uint32_t TransferAll(const CPcmPipeCancellation& cancellation, size_t count,
         if (cancellation.IsCancelled()) return kErrorCancelled;
         if (TickMs() >= deadlineTickMs) return kErrorTimedOut;
         size_t moved = 0;
-        if (const uint32_t error = step(transferred, moved)) return error;
-        if (moved == 0) return kErrorBrokenPipe;
+        const uint32_t error = step(transferred, moved);
         transferred += moved;
+        if (error != kErrorNone) return error;
+        if (moved == 0) return kErrorBrokenPipe;
     }
     return kErrorNone;
 }

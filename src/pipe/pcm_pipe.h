@@ -37,7 +37,8 @@ public:
     // or is busy, until the time-out; a time-out of 0 tries once.
     bool Connect(const std::string& uri, uint32_t timeoutMs);
 
-    // Exactly `count` bytes or false. `transferred` (may be null) is set in every case.
+    // Exactly `count` bytes or false. `transferred` (may be null) is set in every case: after
+    // a failure it tells how many bytes are in the buffer, and a reader goes on behind them.
     bool Read(void* buffer, size_t count, uint64_t deadlineTickMs, size_t* transferred = nullptr);
     bool Write(const void* buffer, size_t count, uint64_t deadlineTickMs);
     // Bytes that can be read now. Fails with 109 once the peer is gone and all is read.

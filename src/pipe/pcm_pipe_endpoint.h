@@ -19,7 +19,8 @@ public:
     virtual uint32_t Connect(const std::string& name) = 0;
 
     virtual uint32_t Accept(uint64_t deadlineTickMs) = 0;
-    // At most `count` bytes; `moved` is set in every case, 0 at success is the end.
+    // At most `count` bytes; `moved` is set in every case, 0 at success is the end. A wait
+    // that ends with 995 or 1460 may have moved bytes as well.
     virtual uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs,
                               size_t& moved) = 0;
     virtual uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,

@@ -113,7 +113,8 @@ private:
         if (signalled == WAIT_TIMEOUT) error = kErrorTimedOut;
         DWORD bytes = 0;
         CancelIoEx(pipe_.Get(), &overlapped);
-        GetOverlappedResult(pipe_.Get(), &overlapped, &bytes, TRUE);
+        // What came between the end of the wait and the cancelling is off the pipe.
+        if (GetOverlappedResult(pipe_.Get(), &overlapped, &bytes, TRUE)) moved = bytes;
         return error;
     }
 

@@ -170,6 +170,43 @@ TEST_P(PipeEnds, ReadThatTimesOutReportsThePartThatCame) {
     EXPECT_EQ(std::string(bytes_.data(), 3), "abc");
 }
 
+// The shortest patience there is, so that bytes come before, while and after it ends.
+TEST_P(PipeEnds, ReadsThatGoOnAfterTimeOutsLoseAndRepeatNothing) {
+    constexpr int kAnswers = 500;
+    const std::string answer = "0123456789abcdef";
+    std::thread far([&] {
+        char request = 0;
+        for (int i = 0; i < kAnswers; ++i) {
+            EXPECT_TRUE(far_.Read(&request, 1, Soon()));
+            EXPECT_TRUE(WriteFar(answer));
+        }
+    });
+    for (int i = 0; i < kAnswers; ++i) {
+        EXPECT_TRUE(near_.Write("?", 1, Soon()));
+        const uint64_t patience = Soon();
+        size_t got = 0;
+        while (got < answer.size() && TickMs() < patience) {
+            size_t transferred = 0;
+            near_.Read(bytes_.data() + got, answer.size() - got, TickMs() + 1, &transferred);
+            got += transferred;
+        }
+        EXPECT_EQ(std::string(bytes_.data(), got), answer);
+    }
+    far.join();
+}
+
+TEST_P(PipeEnds, ACancelledReadHasReportedOrLeftEveryByte) {
+    ASSERT_TRUE(WriteFar("ab"));
+    std::thread canceller([this] { nearCancellation_.Cancel(); });
+
+    size_t transferred = 99;
+    EXPECT_FALSE(near_.Read(bytes_.data(), 5, Soon(), &transferred));
+    canceller.join();
+    size_t available = 99;
+    EXPECT_TRUE(near_.Peek(&available));
+    EXPECT_EQ(transferred + available, 2u);
+}
+
 TEST_P(PipeEnds, ReadDoesNotTimeOutBeforeItsDeadline) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(near_.Read(bytes_.data(), 1, TickMs() + 100));
