@@ -30,17 +30,15 @@ int main(int argc, char** argv) {
     request.program = receiver::ProgramLimits{5000, 1000};  // 5 s, faded out over the last one
     if (!client.Prepare(request, 10s)) return Fail(client.LastError());
     while (const auto event = client.NextEvent(10min)) {
-        if (const auto* finished = std::get_if<receiver::FinishedEvent>(&event->body)) {
-            std::fprintf(stderr, "finished: %s\n", finished->session.reason.c_str());
+        if (const auto* finished = std::get_if<receiver::FinishedEvent>(&event->body))
             return client.Shutdown(10s) && finished->session.reason == "eof" ? 0 : 1;
-        }
         const auto* ready = std::get_if<receiver::ReadyEvent>(&event->body);
         if (ready == nullptr) continue;
         receiver::CPcm1Reader audio(stop);
         if (!audio.Open(ready->uri, 10s)) return Fail(audio.LastError());
         std::vector<std::byte> pcm(65536);
         size_t bytes = 0;
-        receiver::CPcm1Reader::Result result;
+        auto result = receiver::CPcm1Reader::Result::kError;
         while ((result = audio.Read(pcm, &bytes, 1min)) == receiver::CPcm1Reader::Result::kData)
             std::fwrite(pcm.data(), 1, bytes, stdout);
         if (result == receiver::CPcm1Reader::Result::kError) return Fail(audio.LastError());

@@ -58,6 +58,49 @@ long ChildOf(long pid) {
     return 0;
 }
 
+// A FIFO that a program writes into and nobody empties until ReadAll.
+class CStalledOutput {
+public:
+    explicit CStalledOutput(const std::string& path) {
+        EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+        fd_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_EQ(fcntl(fd_, F_SETPIPE_SZ, kCapacity), kCapacity);
+    }
+    ~CStalledOutput() { close(fd_); }
+    // The recorder writes a short head and then 16384 bytes at once, which never fit.
+    bool WaitUntilWriterIsBlocked() {
+        while (bytes_.size() < kCapacity) {
+            if (!ReadSome()) return false;
+        }
+        return WaitForMore();
+    }
+    std::string ReadAll() {
+        while (ReadSome()) {
+        }
+        return bytes_;
+    }
+
+private:
+    static constexpr int kCapacity = 4096;
+
+    bool WaitForMore() {
+        pollfd ready = {fd_, POLLIN, 0};
+        return poll(&ready, 1, static_cast<int>(kRunPatienceMs)) > 0;
+    }
+    bool ReadSome() {
+        char piece[kCapacity];
+        if (!WaitForMore()) return false;
+        const ssize_t count = read(fd_, piece, sizeof(piece));
+        if (count > 0) bytes_.append(piece, static_cast<size_t>(count));
+        return count > 0;
+    }
+
+    int fd_ = -1;
+    std::string bytes_;
+};
+
+const std::string kRecordingFrom = "Recording from sample ";
+
 class ReceiverRecordPosixTest : public testing::Test, public CRecordRun {
 protected:
     // The stream stands still in the middle of the programme; the recorder has at least
@@ -136,36 +179,60 @@ TEST_F(ReceiverRecordPosixTest, AJoinedReceiverThatIsKilledLeavesAPlayableFile) 
     ExpectPlayableBeginning();
 }
 
+// The station stands still just behind the outro, so that the recorder is served what
+// follows it before the receiver can have recognised it.
+TEST_F(ReceiverRecordPosixTest, ARecordingAtTheLiveEdgeEndsWithTheOutroToTheFrame) {
+    constexpr size_t kBeyondOutro = 2205;  // recognised after 2756
+    StationRoute route;
+    route.gated = true;
+    Serve(route);
+    station_.Release("/live", BodyBytes(broadcast_.tailFrame + kBeyondOutro));
+    CChildProcess process(
+        RecordProgram(),
+        Arguments({"--end", folder_.File("outro.wav"), "--block", "1024", "-o", OutputFile()}),
+        CChildProcess::ErrorStream::kCapture);
+    const size_t served = broadcast_.tailFrame - broadcast_.startJingleFrame;
+    const size_t heldBack = 44100 + 8192;  // by the recorder and its encoder
+    ASSERT_TRUE(watch_.WaitForSize(OutputFile() + ".part", (served - heldBack) * 4));
+    station_.ReleaseAll("/live");
+    EXPECT_EQ(Exit(process), 0);
+    const nlohmann::json sidecar = Sidecar();
+    const auto start = sidecar["program"]["startSample"].get<size_t>();
+    const auto end = sidecar["program"]["endSample"].get<size_t>();
+    EXPECT_EQ(sidecar["program"]["reason"], "outro");
+    EXPECT_EQ(sidecar["endSample"], end);
+    EXPECT_EQ(Recorded(), Slice(broadcast_.audio, start, end - start).samples);
+}
+
 // The receiver gives up on a client that does not read for a second. Here nobody reads
-// the recorder's output until the receiver has sent everything: far more than the pipes
-// between hold, so that the recorder must have taken it in beside its stalled output.
+// the recorder's output for longer, and not before the receiver has sent everything: far
+// more than the pipes between hold, so that the recorder must have taken it in meanwhile.
 TEST_F(ReceiverRecordPosixTest, AnOutputThatStandsStillDoesNotHarmTheRecording) {
-    Serve();
-    const std::string fifo = folder_.File("fifo");
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    ASSERT_GE(reader, 0);
-    std::vector<std::string> arguments = {"-c", "fifo=$0; exec \"$@\" > \"$fifo\"", fifo,
-                                          RecordProgram()};
+    StationRoute route;
+    route.gated = true;
+    Serve(route);
+    station_.Release("/live", BodyBytes(broadcast_.tailFrame));
+    CStalledOutput output(folder_.File("fifo"));
+    std::vector<std::string> arguments = {"-c", "fifo=$0; exec \"$@\" > \"$fifo\"",
+                                          folder_.File("fifo"), RecordProgram()};
     for (const std::string& argument : Arguments({"-o", "-"})) arguments.push_back(argument);
     CChildProcess process("/bin/sh", arguments, CChildProcess::ErrorStream::kCapture);
-    EXPECT_TRUE(WaitForErrorLine(process, "The session has finished: eof"));
+    ASSERT_TRUE(output.WaitUntilWriterIsBlocked());
 
-    std::string wav;
-    char piece[65536];
-    pollfd ready = {reader, POLLIN, 0};
-    while (poll(&ready, 1, static_cast<int>(kRunPatienceMs)) > 0) {
-        const ssize_t count = read(reader, piece, sizeof(piece));
-        if (count <= 0) break;
-        wav.append(piece, static_cast<size_t>(count));
-    }
-    close(reader);
+    std::string told;
+    const uint64_t stallEnd = TickMs() + 1500;
+    while (const auto line = process.ReadErrorLine(stallEnd)) told += *line + "\n";
+    EXPECT_GE(TickMs(), stallEnd) << told;
+    const size_t recording = told.find(kRecordingFrom);
+    ASSERT_NE(recording, std::string::npos) << told;
+    station_.ReleaseAll("/live");
+    EXPECT_TRUE(WaitForErrorLine(process, "The session has finished: eof")) << told;
+
+    WriteFileBytes(OutputFile(), output.ReadAll());
     EXPECT_EQ(Exit(process), 0);
-    WriteFileBytes(OutputFile(), wav);
-    const std::vector<int16_t> recorded = Recorded();
-    const size_t start = broadcast_.audio.Frames() - recorded.size() / 2;
-    EXPECT_EQ(recorded, Slice(broadcast_.audio, start, recorded.size() / 2).samples);
-    EXPECT_GT(wav.size(), 1000000u);
+    const size_t start = std::stoul(told.substr(recording + kRecordingFrom.size()));
+    EXPECT_EQ(Recorded(),
+              Slice(broadcast_.audio, start, broadcast_.audio.Frames() - start).samples);
 }
 
 TEST_F(ReceiverRecordPosixTest, AReaderOfStandardOutputThatGoesAwayIsAnOutputError) {

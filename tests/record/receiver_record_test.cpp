@@ -38,6 +38,7 @@ TEST_F(ReceiverRecordTest, AProgramFromJingleToOutroIsExactAndComplete) {
     EXPECT_EQ(sidecar["program"]["reason"], "outro");
     EXPECT_EQ(sidecar["source"], station_.Url("/live"));
     EXPECT_EQ(sidecar["matches"].size(), 2u);
+    EXPECT_EQ(sidecar["endSample"], sidecar["program"]["endSample"]);
     ExpectExactFrom(sidecar);
     EXPECT_FALSE(PartFileIsLeft());
     EXPECT_EQ(Output(), "");
@@ -95,7 +96,8 @@ TEST_F(ReceiverRecordTest, ASourceThatFailsInTheProgramKeepsWhatCame) {
 TEST_F(ReceiverRecordTest, ASourceThatEndsBeforeTheProgramIsASourceError) {
     Serve();
     EXPECT_EQ(Execute({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
-    EXPECT_EQ(Sidecar()["program"]["reason"], "source_ended");
+    EXPECT_EQ(Sidecar()["message"], "The source ended before the program did");
+    EXPECT_EQ(Sidecar()["endSample"], broadcast_.audio.Frames());
     ExpectExactFrom(Sidecar());
 }
 

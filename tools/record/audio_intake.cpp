@@ -32,7 +32,7 @@ CAudioIntake::CAudioIntake(std::string uri, const OutputFormat& format, Recordin
 
 CAudioIntake::~CAudioIntake() {
     Stop();
-    Join();
+    WaitForEnd();
 }
 
 bool CAudioIntake::Ended() {
@@ -40,8 +40,22 @@ bool CAudioIntake::Ended() {
     return progress_.end != End::kRunning;
 }
 
-void CAudioIntake::Join() {
+void CAudioIntake::WaitForEnd() {
     if (thread_.joinable()) thread_.join();
+}
+
+void CAudioIntake::Finish(std::optional<uint64_t> frames) {
+    CLock lock(mutex_);
+    const std::shared_ptr<CRecordingWriter> writer = writer_;
+    lock.Unlock();
+    if (writer == nullptr) return;
+    const bool playable = writer->Finish(frames);
+    const std::string failure = writer->GetProgress().failure;
+    lock.Lock();
+    progress_.playable = playable;
+    if (failure.empty()) return;
+    progress_.end = End::kOutputFailed;
+    progress_.failure = failure;
 }
 
 CAudioIntake::Progress CAudioIntake::GetProgress() {
@@ -68,12 +82,8 @@ void CAudioIntake::Run() {
             writer_ = writer;
         }
         const End end = Receive(*writer);
-        const bool playable = writer->Finish();
-        const std::string failure = writer->GetProgress().failure;
         CLock lock(mutex_);
-        progress_.playable = playable;
-        progress_.end = failure.empty() ? end : End::kOutputFailed;
-        if (!failure.empty()) progress_.failure = failure;
+        progress_.end = end;
     } catch (const std::exception& e) {
         Fail(End::kOutputFailed, e.what());
     }

@@ -1,12 +1,13 @@
 // Empties an audio pipe into a recording, on a thread of its own.
 //
-//   Threads  the reader (owned; joined by Join and the destructor) reads the pipe.
+//   Threads  the reader (owned; joined by WaitForEnd and the destructor) reads the pipe.
 //            Everything else: one thread, but GetProgress and Ended: any.
 //   Lock     mutex_ guards the state; never held across the pipe or the output.
 #pragma once
 
 #include <condition_variable>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -28,7 +29,7 @@ public:
         receiver::PcmFormat format;  // valid once framesQueued is not 0
         CRecordingWriter::Progress writer;
         std::string failure;    // for kLost and kOutputFailed
-        bool playable = false;  // valid at the end: there is a file that can be played
+        bool playable = false;  // valid after Finish: there is a file that can be played
     };
 
     // Connects to the URI at once. The sink outlives the object.
@@ -38,10 +39,13 @@ public:
     CAudioIntake(const CAudioIntake&) = delete;
     CAudioIntake& operator=(const CAudioIntake&) = delete;
 
-    // Stops waiting for more; what has come is written.
+    // Stops waiting for more.
     void Stop() { cancellation_.Cancel(); }
     bool Ended() EXCLUDES(mutex_);
-    void Join();  // until all is written
+    void WaitForEnd();  // of the stream, one way or another
+    // After WaitForEnd: writes what has come, or only its first `frames` frames, and closes
+    // the output. Once.
+    void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
     Progress GetProgress() EXCLUDES(mutex_);
 
 private:

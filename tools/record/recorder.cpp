@@ -89,7 +89,14 @@ void CRecorder::Record() {
     if (intake_ == nullptr) return;
     // What the receiver has sent is still in the pipe, and ends with it.
     if (!finished_ && stop_ != Stop::kNone) intake_->Stop();
-    intake_->Join();
+    FinishAudio();
+}
+
+// The receiver recognises the end of a program a moment after it has sent it.
+void CRecorder::FinishAudio() {
+    intake_->WaitForEnd();
+    audio_ = intake_->GetProgress();
+    intake_->Finish(IsComplete() ? ProgramFrames() : std::nullopt);
     audio_ = intake_->GetProgress();
 }
 
@@ -159,6 +166,7 @@ void CRecorder::Handle(const receiver::Event& event) {
         status_.state = "DRAINING";
     } else if (const auto* finished = std::get_if<receiver::FinishedEvent>(&event.body)) {
         finished_ = finished->session;
+        if (finished_->program) report_.program = finished_->program;
         status_.state = "FINISHED";
     }
 }
@@ -264,16 +272,27 @@ RecordingTags CRecorder::Tags() const {
     return {{"comment", comment}, {"date", UtcNow()}, {"encoded_by", "receiver-record"}};
 }
 
+std::optional<uint64_t> CRecorder::ProgramFrames() const {
+    if (!report_.program) return {};
+    const receiver::Program& program = *report_.program;
+    return program.endSample - std::min(program.startSample, program.endSample);
+}
+
+bool CRecorder::IsComplete() const {
+    if (audio_.end != CAudioIntake::End::kComplete) return false;
+    if (finished_ && finished_->reason != "eof") return false;
+    if (!report_.program) return true;
+    const bool endedByItself =
+        report_.program->reason == "maximum" || report_.program->reason == "outro";
+    return endedByItself && audio_.writer.framesQueued >= *ProgramFrames();
+}
+
 // An interruption outweighs what it led to, but not a program that was complete before.
 void CRecorder::Decide() {
     if (audio_.end == CAudioIntake::End::kOutputFailed) {
         End(ExitCode::kOutputError, audio_.failure);
     }
-    const bool complete = audio_.end == CAudioIntake::End::kComplete &&
-                          (!finished_ || finished_->reason == "eof") &&
-                          (!report_.program || report_.program->reason == "maximum" ||
-                           report_.program->reason == "outro");
-    if (complete) End(ExitCode::kComplete, "");
+    if (IsComplete()) End(ExitCode::kComplete, "");
     if (stop_ == Stop::kInterrupted || interrupted_.IsSignalled()) {
         End(ExitCode::kInterrupted, "interrupted");
     }
@@ -286,6 +305,9 @@ void CRecorder::Decide() {
 void CRecorder::DecideBySession() {
     if (sourceFailed_ || audio_.end == CAudioIntake::End::kSourceFailed) {
         End(ExitCode::kSourceError, "The source failed");
+    }
+    if (audio_.end == CAudioIntake::End::kComplete && !finished_) {
+        End(ExitCode::kFailure, "The receiver was lost before it told how the program ended");
     }
     if (audio_.end == CAudioIntake::End::kComplete) {
         End(ExitCode::kSourceError, "The source ended before the program did");

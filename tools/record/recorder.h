@@ -44,6 +44,9 @@ private:
     void PollReceiver();
     RecordingTags Tags() const;
 
+    bool IsComplete() const;
+    std::optional<uint64_t> ProgramFrames() const;  // when the program has bounds
+    void FinishAudio();
     void Decide();
     void DecideBySession();
     void End(ExitCode code, std::string message);

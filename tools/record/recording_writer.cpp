@@ -10,6 +10,9 @@
 
 namespace {
 
+// More than the receiver sends beyond the end of a program.
+constexpr uint64_t kHeldBackSeconds = 1;
+
 double PeakOf(const std::vector<int16_t>& samples) {
     int peak = 0;
     for (const int16_t sample : samples) peak = std::max(peak, std::abs(static_cast<int>(sample)));
@@ -52,15 +55,28 @@ bool CRecordingWriter::Append(std::span<const std::byte> pcm) {
     return true;
 }
 
-bool CRecordingWriter::Finish() {
+bool CRecordingWriter::Finish(std::optional<uint64_t> frames) {
     {
         CLock lock(mutex_);
+        if (frames) DropAfter(*frames);
         finishing_ = true;
         changed_.notify_one();
     }
     if (writer_.joinable()) writer_.join();
     CLock lock(mutex_);
     return playable_;
+}
+
+void CRecordingWriter::DropAfter(uint64_t frames) {
+    while (!queue_.empty() && progress_.framesQueued > frames) {
+        Block& newest = queue_.back();
+        const uint64_t surplus =
+            std::min<uint64_t>(newest.size() / pcm_.channels, progress_.framesQueued - frames);
+        newest.resize(newest.size() - static_cast<size_t>(surplus) * pcm_.channels);
+        progress_.framesQueued -= surplus;
+        queuedBytes_ -= static_cast<size_t>(surplus) * pcm_.FrameBytes();
+        if (newest.empty()) queue_.pop_back();
+    }
 }
 
 CRecordingWriter::Progress CRecordingWriter::GetProgress() {
@@ -84,11 +100,19 @@ void CRecordingWriter::Run() {
     }
 }
 
+bool CRecordingWriter::NextIsDue() const {
+    if (queue_.empty()) return false;
+    if (finishing_ || !progress_.failure.empty()) return true;
+    const uint64_t left =
+        progress_.framesQueued - progress_.framesWritten - queue_.front().size() / pcm_.channels;
+    return left >= kHeldBackSeconds * pcm_.sampleRate;
+}
+
 // What waits when the queue has grown too long is still written.
 bool CRecordingWriter::WriteQueue(CAudioEncoder& encoder) {
     CLock lock(mutex_);
     for (;;) {
-        while (queue_.empty()) {
+        while (!NextIsDue()) {
             if (finishing_ || !progress_.failure.empty()) return true;
             lock.Wait(changed_);
         }

@@ -1,6 +1,7 @@
 // Takes PCM as fast as it comes and writes it at the output's own pace: a disk or an
 // encoder that pauses is never felt by the receiver, which gives up on a client that
-// does not read for a second.
+// does not read for a second. The newest second always waits in the queue, because
+// the receiver hears the end of a program only after it has sent some audio beyond it.
 //
 //   Units    a frame is one 16-bit sample of every channel, interleaved.
 //   Threads  the writer (owned; joined by Finish and the destructor) encodes. One
@@ -13,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -25,7 +27,7 @@
 class CRecordingWriter final {
 public:
     struct Progress {
-        uint64_t framesQueued = 0;   // appended so far
+        uint64_t framesQueued = 0;   // appended so far and not dropped
         uint64_t framesWritten = 0;  // of them, given to the encoder
         double peak = 0;             // highest sample since the last call, 0..1
         std::string failure;         // empty while all is well
@@ -40,15 +42,18 @@ public:
 
     // Never waits for the output. Whole frames. False once the output has failed.
     bool Append(std::span<const std::byte> pcm) EXCLUDES(mutex_);
-    // Waits until all is written and the file is closed. True when it can be played,
-    // which it can also be after a failure.
-    bool Finish() EXCLUDES(mutex_);
+    // Drops what came after `frames` and still waits, writes the rest and closes the file.
+    // True when it can be played, which it can also be after a failure. Once; without a
+    // number all is kept.
+    bool Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
     Progress GetProgress() EXCLUDES(mutex_);
 
 private:
     using Block = std::vector<int16_t>;
 
     void Run() EXCLUDES(mutex_);
+    void DropAfter(uint64_t frames) REQUIRES(mutex_);
+    bool NextIsDue() const REQUIRES(mutex_);
     bool WriteQueue(CAudioEncoder& encoder) EXCLUDES(mutex_);  // until Finish or a failure
     void Fail(const std::string& why) EXCLUDES(mutex_);
 

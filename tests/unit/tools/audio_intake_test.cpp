@@ -33,10 +33,11 @@ void SendEnd(CFakePeer& peer, uint32_t type, uint64_t frames, uint64_t status) {
 
 class AudioIntakeTest : public testing::Test {
 protected:
-    CAudioIntake::Progress RunAgainst(CFakePeer& peer) {
+    CAudioIntake::Progress RunAgainst(CFakePeer& peer, std::optional<uint64_t> frames = {}) {
         CAudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
-        intake.Join();
+        intake.WaitForEnd();
         EXPECT_TRUE(intake.Ended());
+        intake.Finish(frames);
         return intake.GetProgress();
     }
     CFakeSink sink_;
@@ -55,6 +56,19 @@ TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
     EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
     EXPECT_EQ(progress.writer.framesWritten, 882u);
     EXPECT_EQ(progress.format.channels, 2);
+    EXPECT_TRUE(progress.playable);
+}
+
+TEST_F(AudioIntakeTest, WhatCameBeyondTheProgramIsCutOff) {
+    CFakePeer peer([](CFakePeer& p) {
+        SendHeader(p);
+        SendFrames(p, 0, 441);
+        SendFrames(p, 441, 441);
+        SendEnd(p, kPcm1End, 882, 0);
+    });
+    const CAudioIntake::Progress progress = RunAgainst(peer, 500);
+    EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
+    EXPECT_EQ(progress.writer.framesWritten, 500u);
     EXPECT_TRUE(progress.playable);
 }
 
@@ -104,7 +118,7 @@ TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
     CAudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
     ASSERT_TRUE(sent.Wait(kPatience));
     intake.Stop();
-    intake.Join();
+    intake.WaitForEnd();
     EXPECT_EQ(intake.GetProgress().end, End::kLost);
 }
 

@@ -48,6 +48,15 @@ public:
         }
         return true;
     }
+    // True once so many bytes are there.
+    bool WaitForSize(uint64_t bytes, uint64_t ms) EXCLUDES(mutex_) {
+        CLock lock(mutex_);
+        const SteadyTime deadline = DeadlineIn(ms);
+        while (size_ < bytes) {
+            if (!lock.WaitUntil(changed_, deadline)) return size_ >= bytes;
+        }
+        return true;
+    }
     std::string Bytes() EXCLUDES(mutex_) {
         CLock lock(mutex_);
         return bytes_;
@@ -65,6 +74,7 @@ private:
     }
     void Store(uint64_t offset, const void* data, size_t size) REQUIRES(mutex_) {
         size_ = std::max(size_, offset + size);
+        changed_.notify_all();
         const uint64_t end = std::min(offset + size, kept_);
         if (end <= offset) return;
         if (bytes_.size() < end) bytes_.resize(static_cast<size_t>(end));

@@ -9,8 +9,9 @@ namespace {
 
 constexpr receiver::PcmFormat kStereo = {44100, 2};
 constexpr size_t kMegabyte = 1 << 20;
-constexpr uint64_t kPatience = 30000;  // ms
-constexpr size_t kWavHead = 4096;      // at most
+constexpr uint64_t kPatience = 30000;         // ms
+constexpr size_t kWavHead = 4096;             // at most
+constexpr uint64_t kEncoderBytes = 4096 * 4;  // what the encoder may still hold
 
 std::span<const std::byte> BytesIn(const TestPcm& pcm) {
     return std::as_bytes(std::span(pcm.samples));
@@ -47,6 +48,39 @@ TEST_F(RecordingWriterTest, AnOutputThatStandsStillDoesNotHoldTheReader) {
     sink_.Release();
     EXPECT_TRUE(writer.Finish());
     EXPECT_GE(sink_.Size(), 60 * second_.Bytes());
+}
+
+TEST_F(RecordingWriterTest, TheNewestSecondCanStillBeCutToTheFrame) {
+    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    ASSERT_TRUE(writer.Append(BytesIn(second_)));
+    ASSERT_TRUE(writer.Append(BytesIn(second_)));
+    EXPECT_TRUE(writer.Finish(44101));
+    EXPECT_EQ(writer.GetProgress().framesWritten, 44101u);
+    EXPECT_EQ(writer.GetProgress().framesQueued, 44101u);
+    EXPECT_LE(sink_.Size(), 44101 * 4 + kWavHead);
+    EXPECT_GE(sink_.Size(), 44101u * 4);
+}
+
+TEST_F(RecordingWriterTest, WholeBlocksBehindTheEndAreDropped) {
+    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(writer.Append(BytesIn(MakeNoise(2, 44100, 2, 100))));
+    EXPECT_TRUE(writer.Finish(150));
+    EXPECT_EQ(writer.GetProgress().framesWritten, 150u);
+}
+
+TEST_F(RecordingWriterTest, WhatIsOlderThanASecondIsWrittenWhileMoreComes) {
+    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(writer.Append(BytesIn(second_)));
+    EXPECT_TRUE(sink_.WaitForSize(2 * second_.Bytes() - kEncoderBytes, kPatience));
+    EXPECT_TRUE(writer.Finish(0));
+    EXPECT_EQ(writer.GetProgress().framesWritten, 88200u);
+}
+
+TEST_F(RecordingWriterTest, AnEndThatHasNotComeCutsNothing) {
+    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    ASSERT_TRUE(writer.Append(BytesIn(second_)));
+    EXPECT_TRUE(writer.Finish(44101));
+    EXPECT_EQ(writer.GetProgress().framesWritten, 44100u);
 }
 
 TEST_F(RecordingWriterTest, AnOutputThatFallsTooFarBehindIsAnErrorAndKeepsWhatWasTaken) {

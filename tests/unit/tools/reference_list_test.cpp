@@ -49,7 +49,9 @@ TEST(ReferenceListTest, OtherCharactersBecomeHyphens) {
 }
 
 TEST(ReferenceListTest, ALongNameIsCutToWhatTheReceiverTakes) {
-    const auto references = MakeReferences({std::string(200, 'x') + ".wav"}, {}, {});
+    std::string name(200, 'x');
+    name += ".wav";
+    const auto references = MakeReferences({name}, {}, {});
     EXPECT_LE(references[0].id.size(), 80u);
 }
 
