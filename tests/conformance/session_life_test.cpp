@@ -38,7 +38,11 @@ protected:
         }
         if (stage == Stage::kOpeningSource) route.headStallAfter = 0;
         if (stage == Stage::kProbingSource) route.stallAfter = 20;
-        if (stage == Stage::kScanning) route.stallAfter = 44 + broadcast.startJingleFrame * 4;
+        if (stage == Stage::kScanning) {
+            // No jingle, and more than the 512 KiB that FFmpeg may want before it has opened it.
+            route = WavRoute(MakeNoise(1006, 44100, 2, FramesOf(44100, 8000)));
+            route.stallAfter = route.body.size() / 2;
+        }
         const std::string url = stage >= Stage::kReady ? ServeHalf(route) : ServeAll(route);
         ASSERT_EQ(receiver_.Ask(PrepareCommand("s", url, references, 60000, 0))["type"], "ACK");
         if (stage == Stage::kOpeningSource || stage == Stage::kProbingSource ||

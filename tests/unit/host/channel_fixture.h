@@ -7,6 +7,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/control_channel.h"
@@ -45,6 +46,18 @@ protected:
         ASSERT_TRUE(client_.Connect(uri_));
         channel_.AcceptClient(kPatienceMs);
         ASSERT_TRUE(channel_.IsConnected());
+    }
+    // A frame that may be larger than what a pipe holds: `pass` is the host's turn to read,
+    // taken whenever what it reads at once has been sent.
+    template <typename Pass>
+    [[nodiscard]] bool SendFrameWhile(const std::string& body, Pass pass) {
+        constexpr size_t kPassBytes = 4096;
+        const std::string frame = CRawControlClient::Frame(body);
+        for (size_t sent = 0; sent < frame.size(); sent += kPassBytes) {
+            if (!client_.Send(std::string_view(frame).substr(sent, kPassBytes))) return false;
+            pass();
+        }
+        return true;
     }
     // The next message of the receiver.
     nlohmann::json Reply() {

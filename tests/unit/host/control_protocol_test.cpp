@@ -33,9 +33,7 @@ protected:
         slot_.WaitForEvents(1);
     }
     json AskRaw(const std::string& body) {
-        if (!client_.SendFrame(body)) return {};
-        Pass();
-        for (size_t sent = 4096; sent < body.size() + 4; sent += 4096) Pass();
+        if (!SendFrameWhile(body, [this] { Pass(); })) return {};
         json reply = Reply();
         while (reply.contains("sequence")) reply = Reply();  // an event on the way
         return reply;
