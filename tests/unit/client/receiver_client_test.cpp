@@ -211,12 +211,15 @@ TEST_F(ReceiverClientTest, AReplyThatComesTooLateIsNoAnswerToTheNextCommand) {
 }
 
 TEST_F(ReceiverClientTest, CancellingFromAnotherThreadEndsAWait) {
-    CFakePeer peer([this](CFakePeer& p) {
+    CEvent connected;
+    CFakePeer peer([&](CFakePeer& p) {
         p.Welcome();
+        EXPECT_TRUE(connected.Wait(kPatience));
         cancellation_.Cancel();
         p.WaitForHangUp();
     });
     ASSERT_TRUE(client_.Connect(peer.Uri(), kLong));
+    connected.Signal();
     EXPECT_FALSE(client_.NextEvent(kLong));
     EXPECT_EQ(client_.LastError().kind, ErrorKind::kCancelled);
 }
