@@ -107,9 +107,27 @@ TEST_F(ReceiverRecordTest, ASourceThatCannotBeOpenedIsASourceError) {
 }
 
 TEST_F(ReceiverRecordTest, ARequestThatTheReceiverRefusesIsAFailureWithItsText) {
-    Serve();
-    EXPECT_EQ(Execute({"--end", folder_.File("missing.wav"), "-o", OutputFile()}), 1);
-    EXPECT_NE(Errors().back().find("Reference file does not exist"), std::string::npos);
+    CChildProcess process(RecordProgram(),
+                          {"http://" + std::string(5000, 'x'), "--start",
+                           folder_.File("jingle.wav"), "-o", OutputFile()},
+                          CChildProcess::ErrorStream::kCapture);
+    EXPECT_EQ(process.ReadErrorLine(TickMs() + kRunPatienceMs).value_or("").substr(20),
+              "Nothing was recorded: Expected HTTP(S) source");
+    EXPECT_EQ(process.WaitForExit(TickMs() + kRunPatienceMs), 1);
+}
+
+TEST_F(ReceiverRecordTest, ARecordingToListenForThatIsMissingIsNamed) {
+    EXPECT_EQ(Execute({"--end", folder_.File("missing.wav"), "-o", OutputFile()}), 2);
+    ASSERT_FALSE(Errors().empty());
+    EXPECT_NE(Errors().back().find("There is no file"), std::string::npos);
+    EXPECT_NE(Errors().back().find("missing.wav"), std::string::npos);
+    EXPECT_FALSE(PartFileIsLeft());
+}
+
+TEST_F(ReceiverRecordTest, AFolderThatIsMissingIsAnOutputErrorAndNamed) {
+    EXPECT_EQ(Execute({"-o", folder_.File("none/out.wav")}), 6);
+    ASSERT_FALSE(Errors().empty());
+    EXPECT_NE(Errors().back().find("There is no folder"), std::string::npos);
 }
 
 TEST_F(ReceiverRecordTest, AReceiverThatCannotBeStartedIsAFailure) {

@@ -123,7 +123,8 @@ const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
     static const std::vector<ExitCodeMeaning> meanings = {
         {static_cast<int>(ExitCode::kComplete), "the program is complete"},
         {static_cast<int>(ExitCode::kFailure), "the receiver failed or refused the request"},
-        {static_cast<int>(ExitCode::kUsage), "wrong command line"},
+        {static_cast<int>(ExitCode::kUsage),
+         "wrong command line, or a recording to listen for is missing"},
         {static_cast<int>(ExitCode::kStartNotFound), "no start recording was heard"},
         {static_cast<int>(ExitCode::kSourceError),
          "the source failed, or ended before the program did"},

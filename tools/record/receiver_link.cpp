@@ -49,7 +49,7 @@ std::optional<receiver::Welcome> CReceiverLink::Open() {
     for (;;) {
         std::optional<receiver::Welcome> welcome = client_.Connect(uri, kConnectStep);
         if (welcome) return welcome;
-        failure_ = client_.LastError().text;
+        failure_ = "No receiver answers at " + uri + ": " + client_.LastError().text;
         const bool again = client_.LastError().kind == ErrorKind::kTimedOut ||
                            client_.LastError().kind == ErrorKind::kDisconnected;
         if (!again || TickMs() >= deadline || interrupted_.Wait(10)) return {};
@@ -83,7 +83,9 @@ bool CReceiverLink::IsGone() {
 }
 
 std::string CReceiverLink::KeepLog() {
+    std::error_code error;
     if (temporaryLog_.empty()) return options_.logPath;
+    if (fs::is_empty(temporaryLog_, error)) return "";  // it never came so far
     const std::string kept = Utf8(temporaryLog_);
     temporaryLog_.clear();
     return kept;

@@ -50,13 +50,24 @@ ExitCode CRecorder::Run() {
     report_.url = options_.url;
     report_.startedAt = UtcNow();
     report_.sessionId = NewSessionId();
-    if (OpenOutput()) {
+    if (FindReferences() && OpenOutput()) {
         Record();
         Decide();
         CloseOutput();
     }
     console_.ShowReport(report_);
     return report_.exitCode;
+}
+
+// The receiver would refuse without telling which one it misses.
+bool CRecorder::FindReferences() {
+    for (const receiver::Reference& reference : options_.references) {
+        std::error_code missing;
+        if (std::filesystem::is_regular_file(ToFilesystemPath(reference.path), missing)) continue;
+        End(ExitCode::kUsage, "There is no file " + reference.path);
+        return false;
+    }
+    return true;
 }
 
 bool CRecorder::OpenOutput() {
@@ -110,7 +121,9 @@ bool CRecorder::Prepare() {
     request.references = options_.references;
     const auto snapshot = link_.Client().Prepare(request, kReplyTimeout);
     if (!snapshot) {
-        failure_ = link_.Client().LastError().text;
+        const receiver::Error& error = link_.Client().LastError();
+        refused_ = error.kind == ErrorKind::kRejected;
+        failure_ = error.text;
         return false;
     }
     status_.state = snapshot->state;
@@ -318,7 +331,8 @@ void CRecorder::DecideBySession() {
     if (finished_ && !report_.startSample) {
         const std::string& message = finished_->message;
         if (message == "Network source Open failed") {
-            End(ExitCode::kSourceError, "The source cannot be opened");
+            End(ExitCode::kSourceError,
+                "The source cannot be opened: no such host, or no audio stream there");
         }
         if (message == "Start reference not found before source ended or failed") {
             End(ExitCode::kStartNotFound, "The source ended, and no start recording was heard");
@@ -343,7 +357,7 @@ void CRecorder::CloseOutput() {
     report_.format = audio_.format;
     report_.frames = audio_.writer.framesWritten;
     if (finished_) report_.finishedReason = finished_->reason;
-    if (report_.exitCode == ExitCode::kFailure) {
+    if (report_.exitCode == ExitCode::kFailure && !refused_) {
         const std::string log = link_.KeepLog();
         if (!log.empty()) console_.Info("The receiver's log: " + log);
     }

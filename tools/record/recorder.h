@@ -32,6 +32,7 @@ private:
     enum class Stop { kNone, kInterrupted, kNoStart, kOutput };
 
     void Record();
+    bool FindReferences();
     bool OpenOutput();
     bool Prepare();
     void Follow();  // until the session has ended
@@ -67,7 +68,8 @@ private:
     RecordStatus status_;
     std::optional<receiver::SessionSnapshot> finished_;
     bool sourceFailed_ = false;
-    std::string failure_;  // of the receiver or the connection to it
+    std::string failure_;   // of the receiver or the connection to it
+    bool refused_ = false;  // the receiver is well, but not willing
     Stop stop_ = Stop::kNone;
     uint64_t waitDeadline_ = 0;  // for the start; TickMs
     uint64_t stopDeadline_ = 0;  // for the FINISHED of a stopped session

@@ -1,10 +1,30 @@
 #include "record/status_display.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 
 constexpr std::chrono::milliseconds kRedrawInterval(100);
+
+// Breaks a line between words; further rows are indented. A longer word stays whole.
+std::string Wrapped(const std::string& line, size_t width) {
+    std::string text;
+    size_t column = 0;
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = std::min(line.find(' ', at), line.size());
+        const size_t letters = end - at;
+        if (at > 0) {
+            const bool fits = column + 1 + letters <= width;
+            text += fits ? " " : "\n  ";
+            column = fits ? column + 1 : 2;
+        }
+        text.append(line, at, letters);
+        column += letters;
+        at = end + 1;
+    }
+    return text;
+}
 
 }  // namespace
 
@@ -21,7 +41,7 @@ void CStatusDisplay::PrintLine(const std::string& line) {
         return;
     }
     // The status line returns below the new line, in the same piece of output.
-    out_ << Erase() + line + "\n" + shown_ << std::flush;
+    out_ << Erase() + Wrapped(line, settings_.width()) + "\n" + shown_ << std::flush;
 }
 
 void CStatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point now) {

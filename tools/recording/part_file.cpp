@@ -27,12 +27,17 @@ CPartFile::CPartFile(fs::path target, bool overwrite)
     if (fs::is_directory(target_, error)) {
         throw std::runtime_error(TextOf(target_) + " is a directory");
     }
+    const fs::path folder = target_.parent_path();
+    if (!folder.empty() && !fs::is_directory(folder, error)) {
+        throw std::runtime_error("There is no folder " + TextOf(folder));
+    }
     if (!overwrite_ && fs::exists(target_, error)) {
         throw std::runtime_error(TextOf(target_) + " exists already (--force overwrites it)");
     }
     if (!overwrite_ && fs::exists(part_, error)) {
-        throw std::runtime_error(TextOf(part_) +
-                                 " is left of an earlier recording (--force overwrites it)");
+        throw std::runtime_error(
+            TextOf(part_) +
+            " is there: another recording writes it, or was cut off (--force overwrites it)");
     }
     if (!file_.Create(part_, overwrite_)) {
         throw std::runtime_error("Cannot create " + TextOf(part_) + ": " + file_.FailureText());

@@ -27,6 +27,15 @@ protected:
 
 }  // namespace
 
+TEST_F(PartFileTest, AMissingFolderIsNamed) {
+    try {
+        CPartFile(folder_.Path() / "none" / "a.wav", true);
+        FAIL() << "created";
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("There is no folder"), std::string::npos);
+    }
+}
+
 TEST_F(PartFileTest, TheTargetAppearsOnlyWithCommit) {
     CPartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "hello", 5));

@@ -50,6 +50,20 @@ TEST_F(StatusDisplayTest, LinesScrollAboveTheStatus) {
     EXPECT_EQ(Take(), "\r\x1b[Jhello\nSCANNING");
 }
 
+TEST_F(StatusDisplayTest, ALongLineIsBrokenBetweenWords) {
+    width_ = 12;
+    CStatusDisplay display(out_, Settings());
+    display.PrintLine("Heard the jingle at last, http://radio.example/live");
+    EXPECT_EQ(Take(), "Heard the\n  jingle at\n  last,\n  http://radio.example/live\n");
+}
+
+TEST_F(StatusDisplayTest, ALineThatJustFitsIsNotBroken) {
+    width_ = 11;
+    CStatusDisplay display(out_, Settings());
+    display.PrintLine("Hello world");
+    EXPECT_EQ(Take(), "Hello world\n");
+}
+
 TEST_F(StatusDisplayTest, TheStatusIsRedrawnAtMostTenTimesASecond) {
     CStatusDisplay display(out_, Settings());
     display.ShowStatus(Status("A"), start_);
