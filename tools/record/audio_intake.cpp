@@ -65,6 +65,11 @@ CAudioIntake::Progress CAudioIntake::GetProgress() {
     return progress;
 }
 
+double CAudioIntake::TakePeak() {
+    CLock lock(mutex_);
+    return writer_ != nullptr ? writer_->TakePeak() : 0;
+}
+
 void CAudioIntake::Run() {
     SetCurrentThreadName("record-reader");
     if (!reader_.Open(uri_, kConnectTimeout)) {

@@ -47,6 +47,8 @@ public:
     // the output. Once.
     void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
     Progress GetProgress() EXCLUDES(mutex_);
+    // The highest sample since the last call, 0..1.
+    double TakePeak() EXCLUDES(mutex_);
 
 private:
     void Run() EXCLUDES(mutex_);

@@ -84,8 +84,9 @@ struct EventDescription {
     }
     std::string operator()(const receiver::FinishedEvent& event) const {
         const receiver::SessionSnapshot& session = event.session;
+        const bool tells = session.reason == "error" && !session.message.empty();
         return "The session has finished: " + session.reason +
-               (session.message.empty() ? "" : " (" + session.message + ")");
+               (tells ? " (" + session.message + ")" : "");
     }
 };
 

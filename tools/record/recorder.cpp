@@ -263,7 +263,7 @@ void CRecorder::UpdateStatus() {
         if (progress.writer.framesQueued > 0) {
             const uint32_t rate = progress.format.sampleRate;
             status_.programMs = SamplesToMs(progress.writer.framesQueued, rate);
-            status_.peak = progress.writer.peak;
+            status_.peak = NextMeterPeak(status_.peak.value_or(0), intake_->TakePeak());
             if (report_.program) {
                 const receiver::Program& program = *report_.program;
                 const uint64_t length =

@@ -47,7 +47,7 @@ bool CRecordingWriter::Append(std::span<const std::byte> pcm) {
         changed_.notify_one();
         return false;
     }
-    progress_.peak = std::max(progress_.peak, peak);
+    peak_ = std::max(peak_, peak);
     progress_.framesQueued += pcm.size() / pcm_.FrameBytes();
     queuedBytes_ += pcm.size();
     queue_.push_back(std::move(block));
@@ -81,9 +81,12 @@ void CRecordingWriter::DropAfter(uint64_t frames) {
 
 CRecordingWriter::Progress CRecordingWriter::GetProgress() {
     CLock lock(mutex_);
-    Progress progress = progress_;
-    progress_.peak = 0;
-    return progress;
+    return progress_;
+}
+
+double CRecordingWriter::TakePeak() {
+    CLock lock(mutex_);
+    return std::exchange(peak_, 0);
 }
 
 void CRecordingWriter::Run() {

@@ -29,7 +29,6 @@ public:
     struct Progress {
         uint64_t framesQueued = 0;   // appended so far and not dropped
         uint64_t framesWritten = 0;  // of them, given to the encoder
-        double peak = 0;             // highest sample since the last call, 0..1
         std::string failure;         // empty while all is well
     };
 
@@ -47,6 +46,8 @@ public:
     // number all is kept.
     bool Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
     Progress GetProgress() EXCLUDES(mutex_);
+    // The highest sample appended since the last call, 0..1. Any thread.
+    double TakePeak() EXCLUDES(mutex_);
 
 private:
     using Block = std::vector<int16_t>;
@@ -68,6 +69,7 @@ private:
     std::deque<Block> queue_ GUARDED_BY(mutex_);
     size_t queuedBytes_ GUARDED_BY(mutex_) = 0;
     Progress progress_ GUARDED_BY(mutex_);
+    double peak_ GUARDED_BY(mutex_) = 0;
     bool finishing_ GUARDED_BY(mutex_) = false;
     bool playable_ GUARDED_BY(mutex_) = false;  // valid when the writer has ended
 

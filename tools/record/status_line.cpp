@@ -10,6 +10,8 @@
 namespace {
 
 constexpr double kMeterRangeDb = 60;
+constexpr double kMeterFall = 0.8;
+constexpr double kQuietest = 1.0 / 32768;  // one step of a 16-bit sample
 constexpr size_t kMeterColumns = 10;
 constexpr size_t kShownIdLength = 16;
 
@@ -67,6 +69,11 @@ std::string RenderStatusLine(const RecordStatus& status, size_t width) {
         if (shown[i]) line += (line.empty() ? "" : "  ") + segments[i].text;
     }
     return line.empty() ? status.state.substr(0, width) : line;
+}
+
+double NextMeterPeak(double shown, double peak) {
+    const double fallen = shown * kMeterFall;
+    return std::max(peak, fallen < kQuietest ? 0 : fallen);
 }
 
 std::string RenderLevelMeter(double peak, size_t columns) {

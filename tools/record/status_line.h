@@ -21,5 +21,9 @@ struct RecordStatus {
 // At most `width` columns, ASCII, without a line feed: what matters most is kept.
 std::string RenderStatusLine(const RecordStatus& status, size_t width);
 
+// What the meter shows next: it rises at once and falls by 2 dB a step, because the
+// audio comes in bursts with nothing between them.
+double NextMeterPeak(double shown, double peak);
+
 // "#####---" over 60 dB, one sign for every step of `columns`.
 std::string RenderLevelMeter(double peak, size_t columns);

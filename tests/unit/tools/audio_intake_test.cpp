@@ -38,9 +38,11 @@ protected:
         intake.WaitForEnd();
         EXPECT_TRUE(intake.Ended());
         intake.Finish(frames);
+        peak_ = intake.TakePeak();
         return intake.GetProgress();
     }
     CFakeSink sink_;
+    double peak_ = 0;
 };
 
 }  // namespace
@@ -56,6 +58,7 @@ TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
     EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
     EXPECT_EQ(progress.writer.framesWritten, 882u);
     EXPECT_EQ(progress.format.channels, 2);
+    EXPECT_EQ(peak_, 0x101 / 32768.0);
     EXPECT_TRUE(progress.playable);
 }
 

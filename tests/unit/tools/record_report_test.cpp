@@ -79,6 +79,18 @@ TEST(RecordReportTest, EventsAreTold) {
     EXPECT_EQ(DescribeEvent(event), "");
 }
 
+TEST(RecordReportTest, OnlyAnErrorOfTheSessionIsExplained) {
+    receiver::Event event;
+    receiver::FinishedEvent finished;
+    finished.session.reason = "error";
+    finished.session.message = "why";
+    event.body = finished;
+    EXPECT_EQ(DescribeEvent(event), "The session has finished: error (why)");
+    finished.session.reason = "cancelled";
+    event.body = finished;
+    EXPECT_EQ(DescribeEvent(event), "The session has finished: cancelled");
+}
+
 TEST(RecordReportTest, AProgramThatEndsBeforeItBeginsIsNoUnderflow) {
     receiver::Event event;
     event.body = receiver::ProgramEndEvent{{100, 50, 44100, 0, "interrupted"}};

@@ -119,6 +119,6 @@ TEST_F(RecordingWriterTest, ThePeakIsTheHighestSampleSinceTheLastLook) {
     TestPcm pcm = MakeSilence(44100, 2, 10);
     pcm.samples[3] = -16384;
     ASSERT_TRUE(writer.Append(BytesIn(pcm)));
-    EXPECT_EQ(writer.GetProgress().peak, 0.5);
-    EXPECT_EQ(writer.GetProgress().peak, 0);
+    EXPECT_EQ(writer.TakePeak(), 0.5);
+    EXPECT_EQ(writer.TakePeak(), 0);
 }

@@ -69,3 +69,10 @@ TEST(StatusLineTest, SilenceHasNoLevel) {
     status.peak = 0;
     EXPECT_EQ(RenderStatusLine(status, 80), "RECORDING  [----------] -inf dB");
 }
+
+TEST(StatusLineTest, TheMeterRisesAtOnceAndFallsSlowlyToSilence) {
+    EXPECT_EQ(NextMeterPeak(0.1, 0.9), 0.9);
+    EXPECT_NEAR(NextMeterPeak(0.5, 0), 0.4, 1e-9);
+    EXPECT_EQ(NextMeterPeak(0.5, 0.45), 0.45);
+    EXPECT_EQ(NextMeterPeak(1.0 / 32768, 0), 0);
+}
