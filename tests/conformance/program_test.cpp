@@ -374,7 +374,8 @@ TEST_F(ProgramTest, OtherReferencesAreReportedAndChangeNothing) {
 }
 
 TEST_F(ProgramTest, EveryBlockSizeServesTheSameProgram) {
-    const Broadcast broadcast = MakeBroadcast(44100, 2);
+    // A short one: there is a record, and a write to the pipe, for every single frame of it.
+    const Broadcast broadcast = MakeBroadcast(44100, 2, 1000);
     StationRoute route = WavRoute(broadcast.audio);
     const DecodedStream decoded = Decode(route.body);
     const std::string url = ServeAll(std::move(route));
