@@ -195,7 +195,7 @@ private:
     Pcm1ChunkRecord record_;
     size_t recordBytes_ = 0;  // of record_ that have come
     size_t chunkLeft_ = 0;    // bytes of the chunk not yet handed out, those in carry_ included
-    std::array<std::byte, kMaximumChannels * 2> carry_{};
+    std::array<std::byte, size_t{kMaximumChannels} * 2> carry_{};
     size_t carried_ = 0;
 };
 

@@ -118,7 +118,9 @@ private:
         const bool rejected = reply["type"] == "REJECTED";
         const json id = reply.contains("requestId") ? reply["requestId"] : json();
         // A refusal without an id: the receiver could not even read what was sent.
-        if (id != requestId && !(rejected && id == "")) return {};
+        if (id != requestId &&
+            !(rejected && id.is_string() && id.get_ref<const std::string&>().empty()))
+            return {};
         if (rejected) {
             const json text = reply.contains("message") ? reply["message"] : json();
             return channel_.Fail(ErrorKind::kRejected,

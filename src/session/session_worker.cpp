@@ -69,14 +69,14 @@ void SessionWorker::LoadReferences() {
 
 SessionSource SessionWorker::MakeNetworkSource(
     std::vector<ReferenceFingerprint>&& references,
-    std::function<void(const DetectorMatch&)> onMatch) const {
+    const std::function<void(const DetectorMatch&)>& onMatch) const {
     const auto cancellation = session_.networkCancellation_;
     auto network =
         std::make_unique<CFFmpegNetworkAudioFile>(cancellation, session_.program_.ioTimeoutMs);
     network->SetOutputSampleRate(kStreamSampleRate);
     network->SetOutputBitsPerSample(16);
     auto detector = std::make_unique<CDetectorAudioFile>(std::move(network), std::move(references),
-                                                         std::move(onMatch), kBerThreshold);
+                                                         onMatch, kBerThreshold);
     return {std::move(detector), [cancellation] { cancellation->cancelled = true; }};
 }
 

@@ -24,7 +24,7 @@ private:
     void RunSteps();  // throws std::exception with the text for FINISHED
     void LoadReferences();
     SessionSource MakeNetworkSource(std::vector<ReferenceFingerprint>&& references,
-                                    std::function<void(const DetectorMatch&)> onMatch) const;
+                                    const std::function<void(const DetectorMatch&)>& onMatch) const;
     void BuildChain();
     void OpenSource();
     void AnnounceConnected();

@@ -86,7 +86,7 @@ std::string CReceiverLink::KeepLog() {
     std::error_code error;
     if (temporaryLog_.empty()) return options_.logPath;
     if (fs::is_empty(temporaryLog_, error)) return "";  // it never came so far
-    const std::string kept = Utf8(temporaryLog_);
+    std::string kept = Utf8(temporaryLog_);
     temporaryLog_.clear();
     return kept;
 }
