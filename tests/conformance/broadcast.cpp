@@ -8,6 +8,7 @@
 namespace {
 
 constexpr uint32_t kJingleMs = 1200;
+constexpr uint32_t kProgrammeMs = 4000;
 constexpr uint32_t kNoiseMs = 1500;
 
 DecodedStream Decode(const std::string& path, uint32_t rate) {
@@ -36,12 +37,12 @@ uint64_t Broadcast::SampleOf(size_t frame) const {
         std::llround(static_cast<double>(frame) * kStreamRate / audio.rate));
 }
 
-Broadcast MakeBroadcast(int rate, int channels, uint32_t programmeMs) {
+Broadcast MakeBroadcast(int rate, int channels) {
     const size_t noise = FramesOf(rate, kNoiseMs);
     Broadcast broadcast;
     broadcast.startJingle = MakeMusic(1001, rate, channels, FramesOf(rate, kJingleMs));
     broadcast.endJingle = MakeMusic(1002, rate, channels, FramesOf(rate, kJingleMs));
-    const TestPcm programme = MakeMusic(1003, rate, channels, FramesOf(rate, programmeMs));
+    const TestPcm programme = MakeMusic(1003, rate, channels, FramesOf(rate, kProgrammeMs));
     broadcast.startJingleFrame = noise;
     broadcast.programmeFrame = noise + broadcast.startJingle.Frames();
     broadcast.endJingleFrame = broadcast.programmeFrame + programme.Frames();

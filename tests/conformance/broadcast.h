@@ -23,8 +23,8 @@ struct Broadcast {
     uint64_t SampleOf(size_t frame) const;
 };
 
-// Jingles of 1.2 s, the programme between them, 1.5 s of noise on either side.
-Broadcast MakeBroadcast(int rate, int channels, uint32_t programmeMs = 4000);
+// Jingles of 1.2 s, a programme of 4 s, 1.5 s of noise on either side.
+Broadcast MakeBroadcast(int rate, int channels);
 
 // The stream's PCM as the receiver's own decoder makes it of a local file: 44100 Hz, 16 bits.
 struct DecodedStream {

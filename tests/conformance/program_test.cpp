@@ -374,8 +374,7 @@ TEST_F(ProgramTest, OtherReferencesAreReportedAndChangeNothing) {
 }
 
 TEST_F(ProgramTest, EveryBlockSizeServesTheSameProgram) {
-    // A short one: there is a record, and a write to the pipe, for every single frame of it.
-    const Broadcast broadcast = MakeBroadcast(44100, 2, 1000);
+    const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
     const DecodedStream decoded = Decode(route.body);
     const std::string url = ServeAll(std::move(route));
