@@ -134,6 +134,18 @@ TEST_P(EveryStageTest, AnInterruptStopsTheSessionAndLogsItsEnd) {
     EXPECT_THAT(log, testing::HasSubstr(" reason=cancelled "));
 }
 
+#ifndef _WIN32  // where termination gives a program no chance to end by itself
+TEST_P(EveryStageTest, ATerminationStopsTheSessionAndLogsItsEnd) {
+    Reach(GetParam());
+    receiver_.Process().Terminate();
+    receiver_.ExpectCleanEnd();
+    EXPECT_THAT(receiver_.LogLines().back(), testing::HasSubstr(" RECEIVER HOST_STOPPED "));
+    const std::string log = receiver_.LogText();
+    EXPECT_THAT(log, testing::HasSubstr(" RECEIVER FINISHED "));
+    EXPECT_THAT(log, testing::HasSubstr(" reason=cancelled "));
+}
+#endif
+
 TEST_P(EveryStageTest, AClientThatLeavesFindsItsSessionAgain) {
     Reach(GetParam());
     receiver_.Disconnect();
