@@ -36,6 +36,14 @@ int CallWithAddress(Call call, int fd, const std::string& path) {
     return call(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
+// True when the peer of a connected socket runs as this user or as root.
+bool IsTrustedPeer(int stream) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(stream, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+    return peer.uid == geteuid() || peer.uid == 0;
+}
+
 }  // namespace
 
 std::string SocketFileName(const std::string& name) {
@@ -73,17 +81,28 @@ uint32_t ServerSocket::Bind() {
     return kErrorNone;
 }
 
+// Refuses the next client before it takes this one: accepting makes room in the queue, and
+// whoever connected between that and the end of the socket would be cut off without a word.
+uint32_t ServerSocket::Accept(UniqueFd& stream) {
+    shutdown(listener_.Get(), SHUT_RD);
+    UniqueFd client;
+    do {
+        client.Reset(accept4(listener_.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    } while (!client.IsValid() && errno == EINTR);
+    const int error = client.IsValid() ? 0 : errno;
+    if (client.IsValid() && IsTrustedPeer(client.Get())) {
+        StopListening();
+        stream = std::move(client);
+        return kErrorNone;
+    }
+    const bool isNobody = error == 0 || error == EAGAIN || error == EINVAL || error == ECONNABORTED;
+    return isNobody ? Bind() : TranslatePipeError(PipeOperation::kAccept, error);
+}
+
 void ServerSocket::StopListening() {
     if (!listener_.IsValid()) return;
     unlinkat(directory_.Fd(), fileName_.c_str(), 0);
     listener_.Reset();
-}
-
-bool IsTrustedPeer(int stream) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    if (getsockopt(stream, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
-    return peer.uid == geteuid() || peer.uid == 0;
 }
 
 uint32_t ConnectToServer(const std::string& directoryPath, const std::string& name,

@@ -23,22 +23,22 @@ public:
     // Once only. 0, or the code of the failure: 5 when the name is taken or the directory
     // is not ours to use. A socket that a killed server left is replaced.
     uint32_t Open(const std::string& directoryPath, const std::string& name);
-    // Removes the socket's name and refuses further clients; the claim to the name stays.
-    void StopListening();
+    // Takes the client that made Fd() readable. Once it returns 0 with a valid `stream`, the
+    // socket and its name are gone while the claim to the name stays; an invalid one means
+    // that it was nobody's to serve (gone, or another user's) and waiting may go on.
+    uint32_t Accept(UniqueFd& stream);
 
     int Fd() const { return listener_.Get(); }  // -1 unless listening
 
 private:
     uint32_t Bind();
+    void StopListening();
 
     EndpointDirectory directory_;
     EndpointLock lock_;
     std::string fileName_;
     UniqueFd listener_;
 };
-
-// True when the peer of a connected socket runs as this user or as root.
-bool IsTrustedPeer(int stream);
 
 // Connects `stream`. 0, or the code of the failure: 2 no such endpoint, 231 it has a
 // client already or its server is gone, 5 the directory or the socket is not ours to use.

@@ -32,19 +32,11 @@ public:
     uint32_t Accept(uint64_t deadlineTickMs) override {
         if (stream_.IsValid()) return kErrorNone;
         if (!server_) return kErrorGeneralFailure;
-        while (true) {
+        while (!stream_.IsValid()) {
             if (const uint32_t error = WaitFor(server_->Fd(), POLLIN, deadlineTickMs)) return error;
-            UniqueFd stream(accept4(server_->Fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-            if (!stream.IsValid()) {
-                // The client that made the socket readable may be gone again.
-                if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) continue;
-                return TranslatePipeError(PipeOperation::kAccept, errno);
-            }
-            if (!IsTrustedPeer(stream.Get())) continue;
-            server_->StopListening();
-            stream_ = std::move(stream);
-            return kErrorNone;
+            if (const uint32_t error = server_->Accept(stream_)) return error;
         }
+        return kErrorNone;
     }
 
     uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs, size_t& moved) override {

@@ -170,6 +170,36 @@ TEST_F(PcmPipe, AClientThatVanishedBeforeAcceptDoesNotStopTheNext) {
     EXPECT_TRUE(server_.Accept(kSoonMs));
 }
 
+// A client that connects is served: none may slip in behind the one that is being accepted
+// and be cut off with it.
+TEST_F(PcmPipe, ClientsThatRaceForTheServerAreAllServed) {
+    constexpr int kVisits = 100;
+    const auto visit = [this] {
+        for (int i = 0; i < kVisits; ++i) {
+            CPcmPipe client{std::make_shared<CPcmPipeCancellation>()};
+            char answer = 0;
+            ASSERT_TRUE(client.Connect(uri_, kSoonMs)) << client.LastError();
+            ASSERT_TRUE(client.Write("?", 1, Soon())) << i << ": " << client.LastError();
+            ASSERT_TRUE(client.Read(&answer, 1, Soon())) << i << ": " << client.LastError();
+            ASSERT_EQ(answer, '!');
+        }
+    };
+    std::thread first(visit);
+    std::thread second(visit);
+
+    for (int i = 0; i < 2 * kVisits; ++i) {
+        char question = 0;
+        if (!server_.Listen(uri_) || !server_.Accept(kSoonMs) || !server_.Read(&question, 1, Soon()) ||
+            !server_.Write("!", 1, Soon())) {
+            ADD_FAILURE() << i << ": " << server_.LastError();
+            break;
+        }
+        EXPECT_FALSE(server_.Read(&question, 1, Soon()));  // until the client has gone
+    }
+    first.join();
+    second.join();
+}
+
 TEST_F(PcmPipe, ListenAgainDropsTheOldClientAndTakesANewOne) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
