@@ -21,8 +21,14 @@ uint64_t TickDeadline(CReceiverClient::Milliseconds timeout) {
     return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
 }
 
-bool IsReply(const std::string& type) {
+bool IsReply(const json& message) {
+    const json& type = message.at("type");
     return type == "WELCOME" || type == "ACK" || type == "REJECTED";
+}
+
+std::string RefusalText(const json& rejected) {
+    const auto text = rejected.find("message");
+    return text != rejected.end() && text->is_string() ? text->get<std::string>() : "Rejected";
 }
 
 }  // namespace
@@ -69,15 +75,17 @@ public:
         message["version"] = 1;
         message["requestId"] = requestId;
         if (!channel_.Send(message, deadline)) return {};
-        return AwaitReply(type, requestId, deadline);
+        std::optional<json> reply = AwaitReply(type, requestId, deadline);
+        if (reply && (*reply)["type"] == "ACK") acknowledged_ = requestId;
+        return reply;
     }
 
     std::optional<Event> NextEvent(uint64_t deadline) {
         while (pending_.empty()) {
             std::optional<json> message = channel_.Receive(deadline);
             if (!message) return {};
-            // A reply here belongs to a command whose wait has ended.
-            if (!IsReply(message->at("type").get_ref<const std::string&>())) {
+            // Any other reply here belongs to a command whose wait has ended.
+            if (!IsReply(*message) || IsTakenBack(*message)) {
                 pending_.push_back(std::move(*message));
             } else if (TickMs() >= deadline) {
                 channel_.Fail(ErrorKind::kTimedOut, "No event in time");
@@ -86,12 +94,16 @@ public:
         }
         json message = std::move(pending_.front());
         pending_.pop_front();
+        if (IsReply(message)) {
+            channel_.Fail(ErrorKind::kRejected, RefusalText(message));
+            return {};
+        }
         return Typed<Event>(std::move(message), ParseEvent);
     }
 
     CControlConnection channel_;
     std::string uri_;
-    std::deque<json> pending_;  // events, in order of arrival
+    std::deque<json> pending_;  // events, in order of arrival, and a session taken back
 
 private:
     std::optional<json> AwaitReply(const std::string& command, const std::string& requestId,
@@ -99,8 +111,7 @@ private:
         for (;;) {
             std::optional<json> message = channel_.Receive(deadline);
             if (!message) return {};
-            const std::string& type = message->at("type").get_ref<const std::string&>();
-            if (!IsReply(type)) {
+            if (!IsReply(*message) || IsTakenBack(*message)) {
                 if (!Keep(std::move(*message))) return {};
             } else if (std::optional<bool> accepted = Accepts(*message, command, requestId)) {
                 return *accepted ? std::move(message) : std::nullopt;
@@ -121,16 +132,19 @@ private:
         if (id != requestId &&
             !(rejected && id.is_string() && id.get_ref<const std::string&>().empty()))
             return {};
-        if (rejected) {
-            const json text = reply.contains("message") ? reply["message"] : json();
-            return channel_.Fail(ErrorKind::kRejected,
-                                 text.is_string() ? text.get<std::string>() : "Rejected");
-        }
+        if (rejected) return channel_.Fail(ErrorKind::kRejected, RefusalText(reply));
         const bool fits = command == "HELLO"
                               ? reply["type"] == "WELCOME"
                               : reply["type"] == "ACK" && reply.contains("command") &&
                                     reply["command"] == command;
         return fits || Broken("the reply does not fit the command");
+    }
+
+    // A session that was acknowledged and then could not be started is rejected, too.
+    bool IsTakenBack(const json& message) const {
+        const auto id = message.find("requestId");
+        return !acknowledged_.empty() && message["type"] == "REJECTED" && id != message.end() &&
+               *id == acknowledged_;
     }
 
     bool Keep(json event) {
@@ -159,6 +173,7 @@ private:
     // Request ids are remembered by the receiver for as long as it runs, whoever sent them.
     const std::string requestPrefix_;
     uint64_t requests_ = 0;
+    std::string acknowledged_;  // the request of the last command that was
 };
 
 CReceiverClient::CReceiverClient(const CCancellation& cancellation)

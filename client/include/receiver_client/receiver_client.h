@@ -50,7 +50,8 @@ public:
     // Ends the receiver; the connection is lost afterwards.
     bool Shutdown(Milliseconds timeout);
 
-    // The next event; with a time-out of 0 only one that is already here.
+    // The next event; with a time-out of 0 only one that is already here. kRejected when the
+    // receiver could not start the session that it had acknowledged: no event of it follows.
     std::optional<Event> NextEvent(Milliseconds timeout);
 
     const Error& LastError() const;

@@ -126,6 +126,49 @@ TEST_F(ReceiverClientTest, ARefusalCarriesTheReceiversText) {
     EXPECT_TRUE(client_.IsConnected());
 }
 
+class TakenBackTest : public ReceiverClientTest {
+protected:
+    static void AcknowledgeAndReject(CFakePeer& p) {
+        p.Welcome();
+        const json command = p.ReceiveMessage();
+        p.SendMessage(Ack(command, Snapshot()));
+        p.SendMessage({{"type", "REJECTED"},
+                       {"version", 1},
+                       {"requestId", command["requestId"]},
+                       {"message", "Resource temporarily unavailable"}});
+    }
+    void ExpectTakenBack() {
+        EXPECT_FALSE(client_.NextEvent(kLong));
+        EXPECT_EQ(client_.LastError().kind, ErrorKind::kRejected);
+        EXPECT_EQ(client_.LastError().text, "Resource temporarily unavailable");
+        EXPECT_TRUE(client_.IsConnected());
+    }
+};
+
+TEST_F(TakenBackTest, ASessionThatCannotBeStartedEndsTheWaitForItsEvents) {
+    CFakePeer peer([](CFakePeer& p) {
+        AcknowledgeAndReject(p);
+        p.WaitForHangUp();
+    });
+    ASSERT_TRUE(client_.Connect(peer.Uri(), kLong));
+    ASSERT_TRUE(client_.Prepare(Request(), kLong));
+    ExpectTakenBack();
+    client_.Disconnect();
+}
+
+TEST_F(TakenBackTest, ItIsNotLostBehindTheReplyToAnotherCommand) {
+    CFakePeer peer([](CFakePeer& p) {
+        AcknowledgeAndReject(p);
+        p.Welcome();
+        p.WaitForHangUp();
+    });
+    ASSERT_TRUE(client_.Connect(peer.Uri(), kLong));
+    ASSERT_TRUE(client_.Prepare(Request(), kLong));
+    ASSERT_TRUE(client_.Hello(kLong)) << client_.LastError().text;
+    ExpectTakenBack();
+    client_.Disconnect();
+}
+
 TEST_F(ReceiverClientTest, ARefusalWithoutAnIdMeetsTheCommandThatWaits) {
     CFakePeer peer([](CFakePeer& p) {
         p.Welcome();
