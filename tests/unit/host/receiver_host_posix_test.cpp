@@ -2,49 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <nlohmann/json.hpp>
-#include <thread>
+#include <string>
 
-#include "host/receiver_host.h"
-#include "platform/ids.h"
-#include "support/raw_control_client.h"
-#include "support/temp_folder.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
-
-using nlohmann::json;
+#include "running_host.h"
 
 namespace {
 
-class HostSignalTest : public testing::TestWithParam<int> {
+class HostSignalTest : public ReceiverHostTest, public testing::WithParamInterface<int> {
 protected:
-    void Run() {
-        runner_ = std::thread([this] { exitCode_ = host_.Run(); });
-    }
     void StopBySignal() {
         std::raise(GetParam());
         runner_.join();
     }
-    std::string LogText() const {
-        std::string text;
-        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            text.append(std::istreambuf_iterator<char>(file), {});
-        }
-        return text;
-    }
-
-    const CTempFolder folder_;
-    const CReferenceFiles files_;
-    const std::string uri_ = "pcm-pipe://test-host-" + CreateInstanceId();
-    CScriptedSource source_;
-    CReceiverHost host_{uri_, folder_.File("receiver.log"), source_.Factory()};
-    CRawControlClient client_;
-    std::thread runner_;
-    int exitCode_ = -1;
 };
 
 }  // namespace
@@ -58,19 +27,8 @@ TEST_P(HostSignalTest, EndsTheWaitForAClientCleanly) {
 
 TEST_P(HostSignalTest, StopsARunningSessionWhoseEndIsOnlyLogged) {
     Run();
-    ASSERT_TRUE(client_.Connect(uri_));
-    ASSERT_TRUE(client_.SendFrame(R"({"type":"HELLO","requestId":"h","version":1})"));
-    ASSERT_TRUE(client_.Receive());
-    const json prepare = {
-        {"type", "PREPARE"},
-        {"requestId", "p"},
-        {"version", 1},
-        {"sessionId", "s"},
-        {"url", "http://127.0.0.1/stream"},
-        {"references",
-         json::array({{{"id", "the-start"}, {"role", "start"}, {"path", files_.Path("start")}}})}};
-    ASSERT_TRUE(client_.SendFrame(prepare.dump()));
-    ASSERT_TRUE(client_.Receive());
+    Introduce();
+    ASSERT_EQ(Prepare()["command"], "PREPARE");
     ASSERT_TRUE(source_.WaitUntilOpening());
     StopBySignal();
     EXPECT_EQ(exitCode_, 0);

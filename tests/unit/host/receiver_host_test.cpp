@@ -2,77 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <thread>
 
 #include "pipe/pcm_pipe.h"
-#include "platform/ids.h"
-#include "support/raw_control_client.h"
-#include "support/temp_folder.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
+#include "running_host.h"
 
 using nlohmann::json;
-
-namespace {
-
-class ReceiverHostTest : public testing::Test {
-protected:
-    ~ReceiverHostTest() override {
-        if (runner_.joinable()) runner_.join();
-    }
-
-    void Run() {
-        host_ = std::make_unique<CReceiverHost>(uri_, log_, source_.Factory());
-        runner_ = std::thread([this] { exitCode_ = host_->Run(); });
-    }
-    void Introduce() {
-        ASSERT_TRUE(client_.Connect(uri_));
-        ASSERT_EQ(Ask({{"type", "HELLO"}})["type"], "WELCOME");
-    }
-    json Ask(json command) {
-        command["version"] = 1;
-        command["requestId"] = "r" + std::to_string(++requests_);
-        return client_.SendFrame(command.dump()) ? Receive() : json();
-    }
-    json Receive() {
-        const auto body = client_.Receive();
-        return body ? json::parse(*body) : json();
-    }
-    json Prepare() {
-        return Ask({{"type", "PREPARE"},
-                    {"sessionId", "s-1"},
-                    {"url", "http://127.0.0.1/stream"},
-                    {"references", json::array({{{"id", "the-start"},
-                                                 {"role", "start"},
-                                                 {"path", files_.Path("start")}}})}});
-    }
-    std::string LogText() const {
-        std::string text;
-        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            text.append(std::istreambuf_iterator<char>(file), {});
-        }
-        return text;
-    }
-
-    const CTempFolder folder_;
-    const CReferenceFiles files_;
-    const std::string uri_ = "pcm-pipe://test-host-" + CreateInstanceId();
-    const std::string log_ = folder_.File("receiver.log");
-    CScriptedSource source_;
-    CRawControlClient client_;
-    std::unique_ptr<CReceiverHost> host_;
-    std::thread runner_;
-    int exitCode_ = -1;
-    int requests_ = 0;
-};
-
-}  // namespace
 
 TEST_F(ReceiverHostTest, ALogInAFolderThatDoesNotExistIsRefused) {
     try {
