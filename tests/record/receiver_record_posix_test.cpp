@@ -8,9 +8,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 
 #include "platform/clock.h"
 #include "record_run.h"
@@ -98,6 +101,24 @@ private:
     int fd_ = -1;
     std::string bytes_;
 };
+
+// As ffprobe reads them, of the file and its stream, with lower-case keys.
+std::map<std::string, std::string> TagsOf(const std::string& path) {
+    CChildProcess probe("ffprobe", {"-v", "error", "-show_entries", "format_tags:stream_tags",
+                                    "-of", "json", path});
+    const std::string output = probe.ReadAllOutput(TickMs() + kRunPatienceMs).value_or("");
+    const nlohmann::json json = nlohmann::json::parse(output);
+    std::map<std::string, std::string> tags;
+    for (const nlohmann::json& part : {json["format"], json["streams"][0]}) {
+        const nlohmann::json found = part.value("tags", nlohmann::json::object());
+        for (const auto& [key, value] : found.items()) {
+            std::string lower = key;
+            for (char& c : lower) c = static_cast<char>(std::tolower(c));
+            tags[lower] = value;
+        }
+    }
+    return tags;
+}
 
 const std::string kRecordingFrom = "Recording from sample ";
 
@@ -256,6 +277,66 @@ TEST_F(ReceiverRecordPosixTest, AFullDiskLeavesAPlayableFileAndIsAnOutputError) 
     EXPECT_GT(fs::file_size(output), 300000u);
     const std::vector<int16_t> recorded = DecodeStream(output).samples;
     EXPECT_GT(recorded.size() * 2, 300000u);
+    EXPECT_EQ(umount(disk.c_str()), 0);
+}
+
+class TagsOfFormatTest : public ReceiverRecordPosixTest,
+                         public testing::WithParamInterface<const char*> {};
+
+TEST_P(TagsOfFormatTest, TheTagsTellSourceStartEndAndReason) {
+    Serve();
+    const std::string output = folder_.File("tagged") + GetParam();
+    ASSERT_EQ(Execute({"--end", folder_.File("outro.wav"), "-o", output}), 0)
+        << testing::PrintToString(Errors());
+    std::ifstream file(output + ".json");
+    const nlohmann::json sidecar = nlohmann::json::parse(file);
+    const std::string start = to_string(sidecar["startSample"]);
+    const std::string end = to_string(sidecar["endSample"]);
+    std::map<std::string, std::string> tags = TagsOf(output);
+    const std::string comment = tags["comment"];
+    EXPECT_EQ(comment.rfind("Recorded from " + station_.Url("/live") + ", from sample " + start +
+                                " to " + end + ", ended by outro, ",
+                            0),
+              0u)
+        << comment;
+    EXPECT_NE(comment.find("; heard start jingle at sample " + start), std::string::npos);
+    EXPECT_NE(comment.find(", end outro at sample "), std::string::npos);
+    EXPECT_EQ(tags["date"], sidecar["startedAt"]);
+    if (tags.count("end_sample") != 0) {
+        EXPECT_EQ(tags["end_sample"], end);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, TagsOfFormatTest,
+                         testing::Values(".wav", ".flac", ".opus", ".ogg", ".mp3", ".m4a"),
+                         [](const auto& extension) { return extension.param + 1; });
+
+TEST_F(ReceiverRecordPosixTest, TheTagsOfAnInterruptedRecordingSaySo) {
+    const auto process = StartAndRecordASecond();
+    process->Interrupt();
+    EXPECT_EQ(Exit(*process), 5);
+    const std::string end = to_string(Sidecar()["endSample"]);
+    EXPECT_NE(TagsOf(OutputFile())["comment"].find(" to " + end + ", ended by interrupted, "),
+              std::string::npos);
+}
+
+// The recording is complete; only the copy under its last tags does not fit beside it.
+TEST_F(ReceiverRecordPosixTest, ADiskWithoutRoomForTheTagsStillHasTheWholeRecording) {
+    Serve();
+    const fs::path disk = folder_.Path() / "disk";
+    fs::create_directory(disk);
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=500k") != 0) {
+        GTEST_SKIP() << "no small disk can be mounted: " << std::strerror(errno);
+    }
+    const std::string output = (disk / "out.wav").string();
+    EXPECT_EQ(Execute({"--max", "2s", "-o", output}), 0);
+    const std::vector<std::string> told = Errors();
+    EXPECT_TRUE(std::any_of(told.begin(), told.end(), [](const std::string& line) {
+        return line.find("The tags lack where and why the recording ended: No space left") !=
+               std::string::npos;
+    })) << testing::PrintToString(told);
+    EXPECT_EQ(DecodeStream(output).samples.size(), 88200u * 2);
+    EXPECT_TRUE(fs::exists(output + ".json"));
     EXPECT_EQ(umount(disk.c_str()), 0);
 }
 

@@ -17,12 +17,6 @@ std::string Position(uint64_t sample) {
     return FormatPosition(sample * 1000 / kStreamRate);
 }
 
-std::string Ber(double ber) {
-    char text[24];
-    std::snprintf(text, sizeof(text), "%.4f", ber);
-    return text;
-}
-
 std::string EndCause(const std::string& reason) {
     if (reason == "maximum") return "the maximum length";
     if (reason == "outro") return "the end recording";
@@ -66,7 +60,7 @@ struct EventDescription {
     std::string operator()(const receiver::DetectedEvent& event) const {
         const receiver::Match& match = event.match;
         return "Heard " + match.role + " recording " + match.referenceId + " at " +
-               Position(match.sample) + " (bit error rate " + Ber(match.ber) + ")";
+               Position(match.sample) + " (bit error rate " + FormatBer(match.ber) + ")";
     }
     std::string operator()(const receiver::ProgramEndEvent& event) const {
         const receiver::Program& program = event.program;
@@ -92,11 +86,23 @@ struct EventDescription {
 
 }  // namespace
 
+std::string FormatBer(double ber) {
+    char text[24];
+    std::snprintf(text, sizeof(text), "%.4f", ber);
+    return text;
+}
+
+std::string EndReason(const RecordReport& report) {
+    if (report.exitCode != ExitCode::kComplete) return Outcome(report.exitCode);
+    return report.program ? report.program->reason : "source_ended";
+}
+
 json ToJson(const RecordReport& report) {
     json object = {{"outcome", Outcome(report.exitCode)},
                    {"complete", report.exitCode == ExitCode::kComplete},
                    {"exitCode", static_cast<int>(report.exitCode)},
                    {"message", report.message},
+                   {"reason", EndReason(report)},
                    {"source", report.url},
                    {"file", report.output},
                    {"sessionId", report.sessionId},
@@ -143,13 +149,12 @@ std::vector<std::string> SummaryLines(const RecordReport& report) {
                                    });
     if (best != report.matches.end()) {
         lines.push_back("The start was " + best->referenceId + ", with a bit error rate of " +
-                        Ber(best->ber) + " (a match needs 0.14 or less)");
+                        FormatBer(best->ber) + " (a match needs 0.14 or less)");
     }
     if (report.exitCode != ExitCode::kComplete) {
         lines.push_back("Incomplete: " + report.message);
     } else {
-        lines.push_back("Complete: it ended with " +
-                        EndCause(report.program ? report.program->reason : "source_ended"));
+        lines.push_back("Complete: it ended with " + EndCause(EndReason(report)));
     }
     return lines;
 }
@@ -171,4 +176,13 @@ std::string UtcNow() {
         static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
         static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()));
     return text;
+}
+
+std::string PublicUrl(const std::string& url) {
+    const size_t slashes = url.find("://");
+    if (slashes == std::string::npos) return url;
+    const size_t host = slashes + 3;
+    const size_t end = std::min(url.find_first_of("/?#", host), url.size());
+    const size_t at = url.substr(host, end - host).rfind('@');
+    return at == std::string::npos ? url : url.substr(0, host) + url.substr(host + at + 1);
 }

@@ -13,8 +13,8 @@
 struct RecordReport {
     ExitCode exitCode = ExitCode::kFailure;
     std::string message;  // why it is not complete; empty when it is
-    std::string url;
-    std::string output;  // empty when there is no file to play
+    std::string url;      // as PublicUrl gives it
+    std::string output;   // empty when there is no file to play
     std::string sessionId;
     std::string instanceId;  // of the receiver
     receiver::PcmFormat format;
@@ -28,9 +28,15 @@ struct RecordReport {
     std::string finishedAt;
 };
 
+// Why the recording ended: the program's "maximum", "outro" or "source_ended" when it is
+// complete, otherwise "source-error", "interrupted", ...
+std::string EndReason(const RecordReport& report);
 nlohmann::json ToJson(const RecordReport& report);
 std::vector<std::string> SummaryLines(const RecordReport& report);
 
 // One line about an event; empty for what only helps to find a fault.
 std::string DescribeEvent(const receiver::Event& event);
+std::string FormatBer(double ber);
 std::string UtcNow();
+// Without a user's name and password: recordings are passed on.
+std::string PublicUrl(const std::string& url);

@@ -8,7 +8,9 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/ids.h"
+#include "record/recording_tags.h"
 #include "recording/output_format.h"
+#include "recording/tagged_copy.h"
 
 namespace {
 
@@ -47,7 +49,7 @@ CRecorder::CRecorder(const RecordOptions& options, const CEvent& interrupted,
 CRecorder::~CRecorder() = default;
 
 ExitCode CRecorder::Run() {
-    report_.url = options_.url;
+    report_.url = PublicUrl(options_.url);
     report_.startedAt = UtcNow();
     report_.sessionId = NewSessionId();
     if (FindReferences() && OpenOutput()) {
@@ -129,7 +131,7 @@ bool CRecorder::Prepare() {
     status_.state = snapshot->state;
     waitDeadline_ =
         options_.waitMs ? TickMs() + *options_.waitMs : std::numeric_limits<uint64_t>::max();
-    console_.Info("Waiting for " + options_.url);
+    console_.Info("Waiting for " + report_.url);
     return true;
 }
 
@@ -173,7 +175,8 @@ void CRecorder::Handle(const receiver::Event& event) {
         status_.state = "RECORDING";
         report_.startSample = ready->sourceSample;
         if (stop_ != Stop::kNone) return;
-        intake_ = std::make_unique<CAudioIntake>(ready->uri, FormatOf(options_), Tags(), *sink_);
+        intake_ = std::make_unique<CAudioIntake>(ready->uri, FormatOf(options_), MakeTags(report_),
+                                                 *sink_);
     } else if (std::holds_alternative<receiver::SourceErrorEvent>(event.body)) {
         sourceFailed_ = true;
         status_.state = "DRAINING";
@@ -208,7 +211,8 @@ bool CRecorder::Recover() {
     if (active.sourceSample) report_.startSample = active.sourceSample;
     if (intake_ == nullptr && active.uri && stop_ == Stop::kNone) {
         status_.state = "RECORDING";
-        intake_ = std::make_unique<CAudioIntake>(*active.uri, FormatOf(options_), Tags(), *sink_);
+        intake_ = std::make_unique<CAudioIntake>(*active.uri, FormatOf(options_), MakeTags(report_),
+                                                 *sink_);
     }
     if (active.state == "FINISHED") finished_ = active;
     if (!finished_ && stop_ != Stop::kNone) {
@@ -274,15 +278,6 @@ void CRecorder::UpdateStatus() {
         }
     }
     console_.ShowStatus(status_);
-}
-
-RecordingTags CRecorder::Tags() const {
-    std::string comment = "Recorded from " + options_.url;
-    if (report_.startSample) comment += ", from sample " + std::to_string(*report_.startSample);
-    for (const receiver::Match& match : report_.matches) {
-        if (match.role == "start") comment += ", start " + match.referenceId;
-    }
-    return {{"comment", comment}, {"date", UtcNow()}, {"encoded_by", "receiver-record"}};
 }
 
 std::optional<uint64_t> CRecorder::ProgramFrames() const {
@@ -364,15 +359,31 @@ void CRecorder::CloseOutput() {
     if (part_ == nullptr) return;
     if (report_.frames == 0) {
         part_->Discard();
-    } else if (audio_.playable && part_->Commit()) {
+        return;
+    }
+    // A disk that is full has no room for a copy either.
+    if (audio_.playable && report_.exitCode != ExitCode::kOutputError) WriteTags();
+    if (audio_.playable && part_->Commit()) {
         report_.output = options_.output;
         WriteSidecar();
-    } else {
-        console_.Warning("What was recorded is in " + options_.output + ".part");
-        if (!audio_.playable) return;
-        report_.exitCode = ExitCode::kOutputError;
-        report_.message = part_->FailureText();
+        return;
     }
+    console_.Warning("What was recorded is in " + options_.output + ".part");
+    if (!audio_.playable) return;
+    report_.exitCode = ExitCode::kOutputError;
+    report_.message = part_->FailureText();
+}
+
+// The recording is good without them.
+void CRecorder::WriteTags() {
+    constexpr double kPacketSeconds = 0.5;  // more than the longest
+    const double seconds = static_cast<double>(report_.frames) / report_.format.sampleRate;
+    const bool written =
+        part_->ReplaceBy([&](const std::filesystem::path& from, IRecordingSink& to) {
+            CopyWithTags(from, FormatOf(options_), MakeTags(report_), seconds - kPacketSeconds, to);
+        });
+    if (written) return;
+    console_.Warning("The tags lack where and why the recording ended: " + part_->FailureText());
 }
 
 void CRecorder::WriteSidecar() {

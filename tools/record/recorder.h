@@ -43,7 +43,6 @@ private:
     void CheckStops();
     void UpdateStatus();
     void PollReceiver();
-    RecordingTags Tags() const;
 
     bool IsComplete() const;
     std::optional<uint64_t> ProgramFrames() const;  // when the program has bounds
@@ -52,6 +51,7 @@ private:
     void DecideBySession();
     void End(ExitCode code, std::string message);
     void CloseOutput();
+    void WriteTags();
     void WriteSidecar();
 
     const RecordOptions& options_;

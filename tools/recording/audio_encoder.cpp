@@ -7,15 +7,10 @@ extern "C" {
 #include <algorithm>
 #include <stdexcept>
 
-#include "audio/ffmpeg.h"
+#include "recording/muxer.h"
 #include "recording/sink_io.h"
 
 namespace {
-
-struct OutputContextDeleter {
-    void operator()(AVFormatContext* context) const { avformat_free_context(context); }
-};
-using OutputContextPtr = std::unique_ptr<AVFormatContext, OutputContextDeleter>;
 
 struct FifoDeleter {
     void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
@@ -26,23 +21,6 @@ using FifoPtr = std::unique_ptr<AVAudioFifo, FifoDeleter>;
 constexpr int kFreeFrameSize = 4096;
 constexpr size_t kConvertFrames = 8192;  // at most so many in one conversion
 
-std::string ErrorText(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof(text));
-    return text;
-}
-
-int Check(int result, const char* what) {
-    if (result < 0) throw std::runtime_error(std::string(what) + ": " + ErrorText(result));
-    return result;
-}
-
-template <typename T>
-T* Check(T* object, const char* what) {
-    if (object == nullptr) throw std::runtime_error(what);
-    return object;
-}
-
 }  // namespace
 
 class CAudioEncoder::Encoder {
@@ -51,11 +29,7 @@ public:
             const RecordingTags& tags, IRecordingSink& sink)
         : io_(sink), inputChannels_(channels) {
         SilenceFfmpegLog();
-        AVFormatContext* context = nullptr;
-        Check(avformat_alloc_output_context2(&context, nullptr, format.muxer, nullptr),
-              "Cannot make the output format");
-        muxer_.reset(context);
-        muxer_->pb = io_.Context();
+        muxer_ = MakeMuxer(format, io_.Context());
         OpenCodec(format, sampleRate);
         OpenResampler(sampleRate);
         WriteHead(format, tags);
@@ -93,7 +67,7 @@ public:
         const int result = av_write_trailer(muxer_.get());
         const bool flushed = io_.Flush();
         if (failure_.empty() && (result < 0 || !flushed)) {
-            failure_ = flushed ? ErrorText(result) : io_.FailureText();
+            failure_ = flushed ? FfmpegErrorText(result) : io_.FailureText();
         }
         return result >= 0 && flushed;
     }
@@ -133,16 +107,10 @@ private:
     }
 
     void WriteHead(const OutputFormat& format, const RecordingTags& tags) {
-        AVStream* const stream = Check(avformat_new_stream(muxer_.get(), nullptr), "Out of memory");
-        stream->time_base = codec_->time_base;
-        Check(avcodec_parameters_from_context(stream->codecpar, codec_.get()), "Bad parameters");
-        for (const auto& [key, value] : tags) {
-            Check(av_dict_set(&muxer_->metadata, key.c_str(), value.c_str(), 0), "Out of memory");
-        }
-        AVDictionary* options = nullptr;
-        Check(av_dict_parse_string(&options, format.muxerOptions, "=", ":", 0), "Bad options");
-        const int result = avformat_write_header(muxer_.get(), &options);
-        DictionaryPtr left(options);
+        AVStream& stream = *muxer_->streams[0];
+        stream.time_base = codec_->time_base;
+        Check(avcodec_parameters_from_context(stream.codecpar, codec_.get()), "Bad parameters");
+        const int result = WriteMuxerHead(*muxer_, tags, format.muxerOptions);
         if (!io_.Flush()) throw std::runtime_error(io_.FailureText());
         Check(result, "Cannot write the file's head");
     }

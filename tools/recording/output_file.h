@@ -19,6 +19,7 @@ public:
     // All of the bytes, or false.
     bool WriteAt(uint64_t offset, const void* data, size_t size);
     bool Truncate(uint64_t size);
+    bool IsOpen() const { return native_ != kClosed; }
     bool Flush();  // to the disk
     void Close();
 

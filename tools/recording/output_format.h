@@ -13,7 +13,8 @@ struct OutputFormat {
     int sampleFormat;          // AVSampleFormat
     uint32_t sampleRate;       // Hz; 0 keeps the program's
     int64_t bitRate;           // bit/s; 0 for lossless ones
-    const char* muxerOptions;  // "key=value:key=value" or empty
+    const char* muxerOptions;  // while recording: "key=value:key=value" or empty
+    const char* copyOptions;   // for the copy of a whole recording, likewise
 };
 
 // By the file name's extension, of any case. Throws std::invalid_argument with a text

@@ -19,6 +19,20 @@ std::string TextOf(const fs::path& path) {
     return {text.begin(), text.end()};
 }
 
+class CFileSink final : public IRecordingSink {
+public:
+    explicit CFileSink(COutputFile& file) : file_(file) {}
+    bool CanSeek() const override { return true; }
+    bool WriteAt(uint64_t offset, const void* data, size_t size) override {
+        return file_.WriteAt(offset, data, size);
+    }
+    bool Truncate(uint64_t size) override { return file_.Truncate(size); }
+    std::string FailureText() const override { return file_.FailureText(); }
+
+private:
+    COutputFile& file_;
+};
+
 }  // namespace
 
 CPartFile::CPartFile(fs::path target, bool overwrite)
@@ -56,12 +70,35 @@ bool CPartFile::Truncate(uint64_t size) {
     return false;
 }
 
-bool CPartFile::Commit() {
-    if (!file_.Flush()) {
-        failure_ = file_.FailureText();
-        return false;
+bool CPartFile::ReplaceBy(const Copy& copy) {
+    if (!FlushAndClose(file_)) return false;
+    fs::path changed = part_;
+    changed += ".copy";
+    std::error_code error;
+    try {
+        COutputFile file;
+        if (!file.Create(changed, true)) throw std::runtime_error(file.FailureText());
+        CFileSink sink(file);
+        copy(part_, sink);
+        if (!FlushAndClose(file)) throw std::runtime_error(failure_);
+        fs::rename(changed, part_);
+        return true;
+    } catch (const std::exception& e) {
+        failure_ = e.what();
     }
-    file_.Close();
+    fs::remove(changed, error);
+    return false;
+}
+
+bool CPartFile::FlushAndClose(COutputFile& file) {
+    const bool flushed = !file.IsOpen() || file.Flush();
+    if (!flushed) failure_ = file.FailureText();
+    file.Close();
+    return flushed;
+}
+
+bool CPartFile::Commit() {
+    if (!FlushAndClose(file_)) return false;
     std::error_code error;
     if (!overwrite_ && fs::exists(target_, error)) {
         failure_ = TextOf(target_) + " was created by somebody else meanwhile";

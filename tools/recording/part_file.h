@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 #include "recording/output_file.h"
 #include "recording/recording_sink.h"
@@ -20,6 +21,11 @@ public:
     bool Truncate(uint64_t size) override;
     std::string FailureText() const override { return failure_; }
 
+    // Makes a changed copy of the whole file and puts it in the part file's place, which
+    // is never gone meanwhile. `copy` reads a file and writes a sink, and may throw
+    // std::exception. False leaves the part file as it was. Ends the writing.
+    using Copy = std::function<void(const std::filesystem::path& from, IRecordingSink& to)>;
+    bool ReplaceBy(const Copy& copy);
     // Puts the file onto the disk and under its name. False leaves the part file.
     bool Commit();
     void Discard();
@@ -27,6 +33,8 @@ public:
     const std::filesystem::path& PartPath() const { return part_; }
 
 private:
+    bool FlushAndClose(COutputFile& file);
+
     const std::filesystem::path target_;
     const std::filesystem::path part_;
     const bool overwrite_;

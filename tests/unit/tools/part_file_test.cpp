@@ -104,3 +104,42 @@ TEST_F(PartFileTest, AFolderThatDoesNotExistIsAnError) {
     EXPECT_THROW(CPartFile(folder_.Path() / "no" / "a.wav", true), std::runtime_error);
     EXPECT_THROW(CPartFile(folder_.Path(), true), std::runtime_error);
 }
+
+TEST_F(PartFileTest, AChangedCopyTakesThePlaceOfTheWholeFile) {
+    CPartFile file(target_, false);
+    ASSERT_TRUE(file.WriteAt(0, "hello", 5));
+    ASSERT_TRUE(file.ReplaceBy([&](const fs::path& from, IRecordingSink& to) {
+        EXPECT_EQ(ReadBack(from), "hello");
+        EXPECT_TRUE(to.WriteAt(0, "hello, world", 12));
+        EXPECT_TRUE(to.WriteAt(0, "H", 1));
+        EXPECT_TRUE(to.Truncate(5));
+        EXPECT_EQ(ReadBack(part_), "hello");
+    })) << file.FailureText();
+    EXPECT_FALSE(fs::exists(target_));
+    ASSERT_TRUE(file.Commit()) << file.FailureText();
+    EXPECT_EQ(ReadBack(target_), "Hello");
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_.Path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(PartFileTest, ACopyThatFailsLeavesWhatWasRecorded) {
+    CPartFile file(target_, false);
+    ASSERT_TRUE(file.WriteAt(0, "hello", 5));
+    EXPECT_FALSE(file.ReplaceBy([](const fs::path&, IRecordingSink& to) {
+        to.WriteAt(0, "x", 1);
+        throw std::runtime_error("no room");
+    }));
+    EXPECT_EQ(file.FailureText(), "no room");
+    ASSERT_TRUE(file.Commit()) << file.FailureText();
+    EXPECT_EQ(ReadBack(target_), "hello");
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_.Path()), fs::directory_iterator()), 1);
+}
+
+TEST_F(PartFileTest, ACopyThatWasLeftByACrashIsNoObstacle) {
+    WriteFileBytes(part_.string() + ".copy", "half a co");
+    CPartFile file(target_, false);
+    ASSERT_TRUE(file.WriteAt(0, "hello", 5));
+    ASSERT_TRUE(file.ReplaceBy([](const fs::path&, IRecordingSink& to) { to.WriteAt(0, "a", 1); }))
+        << file.FailureText();
+    ASSERT_TRUE(file.Commit());
+    EXPECT_EQ(ReadBack(target_), "a");
+}

@@ -1,0 +1,72 @@
+#include "record/recording_tags.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace {
+
+std::map<std::string, std::string> Tags(const RecordReport& report) {
+    const RecordingTags tags = MakeTags(report);
+    return {tags.begin(), tags.end()};
+}
+
+RecordReport Complete() {
+    RecordReport report;
+    report.exitCode = ExitCode::kComplete;
+    report.url = "http://radio/";
+    report.format = {44100, 2};
+    report.frames = 88200;
+    report.startSample = 44100;
+    report.program = receiver::Program{44100, 132300, 44100, 0, "outro"};
+    report.matches = {{"jingle", "start", 44100, 50000, 0.0123}, {"bye", "end", 99, 100, 0}};
+    report.startedAt = "2026-01-02T03:04:05.006Z";
+    report.finishedAt = "2026-01-02T04:04:05.006Z";
+    return report;
+}
+
+}  // namespace
+
+TEST(RecordingTagsTest, AFinishedRecordingTellsAll) {
+    std::map<std::string, std::string> tags = Tags(Complete());
+    EXPECT_EQ(tags["source"], "http://radio/");
+    EXPECT_EQ(tags["start_sample"], "44100");
+    EXPECT_EQ(tags["end_sample"], "132300");
+    EXPECT_EQ(tags["reason"], "outro");
+    EXPECT_EQ(tags["started_at"], "2026-01-02T03:04:05.006Z");
+    EXPECT_EQ(tags["finished_at"], "2026-01-02T04:04:05.006Z");
+    EXPECT_EQ(tags["matches"],
+              "start jingle at sample 44100 (bit error rate 0.0123), end bye at sample 99 (bit "
+              "error rate 0.0000)");
+}
+
+TEST(RecordingTagsTest, TheCommentHasAllOfItInOne) {
+    EXPECT_EQ(Tags(Complete())["comment"],
+              "Recorded from http://radio/, from sample 44100 to 132300, ended by outro, "
+              "2026-01-02T03:04:05.006Z to 2026-01-02T04:04:05.006Z; heard start jingle at sample "
+              "44100 (bit error rate 0.0123), end bye at sample 99 (bit error rate 0.0000)");
+}
+
+TEST(RecordingTagsTest, AnIncompleteRecordingDoesNotClaimThePlannedEnd) {
+    RecordReport report = Complete();
+    report.exitCode = ExitCode::kInterrupted;
+    report.frames = 100;
+    EXPECT_EQ(Tags(report)["reason"], "interrupted");
+    EXPECT_EQ(Tags(report)["end_sample"], "44200");
+}
+
+TEST(RecordingTagsTest, ARecordingThatGoesOnTellsOnlyItsBeginning) {
+    RecordReport report = Complete();
+    report.finishedAt.clear();
+    std::map<std::string, std::string> tags = Tags(report);
+    EXPECT_EQ(tags["start_sample"], "44100");
+    EXPECT_EQ(tags.count("end_sample") + tags.count("reason") + tags.count("finished_at"), 0u);
+}
+
+TEST(RecordingTagsTest, OfVeryManyMatchesTheRestIsCounted) {
+    RecordReport report = Complete();
+    report.matches.resize(500, report.matches[0]);
+    const std::string matches = Tags(report)["matches"];
+    EXPECT_LT(matches.size(), 2000u);
+    EXPECT_NE(matches.find("and 480 more"), std::string::npos);
+}

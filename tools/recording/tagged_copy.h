@@ -1,0 +1,18 @@
+// Copies a recording into another sink with other tags. The tags stand at the front of
+// most containers, where they cannot grow once audio follows, and how a program ended
+// is known only then. The encoded audio is taken over as it is.
+//
+//   Errors  throws std::runtime_error with a text for people; the sink then holds no
+//           usable file.
+#pragma once
+
+#include <filesystem>
+
+#include "recording/audio_encoder.h"
+#include "recording/output_format.h"
+#include "recording/recording_sink.h"
+
+// The sink is seekable. Less audio than `leastSeconds`, because the recording could not
+// be read to its end, is an error.
+void CopyWithTags(const std::filesystem::path& from, const OutputFormat& format,
+                  const RecordingTags& tags, double leastSeconds, IRecordingSink& to);
