@@ -6,6 +6,7 @@
 //   Errors   the constructor throws std::runtime_error when the system refuses.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 class CEvent final {
@@ -19,11 +20,14 @@ public:
     CEvent& operator=(const CEvent&) = delete;
 
     void Signal() noexcept;
-    bool IsSignalled() const noexcept { return Wait(0); }
+    // What Wait(0) tells, without a call of the system: it is asked at every step of a transfer.
+    bool IsSignalled() const noexcept { return signalled_; }
     // True as soon as the event is signalled, false after `ms` without it.
     bool Wait(uint32_t ms) const noexcept;
     NativeHandle Native() const noexcept { return native_; }
 
 private:
     NativeHandle native_;
+    std::atomic<bool> signalled_{false};  // set before the system's event, so no wait sees less
+    static_assert(std::atomic<bool>::is_always_lock_free);
 };

@@ -18,6 +18,7 @@ CEvent::~CEvent() {
 // Runs in signal handlers too, so it leaves errno as the interrupted code had it. The
 // counter is never read: once above zero the descriptor stays readable for every waiter.
 void CEvent::Signal() noexcept {
+    signalled_ = true;
     const int savedErrno = errno;
     const uint64_t one = 1;
     // The only possible failure is a counter at its maximum, which is signalled already.

@@ -23,6 +23,7 @@ CEvent::~CEvent() {
 }
 
 void CEvent::Signal() noexcept {
+    signalled_ = true;
     SetEvent(ToHandle(native_));
 }
 

@@ -10,6 +10,7 @@ namespace {
 TEST(Event, StartsUnsignalled) {
     const CEvent event;
     EXPECT_FALSE(event.IsSignalled());
+    EXPECT_FALSE(event.Wait(0));
 }
 
 TEST(Event, StaysSignalledForEveryWait) {
@@ -38,6 +39,7 @@ TEST(Event, ASignalFromAnotherThreadEndsAWait) {
     CEvent event;
     std::thread signaller([&event] { event.Signal(); });
     EXPECT_TRUE(event.Wait(UINT32_MAX));
+    EXPECT_TRUE(event.IsSignalled());
     signaller.join();
 }
 
