@@ -37,12 +37,16 @@ public:
     }
     ~CFakePeer() {
         cancellation_->Cancel();
-        thread_.join();
+        Join();
     }
     CFakePeer(const CFakePeer&) = delete;
     CFakePeer& operator=(const CFakePeer&) = delete;
 
     const std::string& Uri() const { return uri_; }
+    // Waits for the script's end.
+    void Join() {
+        if (thread_.joinable()) thread_.join();
+    }
 
     void Accept() {
         if (!pipe_.Accept(kPatience)) throw std::runtime_error("nobody came");
