@@ -1,11 +1,12 @@
 // Starts a receiver, waits for a jingle on a radio stream, and writes the program that
-// follows to standard output as raw 16-bit PCM.
-//     record_program ReceiverHost receiver.log http://radio.example/live /jingle.wav > program.pcm
+// follows to a file as raw 16-bit PCM.
+//     record_program ReceiverHost receiver.log http://radio.example/live /jingle.wav program.pcm
 #include <receiver_client/pcm1_reader.h>
 #include <receiver_client/receiver_client.h>
 #include <receiver_client/receiver_process.h>
 
 #include <cstdio>
+#include <fstream>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -16,7 +17,8 @@ static int Fail(const receiver::Error& error) {
 }
 
 int main(int argc, char** argv) {
-    if (argc != 5) return 2;
+    if (argc != 6) return 2;
+    std::ofstream output(argv[5], std::ios::binary);
     const receiver::CCancellation stop;  // stop.Cancel() from any thread ends every wait
     receiver::CReceiverProcess process(stop);
     if (!process.Start(argv[1], argv[2], 10s)) return Fail(process.LastError());
@@ -31,7 +33,7 @@ int main(int argc, char** argv) {
     if (!client.Prepare(request, 10s)) return Fail(client.LastError());
     while (const auto event = client.NextEvent(10min)) {
         if (const auto* finished = std::get_if<receiver::FinishedEvent>(&event->body))
-            return client.Shutdown(10s) && finished->session.reason == "eof" ? 0 : 1;
+            return finished->session.reason == "eof" && client.Shutdown(10s) && output ? 0 : 1;
         const auto* ready = std::get_if<receiver::ReadyEvent>(&event->body);
         if (ready == nullptr) continue;
         receiver::CPcm1Reader audio(stop);
@@ -40,8 +42,9 @@ int main(int argc, char** argv) {
         size_t bytes = 0;
         auto result = receiver::CPcm1Reader::Result::kError;
         while ((result = audio.Read(pcm, &bytes, 1min)) == receiver::CPcm1Reader::Result::kData)
-            std::fwrite(pcm.data(), 1, bytes, stdout);
+            output.write(reinterpret_cast<const char*>(pcm.data()), bytes);
         if (result == receiver::CPcm1Reader::Result::kError) return Fail(audio.LastError());
+        output.close();
         audio.Acknowledge(1s);
     }
     return Fail(client.LastError());
