@@ -1,5 +1,5 @@
-// What the manifest of every program gives: UTF-8 as the ANSI code page, so that no
-// character of a path is lost between the command line and the file system.
+// What every program is built with: the manifest that makes UTF-8 the ANSI code page, so that no
+// character of a path is lost between the command line and the file system, and a deep stack.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -48,4 +48,10 @@ TEST_F(ManifestTest, AFileOfSuchANameIsTheOneThatTheSystemSees) {
     const std::filesystem::path wide = ToFilesystemPath(PathOf(kName));
     EXPECT_EQ(wide.filename().wstring(), L"\u03B1-\u97F3\u697D-\U0001D11E");
     EXPECT_EQ(std::filesystem::file_size(wide), 3u);
+}
+
+TEST(StackTest, TheMainThreadHasAKilobyteForEachLevelOfTheDeepestFrame) {
+    ULONG_PTR low = 0, high = 0;
+    GetCurrentThreadStackLimits(&low, &high);
+    EXPECT_GE(high - low, 65536u / 2 * 1024);  // a bracket opened and closed a level
 }
