@@ -340,6 +340,79 @@ TEST_F(ReceiverRecordPosixTest, ADiskWithoutRoomForTheTagsStillHasTheWholeRecord
     EXPECT_EQ(umount(disk.c_str()), 0);
 }
 
+// Every airing of the jingle is heard as each of 31 references with long names: soon the
+// session's snapshot is longer than a message may be, and the receiver hangs up instead of
+// sending the acknowledgement of CANCEL, a welcome or FINISHED.
+class OverlongSnapshotTest : public ReceiverRecordPosixTest {
+protected:
+    OverlongSnapshotTest() {
+        const TestPcm noise = MakeNoise(7, 44100, 2, 13230);
+        std::vector<TestPcm> parts = {noise};
+        for (size_t i = 0; i < kAirings; ++i) {
+            parts.push_back(broadcast_.startJingle);
+            parts.push_back(noise);
+        }
+        audio_ = Concatenate(parts);
+        for (int i = 0; i < 31; ++i) {
+            further_.push_back("--other");
+            further_.push_back(std::string(70, 'x') + std::to_string(i) + "=" +
+                               folder_.File("jingle.wav"));
+        }
+    }
+    void Broadcast(StationRoute route) {
+        route.contentType = "audio/wav";
+        route.body = WavBytes(audio_);
+        station_.Serve("/live", route);
+    }
+    std::vector<std::string> With(const std::vector<std::string>& more) const {
+        std::vector<std::string> all = further_;
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+    static void ExpectTooLong(const nlohmann::json& sidecar) {
+        EXPECT_GT(sidecar["matches"].dump().size(), 65536u);
+    }
+
+    static constexpr size_t kAirings = 14;
+    TestPcm audio_;
+    std::vector<std::string> further_;
+};
+
+TEST_F(OverlongSnapshotTest, TheRecordingIsCompleteThoughItsLastMessageIsLost) {
+    Broadcast({});
+    ASSERT_EQ(Execute(With({"-o", OutputFile()})), 0) << testing::PrintToString(Errors());
+    ExpectTooLong(Sidecar());
+    EXPECT_EQ(Sidecar()["endSample"], audio_.Frames());
+    EXPECT_EQ(Recorded(), Slice(audio_, Sidecar()["startSample"], Sidecar()["frames"]).samples);
+}
+
+TEST_F(OverlongSnapshotTest, ASourceThatEndsEarlyIsStillASourceError) {
+    Broadcast({});
+    EXPECT_EQ(Execute(With({"--max", "1m", "-o", OutputFile()})), 4)
+        << testing::PrintToString(Errors());
+    ExpectTooLong(Sidecar());
+    EXPECT_EQ(Sidecar()["endSample"], audio_.Frames());
+}
+
+TEST_F(OverlongSnapshotTest, CtrlCStillEndsIt) {
+    StationRoute route;
+    route.stallAfter = WavBytes(audio_).size() - 4000;
+    Broadcast(route);
+    CChildProcess process(RecordProgram(), Arguments(With({"-o", OutputFile()})),
+                          CChildProcess::ErrorStream::kCapture);
+    std::string told;
+    for (size_t heard = 0; heard < (kAirings - 1) * 32;) {
+        const auto line = process.ReadErrorLine(TickMs() + kRunPatienceMs);
+        ASSERT_TRUE(line) << told;
+        told += *line + "\n";
+        if (line->find("Heard") != std::string::npos) ++heard;
+    }
+    process.Interrupt();
+    EXPECT_EQ(Exit(process), 5) << process.ReadAllErrors(TickMs() + kRunPatienceMs).value_or("");
+    ExpectTooLong(Sidecar());
+    EXPECT_GT(Recorded().size(), 44100u * 2 * 10);
+}
+
 TEST_F(ReceiverRecordPosixTest, ThePythonExampleRecordsAProgram) {
     Serve();
     CChildProcess python(

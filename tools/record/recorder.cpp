@@ -151,6 +151,10 @@ bool CRecorder::Step() {
         return !finished_;
     }
     const receiver::Error& error = link_.Client().LastError();
+    if (sessionOver_) {
+        console_.Info("The session has finished; the receiver's last message about it is lost");
+        return false;
+    }
     if (error.kind == ErrorKind::kTimedOut) {
         return stop_ == Stop::kNone || TickMs() < stopDeadline_;
     }
@@ -199,12 +203,16 @@ bool CRecorder::Recover() {
     const std::optional<receiver::Welcome> welcome = link_.Reopen();
     if (!welcome) return true;
     lostSince_ = 0;
-    if (welcome->instanceId != report_.instanceId || !welcome->active ||
-        welcome->active->sessionId != report_.sessionId) {
+    if (welcome->instanceId != report_.instanceId ||
+        (welcome->active && welcome->active->sessionId != report_.sessionId)) {
         console_.Detail("The session ended while the connection was lost");
         return false;
     }
     failure_.clear();
+    if (!welcome->active) {
+        sessionOver_ = true;  // events that waited for this connection still follow
+        return true;
+    }
     const receiver::SessionSnapshot& active = *welcome->active;
     report_.matches = active.matches;
     if (active.program) report_.program = active.program;
@@ -314,7 +322,7 @@ void CRecorder::DecideBySession() {
     if (sourceFailed_ || audio_.end == CAudioIntake::End::kSourceFailed) {
         End(ExitCode::kSourceError, "The source failed");
     }
-    if (audio_.end == CAudioIntake::End::kComplete && !finished_) {
+    if (audio_.end == CAudioIntake::End::kComplete && !finished_ && !sessionOver_) {
         End(ExitCode::kFailure, "The receiver was lost before it told how the program ended");
     }
     if (audio_.end == CAudioIntake::End::kComplete) {

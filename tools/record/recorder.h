@@ -67,6 +67,7 @@ private:
     RecordReport report_;
     RecordStatus status_;
     std::optional<receiver::SessionSnapshot> finished_;
+    bool sessionOver_ = false;  // so the receiver says, though FINISHED has not come
     bool sourceFailed_ = false;
     std::string failure_;   // of the receiver or the connection to it
     bool refused_ = false;  // the receiver is well, but not willing
