@@ -90,11 +90,12 @@ TEST_P(TaggedCopyOfFormatTest, EverySampleIsKeptUnderTheNewTags) {
     }
     const std::vector<int16_t> samples = Decode(copy);
     EXPECT_GE(samples.size(), (kFrames - kResampledAway) * 2);
-    // Fragments of MP4 begin with the encoder's own delay, which the copy leaves out.
+    // Older FFmpeg shows the encoder's own delay at the start of MP4 in fragments, and nowhere
+    // else.
     std::vector<int16_t> before = Decode(recorded);
     ASSERT_GE(before.size(), samples.size());
     const size_t delay = before.size() - samples.size();
-    EXPECT_EQ(delay, extension == ".m4a" ? kAacDelay * 2 : 0);
+    EXPECT_TRUE(delay == 0 || (extension == ".m4a" && delay == kAacDelay * 2)) << delay;
     before.erase(before.begin(), before.begin() + static_cast<std::ptrdiff_t>(delay));
     EXPECT_EQ(samples, before);
 }
