@@ -72,7 +72,8 @@ std::string Manual(const CLI::App& app) {
         "recording to listen for can be named: ID=FILE.\n.PP\nThe audio goes to FILE.part, which "
         "is renamed when it is whole. The tags and FILE.json beside it tell the source, the start "
         "and end sample, the matches, the times and why the recording ended. The last tags are "
-        "put in by a copy; when the disk has no room for it, the audio keeps its first ones.\n.SH OPTIONS\n";
+        "put in by a copy; when the disk has no room for it, the audio keeps its first ones.\n.SH "
+        "OPTIONS\n";
     for (const std::string& group : Groups(app)) {
         text += ".SS " + Roff(group) + "\n";
         for (const CLI::Option* option : OptionsOf(app, group)) text += ManOption(*option);

@@ -26,6 +26,19 @@ std::string Wrapped(const std::string& line, size_t width) {
     return text;
 }
 
+// Texts of a source or a receiver must not steer the terminal, by the control characters of
+// ASCII or those of Latin-1, which UTF-8 writes as two bytes.
+std::string Harmless(std::string line) {
+    for (size_t i = 0; i < line.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(line[i]);
+        const bool latin1 =
+            i > 0 && static_cast<unsigned char>(line[i - 1]) == 0xC2 && byte >= 0x80 && byte < 0xA0;
+        if (latin1) line[i - 1] = '?';
+        if (latin1 || byte < 0x20 || byte == 0x7F) line[i] = '?';
+    }
+    return line;
+}
+
 }  // namespace
 
 CStatusDisplay::CStatusDisplay(std::ostream& out, Settings settings)
@@ -35,13 +48,23 @@ CStatusDisplay::~CStatusDisplay() {
     ClearStatus();
 }
 
-void CStatusDisplay::PrintLine(const std::string& line) {
-    if (!IsLive()) {
-        out_ << settings_.timeStamp() + " " + line + "\n" << std::flush;
+void CStatusDisplay::PrintLine(const std::string& line, Clock::time_point now) {
+    const std::string safe = Harmless(line);
+    const size_t width = settings_.width();
+    if (width == 0) {
+        out_ << settings_.timeStamp() + " " + safe + "\n" << std::flush;
         return;
     }
-    // The status line returns below the new line, in the same piece of output.
-    out_ << Erase() + Wrapped(line, settings_.width()) + "\n" + shown_ << std::flush;
+    std::string text = Erase() + Wrapped(safe, width) + "\n";
+    if (now - lastDrawn_ < kRedrawInterval) {
+        shown_.clear();
+    } else if (!shown_.empty()) {
+        lastDrawn_ = now;
+        shown_.resize(std::min(shown_.size(), width - 1));
+        text += Coloured(shown_);
+    }
+    // One piece of output, so that nothing flickers.
+    out_ << text << std::flush;
 }
 
 void CStatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point now) {
@@ -50,12 +73,15 @@ void CStatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point no
     lastDrawn_ = now;
     // A line that fills the last column makes some terminals wrap.
     std::string line = RenderStatusLine(status, width - 1);
-    std::string text = Erase() + line;
-    if (settings_.colour && line.size() >= status.state.size()) {
-        text = Erase() + "\x1b[1;32m" + status.state + "\x1b[0m" + line.substr(status.state.size());
-    }
-    out_ << text << std::flush;
+    stateLength_ = status.state.size();
+    out_ << Erase() + Coloured(line) << std::flush;
     shown_ = std::move(line);
+}
+
+std::string CStatusDisplay::Coloured(const std::string& statusLine) const {
+    if (!settings_.colour || statusLine.size() < stateLength_) return statusLine;
+    return "\x1b[1;32m" + statusLine.substr(0, stateLength_) + "\x1b[0m" +
+           statusLine.substr(stateLength_);
 }
 
 void CStatusDisplay::ClearStatus() {

@@ -25,7 +25,9 @@ public:
     CStatusDisplay(std::ostream& out, Settings settings);
     ~CStatusDisplay();  // takes the status line away
 
-    void PrintLine(const std::string& line);
+    // What a terminal would obey in the line becomes question marks. The status line
+    // follows it, unless it was drawn less than 100 ms ago: then it waits for ShowStatus.
+    void PrintLine(const std::string& line, Clock::time_point now = Clock::now());
     // Redraws the line, unless it was drawn less than 100 ms ago.
     void ShowStatus(const RecordStatus& status, Clock::time_point now);
     void ClearStatus();
@@ -34,9 +36,11 @@ public:
 
 private:
     std::string Erase() const;  // the escape sequence for what is drawn now
+    std::string Coloured(const std::string& statusLine) const;
 
     std::ostream& out_;
     const Settings settings_;
-    std::string shown_;  // the status line on the screen, without colours
+    std::string shown_;       // the status line on the screen, without colours
+    size_t stateLength_ = 0;  // of the state at its beginning
     Clock::time_point lastDrawn_{};
 };

@@ -31,9 +31,16 @@ std::string Level(double peak) {
     return "[" + RenderLevelMeter(peak, kMeterColumns) + "] " + db;
 }
 
+// One column for each byte, and nothing that a terminal would obey.
+std::string Ascii(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return text;
+}
+
 // In the order in which they stand in the line.
 std::array<Segment, 7> Segments(const RecordStatus& status) {
-    std::array<Segment, 7> segments = {{{status.state, 0}, {}, {}, {}, {}, {}, {}}};
+    std::array<Segment, 7> segments = {{{Ascii(status.state), 0}, {}, {}, {}, {}, {}, {}}};
     if (status.programMs) segments[1] = {FormatClock(*status.programMs), 1};
     if (status.remainingMs) segments[2] = {"-" + FormatClock(*status.remainingMs), 2};
     if (status.peak) segments[3] = {Level(*status.peak), 3};
@@ -42,8 +49,8 @@ std::array<Segment, 7> Segments(const RecordStatus& status) {
                        5};
     }
     if (!status.matchId.empty()) {
-        segments[5] = {status.matchId.substr(0, kShownIdLength) + Number(" %.3f", status.matchBer),
-                       4};
+        segments[5] = {
+            Ascii(status.matchId.substr(0, kShownIdLength)) + Number(" %.3f", status.matchBer), 4};
     }
     if (status.streamMs) segments[6] = {"stream " + FormatClock(*status.streamMs), 6};
     return segments;
@@ -68,7 +75,7 @@ std::string RenderStatusLine(const RecordStatus& status, size_t width) {
     for (size_t i = 0; i < segments.size(); ++i) {
         if (shown[i]) line += (line.empty() ? "" : "  ") + segments[i].text;
     }
-    return line.empty() ? status.state.substr(0, width) : line;
+    return line.empty() ? segments[0].text.substr(0, width) : line;
 }
 
 double NextMeterPeak(double shown, double peak) {

@@ -46,8 +46,47 @@ TEST_F(StatusDisplayTest, LinesScrollAboveTheStatus) {
     CStatusDisplay display(out_, Settings());
     display.ShowStatus(Status("SCANNING"), start_);
     EXPECT_EQ(Take(), "SCANNING");
-    display.PrintLine("hello");
+    display.PrintLine("hello", start_ + milliseconds(100));
     EXPECT_EQ(Take(), "\r\x1b[Jhello\nSCANNING");
+}
+
+TEST_F(StatusDisplayTest, ManyLinesAtOnceDoNotRedrawTheStatusMoreOften) {
+    CStatusDisplay display(out_, Settings());
+    display.ShowStatus(Status("A"), start_);
+    Take();
+    display.PrintLine("one", start_ + milliseconds(1));
+    display.PrintLine("two", start_ + milliseconds(2));
+    EXPECT_EQ(Take(), "\r\x1b[Jone\ntwo\n");
+    display.ShowStatus(Status("B"), start_ + milliseconds(100));
+    EXPECT_EQ(Take(), "B");
+}
+
+TEST_F(StatusDisplayTest, TheStatusBelowALineKeepsItsColour) {
+    CStatusDisplay display(out_, Settings(true));
+    display.ShowStatus(Status("A"), start_);
+    Take();
+    display.PrintLine("hello", start_ + milliseconds(100));
+    EXPECT_EQ(Take(), "\r\x1b[Jhello\n\x1b[1;32mA\x1b[0m");
+}
+
+TEST_F(StatusDisplayTest, TheStatusBelowALineIsCutToTheTerminalAsItIsNow) {
+    width_ = 80;
+    CStatusDisplay display(out_, Settings());
+    display.ShowStatus(Status(std::string(70, 'x')), start_);
+    Take();
+    width_ = 40;
+    display.PrintLine("hello", start_ + milliseconds(100));
+    EXPECT_EQ(Take(), "\x1b[1A\r\x1b[Jhello\n" + std::string(39, 'x'));
+}
+
+TEST_F(StatusDisplayTest, NothingThatATerminalWouldObeyReachesIt) {
+    CStatusDisplay display(out_, Settings());
+    display.PrintLine(
+        "a\x1b]0;b\x07\nc\x7f\xc2\x9b"
+        "d \xc3\xa4");
+    EXPECT_EQ(Take(), "a?]0;b??c???d \xc3\xa4\n");
+    display.ShowStatus(Status("S\x1b[31m\xc3\xa4"), start_);
+    EXPECT_EQ(Take(), "S?[31m??");
 }
 
 TEST_F(StatusDisplayTest, ALongLineIsBrokenBetweenWords) {

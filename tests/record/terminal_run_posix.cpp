@@ -1,0 +1,98 @@
+#include "terminal_run_posix.h"
+
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "record_run.h"
+
+namespace {
+
+winsize SizeOf(unsigned short columns) {
+    winsize size = {};
+    size.ws_col = columns;
+    size.ws_row = 24;
+    return size;
+}
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+}  // namespace
+
+CTerminalRun::CTerminalRun(const std::vector<std::string>& arguments, unsigned short columns,
+                           const std::vector<std::string>& environment)
+    : screen_(columns) {
+    std::vector<std::string> command = {RecordProgram()};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> variables = environment;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        if (text.rfind("TERM=", 0) != 0 && text.rfind("NO_COLOR=", 0) != 0) {
+            variables.push_back(text);
+        }
+    }
+    const std::vector<char*> argv = Pointers(command);
+    const std::vector<char*> envp = Pointers(variables);
+    const winsize size = SizeOf(columns);
+    child_ = forkpty(&terminal_, nullptr, nullptr, &size);
+    if (child_ < 0) throw std::runtime_error("there is no terminal");
+    if (child_ == 0) {
+        execve(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+}
+
+CTerminalRun::~CTerminalRun() {
+    if (child_ > 0) {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+    close(terminal_);
+}
+
+void CTerminalRun::Resize(unsigned short columns) {
+    const winsize size = SizeOf(columns);
+    if (ioctl(terminal_, TIOCSWINSZ, &size) != 0) throw std::runtime_error("it keeps its size");
+    screen_.Resize(columns);
+}
+
+bool CTerminalRun::ShowUntil(const std::function<bool(const CTerminalScreen&)>& wanted) {
+    while (!wanted(screen_)) {
+        if (!ShowMore()) return false;
+    }
+    return true;
+}
+
+std::optional<int> CTerminalRun::Finish() {
+    while (ShowMore()) {
+    }
+    int status = 0;
+    if (waitpid(child_, &status, 0) != child_) return {};
+    child_ = -1;
+    if (!WIFEXITED(status)) return {};
+    return WEXITSTATUS(status);
+}
+
+double CTerminalRun::Seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+}
+
+bool CTerminalRun::ShowMore() {
+    pollfd ready = {terminal_, POLLIN, 0};
+    if (poll(&ready, 1, static_cast<int>(kRunPatienceMs)) <= 0) return false;
+    char bytes[4096];
+    const ssize_t count = read(terminal_, bytes, sizeof(bytes));
+    if (count > 0) screen_.Write(std::string(bytes, static_cast<size_t>(count)));
+    return count > 0;
+}
