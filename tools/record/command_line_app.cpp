@@ -1,9 +1,33 @@
 #include "record/command_line_app.h"
 
+#include <memory>
+#include <sstream>
+
 #include "record/exit_code.h"
 #include "recording/output_format.h"
 
 namespace {
+
+constexpr size_t kHelpColumns = 80;
+constexpr size_t kDescriptionColumn = 30;
+
+// Breaks descriptions between words; the base puts each piece into the right column.
+class CWrappingFormatter final : public CLI::Formatter {
+public:
+    CWrappingFormatter() { column_width(kDescriptionColumn); }
+    std::string make_option_desc(const CLI::Option* option) const override {
+        std::istringstream words(CLI::Formatter::make_option_desc(option));
+        std::string text;
+        size_t used = 0;
+        for (std::string word; words >> word;) {
+            const bool fits = used + 1 + word.size() <= kHelpColumns - kDescriptionColumn;
+            if (used > 0) text += fits ? ' ' : '\n';
+            used = used > 0 && fits ? used + 1 + word.size() : word.size();
+            text += word;
+        }
+        return text;
+    }
+};
 
 std::string Footer() {
     std::string text = "Durations: 90s, 55m, 1h30m, 2.5s, 00:55:00, or seconds.\n\nExamples:\n";
@@ -22,13 +46,16 @@ void DeclareReferences(CLI::App& app, CommandLineValues& values) {
     app.add_option("--start", values.starts,
                    "A recording whose beginning starts the program; may be repeated")
         ->type_name("[ID=]FILE")
+        ->allow_extra_args(false)  // what follows the file is not another one
         ->group(group)
         ->required();
     app.add_option("--end", values.ends, "A recording whose end ends the program; may be repeated")
         ->type_name("[ID=]FILE")
+        ->allow_extra_args(false)
         ->group(group);
     app.add_option("--other", values.others, "A recording that is only reported; may be repeated")
         ->type_name("[ID=]FILE")
+        ->allow_extra_args(false)
         ->group(group);
     app.add_option("--wait", values.wait, "Give up when no start has come after so long")
         ->type_name("DURATION")
@@ -91,14 +118,16 @@ void DeclareReceiver(CLI::App& app, CommandLineValues& values) {
 void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
     app.name("receiver-record");
     app.description(
-        "Records one program of an internet radio stream, exact to the sample, from the "
-        "beginning of a start recording to the end of an end recording or a maximum length.");
-    app.set_help_flag("-h,--help", "Print this help")->group("Other");
+        "Records one program of an internet radio stream, exact to the sample, from\n"
+        "the beginning of a start recording to the end of an end recording or a maximum length.");
+    app.formatter(std::make_shared<CWrappingFormatter>());
+    app.set_help_flag();  // comes last
     app.add_option("URL", values.url, "The stream, http:// or https://")->required();
     DeclareReferences(app, values);
     DeclareProgram(app, values);
     DeclareOutput(app, values);
     DeclareReceiver(app, values);
+    app.set_help_flag("-h,--help", "Print this help")->group("Other");
     app.add_option("--generate", values.document, "")
         ->group("");  // man, bash or zsh: for the build
     app.footer(Footer());
@@ -110,8 +139,8 @@ const std::vector<CommandExample>& CommandExamples() {
          "receiver-record http://radio.example/live --start jingle.wav --end outro.wav \\\n"
          "      --max 55m -o show.flac"},
         {"exactly half an hour with a fade, into another tool",
-         "receiver-record http://radio.example/live --start jingle.wav --max 30m --fade 3s \\\n"
-         "      -o - | ffmpeg -i - show.mp3"},
+         "receiver-record http://radio.example/live --start jingle.wav --max 30m \\\n"
+         "      --fade 3s -o - | ffmpeg -i - show.mp3"},
         {"for a scheduler: events as JSON, and no longer than the slot",
          "receiver-record http://radio.example/live --start news=jingle.wav --wait 10m \\\n"
          "      --json -o news.wav"},

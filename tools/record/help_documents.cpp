@@ -142,6 +142,12 @@ std::string Zsh(const std::string& text) {
     return out;
 }
 
+std::string ZshAction(const CLI::Option& option) {
+    if (!TakesFile(option)) return "";
+    const bool named = option.get_type_name().find('=') != std::string::npos;
+    return named ? "{compset -P \"*=\"; _files}" : "_files";
+}
+
 std::string Zsh(const CLI::App& app) {
     std::string text = "#compdef receiver-record\n_arguments -s \\\n";
     for (const std::string& group : Groups(app)) {
@@ -149,8 +155,7 @@ std::string Zsh(const CLI::App& app) {
             for (const std::string& name : Names(*option)) {
                 text += "    '*" + name + "[" + Zsh(option->get_description()) + "]";
                 if (TakesValue(*option)) {
-                    text += ":" + Zsh(option->get_type_name()) + ":" +
-                            (TakesFile(*option) ? "_files" : "");
+                    text += ":" + Zsh(option->get_type_name()) + ":" + ZshAction(*option);
                 }
                 text += "' \\\n";
             }

@@ -35,6 +35,7 @@ TEST(HelpDocumentsTest, CompletionsOfferFilesWhereAFileIsMeant) {
     EXPECT_EQ(zsh.rfind("#compdef receiver-record", 0), 0u);
     EXPECT_NE(zsh.find("--max["), std::string::npos);
     EXPECT_NE(zsh.find(":FILE:_files'"), std::string::npos);
+    EXPECT_NE(zsh.find("FILE:{compset -P \"*=\"; _files}'"), std::string::npos);
 }
 
 TEST(HelpDocumentsTest, OtherDocumentsDoNotExist) {

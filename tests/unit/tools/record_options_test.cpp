@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace {
 
 CommandLine Parse(std::vector<const char*> arguments) {
@@ -118,4 +120,21 @@ TEST(RecordOptionsTest, MoreThan32RecordingsAreRefused) {
     Options(arguments);
     arguments.insert(arguments.end(), {"--other", "n.wav"});
     Refusal(arguments);
+}
+
+TEST(RecordOptionsTest, TheUrlMayStandAnywhere) {
+    const CommandLine line = Parse(
+        {"--start", "j.wav", "http://radio/", "--end", "o.wav", "--other", "n.wav", "-o", "a.wav"});
+    EXPECT_FALSE(line.exitCode) << line.text;
+    EXPECT_EQ(line.options.url, "http://radio/");
+    EXPECT_EQ(line.options.references.size(), 3u);
+}
+
+TEST(RecordOptionsTest, TheOptionsOfTheHelpFitIntoAUsualTerminal) {
+    std::istringstream help(Parse({"--help"}).text);
+    for (std::string line; std::getline(help, line);) {
+        if (line.rfind("  ", 0) == 0) {
+            EXPECT_LE(line.size(), 80u) << line;
+        }
+    }
 }
