@@ -102,6 +102,7 @@ TEST_F(LiveTerminalTest, TheStatusNeverWrapsIn40Columns) {
     ASSERT_TRUE(WaitForDraws(*run, 15)) << PrintToString(run->Screen().Lines());
     FinishWell(*run);
     for (const std::string& line : run->Screen().Erased()) EXPECT_LT(line.size(), 40u) << line;
+    EXPECT_EQ(run->Screen().Erased().back().size(), 39u);  // it does not waste them, either
     ExpectNoStatusLeft(run->Screen());
 }
 

@@ -124,6 +124,19 @@ TEST_F(ReceiverRecordTest, ARecordingToListenForThatIsMissingIsNamed) {
     EXPECT_FALSE(PartFileIsLeft());
 }
 
+TEST_F(ReceiverRecordTest, ARecordingToListenForThatIsUnfitIsAUsageErrorInPlainWords) {
+    Serve();
+    WriteFileBytes(folder_.File("text.wav"), "no audio");
+    WriteWavFile(folder_.File("short.wav"), MakeMusic(5, 44100, 2, 500));
+    EXPECT_EQ(Execute({"--end", folder_.File("text.wav"), "-o", OutputFile()}), 2);
+    ASSERT_FALSE(Errors().empty());
+    EXPECT_NE(Errors().back().find("cannot be decoded"), std::string::npos) << Errors().back();
+    EXPECT_EQ(Execute({"--end", folder_.File("short.wav"), "-o", OutputFile()}), 2);
+    ASSERT_FALSE(Errors().empty());
+    EXPECT_NE(Errors().back().find("too short"), std::string::npos) << Errors().back();
+    EXPECT_FALSE(PartFileIsLeft());
+}
+
 TEST_F(ReceiverRecordTest, AFolderThatIsMissingIsAnOutputErrorAndNamed) {
     EXPECT_EQ(Execute({"-o", folder_.File("none/out.wav")}), 6);
     ASSERT_FALSE(Errors().empty());

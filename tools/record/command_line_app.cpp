@@ -153,7 +153,7 @@ const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
         {static_cast<int>(ExitCode::kComplete), "the program is complete"},
         {static_cast<int>(ExitCode::kFailure), "the receiver failed or refused the request"},
         {static_cast<int>(ExitCode::kUsage),
-         "wrong command line, or a recording to listen for is missing"},
+         "wrong command line, or a recording to listen for is missing or unfit"},
         {static_cast<int>(ExitCode::kStartNotFound), "no start recording was heard"},
         {static_cast<int>(ExitCode::kSourceError),
          "the source failed, or ended before the program did"},

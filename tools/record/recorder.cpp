@@ -341,6 +341,12 @@ void CRecorder::DecideBySession() {
             End(ExitCode::kStartNotFound, "The source ended, and no start recording was heard");
         }
     }
+    if (finished_ && finished_->message.rfind("Reference ", 0) == 0) {
+        const bool isShort = finished_->message == "Reference too short";
+        End(ExitCode::kUsage, std::string("A recording to listen for ") +
+                                  (isShort ? "is too short to be recognised"
+                                           : "cannot be decoded: is it an audio file?"));
+    }
     if (finished_ && !finished_->message.empty()) {
         End(ExitCode::kFailure, finished_->message);
     }

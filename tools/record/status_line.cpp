@@ -13,6 +13,7 @@ constexpr double kMeterRangeDb = 60;
 constexpr double kMeterFall = 0.8;
 constexpr double kQuietest = 1.0 / 32768;  // one step of a 16-bit sample
 constexpr size_t kMeterColumns = 10;
+constexpr size_t kShortMeterColumns = 5;
 constexpr size_t kShownIdLength = 16;
 
 struct Segment {
@@ -26,7 +27,8 @@ std::string Number(const char* format, double value) {
     return text;
 }
 
-std::string Level(double peak) {
+std::string Level(double peak, bool brief) {
+    if (brief) return "[" + RenderLevelMeter(peak, kShortMeterColumns) + "]";
     const std::string db = peak > 0 ? Number("%3.0f dB", 20 * std::log10(peak)) : "-inf dB";
     return "[" + RenderLevelMeter(peak, kMeterColumns) + "] " + db;
 }
@@ -39,27 +41,39 @@ std::string Ascii(std::string text) {
 }
 
 // In the order in which they stand in the line.
-std::array<Segment, 7> Segments(const RecordStatus& status) {
+std::array<Segment, 7> Segments(const RecordStatus& status, bool brief) {
     std::array<Segment, 7> segments = {{{Ascii(status.state), 0}, {}, {}, {}, {}, {}, {}}};
     if (status.programMs) segments[1] = {FormatClock(*status.programMs), 1};
     if (status.remainingMs) segments[2] = {"-" + FormatClock(*status.remainingMs), 2};
-    if (status.peak) segments[3] = {Level(*status.peak), 3};
+    if (status.peak) segments[3] = {Level(*status.peak, brief), 3};
     if (status.bufferMs) {
-        segments[4] = {"buffer " + Number("%.1fs", static_cast<double>(*status.bufferMs) / 1000),
-                       5};
+        const double seconds = static_cast<double>(*status.bufferMs) / 1000;
+        segments[4] = {(brief ? "buf " : "buffer ") + Number("%.1fs", seconds), 5};
     }
     if (!status.matchId.empty()) {
         segments[5] = {
             Ascii(status.matchId.substr(0, kShownIdLength)) + Number(" %.3f", status.matchBer), 4};
     }
-    if (status.streamMs) segments[6] = {"stream " + FormatClock(*status.streamMs), 6};
+    if (status.streamMs) {
+        segments[6] = {(brief ? "at " : "stream ") + FormatClock(*status.streamMs), 6};
+    }
     return segments;
+}
+
+// In one line, two spaces apart.
+size_t Length(const std::array<Segment, 7>& segments) {
+    size_t length = 0;
+    for (const Segment& segment : segments) {
+        if (!segment.text.empty()) length += segment.text.size() + (length > 0 ? 2 : 0);
+    }
+    return length;
 }
 
 }  // namespace
 
 std::string RenderStatusLine(const RecordStatus& status, size_t width) {
-    std::array<Segment, 7> segments = Segments(status);
+    std::array<Segment, 7> segments = Segments(status, false);
+    if (Length(segments) > width) segments = Segments(status, true);
     std::array<bool, 7> shown = {};
     size_t used = 0;
     for (int importance = 0; importance < 7; ++importance) {

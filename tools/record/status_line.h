@@ -18,7 +18,8 @@ struct RecordStatus {
     std::optional<uint64_t> remainingMs;  // to the program's end
 };
 
-// At most `width` columns, ASCII, without a line feed: what matters most is kept.
+// At most `width` columns, ASCII, without a line feed: where room is short everything
+// becomes brief first, and then what matters most is kept.
 std::string RenderStatusLine(const RecordStatus& status, size_t width);
 
 // What the meter shows next: it rises at once and falls by 2 dB a step, because the
