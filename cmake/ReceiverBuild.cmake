@@ -37,10 +37,18 @@ if(RECEIVER_SANITIZE)
     target_link_options(receiver_options INTERFACE -fsanitize=${RECEIVER_SANITIZE})
 endif()
 
-# For the tests' own code: watched for what it does to memory and threads, while
-# undefined behaviour is looked for in what is tested. That halves its compilation.
+# For the tests' own code, most of what there is to compile: optimised little, since it runs
+# once, and under the sanitizers watched for what it does to memory and threads, while
+# undefined behaviour is looked for in what is tested.
 add_library(receiver_test_options INTERFACE)
 target_link_libraries(receiver_test_options INTERFACE receiver_options)
+if(NOT MSVC)
+    target_compile_options(receiver_test_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:-O1>
+                           $<$<CONFIG:RelWithDebInfo>:-g1>)
+endif()
+if(RECEIVER_SANITIZE MATCHES address)
+    target_compile_options(receiver_test_options INTERFACE -O0)
+endif()
 if(RECEIVER_SANITIZE MATCHES undefined)
     target_compile_options(receiver_test_options INTERFACE -fno-sanitize=undefined)
 endif()

@@ -76,10 +76,10 @@ private:
         return static_cast<DWORD>(std::min<size_t>(count, 0x40000000));
     }
 
-    // Starting the operation resets the event.
     OVERLAPPED NewOperation() const {
         OVERLAPPED overlapped{};
         overlapped.hEvent = ioEvent_.Get();
+        ResetEvent(ioEvent_.Get());
         return overlapped;
     }
 
