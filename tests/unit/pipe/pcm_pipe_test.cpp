@@ -189,8 +189,8 @@ TEST_F(PcmPipe, ClientsThatRaceForTheServerAreAllServed) {
 
     for (int i = 0; i < 2 * kVisits; ++i) {
         char question = 0;
-        if (!server_.Listen(uri_) || !server_.Accept(kSoonMs) || !server_.Read(&question, 1, Soon()) ||
-            !server_.Write("!", 1, Soon())) {
+        if (!server_.Listen(uri_) || !server_.Accept(kSoonMs) ||
+            !server_.Read(&question, 1, Soon()) || !server_.Write("!", 1, Soon())) {
             ADD_FAILURE() << i << ": " << server_.LastError();
             break;
         }
