@@ -22,7 +22,7 @@ set(flags)
 if(SANITIZE)
     set(flags -fsanitize=${SANITIZE})
 endif()
-run(${CMAKE_COMMAND} -S ${SOURCE}/docs/examples -B ${WORK}/cmake -DCMAKE_CXX_FLAGS=${flags}
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE}/docs/examples -B ${WORK}/cmake -DCMAKE_CXX_FLAGS=${flags}
     -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${WORK}/prefix)
 run(${CMAKE_COMMAND} --build ${WORK}/cmake)
 expect_usage_error(${WORK}/cmake/record_program)
