@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <sstream>
+#include <utility>
 
 #include "record/exit_code.h"
 #include "recording/output_format.h"
@@ -11,10 +12,19 @@ namespace {
 constexpr size_t kHelpColumns = 80;
 constexpr size_t kDescriptionColumn = 30;
 
-// Breaks descriptions between words; the base puts each piece into the right column.
+// Breaks descriptions between words; the base puts each piece into the right column. And one
+// empty line between groups will do.
 class CWrappingFormatter final : public CLI::Formatter {
 public:
     CWrappingFormatter() { column_width(kDescriptionColumn); }
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override {
+        std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
+        for (size_t at = text.find("\n\n\n"); at != text.npos; at = text.find("\n\n\n", at)) {
+            text.erase(at, 1);
+        }
+        return text;
+    }
     std::string make_option_desc(const CLI::Option* option) const override {
         std::istringstream words(CLI::Formatter::make_option_desc(option));
         std::string text;

@@ -130,6 +130,12 @@ TEST(RecordOptionsTest, TheUrlMayStandAnywhere) {
     EXPECT_EQ(line.options.references.size(), 3u);
 }
 
+TEST(RecordOptionsTest, NoTwoEmptyLinesOfTheHelpStandTogether) {
+    const std::string help = Parse({"--help"}).text;
+    EXPECT_NE(help.find("\n\nOutput:\n"), std::string::npos);
+    EXPECT_EQ(help.find("\n\n\n"), std::string::npos);
+}
+
 TEST(RecordOptionsTest, TheOptionsOfTheHelpFitIntoAUsualTerminal) {
     std::istringstream help(Parse({"--help"}).text);
     for (std::string line; std::getline(help, line);) {
