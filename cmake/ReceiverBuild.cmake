@@ -125,7 +125,8 @@ function(receiver_add_test name)
         set_tests_properties(${name} PROPERTIES ${properties})
         return()
     endif()
-    set(discovery DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}.")
+    # Under an emulator the first listing of tests also sets up its prefix.
+    set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 TEST_PREFIX "${name}.")
     if(arg_SERIAL)
         gtest_discover_tests(${name} ${discovery} TEST_FILTER "${arg_SERIAL}"
                              PROPERTIES ${properties} RUN_SERIAL TRUE)
