@@ -14,6 +14,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <utility>
 
 #include "platform/clock.h"
 #include "record_run.h"
@@ -100,6 +101,29 @@ private:
 
     int fd_ = -1;
     std::string bytes_;
+};
+
+// Gone with the test, also with one that fails half-way.
+class CSmallDisk {
+public:
+    CSmallDisk(fs::path path, const char* options) : path_(std::move(path)) {
+        fs::create_directory(path_);
+        if (mount("tmpfs", path_.c_str(), "tmpfs", 0, options) != 0) error_ = errno;
+    }
+    ~CSmallDisk() {
+        if (!IsMounted()) return;
+        EXPECT_EQ(umount(path_.c_str()), 0);
+    }
+    CSmallDisk(const CSmallDisk&) = delete;
+    CSmallDisk& operator=(const CSmallDisk&) = delete;
+
+    bool IsMounted() const { return error_ == 0; }
+    const char* Refusal() const { return std::strerror(error_); }
+    const fs::path& Path() const { return path_; }
+
+private:
+    const fs::path path_;
+    int error_ = 0;
 };
 
 // As ffprobe reads them, of the file and its stream, with lower-case keys.
@@ -267,17 +291,13 @@ TEST_F(ReceiverRecordPosixTest, AReaderOfStandardOutputThatGoesAwayIsAnOutputErr
 
 TEST_F(ReceiverRecordPosixTest, AFullDiskLeavesAPlayableFileAndIsAnOutputError) {
     Serve();
-    const fs::path disk = folder_.Path() / "disk";
-    fs::create_directory(disk);
-    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=400k") != 0) {
-        GTEST_SKIP() << "no small disk can be mounted: " << std::strerror(errno);
-    }
-    const std::string output = (disk / "out.wav").string();
+    const CSmallDisk disk(folder_.Path() / "disk", "size=400k");
+    if (!disk.IsMounted()) GTEST_SKIP() << "no small disk can be mounted: " << disk.Refusal();
+    const std::string output = (disk.Path() / "out.wav").string();
     EXPECT_EQ(Execute({"-o", output}), 6) << testing::PrintToString(Errors());
     EXPECT_GT(fs::file_size(output), 300000u);
     const std::vector<int16_t> recorded = DecodeStream(output).samples;
     EXPECT_GT(recorded.size() * 2, 300000u);
-    EXPECT_EQ(umount(disk.c_str()), 0);
 }
 
 class TagsOfFormatTest : public ReceiverRecordPosixTest,
@@ -323,12 +343,9 @@ TEST_F(ReceiverRecordPosixTest, TheTagsOfAnInterruptedRecordingSaySo) {
 // The recording is complete; only the copy under its last tags does not fit beside it.
 TEST_F(ReceiverRecordPosixTest, ADiskWithoutRoomForTheTagsStillHasTheWholeRecording) {
     Serve();
-    const fs::path disk = folder_.Path() / "disk";
-    fs::create_directory(disk);
-    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=500k") != 0) {
-        GTEST_SKIP() << "no small disk can be mounted: " << std::strerror(errno);
-    }
-    const std::string output = (disk / "out.wav").string();
+    const CSmallDisk disk(folder_.Path() / "disk", "size=500k");
+    if (!disk.IsMounted()) GTEST_SKIP() << "no small disk can be mounted: " << disk.Refusal();
+    const std::string output = (disk.Path() / "out.wav").string();
     EXPECT_EQ(Execute({"--max", "2s", "-o", output}), 0);
     const std::vector<std::string> told = Errors();
     EXPECT_TRUE(std::any_of(told.begin(), told.end(), [](const std::string& line) {
@@ -337,7 +354,6 @@ TEST_F(ReceiverRecordPosixTest, ADiskWithoutRoomForTheTagsStillHasTheWholeRecord
     })) << testing::PrintToString(told);
     EXPECT_EQ(DecodeStream(output).samples.size(), 88200u * 2);
     EXPECT_TRUE(fs::exists(output + ".json"));
-    EXPECT_EQ(umount(disk.c_str()), 0);
 }
 
 // Every airing of the jingle is heard as each of 31 references with long names: soon the

@@ -31,6 +31,13 @@ void SendEnd(CFakePeer& peer, uint32_t type, uint64_t frames, uint64_t status) {
     peer.Receive(&acknowledgement, sizeof(acknowledgement));
 }
 
+void SendWholeStream(CFakePeer& peer) {
+    SendHeader(peer);
+    SendFrames(peer, 0, 441);
+    SendFrames(peer, 441, 441);
+    SendEnd(peer, kPcm1End, 882, 0);
+}
+
 class AudioIntakeTest : public testing::Test {
 protected:
     CAudioIntake::Progress RunAgainst(CFakePeer& peer, std::optional<uint64_t> frames = {}) {
@@ -48,12 +55,7 @@ protected:
 }  // namespace
 
 TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
-    CFakePeer peer([](CFakePeer& p) {
-        SendHeader(p);
-        SendFrames(p, 0, 441);
-        SendFrames(p, 441, 441);
-        SendEnd(p, kPcm1End, 882, 0);
-    });
+    CFakePeer peer(SendWholeStream);
     const CAudioIntake::Progress progress = RunAgainst(peer);
     EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
     EXPECT_EQ(progress.writer.framesWritten, 882u);
@@ -63,12 +65,7 @@ TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
 }
 
 TEST_F(AudioIntakeTest, WhatCameBeyondTheProgramIsCutOff) {
-    CFakePeer peer([](CFakePeer& p) {
-        SendHeader(p);
-        SendFrames(p, 0, 441);
-        SendFrames(p, 441, 441);
-        SendEnd(p, kPcm1End, 882, 0);
-    });
+    CFakePeer peer(SendWholeStream);
     const CAudioIntake::Progress progress = RunAgainst(peer, 500);
     EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
     EXPECT_EQ(progress.writer.framesWritten, 500u);

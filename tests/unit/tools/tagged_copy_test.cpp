@@ -90,12 +90,12 @@ TEST_P(TaggedCopyOfFormatTest, EverySampleIsKeptUnderTheNewTags) {
     }
     const std::vector<int16_t> samples = Decode(copy);
     EXPECT_GE(samples.size(), (kFrames - kResampledAway) * 2);
-    // Older FFmpeg shows the encoder's own delay at the start of MP4 in fragments, and nowhere
-    // else.
+    // FFmpeg 5 shows the encoder's own delay at the start of MP4 in fragments, and 7 does not.
+    const bool showsDelay = extension == ".m4a" && LIBAVFORMAT_VERSION_MAJOR < 60;
     std::vector<int16_t> before = Decode(recorded);
     ASSERT_GE(before.size(), samples.size());
     const size_t delay = before.size() - samples.size();
-    EXPECT_TRUE(delay == 0 || (extension == ".m4a" && delay == kAacDelay * 2)) << delay;
+    EXPECT_EQ(delay, showsDelay ? kAacDelay * 2 : 0);
     before.erase(before.begin(), before.begin() + static_cast<std::ptrdiff_t>(delay));
     EXPECT_EQ(samples, before);
 }
