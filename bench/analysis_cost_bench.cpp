@@ -14,6 +14,7 @@
 #include "detect/detector_audio_file.h"
 #include "detect/fft.h"
 
+namespace receiver {
 namespace {
 
 // Processor time, so that a busy machine does not blur the shares.
@@ -34,7 +35,7 @@ double TimeResampling(const TestPcm& mono) {
     constexpr int kBlock = kReadBytes / (kStreamChannels * sizeof(int16_t));
     std::vector<int16_t> output(2 * kBlock);
     const std::clock_t start = std::clock();
-    CMonoResampler resampler;
+    MonoResampler resampler;
     resampler.Open(kStreamRate, kAnalysisRate);
     for (size_t at = 0; at + kBlock <= mono.Frames(); at += kBlock) {
         resampler.Convert(mono.samples.data() + at, kBlock, output.data(), 2 * kBlock);
@@ -44,11 +45,11 @@ double TimeResampling(const TestPcm& mono) {
 
 double TimeFfts() {
     constexpr uint32_t kSize = 8192;
-    CFft fft(kSize);
+    Fft fft(kSize);
     std::fill_n(fft.Data(), kSize, 0.0);
     const int64_t last = int64_t{kAnalysisRate} * kStreamSeconds - 1;
     const std::clock_t start = std::clock();
-    for (CFrameClock clock; clock.StartSample() <= last; clock.Advance()) fft.Execute();
+    for (FrameClock clock; clock.StartSample() <= last; clock.Advance()) fft.Execute();
     return SecondsSince(start);
 }
 
@@ -61,7 +62,7 @@ double TimeDetector(CDetectorAudioFile& detector) {
 void AnalysisCost(benchmark::State& state) {
     const TestPcm mono = MakeMusic(1, kStreamRate, 1, size_t{kStreamRate} * kStreamSeconds);
     CDetectorAudioFile detector(
-        std::make_unique<CStreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
+        std::make_unique<StreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
         [](const DetectorMatch&) {}, 0.14);
     double decoding = 0.0;
     double resampling = 0.0;
@@ -89,3 +90,4 @@ void AnalysisCost(benchmark::State& state) {
 BENCHMARK(AnalysisCost)->Arg(1)->Arg(32)->MinTime(3.0)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+}  // namespace receiver

@@ -8,6 +8,7 @@
 #include "bench_audio.h"
 #include "detect/audio_fingerprinter.h"
 
+namespace receiver {
 namespace {
 
 void SetAudioRate(benchmark::State& state) {
@@ -34,7 +35,7 @@ void Resample(benchmark::State& state) {
     const TestPcm mono = MakeMusic(1, kStreamRate, 1, size_t{kStreamRate} * kStreamSeconds);
     std::vector<int16_t> output(2 * kBlock);
     for (auto _ : state) {
-        CMonoResampler resampler;
+        MonoResampler resampler;
         if (!resampler.Open(kStreamRate, kAnalysisRate)) {
             state.SkipWithError("the resampler does not open");
             return;
@@ -49,3 +50,4 @@ void Resample(benchmark::State& state) {
 BENCHMARK(Resample)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+}  // namespace receiver

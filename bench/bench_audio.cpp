@@ -8,6 +8,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr int kMp3BitRate = 128000;
@@ -15,7 +16,7 @@ constexpr int kReferenceSeconds = 30;
 constexpr uint64_t kSeed = 2026;
 
 struct Mp3File {
-    CTempFolder folder;
+    TempFolder folder;
     std::string path = folder.File("stream.mp3");
     Mp3File() { WriteFileBytes(path, EncodeAudio(StreamPcm(), AudioCoding::kMp3, kMp3BitRate)); }
 };
@@ -25,7 +26,7 @@ size_t WordsOfReference() {
     fingerprinter.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
     const int64_t last = int64_t{kAnalysisRate} * kReferenceSeconds - fingerprinter.WindowLength();
     size_t words = 0;
-    for (CFrameClock clock; clock.StartSample() <= last; clock.Advance()) ++words;
+    for (FrameClock clock; clock.StartSample() <= last; clock.Advance()) ++words;
     return words;
 }
 
@@ -44,7 +45,7 @@ const std::string& StreamMp3Path() {
 
 std::vector<ReferenceFingerprint> RandomReferences(size_t count) {
     const size_t words = WordsOfReference();
-    CTestRandom random(kSeed);
+    TestRandom random(kSeed);
     std::vector<ReferenceFingerprint> references(count);
     for (ReferenceFingerprint& reference : references) {
         reference.sampleCount = uint64_t{kAnalysisRate} * kReferenceSeconds;
@@ -55,7 +56,7 @@ std::vector<ReferenceFingerprint> RandomReferences(size_t count) {
     return references;
 }
 
-CStreamFile::CStreamFile() {
+StreamFile::StreamFile() {
     record_.wFormatTag = kFormatTagPcm;
     record_.nChannels = kStreamChannels;
     record_.nSamplesPerSec = kStreamRate;
@@ -64,19 +65,19 @@ CStreamFile::CStreamFile() {
     record_.wBitsPerSample = 16;
 }
 
-BOOL CStreamFile::Open(const std::string&) {
+BOOL StreamFile::Open(const std::string&) {
     at_ = 0;
     format_ = &record_;
     open_ = 1;
     return 1;
 }
 
-BOOL CStreamFile::Close() {
+BOOL StreamFile::Close() {
     open_ = 0;
     return 1;
 }
 
-int32_t CStreamFile::Read(void* buffer, uint32_t count) {
+int32_t StreamFile::Read(void* buffer, uint32_t count) {
     const TestPcm& pcm = StreamPcm();
     const size_t size = std::min<size_t>(count, pcm.Bytes() - at_);
     std::memcpy(buffer, reinterpret_cast<const char*>(pcm.samples.data()) + at_, size);
@@ -93,3 +94,5 @@ void ReadStream(CAudioFile& file) {
         left -= static_cast<size_t>(read);
     }
 }
+
+}  // namespace receiver

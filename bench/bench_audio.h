@@ -11,6 +11,8 @@
 #include "detect/reference_loading.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 inline constexpr int kStreamRate = 44100;
 inline constexpr int kStreamChannels = 2;
 inline constexpr int kStreamSeconds = 30;
@@ -22,9 +24,9 @@ const std::string& StreamMp3Path();  // 128 kbit/s, in a folder that the exit re
 std::vector<ReferenceFingerprint> RandomReferences(size_t count);  // of 30 s each
 
 // The stream's PCM over and over, as an audio file that costs no more than copying.
-class CStreamFile final : public CAudioFile {
+class StreamFile final : public CAudioFile {
 public:
-    CStreamFile();
+    StreamFile();
     BOOL Open(const std::string& path) override;
     BOOL Close() override;
     int32_t Read(void* buffer, uint32_t count) override;
@@ -38,3 +40,5 @@ private:
 
 // As much as the stream is long.
 void ReadStream(CAudioFile& file);
+
+}  // namespace receiver

@@ -11,6 +11,7 @@
 #include "detect/hamming.h"
 #include "detect/reference_matcher.h"
 
+namespace receiver {
 namespace {
 
 constexpr double kThreshold = 0.14;
@@ -21,7 +22,7 @@ void SetAudioRate(benchmark::State& state, double secondsPerIteration) {
 }
 
 void Fft(benchmark::State& state) {
-    CFft fft(8192);
+    Fft fft(8192);
     std::fill_n(fft.Data(), 8192, 0.0);
     for (auto _ : state) fft.Execute();
     SetAudioRate(state, kHopSeconds);
@@ -45,8 +46,8 @@ BENCHMARK(FingerprintWord)->Unit(benchmark::kMicrosecond);
 void MatchStep(benchmark::State& state) {
     const auto references = RandomReferences(static_cast<size_t>(state.range(0)));
     uint64_t matches = 0;
-    CReferenceMatcher matcher(references, kThreshold, [&](const DetectorMatch&) { ++matches; });
-    CTestRandom random(3);
+    ReferenceMatcher matcher(references, kThreshold, [&](const DetectorMatch&) { ++matches; });
+    TestRandom random(3);
     uint64_t sample = 0;
     const auto push = [&] { matcher.Push(static_cast<uint32_t>(random.Next()), ++sample, 0); };
     for (size_t i = 0; i < references[0].words.size(); ++i) push();
@@ -74,7 +75,7 @@ BENCHMARK(MatchStepWithoutEarlyExit)->Arg(1)->Arg(32)->Unit(benchmark::kMicrosec
 
 void DetectorRead(benchmark::State& state) {
     CDetectorAudioFile detector(
-        std::make_unique<CStreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
+        std::make_unique<StreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
         [](const DetectorMatch&) {}, kThreshold);
     if (!detector.Open("stream")) {
         state.SkipWithError("the detector does not open");
@@ -87,3 +88,4 @@ void DetectorRead(benchmark::State& state) {
 BENCHMARK(DetectorRead)->Arg(1)->Arg(32)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+}  // namespace receiver

@@ -4,13 +4,13 @@
 
 namespace receiver {
 
-CCancellation::CCancellation() : shared_(std::make_shared<CPcmPipeCancellation>()) {}
+Cancellation::Cancellation() : shared_(std::make_shared<CPcmPipeCancellation>()) {}
 
-void CCancellation::Cancel() noexcept {
+void Cancellation::Cancel() noexcept {
     shared_->Cancel();
 }
 
-bool CCancellation::IsCancelled() const noexcept {
+bool Cancellation::IsCancelled() const noexcept {
     return shared_->IsCancelled();
 }
 

@@ -18,7 +18,7 @@ constexpr size_t kReadBytes = 4096;
 constexpr uint64_t kArrivedBytesMs = 1000;
 // The receiver's deepest message has 5 levels. Copying and writing JSON recurse, so that
 // a hostile depth would overflow the stack of whoever handles the message.
-constexpr size_t kMaximumDepth = 64;
+constexpr size_t kMaxDepth = 64;
 
 bool IsTooDeep(const std::string& body) {
     size_t depth = 0;
@@ -31,7 +31,7 @@ bool IsTooDeep(const std::string& body) {
         } else if (c == '"') {
             inText = true;
         } else if (c == '[' || c == '{') {
-            if (++depth > kMaximumDepth) return true;
+            if (++depth > kMaxDepth) return true;
         } else if ((c == ']' || c == '}') && depth > 0) {
             --depth;
         }
@@ -41,10 +41,10 @@ bool IsTooDeep(const std::string& body) {
 
 }  // namespace
 
-CControlConnection::CControlConnection(const CCancellation& cancellation)
+ControlConnection::ControlConnection(const Cancellation& cancellation)
     : pipe_(cancellation.Shared()) {}
 
-bool CControlConnection::Open(const std::string& uri, uint64_t deadline) {
+bool ControlConnection::Open(const std::string& uri, uint64_t deadline) {
     Close();
     const uint64_t now = TickMs();
     const uint64_t left = deadline > now ? deadline - now : 0;
@@ -55,13 +55,13 @@ bool CControlConnection::Open(const std::string& uri, uint64_t deadline) {
     return true;
 }
 
-void CControlConnection::Close() {
+void ControlConnection::Close() {
     pipe_.Close();
     frames_.Clear();
     open_ = false;
 }
 
-bool CControlConnection::Send(const json& message, uint64_t deadline) {
+bool ControlConnection::Send(const json& message, uint64_t deadline) {
     if (!open_) return Fail(ErrorKind::kDisconnected, "There is no connection to a receiver");
     std::string body;
     try {
@@ -69,7 +69,7 @@ bool CControlConnection::Send(const json& message, uint64_t deadline) {
     } catch (const json::exception& e) {
         return Fail(ErrorKind::kInvalidArgument, e.what());
     }
-    if (body.size() > kMaximumFrameBody) {
+    if (body.size() > kMaxFrameBodyBytes) {
         return Fail(ErrorKind::kInvalidArgument, "The command is longer than 65536 bytes");
     }
     const std::string frame = EncodeFrame(body);
@@ -79,7 +79,7 @@ bool CControlConnection::Send(const json& message, uint64_t deadline) {
     return false;
 }
 
-std::optional<json> CControlConnection::Receive(uint64_t deadline) {
+std::optional<json> ControlConnection::Receive(uint64_t deadline) {
     if (!open_) {
         Fail(ErrorKind::kDisconnected, "There is no connection to a receiver");
         return {};
@@ -87,20 +87,20 @@ std::optional<json> CControlConnection::Receive(uint64_t deadline) {
     for (;;) {
         std::string body;
         switch (frames_.Next(&body)) {
-            case CFrameAssembler::Result::kFrame:
+            case FrameAssembler::Result::kFrame:
                 return Parse(body);
-            case CFrameAssembler::Result::kInvalidLength:
+            case FrameAssembler::Result::kInvalidLength:
                 Close();
                 Fail(ErrorKind::kProtocol, "The receiver sent a frame of invalid length");
                 return {};
-            case CFrameAssembler::Result::kIncomplete:
+            case FrameAssembler::Result::kIncomplete:
                 if (!ReceiveBytes(deadline)) return {};
         }
     }
 }
 
 // What has come is kept also when the read fails, so that a time-out loses nothing.
-bool CControlConnection::ReceiveBytes(uint64_t deadline) {
+bool ControlConnection::ReceiveBytes(uint64_t deadline) {
     std::array<char, kReadBytes> bytes;
     size_t available = 0;
     size_t got = 0;
@@ -118,7 +118,7 @@ bool CControlConnection::ReceiveBytes(uint64_t deadline) {
     return false;
 }
 
-std::optional<json> CControlConnection::Parse(const std::string& body) {
+std::optional<json> ControlConnection::Parse(const std::string& body) {
     try {
         if (IsTooDeep(body)) throw std::runtime_error("nested too deep");
         json message = json::parse(body);
@@ -133,12 +133,12 @@ std::optional<json> CControlConnection::Parse(const std::string& body) {
     }
 }
 
-bool CControlConnection::Fail(ErrorKind kind, std::string text, uint32_t code) {
+bool ControlConnection::Fail(ErrorKind kind, std::string text, uint32_t code) {
     failure_ = {kind, code, std::move(text)};
     return false;
 }
 
-bool CControlConnection::FailPipe(const char* doing) {
+bool ControlConnection::FailPipe(const char* doing) {
     const uint32_t code = pipe_.LastError();
     switch (code) {
         case kErrorTimedOut:

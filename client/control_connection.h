@@ -18,9 +18,9 @@
 
 namespace receiver {
 
-class CControlConnection final {
+class ControlConnection final {
 public:
-    explicit CControlConnection(const CCancellation& cancellation);
+    explicit ControlConnection(const Cancellation& cancellation);
 
     bool Open(const std::string& uri, uint64_t deadline);
     void Close();
@@ -40,7 +40,7 @@ private:
     std::optional<nlohmann::json> Parse(const std::string& body);
 
     CPcmPipe pipe_;
-    CFrameAssembler frames_;
+    FrameAssembler frames_;
     bool open_ = false;
     Error failure_;
 };

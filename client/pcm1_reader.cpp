@@ -14,11 +14,10 @@
 namespace receiver {
 namespace {
 
-constexpr uint32_t kMaximumChunkBytes = 1048576;  // the protocol's limit
-constexpr uint16_t kMaximumChannels = 64;
-constexpr uint32_t kMaximumSampleRate = 768000;
+constexpr uint16_t kMaxChannels = 64;
+constexpr uint32_t kMaxSampleRate = 768000;
 
-uint64_t TickDeadline(CPcm1Reader::Milliseconds timeout) {
+uint64_t TickDeadline(Pcm1Reader::Milliseconds timeout) {
     return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
 }
 
@@ -27,15 +26,15 @@ const char* FaultOf(const Pcm1Header& header) {
     if (header.version != kPcm1Version) return "its version is not 1";
     if (header.headerBytes != sizeof(Pcm1Header)) return "its header has another size";
     if (header.bitsPerSample != 16) return "its samples do not have 16 bits";
-    if (header.channels == 0 || header.channels > kMaximumChannels) return "channels";
-    if (header.sampleRate == 0 || header.sampleRate > kMaximumSampleRate) return "sample rate";
+    if (header.channels == 0 || header.channels > kMaxChannels) return "channels";
+    if (header.sampleRate == 0 || header.sampleRate > kMaxSampleRate) return "sample rate";
     return nullptr;
 }
 
 const char* FaultOf(const Pcm1ChunkRecord& record, uint32_t frameBytes, uint64_t frames) {
     if (record.firstFrame != frames) return "a record does not continue at the next frame";
     if (record.type == kPcm1Data) {
-        if (record.byteCount == 0 || record.byteCount > kMaximumChunkBytes) return "a chunk's size";
+        if (record.byteCount == 0 || record.byteCount > kMaxPcm1ChunkBytes) return "a chunk's size";
         if (record.byteCount % frameBytes != 0) return "a chunk holds a broken frame";
         return record.status == 0 ? nullptr : "a chunk's status";
     }
@@ -47,9 +46,9 @@ const char* FaultOf(const Pcm1ChunkRecord& record, uint32_t frameBytes, uint64_t
 
 }  // namespace
 
-class CPcm1Reader::Stream {
+class Pcm1Reader::Stream {
 public:
-    explicit Stream(const CCancellation& cancellation) : pipe_(cancellation.Shared()) {}
+    explicit Stream(const Cancellation& cancellation) : pipe_(cancellation.Shared()) {}
 
     bool Open(const std::string& uri, Milliseconds timeout) {
         Close();
@@ -195,41 +194,41 @@ private:
     Pcm1ChunkRecord record_;
     size_t recordBytes_ = 0;  // of record_ that have come
     size_t chunkLeft_ = 0;    // bytes of the chunk not yet handed out, those in carry_ included
-    std::array<std::byte, size_t{kMaximumChannels} * 2> carry_{};
+    std::array<std::byte, size_t{kMaxChannels} * 2> carry_{};
     size_t carried_ = 0;
 };
 
-CPcm1Reader::CPcm1Reader(const CCancellation& cancellation)
+Pcm1Reader::Pcm1Reader(const Cancellation& cancellation)
     : stream_(std::make_unique<Stream>(cancellation)) {}
 
-CPcm1Reader::~CPcm1Reader() = default;
+Pcm1Reader::~Pcm1Reader() = default;
 
-bool CPcm1Reader::Open(const std::string& uri, Milliseconds timeout) {
+bool Pcm1Reader::Open(const std::string& uri, Milliseconds timeout) {
     return stream_->Open(uri, timeout);
 }
 
-const PcmFormat& CPcm1Reader::Format() const {
+const PcmFormat& Pcm1Reader::Format() const {
     return stream_->format_;
 }
 
-CPcm1Reader::Result CPcm1Reader::Read(std::span<std::byte> buffer, size_t* bytes,
-                                      Milliseconds timeout) {
+Pcm1Reader::Result Pcm1Reader::Read(std::span<std::byte> buffer, size_t* bytes,
+                                    Milliseconds timeout) {
     return stream_->Read(buffer, bytes, timeout);
 }
 
-bool CPcm1Reader::Acknowledge(Milliseconds timeout) {
+bool Pcm1Reader::Acknowledge(Milliseconds timeout) {
     return stream_->Acknowledge(timeout);
 }
 
-void CPcm1Reader::Close() {
+void Pcm1Reader::Close() {
     stream_->Close();
 }
 
-uint64_t CPcm1Reader::FramesRead() const {
+uint64_t Pcm1Reader::FramesRead() const {
     return stream_->frames_;
 }
 
-const Error& CPcm1Reader::LastError() const {
+const Error& Pcm1Reader::LastError() const {
     return stream_->failure_;
 }
 

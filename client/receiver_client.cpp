@@ -14,10 +14,10 @@ namespace {
 using nlohmann::json;
 
 // Events that wait while a reply is awaited; no session has nearly as many.
-constexpr size_t kMaximumPendingEvents = 65536;
+constexpr size_t kMaxPendingEvents = 65536;
 constexpr uint32_t kReconnectPauseMs = 50;
 
-uint64_t TickDeadline(CReceiverClient::Milliseconds timeout) {
+uint64_t TickDeadline(ReceiverClient::Milliseconds timeout) {
     return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
 }
 
@@ -33,9 +33,9 @@ std::string RefusalText(const json& rejected) {
 
 }  // namespace
 
-class CReceiverClient::Connection {
+class ReceiverClient::Connection {
 public:
-    explicit Connection(const CCancellation& cancellation)
+    explicit Connection(const Cancellation& cancellation)
         : channel_(cancellation),
           cancellation_(cancellation.Shared()),
           requestPrefix_(CreateInstanceId() + "-") {}
@@ -101,7 +101,7 @@ public:
         return Typed<Event>(std::move(message), ParseEvent);
     }
 
-    CControlConnection channel_;
+    ControlConnection channel_;
     std::string uri_;
     std::deque<json> pending_;  // events, in order of arrival, and a session taken back
 
@@ -148,7 +148,7 @@ private:
     }
 
     bool Keep(json event) {
-        if (pending_.size() >= kMaximumPendingEvents) return Broken("too many events");
+        if (pending_.size() >= kMaxPendingEvents) return Broken("too many events");
         pending_.push_back(std::move(event));
         return true;
     }
@@ -176,52 +176,52 @@ private:
     std::string acknowledged_;  // the request of the last command that was
 };
 
-CReceiverClient::CReceiverClient(const CCancellation& cancellation)
+ReceiverClient::ReceiverClient(const Cancellation& cancellation)
     : connection_(std::make_unique<Connection>(cancellation)) {}
 
-CReceiverClient::~CReceiverClient() = default;
+ReceiverClient::~ReceiverClient() = default;
 
-std::optional<Welcome> CReceiverClient::Connect(const std::string& uri, Milliseconds timeout) {
+std::optional<Welcome> ReceiverClient::Connect(const std::string& uri, Milliseconds timeout) {
     connection_->uri_ = uri;
     connection_->pending_.clear();
     return connection_->Connect(TickDeadline(timeout));
 }
 
-std::optional<Welcome> CReceiverClient::Reconnect(Milliseconds timeout) {
+std::optional<Welcome> ReceiverClient::Reconnect(Milliseconds timeout) {
     return connection_->Reconnect(TickDeadline(timeout));
 }
 
-void CReceiverClient::Disconnect() {
+void ReceiverClient::Disconnect() {
     connection_->channel_.Close();
 }
 
-bool CReceiverClient::IsConnected() const {
+bool ReceiverClient::IsConnected() const {
     return connection_->channel_.IsOpen();
 }
 
-std::optional<Welcome> CReceiverClient::Hello(Milliseconds timeout) {
+std::optional<Welcome> ReceiverClient::Hello(Milliseconds timeout) {
     return connection_->Hello(TickDeadline(timeout));
 }
 
-std::optional<SessionSnapshot> CReceiverClient::Prepare(const PrepareRequest& request,
-                                                        Milliseconds timeout) {
+std::optional<SessionSnapshot> ReceiverClient::Prepare(const PrepareRequest& request,
+                                                       Milliseconds timeout) {
     return connection_->SessionRequest("PREPARE", ToJson(request), TickDeadline(timeout));
 }
 
-std::optional<SessionSnapshot> CReceiverClient::Cancel(const std::string& sessionId,
-                                                       Milliseconds timeout) {
+std::optional<SessionSnapshot> ReceiverClient::Cancel(const std::string& sessionId,
+                                                      Milliseconds timeout) {
     return connection_->SessionRequest("CANCEL", {{"sessionId", sessionId}}, TickDeadline(timeout));
 }
 
-bool CReceiverClient::Shutdown(Milliseconds timeout) {
+bool ReceiverClient::Shutdown(Milliseconds timeout) {
     return connection_->Request("SHUTDOWN", json::object(), TickDeadline(timeout)).has_value();
 }
 
-std::optional<Event> CReceiverClient::NextEvent(Milliseconds timeout) {
+std::optional<Event> ReceiverClient::NextEvent(Milliseconds timeout) {
     return connection_->NextEvent(TickDeadline(timeout));
 }
 
-const Error& CReceiverClient::LastError() const {
+const Error& ReceiverClient::LastError() const {
     return connection_->channel_.Failure();
 }
 

@@ -14,28 +14,28 @@ namespace {
 constexpr uint64_t kCancellationStepMs = 50;
 constexpr uint64_t kLastWordsMs = 2000;
 
-uint64_t TickDeadline(CReceiverProcess::Milliseconds timeout) {
+uint64_t TickDeadline(ReceiverProcess::Milliseconds timeout) {
     return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
 }
 
 }  // namespace
 
-class CReceiverProcess::Process {
+class ReceiverProcess::Process {
 public:
-    explicit Process(const CCancellation& cancellation) : cancellation_(cancellation) {}
+    explicit Process(const Cancellation& cancellation) : cancellation_(cancellation) {}
 
     bool Start(const std::string& program, const std::string& logPath, uint64_t deadline) {
         uri_ = "pcm-pipe://receiver-control-" + CreateInstanceId();
         try {
-            child_ = std::make_unique<CChildProcess>(program, std::vector{uri_, logPath},
-                                                     CChildProcess::ErrorStream::kCapture);
+            child_ = std::make_unique<ChildProcess>(program, std::vector{uri_, logPath},
+                                                    ChildProcess::ErrorStream::kCapture);
         } catch (const std::exception& e) {
             return Fail(ErrorKind::kSystem, e.what());
         }
         return AwaitListening(deadline);
     }
 
-    std::unique_ptr<CChildProcess> child_;
+    std::unique_ptr<ChildProcess> child_;
     std::string uri_;
     Error failure_;
 
@@ -69,32 +69,32 @@ private:
         return false;
     }
 
-    const CCancellation cancellation_;
+    const Cancellation cancellation_;
 };
 
-CReceiverProcess::CReceiverProcess(const CCancellation& cancellation)
+ReceiverProcess::ReceiverProcess(const Cancellation& cancellation)
     : process_(std::make_unique<Process>(cancellation)) {}
 
-CReceiverProcess::~CReceiverProcess() = default;
+ReceiverProcess::~ReceiverProcess() = default;
 
-bool CReceiverProcess::Start(const std::string& program, const std::string& logPath,
-                             Milliseconds timeout) {
+bool ReceiverProcess::Start(const std::string& program, const std::string& logPath,
+                            Milliseconds timeout) {
     return process_->Start(program, logPath, TickDeadline(timeout));
 }
 
-const std::string& CReceiverProcess::ControlUri() const {
+const std::string& ReceiverProcess::ControlUri() const {
     return process_->uri_;
 }
 
-uint32_t CReceiverProcess::ProcessId() const {
+uint32_t ReceiverProcess::ProcessId() const {
     return process_->child_->ProcessId();
 }
 
-std::optional<int> CReceiverProcess::WaitForExit(Milliseconds timeout) {
+std::optional<int> ReceiverProcess::WaitForExit(Milliseconds timeout) {
     return process_->child_->WaitForExit(TickDeadline(timeout));
 }
 
-const Error& CReceiverProcess::LastError() const {
+const Error& ReceiverProcess::LastError() const {
     return process_->failure_;
 }
 

@@ -9,6 +9,7 @@
 
 #include "wav.h"
 
+namespace receiver {
 namespace {
 
 bool Report(bool holds, const std::string& what) {
@@ -107,3 +108,5 @@ bool CheckRecording(const Recording& recording, const Broadcast& broadcast) {
     const bool exact = CheckAgainstTape(recording, recorded);
     return CheckAgainstBroadcast(recorded, broadcast) && exact;
 }
+
+}  // namespace receiver

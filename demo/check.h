@@ -6,6 +6,8 @@
 
 #include "studio.h"
 
+namespace receiver {
+
 struct Recording {
     std::filesystem::path wav;
     std::filesystem::path tape;  // what the station sent to the recorder
@@ -16,3 +18,5 @@ struct Recording {
 // Prints a line for each check; true when all hold. Throws std::runtime_error when
 // a file cannot be read.
 bool CheckRecording(const Recording& recording, const Broadcast& broadcast);
+
+}  // namespace receiver

@@ -12,6 +12,7 @@
 #include "studio.h"
 #include "wav.h"
 
+namespace receiver {
 namespace {
 
 constexpr double kProgrammeSeconds = 16.0;
@@ -44,8 +45,10 @@ bool RunCheck(const std::filesystem::path& folder) {
 }
 
 }  // namespace
+}  // namespace receiver
 
 int main(int argc, char** argv) {
+    using namespace receiver;
     CLI::App app{"The demo's studio, its radio station, and the check of a recording"};
     app.require_subcommand(1);
     std::filesystem::path folder;

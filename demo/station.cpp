@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 
+namespace receiver {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -104,3 +105,5 @@ void RunStation(const std::filesystem::path& mp3, double secondsPerRound,
     std::cout << "http://127.0.0.1:" << port << "/live.mp3" << std::endl;
     if (!server.listen_after_bind()) throw std::runtime_error("the station cannot listen");
 }
+
+}  // namespace receiver

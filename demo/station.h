@@ -5,8 +5,12 @@
 
 #include <filesystem>
 
+namespace receiver {
+
 // Prints its URL as one line once it is on the air, then serves until the process
 // is ended. What the newest listener was sent is kept in `tape`, byte for byte.
 // Throws std::runtime_error with a text for the user.
 void RunStation(const std::filesystem::path& mp3, double secondsPerRound,
                 const std::filesystem::path& tape);
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numbers>
 
+namespace receiver {
 namespace {
 
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
@@ -179,3 +180,5 @@ Broadcast MakeBroadcast(const StereoPcm& startJingle, const StereoPcm& endJingle
     Append(broadcast.pcm, MakeMusic(5.0, 14));
     return broadcast;
 }
+
+}  // namespace receiver

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace receiver {
+
 inline constexpr uint32_t kStudioRate = 44100;
 inline constexpr unsigned kStudioChannels = 2;
 
@@ -26,3 +28,5 @@ struct Broadcast {
 
 Broadcast MakeBroadcast(const StereoPcm& startJingle, const StereoPcm& endJingle,
                         double programmeSeconds);
+
+}  // namespace receiver

@@ -7,6 +7,8 @@
 
 #include "audio/ffmpeg_streaming_decoder.h"
 
+namespace receiver {
+
 void WriteWav(const std::filesystem::path& path, const StereoPcm& pcm) {
     const auto dataBytes = static_cast<uint32_t>(pcm.size() * sizeof(int16_t));
     struct {
@@ -51,3 +53,5 @@ StereoPcm ReadAudio(const std::filesystem::path& path) {
         pcm.insert(pcm.end(), piece.begin(), piece.begin() + bytes / 2);
     }
 }
+
+}  // namespace receiver

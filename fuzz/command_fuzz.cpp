@@ -8,14 +8,17 @@
 #include "host/canonical_text.h"
 #include "host/log_record.h"
 
+namespace receiver {
 namespace {
 
 // Records are flattened by recursion: what the receiver logs is its own, and shallow.
 constexpr auto kDeepestLogged = 200;
 
 }  // namespace
+}  // namespace receiver
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace receiver;
     const auto message = nlohmann::json::parse(data, data + size, nullptr, false);
     if (message.is_discarded()) return 0;
     const std::string text = CanonicalText(message);

@@ -7,6 +7,7 @@
 #include "receiver_client/messages.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace receiver;
     const auto message = nlohmann::json::parse(data, data + size, nullptr, false);
     try {
         const receiver::Event event = receiver::ParseEvent(message);

@@ -7,6 +7,7 @@
 #include "fuzz.h"
 #include "wire/control_frame.h"
 
+namespace receiver {
 namespace {
 
 struct Outcome {
@@ -15,12 +16,12 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-void Collect(CFrameAssembler& assembler, Outcome& outcome) {
+void Collect(FrameAssembler& assembler, Outcome& outcome) {
     std::string body;
     while (!outcome.lostFraming) {
         const auto result = assembler.Next(&body);
-        if (result == CFrameAssembler::Result::kIncomplete) return;
-        if (result == CFrameAssembler::Result::kInvalidLength) {
+        if (result == FrameAssembler::Result::kIncomplete) return;
+        if (result == FrameAssembler::Result::kInvalidLength) {
             outcome.lostFraming = true;
         } else {
             outcome.bodies.push_back(body);
@@ -29,7 +30,7 @@ void Collect(CFrameAssembler& assembler, Outcome& outcome) {
 }
 
 Outcome InPieces(const uint8_t* data, size_t size, size_t piece) {
-    CFrameAssembler assembler;
+    FrameAssembler assembler;
     Outcome outcome;
     for (size_t at = 0; at < size && !outcome.lostFraming; at += piece) {
         assembler.Append(data + at, std::min(piece, size - at));
@@ -39,8 +40,10 @@ Outcome InPieces(const uint8_t* data, size_t size, size_t piece) {
 }
 
 }  // namespace
+}  // namespace receiver
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace receiver;
     if (size == 0) return 0;
     const size_t piece = 1 + data[0];
     const Outcome whole = InPieces(data + 1, size - 1, size);

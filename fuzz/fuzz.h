@@ -8,6 +8,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
+namespace receiver {
+
 inline void Expect(bool holds) {
     if (!holds) std::abort();
 }
+
+}  // namespace receiver

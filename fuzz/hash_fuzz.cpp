@@ -8,11 +8,12 @@
 #include "fuzz.h"
 #include "platform/ids.h"
 
+namespace receiver {
 namespace {
 
-class CInputFile final {
+class InputFile final {
 public:
-    ~CInputFile() {
+    ~InputFile() {
         std::error_code ignored;
         std::filesystem::remove(path_, ignored);
     }
@@ -28,9 +29,11 @@ private:
 };
 
 }  // namespace
+}  // namespace receiver
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const CInputFile file;
+    using namespace receiver;
+    static const InputFile file;
     std::vector<uint32_t> words;
     std::string message;
     const bool fingerprinted = FingerprintFile(file.Write(data, size), &words, &message);

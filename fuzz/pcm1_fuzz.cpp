@@ -8,25 +8,26 @@
 #include <vector>
 
 #include "fuzz.h"
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 #include "receiver_client/pcm1_reader.h"
 #include "unit/client/fake_peer.h"
 #include "wire/pcm1_record.h"
 
+namespace receiver {
 namespace {
 
-using receiver::CPcm1Reader;
 using receiver::ErrorKind;
+using receiver::Pcm1Reader;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kOpenTimeout(kPatience);
 constexpr milliseconds kReadStep(2);  // short, so that the pause is noticed
-constexpr uint32_t kLargestChunk = 1048576;
+constexpr uint32_t kMaxChunk = 1048576;
 
 struct Outcome {
     bool opened = false;
     std::string pcm;
-    CPcm1Reader::Result last = CPcm1Reader::Result::kError;
+    Pcm1Reader::Result last = Pcm1Reader::Result::kError;
     bool operator==(const Outcome&) const = default;
 };
 
@@ -58,7 +59,7 @@ Outcome Expected(std::string stream, uint64_t* token) {
         if (record.firstFrame != outcome.pcm.size() / frame) return outcome;
         if (record.type == kPcm1Data) {
             const uint32_t bytes = record.byteCount;
-            if (bytes == 0 || bytes > kLargestChunk || bytes % frame != 0 || record.status != 0) {
+            if (bytes == 0 || bytes > kMaxChunk || bytes % frame != 0 || record.status != 0) {
                 return outcome;
             }
             const size_t there = std::min<size_t>(bytes, stream.size());
@@ -66,11 +67,11 @@ Outcome Expected(std::string stream, uint64_t* token) {
             stream.erase(0, there);
             if (there < bytes) return outcome;
         } else if (record.byteCount == 0 && record.type == kPcm1End && record.status == 0) {
-            outcome.last = CPcm1Reader::Result::kEnd;
+            outcome.last = Pcm1Reader::Result::kEnd;
             return outcome;
         } else if (record.byteCount == 0 && record.type == kPcm1SourceFailed &&
                    record.status == kPcm1SourceFailedStatus) {
-            outcome.last = CPcm1Reader::Result::kSourceFailed;
+            outcome.last = Pcm1Reader::Result::kSourceFailed;
             return outcome;
         } else {
             return outcome;
@@ -79,8 +80,8 @@ Outcome Expected(std::string stream, uint64_t* token) {
     return outcome;
 }
 
-Outcome Received(CPcm1Reader& reader, const std::string& uri, size_t bufferBytes,
-                 CEvent& readerWaits) {
+Outcome Received(Pcm1Reader& reader, const std::string& uri, size_t bufferBytes,
+                 ManualResetEvent& readerWaits) {
     Outcome outcome;
     outcome.opened = reader.Open(uri, kOpenTimeout);
     if (!outcome.opened) return outcome;
@@ -88,26 +89,28 @@ Outcome Received(CPcm1Reader& reader, const std::string& uri, size_t bufferBytes
     for (;;) {
         size_t bytes = 0;
         outcome.last = reader.Read(buffer, &bytes, kReadStep);
-        if (outcome.last == CPcm1Reader::Result::kData) {
+        if (outcome.last == Pcm1Reader::Result::kData) {
             Expect(bytes > 0 && bytes <= buffer.size());
             outcome.pcm.append(reinterpret_cast<const char*>(buffer.data()), bytes);
             continue;
         }
         Expect(bytes == 0);
-        const bool waits = outcome.last == CPcm1Reader::Result::kError &&
+        const bool waits = outcome.last == Pcm1Reader::Result::kError &&
                            reader.LastError().kind == ErrorKind::kTimedOut;
         if (!waits) break;
         readerWaits.Signal();
     }
     Expect(reader.FramesRead() == outcome.pcm.size() / reader.Format().FrameBytes());
-    const bool ended = outcome.last != CPcm1Reader::Result::kError;
+    const bool ended = outcome.last != Pcm1Reader::Result::kError;
     Expect(reader.Acknowledge(kOpenTimeout) == ended);
     return outcome;
 }
 
 }  // namespace
+}  // namespace receiver
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace receiver;
     if (size < 2) return 0;
     const size_t bufferBytes = data[0];
     const size_t pauseAfter = sizeof(Pcm1Header) + data[1];  // Open takes the head in one piece
@@ -115,34 +118,34 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     uint64_t token = 0;
     const Outcome expected = Expected(stream, &token);
     // Behind an end that comes before the pause the reader has hung up.
-    if (Expected(stream.substr(0, pauseAfter), &token).last != CPcm1Reader::Result::kError) {
+    if (Expected(stream.substr(0, pauseAfter), &token).last != Pcm1Reader::Result::kError) {
         stream.resize(std::min(stream.size(), pauseAfter));
     }
 
-    CEvent readerWaits;
+    ManualResetEvent readerWaits;
     Pcm1Acknowledgement acknowledgement;
     acknowledgement.magic = 0;
     Outcome received;
     {
-        CFakePeer peer([&](CFakePeer& p) {
+        FakePeer peer([&](FakePeer& p) {
             p.Send(stream.substr(0, pauseAfter));
             if (stream.size() > pauseAfter) {
                 readerWaits.Wait(kPatience);
                 p.Send(stream.substr(pauseAfter));
             }
-            if (expected.last == CPcm1Reader::Result::kError) return;
+            if (expected.last == Pcm1Reader::Result::kError) return;
             Pcm1Acknowledgement came;
             p.Receive(&came, sizeof(came));
             acknowledgement = came;
         });
-        receiver::CCancellation cancellation;
-        CPcm1Reader reader(cancellation);
+        receiver::Cancellation cancellation;
+        Pcm1Reader reader(cancellation);
         received = Received(reader, peer.Uri(), bufferBytes, readerWaits);
         readerWaits.Signal();
         peer.Join();
     }
     Expect(received == expected);
-    if (expected.last == CPcm1Reader::Result::kError) {
+    if (expected.last == Pcm1Reader::Result::kError) {
         Expect(acknowledgement.magic == 0);
     } else {
         Expect(acknowledgement.magic == kPcm1Magic && acknowledgement.status == 0 &&

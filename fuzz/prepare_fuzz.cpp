@@ -3,10 +3,11 @@
 #include <nlohmann/json.hpp>
 
 #include "fuzz.h"
-#include "session/identifier.h"
 #include "session/prepared_program.h"
+#include "wire/identifier.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace receiver;
     const auto message = nlohmann::json::parse(data, data + size, nullptr, false);
     PreparedProgram program;
     try {

@@ -8,6 +8,7 @@
 #include "fuzz.h"
 
 int main(int argc, char** argv) {
+    using namespace receiver;
     if (argc != 2) {
         std::fputs("usage: fuzz_TARGET corpus/TARGET\n", stderr);
         return 2;

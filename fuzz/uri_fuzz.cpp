@@ -5,6 +5,7 @@
 #include "pipe/pipe_uri.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace receiver;
     const std::string_view uri(reinterpret_cast<const char*>(data), size);
     const auto name = PipeNameFromUri(uri);
     Expect(MapPipeUri(uri).has_value() == name.has_value());

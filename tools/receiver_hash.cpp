@@ -8,6 +8,7 @@
 
 #include "detect/reference_hash.h"
 
+namespace receiver {
 namespace {
 
 constexpr int kUsageError = 2;
@@ -25,8 +26,10 @@ bool Dump(const std::string& path) {
 }
 
 }  // namespace
+}  // namespace receiver
 
 int main(int argc, char** argv) {
+    using namespace receiver;
     CLI::App app(
         "Writes the fingerprint of each recording to FILE.hash: a 32-bit word, little-endian,\n"
         "for every 12.5 ms. An existing FILE.hash is replaced.",

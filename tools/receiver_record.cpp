@@ -12,6 +12,7 @@
 #include "record/status_display.h"
 #include "record/terminal.h"
 
+namespace receiver {
 namespace {
 
 std::string TimeStamp() {
@@ -22,9 +23,9 @@ std::string TimeStamp() {
     return text;
 }
 
-CStatusDisplay::Settings DisplaySettings() {
+StatusDisplay::Settings DisplaySettings() {
     const char* const noColour = std::getenv("NO_COLOR");
-    CStatusDisplay::Settings settings;
+    StatusDisplay::Settings settings;
     settings.timeStamp = TimeStamp;
     settings.width = EnableTerminalControl() ? TerminalWidth : [] { return size_t{0}; };
     settings.colour = noColour == nullptr || *noColour == '\0';
@@ -32,16 +33,18 @@ CStatusDisplay::Settings DisplaySettings() {
 }
 
 int Run(const RecordOptions& options) {
-    CEvent interrupted;
-    const CConsoleControl control(interrupted);
-    CStatusDisplay display(std::cerr, DisplaySettings());
-    CRecordConsole console(options, display);
-    return static_cast<int>(CRecorder(options, interrupted, console).Run());
+    ManualResetEvent interrupted;
+    const ConsoleControl control(interrupted);
+    StatusDisplay display(std::cerr, DisplaySettings());
+    RecordConsole console(options, display);
+    return static_cast<int>(Recorder(options, interrupted, console).Run());
 }
 
 }  // namespace
+}  // namespace receiver
 
 int main(int argc, char** argv) {
+    using namespace receiver;
     try {
         const CommandLine line = ParseCommandLine(argc, argv);
         if (!line.exitCode) return Run(line.options);

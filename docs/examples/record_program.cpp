@@ -19,10 +19,10 @@ static int Fail(const receiver::Error& error) {
 int main(int argc, char** argv) {
     if (argc != 6) return 2;
     std::ofstream output(argv[5], std::ios::binary);
-    const receiver::CCancellation stop;  // stop.Cancel() from any thread ends every wait
-    receiver::CReceiverProcess process(stop);
+    const receiver::Cancellation stop;  // stop.Cancel() from any thread ends every wait
+    receiver::ReceiverProcess process(stop);
     if (!process.Start(argv[1], argv[2], 10s)) return Fail(process.LastError());
-    receiver::CReceiverClient client(stop);
+    receiver::ReceiverClient client(stop);
     if (!client.Connect(process.ControlUri(), 10s)) return Fail(client.LastError());
 
     receiver::PrepareRequest request;
@@ -36,14 +36,14 @@ int main(int argc, char** argv) {
             return finished->session.reason == "eof" && client.Shutdown(10s) && output ? 0 : 1;
         const auto* ready = std::get_if<receiver::ReadyEvent>(&event->body);
         if (ready == nullptr) continue;
-        receiver::CPcm1Reader audio(stop);
+        receiver::Pcm1Reader audio(stop);
         if (!audio.Open(ready->uri, 10s)) return Fail(audio.LastError());
         std::vector<std::byte> pcm(65536);
         size_t bytes = 0;
-        auto result = receiver::CPcm1Reader::Result::kError;
-        while ((result = audio.Read(pcm, &bytes, 1min)) == receiver::CPcm1Reader::Result::kData)
+        auto result = receiver::Pcm1Reader::Result::kError;
+        while ((result = audio.Read(pcm, &bytes, 1min)) == receiver::Pcm1Reader::Result::kData)
             output.write(reinterpret_cast<const char*>(pcm.data()), bytes);
-        if (result == receiver::CPcm1Reader::Result::kError) return Fail(audio.LastError());
+        if (result == receiver::Pcm1Reader::Result::kError) return Fail(audio.LastError());
         output.close();
         audio.Acknowledge(1s);
     }

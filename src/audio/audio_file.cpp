@@ -1,5 +1,7 @@
 #include "audio/audio_file.h"
 
+namespace receiver {
+
 BOOL CAudioFile::GetInfo(AudioFileInfo* info) {
     if (open_ == 0) return 0;
     const auto length = static_cast<int64_t>(length_);
@@ -25,3 +27,5 @@ void CAudioFile::GetSilenceByte(uint8_t* silence) const {
     if (format_->wBitsPerSample == 16) *silence = 0;
     if (format_->wBitsPerSample == 8) *silence = 0x80;
 }
+
+}  // namespace receiver

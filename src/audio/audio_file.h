@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <string>
 
+namespace receiver {
+
 using BOOL = int;
 
 // The published 18-byte format record, little-endian and packed.
@@ -77,3 +79,5 @@ protected:
     uint64_t lengthAtOpen_ = 0;  // bytes
     uint64_t length_ = 0;        // bytes, 0 when unknown
 };
+
+}  // namespace receiver

@@ -15,6 +15,8 @@ extern "C" {
 
 #include <memory>
 
+namespace receiver {
+
 // FFmpeg frees by a function that takes the pointer's address and clears it.
 template <auto Free>
 struct FfmpegDeleter {
@@ -33,3 +35,5 @@ using DictionaryPtr = std::unique_ptr<AVDictionary, FfmpegDeleter<av_dict_free>>
 
 // Keeps FFmpeg's own messages off the standard streams; once per process, any thread.
 void SilenceFfmpegLog();
+
+}  // namespace receiver

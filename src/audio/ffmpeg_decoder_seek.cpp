@@ -7,6 +7,7 @@
 
 #include "audio/ffmpeg_decoder_state.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint64_t kLengthWhenNothingIsKnown = 1048576;
@@ -194,3 +195,5 @@ uint32_t CFFmpegStreamingDecoder::GetPositionMs() {
     if (position_ < 0.0 || ms >= static_cast<double>(kPositionUnknown)) return kPositionUnknown;
     return static_cast<uint32_t>(ms);
 }
+
+}  // namespace receiver

@@ -5,10 +5,14 @@
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "audio/frame_converter.h"
 
+namespace receiver {
+
 struct CFFmpegStreamingDecoder::Ffmpeg {
     InputContextPtr input;
     CodecContextPtr codec;
-    CFrameConverter converter;
+    FrameConverter converter;
     FramePtr frame;    // reused for every decoded frame
     PacketPtr packet;  // reused for every read packet
 };
+
+}  // namespace receiver

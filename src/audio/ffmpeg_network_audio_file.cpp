@@ -8,6 +8,7 @@
 #include "audio/ffmpeg.h"
 #include "platform/clock.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint64_t kDefaultTimeoutMs = 15000;
@@ -111,3 +112,5 @@ std::string CFFmpegNetworkAudioFile::GetErrorText() const {
                   static_cast<unsigned>(ErrorCode()));
     return text.data();
 }
+
+}  // namespace receiver

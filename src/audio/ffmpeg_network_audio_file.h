@@ -14,6 +14,8 @@
 #include "audio/ffmpeg_network_cancellation.h"
 #include "audio/ffmpeg_streaming_decoder.h"
 
+namespace receiver {
+
 class CFFmpegNetworkAudioFile final : public CFFmpegStreamingDecoder {
 public:
     // Without a cancellation it makes its own; a time-out of 0 means 15000.
@@ -46,3 +48,5 @@ private:
     bool timedOut_ = false;
     int32_t lastError_ = 0;  // negative FFmpeg error code of the source itself
 };
+
+}  // namespace receiver

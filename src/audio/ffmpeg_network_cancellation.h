@@ -3,6 +3,10 @@
 
 #include <atomic>
 
+namespace receiver {
+
 struct CFFmpegNetworkCancellation {
     std::atomic<bool> cancelled{false};
 };
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 #include "audio/ffmpeg_decoder_state.h"
 #include "platform/text.h"
 
+namespace receiver {
 namespace {
 
 constexpr size_t kInitialPendingBytes = 32768;
@@ -180,7 +181,7 @@ uint32_t CFFmpegStreamingDecoder::TakePending(uint8_t* buffer, uint32_t count) {
 // there, else into the pending buffer, which is empty then. Returns the bytes in `buffer`,
 // or -1 with the error code set.
 int64_t CFFmpegStreamingDecoder::ConvertFrame(int skip, uint8_t* buffer, uint32_t room) {
-    CFrameConverter& converter = ffmpeg_->converter;
+    FrameConverter& converter = ffmpeg_->converter;
     const AVFrame& frame = *ffmpeg_->frame;
     const auto blockAlign = static_cast<int64_t>(converter.OutputBlockAlign());
     if (!converter.Accept(frame)) {
@@ -213,3 +214,5 @@ void CFFmpegStreamingDecoder::FillSilence(void* buffer) {
     if (!buffer || !format_) return;
     std::memset(buffer, format_->wBitsPerSample == 8 ? 0x80 : 0, format_->nBlockAlign);
 }
+
+}  // namespace receiver

@@ -18,6 +18,8 @@
 struct AVDictionary;
 struct AVFormatContext;
 
+namespace receiver {
+
 inline constexpr uint32_t kDecoderErrorOpen = 256;     // input or its options
 inline constexpr uint32_t kDecoderErrorNoAudio = 257;  // no stream info, no audio stream
 inline constexpr uint32_t kDecoderErrorCodec = 258;    // no decoder, or bad parameters
@@ -92,3 +94,5 @@ private:
     uint32_t seekPreRollMs_ = 2000;
     double position_ = -1.0;  // seconds; negative before the first Seek
 };
+
+}  // namespace receiver

@@ -1,5 +1,6 @@
 #include "audio/frame_converter.h"
 
+namespace receiver {
 namespace {
 
 bool SameLayout(const AVChannelLayout& a, const AVChannelLayout& b) {
@@ -23,16 +24,16 @@ AVSampleFormat FormatOfBits(int bits) {
 
 }  // namespace
 
-CFrameConverter::~CFrameConverter() {
+FrameConverter::~FrameConverter() {
     Close();
 }
 
-bool CFrameConverter::Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits) {
+bool FrameConverter::Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits) {
     Close();
     const int channels = codec.ch_layout.nb_channels;
     outputFormat_ = FormatOfBits(outputBits);
-    if (outputFormat_ == AV_SAMPLE_FMT_NONE || channels < 1 || channels > kMostChannels ||
-        outputRate == 0 || outputRate > kHighestInputRate) {
+    if (outputFormat_ == AV_SAMPLE_FMT_NONE || channels < 1 || channels > kMaxChannels ||
+        outputRate == 0 || outputRate > kMaxInputRate) {
         return false;
     }
     av_channel_layout_default(&outputLayout_, channels);
@@ -41,17 +42,17 @@ bool CFrameConverter::Open(const AVCodecContext& codec, uint32_t outputRate, int
     return Build(codec.sample_rate, codec.sample_fmt, codec.ch_layout);
 }
 
-void CFrameConverter::Close() {
+void FrameConverter::Close() {
     resampler_.reset();
     av_channel_layout_uninit(&outputLayout_);
     av_channel_layout_uninit(&inputLayout_);
     outputBlockAlign_ = 0;
 }
 
-bool CFrameConverter::Build(int rate, int format, const AVChannelLayout& layout) {
+bool FrameConverter::Build(int rate, int format, const AVChannelLayout& layout) {
     resampler_.reset();
-    if (rate < kLowestInputRate || rate > kHighestInputRate || layout.nb_channels < 1 ||
-        layout.nb_channels > kMostChannels || format <= AV_SAMPLE_FMT_NONE ||
+    if (rate < kMinInputRate || rate > kMaxInputRate || layout.nb_channels < 1 ||
+        layout.nb_channels > kMaxChannels || format <= AV_SAMPLE_FMT_NONE ||
         format >= AV_SAMPLE_FMT_NB || av_channel_layout_copy(&inputLayout_, &layout) < 0) {
         return false;
     }
@@ -67,11 +68,11 @@ bool CFrameConverter::Build(int rate, int format, const AVChannelLayout& layout)
     return true;
 }
 
-bool CFrameConverter::Restart() {
+bool FrameConverter::Restart() {
     return resampler_ && swr_init(resampler_.get()) >= 0;
 }
 
-bool CFrameConverter::Accept(const AVFrame& frame) {
+bool FrameConverter::Accept(const AVFrame& frame) {
     if (resampler_ && frame.sample_rate == inputRate_ && frame.format == inputFormat_ &&
         SameLayout(frame.ch_layout, inputLayout_)) {
         return true;
@@ -79,12 +80,12 @@ bool CFrameConverter::Accept(const AVFrame& frame) {
     return Build(frame.sample_rate, frame.format, frame.ch_layout);
 }
 
-int64_t CFrameConverter::OutputBound(int inputSamples) const {
+int64_t FrameConverter::OutputBound(int inputSamples) const {
     const int64_t held = swr_get_delay(resampler_.get(), inputRate_);
     return av_rescale_rnd(held + inputSamples, outputRate_, inputRate_, AV_ROUND_UP);
 }
 
-int CFrameConverter::Convert(const AVFrame& frame, int skip, uint8_t* output, int capacity) {
+int FrameConverter::Convert(const AVFrame& frame, int skip, uint8_t* output, int capacity) {
     const bool planar = av_sample_fmt_is_planar(static_cast<AVSampleFormat>(frame.format)) != 0;
     const auto channels = static_cast<size_t>(frame.ch_layout.nb_channels);
     const auto sampleBytes =
@@ -97,3 +98,5 @@ int CFrameConverter::Convert(const AVFrame& frame, int skip, uint8_t* output, in
     return swr_convert(resampler_.get(), &output, capacity, planes_.data(),
                        frame.nb_samples - skip);
 }
+
+}  // namespace receiver

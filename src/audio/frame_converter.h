@@ -13,16 +13,18 @@
 
 #include "audio/ffmpeg.h"
 
-class CFrameConverter final {
+namespace receiver {
+
+class FrameConverter final {
 public:
-    CFrameConverter() = default;
-    ~CFrameConverter();
-    CFrameConverter(const CFrameConverter&) = delete;
-    CFrameConverter& operator=(const CFrameConverter&) = delete;
+    FrameConverter() = default;
+    ~FrameConverter();
+    FrameConverter(const FrameConverter&) = delete;
+    FrameConverter& operator=(const FrameConverter&) = delete;
 
     // Takes the input's parameters from the opened decoder; the output keeps its channel
     // count. False for what cannot be converted: widths other than 8, 16 and 32 bits, rates
-    // outside kLowestInputRate..kHighestInputRate, more channels than the resampler takes.
+    // outside kMinInputRate..kMaxInputRate, more channels than the resampler takes.
     bool Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits);
     void Close();
     bool Restart();  // forgets what was fed, after a seek
@@ -40,9 +42,9 @@ public:
 
 private:
     // Outside these no real audio lies, and a resampler would take unbounded memory or time.
-    static constexpr int kLowestInputRate = 1000;
-    static constexpr int kHighestInputRate = 1536000;
-    static constexpr int kMostChannels = 64;
+    static constexpr int kMinInputRate = 1000;
+    static constexpr int kMaxInputRate = 1536000;
+    static constexpr int kMaxChannels = 64;
 
     bool Build(int rate, int format, const AVChannelLayout& layout);
 
@@ -56,3 +58,5 @@ private:
     int inputRate_ = 0;
     std::vector<const uint8_t*> planes_;
 };
+
+}  // namespace receiver

@@ -4,20 +4,21 @@
 
 #include "audio/ffmpeg.h"
 
-struct CMonoResampler::Context {
+namespace receiver {
+
+struct MonoResampler::Context {
     ResamplerPtr resampler;
 };
 
-CMonoResampler::CMonoResampler() : context_(std::make_unique<Context>()) {}
+MonoResampler::MonoResampler() : context_(std::make_unique<Context>()) {}
 
-CMonoResampler::~CMonoResampler() = default;
+MonoResampler::~MonoResampler() = default;
 
-bool CMonoResampler::Open(uint32_t inputRate, uint32_t outputRate) {
+bool MonoResampler::Open(uint32_t inputRate, uint32_t outputRate) {
     Close();
     SilenceFfmpegLog();
-    constexpr uint32_t kHighestRate = std::numeric_limits<int>::max();
-    if (inputRate == 0 || inputRate > kHighestRate || outputRate == 0 ||
-        outputRate > kHighestRate) {
+    constexpr uint32_t kMaxRate = std::numeric_limits<int>::max();
+    if (inputRate == 0 || inputRate > kMaxRate || outputRate == 0 || outputRate > kMaxRate) {
         return false;
     }
     AVChannelLayout mono{};
@@ -32,25 +33,27 @@ bool CMonoResampler::Open(uint32_t inputRate, uint32_t outputRate) {
     return true;
 }
 
-void CMonoResampler::Close() {
+void MonoResampler::Close() {
     context_->resampler.reset();
 }
 
-int CMonoResampler::OutputBound(int inputSamples) const {
+int MonoResampler::OutputBound(int inputSamples) const {
     if (!context_->resampler) return AVERROR(EINVAL);
     return swr_get_out_samples(context_->resampler.get(), inputSamples);
 }
 
-int CMonoResampler::Convert(const int16_t* input, int inputSamples, int16_t* output,
-                            int outputCapacity) {
+int MonoResampler::Convert(const int16_t* input, int inputSamples, int16_t* output,
+                           int outputCapacity) {
     if (!context_->resampler) return AVERROR(EINVAL);
     const auto* from = reinterpret_cast<const uint8_t*>(input);
     auto* to = reinterpret_cast<uint8_t*>(output);
     return swr_convert(context_->resampler.get(), &to, outputCapacity, &from, inputSamples);
 }
 
-int CMonoResampler::Drain(int16_t* output, int outputCapacity) {
+int MonoResampler::Drain(int16_t* output, int outputCapacity) {
     if (!context_->resampler) return AVERROR(EINVAL);
     auto* to = reinterpret_cast<uint8_t*>(output);
     return swr_convert(context_->resampler.get(), &to, outputCapacity, nullptr, 0);
 }
+
+}  // namespace receiver

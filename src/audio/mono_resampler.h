@@ -9,12 +9,14 @@
 #include <cstdint>
 #include <memory>
 
-class CMonoResampler final {
+namespace receiver {
+
+class MonoResampler final {
 public:
-    CMonoResampler();
-    ~CMonoResampler();
-    CMonoResampler(const CMonoResampler&) = delete;
-    CMonoResampler& operator=(const CMonoResampler&) = delete;
+    MonoResampler();
+    ~MonoResampler();
+    MonoResampler(const MonoResampler&) = delete;
+    MonoResampler& operator=(const MonoResampler&) = delete;
 
     bool Open(uint32_t inputRate, uint32_t outputRate);  // starts afresh
     void Close();
@@ -30,3 +32,5 @@ private:
     struct Context;
     std::unique_ptr<Context> context_;
 };
+
+}  // namespace receiver

@@ -8,10 +8,10 @@
 #include "platform/error_codes.h"
 #include "wire/pcm1_record.h"
 
+namespace receiver {
 namespace {
 
-constexpr uint32_t kLargestChunkBytes = 1048576;
-constexpr uint64_t kLongestWaitMs = 0xFFFFFFFE;
+constexpr uint64_t kMaxWaitMs = 0xFFFFFFFE;
 
 const WAVEFORMATEX* ServableFormat(CAudioFile& source) {
     const WAVEFORMATEX* format = nullptr;
@@ -24,10 +24,10 @@ const WAVEFORMATEX* ServableFormat(CAudioFile& source) {
 }
 
 // One run of the protocol over a connected endpoint.
-class CPcmStream final {
+class PcmStream final {
 public:
-    CPcmStream(CPcmPipe& endpoint, CAudioFile& source, const WAVEFORMATEX& format,
-               const PcmStreamOptions& options)
+    PcmStream(CPcmPipe& endpoint, CAudioFile& source, const WAVEFORMATEX& format,
+              const PcmStreamOptions& options)
         : endpoint_(endpoint),
           source_(source),
           options_(options),
@@ -73,7 +73,7 @@ private:
         const uint64_t due = start + options_.pacingMs * chunksSent_;
         const uint64_t now = TickMs();
         if (now >= due) return true;
-        const auto wait = static_cast<uint32_t>(std::min(due - now, kLongestWaitMs));
+        const auto wait = static_cast<uint32_t>(std::min(due - now, kMaxWaitMs));
         return !endpoint_.Cancellation().Event().Wait(wait);
     }
 
@@ -107,12 +107,14 @@ bool ServePcmStream(CPcmPipe& endpoint, CAudioFile& source, const PcmStreamOptio
     const std::function<void()> notify = std::move(onConnected);  // released with the call
     const WAVEFORMATEX* format = ServableFormat(source);
     if (!format || options.framesPerChunk == 0 ||
-        options.framesPerChunk > kLargestChunkBytes / format->nBlockAlign) {
+        options.framesPerChunk > kMaxPcm1ChunkBytes / format->nBlockAlign) {
         return false;
     }
     const uint32_t connectTimeoutMs =
         options.connectTimeoutMs != 0 ? options.connectTimeoutMs : options.ioTimeoutMs;
     if (!endpoint.Accept(connectTimeoutMs)) return false;
     if (notify) notify();
-    return CPcmStream(endpoint, source, *format, options).Serve();
+    return PcmStream(endpoint, source, *format, options).Serve();
 }
+
+}  // namespace receiver

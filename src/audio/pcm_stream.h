@@ -8,6 +8,8 @@
 #include "audio/audio_file.h"
 #include "pipe/pcm_pipe.h"
 
+namespace receiver {
+
 struct PcmStreamOptions {
     uint64_t lengthFrames;      // goes into the header as it is
     uint32_t framesPerChunk;    // nonzero, at most 1048576 bytes' worth
@@ -27,3 +29,5 @@ struct PcmStreamOptions {
 // ended normally.
 bool ServePcmStream(CPcmPipe& endpoint, CAudioFile& source, const PcmStreamOptions& options,
                     std::function<void()> onConnected);
+
+}  // namespace receiver

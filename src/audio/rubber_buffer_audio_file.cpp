@@ -14,9 +14,10 @@
 #include "platform/ids.h"
 #include "platform/thread_name.h"
 
+namespace receiver {
 namespace {
 
-constexpr uint32_t kLargestBlockBytes = 1048576;
+constexpr uint32_t kMaxBlockBytes = 1048576;
 constexpr uint64_t kLastByte = std::numeric_limits<uint64_t>::max();
 
 }  // namespace
@@ -28,7 +29,7 @@ CRubberBufferAudioFile::CRubberBufferAudioFile(std::unique_ptr<CAudioFile> inner
       stopInner_(std::move(stopInner)),
       blockBytes_(blockBytes),
       readTimeoutMs_(readTimeoutMs) {
-    if (!inner_ || !stopInner_ || blockBytes < 1 || blockBytes > kLargestBlockBytes ||
+    if (!inner_ || !stopInner_ || blockBytes < 1 || blockBytes > kMaxBlockBytes ||
         readTimeoutMs == 0) {
         throw std::invalid_argument("Invalid Rubberbuffer configuration");
     }
@@ -39,7 +40,7 @@ CRubberBufferAudioFile::~CRubberBufferAudioFile() {
 }
 
 BOOL CRubberBufferAudioFile::Open(const std::string& path) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (started_ || filler_.joinable() || stopRequested_) return 0;
     filler_ = std::thread([this, path] { RunFiller(path); });
     while (!started_ && !stopRequested_) lock.Wait(changed_);
@@ -49,7 +50,7 @@ BOOL CRubberBufferAudioFile::Open(const std::string& path) {
 void CRubberBufferAudioFile::RunFiller(const std::string& path) {
     SetCurrentThreadName("filler");
     const uint32_t reason = Fill(path);
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (error_ == kErrorNone) error_ = reason;
     started_ = true;
     finished_ = true;
@@ -81,7 +82,7 @@ uint32_t CRubberBufferAudioFile::OpenInner(const std::string& path) {
         format->wBitsPerSample != 16 || format->nBlockAlign == 0) {
         throw std::runtime_error("Invalid PCM format");
     }
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     record_ = *format;
     format_ = &record_;
     bytesPerSecond_ = record_.nAvgBytesPerSec;
@@ -113,13 +114,13 @@ uint32_t CRubberBufferAudioFile::ReadInner(uint32_t blockAlign) {
 }
 
 bool CRubberBufferAudioFile::IsStopRequested() const {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return stopRequested_;
 }
 
 void CRubberBufferAudioFile::Append(std::vector<std::byte> pcm) {
     const uint64_t bytes = pcm.size();
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (receivedBytes_ > kLastByte - bytes) throw std::runtime_error("PCM position overflow");
     blocks_.push_back({receivedBytes_, std::move(pcm)});
     receivedBytes_ += bytes;
@@ -130,7 +131,7 @@ void CRubberBufferAudioFile::Append(std::vector<std::byte> pcm) {
 }
 
 int32_t CRubberBufferAudioFile::Read(void* buffer, uint32_t count) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (open_ == 0) return -1;
     if (!buffer) return count > 0 ? -1 : 0;
     if (count == 0) return 0;
@@ -169,7 +170,7 @@ int32_t CRubberBufferAudioFile::CopyFromBlock(void* buffer, uint32_t count) {
 BOOL CRubberBufferAudioFile::Seek(float ms) {
     uint32_t rate = 0;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         rate = record_.nSamplesPerSec;
     }
     if (!std::isfinite(ms) || ms < 0.0F || rate / 1000.0 * ms > 0x1p63) return 0;
@@ -179,7 +180,7 @@ BOOL CRubberBufferAudioFile::Seek(float ms) {
 }
 
 BOOL CRubberBufferAudioFile::SeekToSample(uint64_t sample) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     uint64_t byte = 0;
     if (stopRequested_ || !ByteOfSample(sample, &byte)) return 0;
     if (byte < FirstByte() || byte > receivedBytes_) return 0;
@@ -189,7 +190,7 @@ BOOL CRubberBufferAudioFile::SeekToSample(uint64_t sample) {
 }
 
 BOOL CRubberBufferAudioFile::WaitForSample(uint64_t sample, uint32_t timeoutMs) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     uint64_t byte = 0;
     if (!ByteOfSample(sample, &byte)) return 0;
     const SteadyTime deadline = DeadlineIn(timeoutMs);
@@ -211,7 +212,7 @@ uint64_t CRubberBufferAudioFile::FirstByte() const {
 }
 
 void CRubberBufferAudioFile::SetReleaseConsumed(bool release) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     releaseConsumed_ = release;
     if (release) ReleaseConsumedBlocks();
 }
@@ -226,7 +227,7 @@ void CRubberBufferAudioFile::ReleaseConsumedBlocks() {
 
 void CRubberBufferAudioFile::RequestStop() {
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         stopRequested_ = true;
         changed_.notify_all();
     }
@@ -238,7 +239,7 @@ BOOL CRubberBufferAudioFile::Close() {
     RequestStop();
     std::thread filler;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         if (filler_.get_id() == std::this_thread::get_id()) {
             throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
         }
@@ -246,7 +247,7 @@ BOOL CRubberBufferAudioFile::Close() {
     }
     if (filler.joinable()) filler.join();
     std::deque<Block> dropped;
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     open_ = 0;
     dropped.swap(blocks_);
     retainedBytes_ = 0;
@@ -254,7 +255,7 @@ BOOL CRubberBufferAudioFile::Close() {
 }
 
 CRubberBufferAudioFile::Stats CRubberBufferAudioFile::GetStats() const {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     Stats stats;
     stats.receivedBytes = receivedBytes_;
     stats.retainedBytes = retainedBytes_;
@@ -277,16 +278,18 @@ CRubberBufferAudioFile::Stats CRubberBufferAudioFile::GetStats() const {
 }
 
 BOOL CRubberBufferAudioFile::GetInfo(AudioFileInfo* info) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return CAudioFile::GetInfo(info);
 }
 
 uint32_t CRubberBufferAudioFile::GetFormat(const WAVEFORMATEX** format) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return CAudioFile::GetFormat(format);
 }
 
 bool CRubberBufferAudioFile::IsOpen() const {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return open_ != 0;
 }
+
+}  // namespace receiver

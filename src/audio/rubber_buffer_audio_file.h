@@ -25,6 +25,8 @@
 #include "audio/audio_file.h"
 #include "platform/thread_safety.h"
 
+namespace receiver {
+
 class CRubberBufferAudioFile final : public CAudioFile {
 public:
     struct Stats {  // firstSample <= readSample <= nextSample while the position is held
@@ -98,7 +100,7 @@ private:
     const uint32_t blockBytes_;
     const uint32_t readTimeoutMs_;
 
-    mutable CMutex mutex_;
+    mutable Mutex mutex_;
     std::condition_variable changed_;  // told of every append, open, end, stop
     std::thread filler_ GUARDED_BY(mutex_);
     std::deque<Block> blocks_ GUARDED_BY(mutex_);  // contiguous, oldest first
@@ -116,3 +118,5 @@ private:
     bool stopRequested_ GUARDED_BY(mutex_) = false;  // one way: never cleared
     bool releaseConsumed_ GUARDED_BY(mutex_) = false;
 };
+
+}  // namespace receiver

@@ -4,10 +4,11 @@
 #include <cmath>
 #include <complex>
 
+namespace receiver {
 namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
-constexpr uint32_t kFftSizeLimit = 0x30000000;
+constexpr uint32_t kMaxFftSize = 0x30000000;
 
 double DistanceInRatio(uint32_t power, int32_t length) {
     const double n = power;
@@ -47,7 +48,7 @@ double BandEnergy(const std::complex<double>* bins, int32_t begin, int32_t end) 
 
 }  // namespace
 
-int64_t CFrameClock::StartSample() const {
+int64_t FrameClock::StartSample() const {
     return std::llrint(seconds_ * sampleRate_);
 }
 
@@ -55,7 +56,7 @@ uint32_t NearestPowerOfTwo(int32_t length) {
     if (length < 1) return 0;
     uint32_t power = 1;
     double best = DistanceInRatio(power, length);
-    while (power < kFftSizeLimit) {
+    while (power < kMaxFftSize) {
         power *= 2;
         const double distance = DistanceInRatio(power, length);
         if (distance > best) return power / 2;
@@ -75,7 +76,7 @@ void CAudioFingerprinter::SetUp(int32_t sampleRate, double frameSeconds, double 
     window_ = HannWindow(WindowLength());
     bandEdges_.assign(bitCount_ + 2, 0);
     if (fftSize_ != 0) SetUpBandEdges();
-    fft_ = fftSize_ != 0 ? std::make_unique<CFft>(fftSize_) : nullptr;
+    fft_ = fftSize_ != 0 ? std::make_unique<Fft>(fftSize_) : nullptr;
     bandEnergies_.assign(bitCount_ + 1, 0.0);
     previousDifferences_.assign(bitCount_, 0.0);
 }
@@ -119,3 +120,5 @@ uint32_t CAudioFingerprinter::WordOfTransform() {
     }
     return word;
 }
+
+}  // namespace receiver

@@ -17,17 +17,19 @@
 
 #include "detect/fft.h"
 
+namespace receiver {
+
 // The settings that references and streams share.
 inline constexpr int32_t kAnalysisRate = 22050;
 inline constexpr double kFrameSeconds = 0.4;
 inline constexpr double kHopSeconds = 0.0125;
-inline constexpr size_t kMinimumReferenceWords = 16;
+inline constexpr size_t kMinReferenceWords = 16;
 
 // The running start of each frame: a sum in double precision, rounded to the
 // nearest sample (ties to even). Every fingerprint in the system steps by it.
-class CFrameClock final {
+class FrameClock final {
 public:
-    explicit CFrameClock(int32_t sampleRate = kAnalysisRate) : sampleRate_(sampleRate) {}
+    explicit FrameClock(int32_t sampleRate = kAnalysisRate) : sampleRate_(sampleRate) {}
     int64_t StartSample() const;
     double Seconds() const { return seconds_; }
     void Advance() { seconds_ += kHopSeconds; }
@@ -74,5 +76,7 @@ private:
     std::vector<int32_t> bandEdges_;           // FFT bins, one more than there are bands
     std::vector<double> bandEnergies_;         // of the current frame
     std::vector<double> previousDifferences_;  // of the frame before
-    std::unique_ptr<CFft> fft_;
+    std::unique_ptr<Fft> fft_;
 };
+
+}  // namespace receiver

@@ -7,10 +7,11 @@
 
 #include "detect/mono_mix.h"
 
+namespace receiver {
 namespace {
 
 constexpr int kDrainSamples = 4096;
-constexpr uint16_t kMostChannels = 8;
+constexpr uint16_t kMaxChannels = 8;
 
 std::vector<ReferenceFingerprint> CheckedReferences(
     const CAudioFile* source, std::vector<ReferenceFingerprint>&& references,
@@ -23,7 +24,7 @@ std::vector<ReferenceFingerprint> CheckedReferences(
         throw std::invalid_argument("Invalid Detector BER threshold");
     }
     for (const ReferenceFingerprint& reference : references) {
-        if (reference.words.size() < kMinimumReferenceWords) {
+        if (reference.words.size() < kMinReferenceWords) {
             throw std::invalid_argument("Invalid reference");
         }
     }
@@ -32,7 +33,7 @@ std::vector<ReferenceFingerprint> CheckedReferences(
 
 bool IsAnalysable(const WAVEFORMATEX& format) {
     return format.wFormatTag == kFormatTagPcm && format.wBitsPerSample == 16 &&
-           format.nChannels >= 1 && format.nChannels <= kMostChannels;
+           format.nChannels >= 1 && format.nChannels <= kMaxChannels;
 }
 
 uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample) {
@@ -77,7 +78,7 @@ void CDetectorAudioFile::StartAnalysis() {
     history_.resize(2 * static_cast<size_t>(fingerprinter_.WindowLength()));
     historySize_ = 0;
     historyStart_ = 0;
-    frameClock_ = CFrameClock();
+    frameClock_ = FrameClock();
     framesRead_ = 0;
     peakHistory_.store(0);
     matcher_.Reset();
@@ -175,3 +176,5 @@ void CDetectorAudioFile::TakeFrame() {
     matcher_.Push(word, SourceSample(record_.nSamplesPerSec, frameStart), framesRead_);
     frameClock_.Advance();
 }
+
+}  // namespace receiver

@@ -24,6 +24,8 @@
 #include "detect/reference_loading.h"
 #include "detect/reference_matcher.h"
 
+namespace receiver {
+
 class CDetectorAudioFile final : public CAudioFile {
 public:
     using MatchCallback = std::function<void(const DetectorMatch&)>;
@@ -56,9 +58,9 @@ private:
     void TakeFrame();
 
     const std::unique_ptr<CAudioFile> source_;
-    CReferenceMatcher matcher_;
+    ReferenceMatcher matcher_;
     WAVEFORMATEX record_;
-    CMonoResampler resampler_;
+    MonoResampler resampler_;
     CAudioFingerprinter fingerprinter_;  // set up while open
     std::vector<int16_t> mono_;          // scratch of one read
     std::vector<int16_t> resampled_;     // scratch of one read
@@ -67,7 +69,9 @@ private:
     std::vector<int16_t> history_;
     size_t historySize_ = 0;
     uint64_t historyStart_ = 0;
-    CFrameClock frameClock_;
+    FrameClock frameClock_;
     uint64_t framesRead_ = 0;  // of the source
     std::atomic<uint64_t> peakHistory_{0};
 };
+
+}  // namespace receiver

@@ -6,12 +6,13 @@
 
 #include "platform/thread_safety.h"
 
+namespace receiver {
 namespace {
 
 // FFTW's planner keeps tables for the whole process and is the only part of it
 // that is not thread-safe.
-CMutex& PlannerMutex() {
-    static CMutex mutex;
+Mutex& PlannerMutex() {
+    static Mutex mutex;
     return mutex;
 }
 
@@ -21,7 +22,7 @@ struct FftwFree {
 
 }  // namespace
 
-struct CFft::Plan {
+struct Fft::Plan {
     std::unique_ptr<std::complex<double>, FftwFree> data;
     fftw_plan handle = nullptr;
 
@@ -29,23 +30,25 @@ struct CFft::Plan {
         : data(static_cast<std::complex<double>*>(fftw_malloc(size * sizeof(fftw_complex)))) {
         if (!data) throw std::bad_alloc();
         auto* values = reinterpret_cast<fftw_complex*>(data.get());
-        CLock lock(PlannerMutex());
+        MutexLock lock(PlannerMutex());
         handle =
             fftw_plan_dft_1d(static_cast<int>(size), values, values, FFTW_FORWARD, FFTW_ESTIMATE);
         if (!handle) throw std::bad_alloc();
     }
     ~Plan() {
-        CLock lock(PlannerMutex());
+        MutexLock lock(PlannerMutex());
         fftw_destroy_plan(handle);
     }
     Plan(const Plan&) = delete;
     Plan& operator=(const Plan&) = delete;
 };
 
-CFft::CFft(uint32_t size) : plan_(std::make_unique<Plan>(size)), data_(plan_->data.get()) {}
+Fft::Fft(uint32_t size) : plan_(std::make_unique<Plan>(size)), data_(plan_->data.get()) {}
 
-CFft::~CFft() = default;
+Fft::~Fft() = default;
 
-void CFft::Execute() {
+void Fft::Execute() {
     fftw_execute(plan_->handle);
 }
+
+}  // namespace receiver

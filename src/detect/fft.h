@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <memory>
 
-class CFft final {
+namespace receiver {
+
+class Fft final {
 public:
-    explicit CFft(uint32_t size);  // throws std::bad_alloc
-    ~CFft();
-    CFft(const CFft&) = delete;
-    CFft& operator=(const CFft&) = delete;
+    explicit Fft(uint32_t size);  // throws std::bad_alloc
+    ~Fft();
+    Fft(const Fft&) = delete;
+    Fft& operator=(const Fft&) = delete;
 
     std::complex<double>* Data() const { return data_; }  // `size` values, input and output
     void Execute();
@@ -23,3 +25,5 @@ private:
     std::unique_ptr<Plan> plan_;
     std::complex<double>* data_;
 };
+
+}  // namespace receiver

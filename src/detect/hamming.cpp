@@ -12,6 +12,7 @@
 #define RECEIVER_HAMMING_INLINE inline
 #endif
 
+namespace receiver {
 namespace {
 
 constexpr size_t kWordsPerCheck = 16;
@@ -82,3 +83,5 @@ uint64_t PassingBits(uint64_t totalBits, double threshold) {
     }
     return passing;
 }
+
+}  // namespace receiver

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace receiver {
+
 // Counts from the last word to the first. The exact count when it is at most
 // `limit`; otherwise some count above `limit`, without reading further than needed.
 uint64_t DifferingBits(const uint32_t* a, const uint32_t* b, size_t words, uint64_t limit);
@@ -11,3 +13,5 @@ uint64_t DifferingBits(const uint32_t* a, const uint32_t* b, size_t words, uint6
 // The largest number of differing bits of `totalBits` whose quotient, in double
 // precision, is at or below the threshold (0..1).
 uint64_t PassingBits(uint64_t totalBits, double threshold);
+
+}  // namespace receiver

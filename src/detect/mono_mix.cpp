@@ -3,6 +3,7 @@
 #include <cstring>
 #include <type_traits>
 
+namespace receiver {
 namespace {
 
 int16_t SampleAt(const unsigned char* bytes) {
@@ -37,3 +38,5 @@ void MixToMono(const void* pcm, size_t frames, unsigned channels, int16_t* mono)
         Mix(pcm, frames, static_cast<int32_t>(channels), mono);
     }
 }
+
+}  // namespace receiver

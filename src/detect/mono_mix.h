@@ -5,5 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace receiver {
+
 // `pcm` needs no alignment. Writes `frames` samples.
 void MixToMono(const void* pcm, size_t frames, unsigned channels, int16_t* mono);
+
+}  // namespace receiver

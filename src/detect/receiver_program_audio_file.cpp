@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+namespace receiver {
 namespace {
 
 int16_t Scaled(int16_t sample, uint64_t numerator, uint64_t denominator) {
@@ -78,3 +79,5 @@ void CReceiverProgramAudioFile::Fade(void* pcm, uint64_t frames,
         }
     }
 }
+
+}  // namespace receiver

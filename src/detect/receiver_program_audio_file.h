@@ -15,6 +15,8 @@
 
 #include "audio/audio_file.h"
 
+namespace receiver {
+
 struct ReceiverProgramBoundary {
     uint64_t end;         // first frame that is no longer part of the program
     uint64_t fadeFrames;  // before the end; 0 for none
@@ -42,3 +44,5 @@ private:
     const BoundaryCallback boundary_;
     WAVEFORMATEX record_;
 };
+
+}  // namespace receiver

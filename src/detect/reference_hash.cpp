@@ -10,6 +10,8 @@
 #include "detect/mono_mix.h"
 #include "platform/files.h"
 
+namespace receiver {
+
 static_assert(std::endian::native == std::endian::little,
               "words are written as they lie in memory");
 
@@ -61,7 +63,7 @@ std::vector<uint32_t> WordsOf(const MonoRecording& recording) {
     const double duration = static_cast<double>(count) / recording.sampleRate;
     std::vector<uint32_t> words;
     words.reserve(static_cast<size_t>(std::floor(duration / kHopSeconds)) + 8);
-    for (CFrameClock clock(recording.sampleRate); clock.Seconds() < duration; clock.Advance()) {
+    for (FrameClock clock(recording.sampleRate); clock.Seconds() < duration; clock.Advance()) {
         words.push_back(
             fingerprinter.ComputeWord(recording.samples.data(), count, clock.StartSample()));
     }
@@ -106,3 +108,5 @@ bool DumpReferenceHash(const std::string& path, std::string* message) {
     *message += " -> " + output;
     return true;
 }
+
+}  // namespace receiver

@@ -9,6 +9,7 @@
 #include "detect/mono_mix.h"
 #include "platform/files.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kReadBytes = 65536;
@@ -58,14 +59,16 @@ ReferenceFingerprint LoadReference(const std::string& path,
     CAudioFingerprinter fingerprinter;
     fingerprinter.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
     const auto window = static_cast<size_t>(fingerprinter.WindowLength());
-    CFrameClock clock;
+    FrameClock clock;
     for (auto start = static_cast<size_t>(clock.StartSample()); start + window <= mono.size();
          start = static_cast<size_t>(clock.StartSample())) {
         reference.words.push_back(fingerprinter.ComputeWord(mono.data() + start));
         clock.Advance();
     }
-    if (reference.words.size() < kMinimumReferenceWords) {
+    if (reference.words.size() < kMinReferenceWords) {
         throw std::runtime_error("Reference too short");
     }
     return reference;
 }
+
+}  // namespace receiver

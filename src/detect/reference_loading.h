@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace receiver {
+
 struct ReferenceFingerprint {
     uint64_t sampleCount = 0;     // mono samples at 22050 Hz
     std::vector<uint32_t> words;  // one per 0.0125 s
@@ -18,3 +20,5 @@ struct ReferenceFingerprint {
 // between reads) answers true. `path` is in the ANSI code page.
 ReferenceFingerprint LoadReference(const std::string& path,
                                    const std::function<bool()>& stopRequested = {});
+
+}  // namespace receiver

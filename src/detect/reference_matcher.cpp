@@ -5,6 +5,7 @@
 
 #include "detect/hamming.h"
 
+namespace receiver {
 namespace {
 
 constexpr int32_t kRefinementWords = 6;
@@ -18,8 +19,8 @@ uint64_t ComparedBits(size_t words) {
 
 }  // namespace
 
-CReferenceMatcher::CReferenceMatcher(std::vector<ReferenceFingerprint> references, double threshold,
-                                     std::function<void(const DetectorMatch&)> report)
+ReferenceMatcher::ReferenceMatcher(std::vector<ReferenceFingerprint> references, double threshold,
+                                   std::function<void(const DetectorMatch&)> report)
     : report_(std::move(report)) {
     searches_.reserve(references.size());
     for (ReferenceFingerprint& reference : references) {
@@ -34,24 +35,24 @@ CReferenceMatcher::CReferenceMatcher(std::vector<ReferenceFingerprint> reference
     livePositions_.resize(2 * longest_);
 }
 
-void CReferenceMatcher::Push(uint32_t word, uint64_t sourceSample, uint64_t observedAfterSample) {
+void ReferenceMatcher::Push(uint32_t word, uint64_t sourceSample, uint64_t observedAfterSample) {
     Append(word, sourceSample);
     for (Search& search : searches_) Match(search, observedAfterSample);
 }
 
-void CReferenceMatcher::Flush(uint64_t observedAfterSample) {
+void ReferenceMatcher::Flush(uint64_t observedAfterSample) {
     for (Search& search : searches_) {
         if (search.armed) Report(search, observedAfterSample);
     }
 }
 
-void CReferenceMatcher::Reset() {
+void ReferenceMatcher::Reset() {
     liveBegin_ = 0;
     liveEnd_ = 0;
     for (Search& search : searches_) search.armed = false;
 }
 
-void CReferenceMatcher::Append(uint32_t word, uint64_t sourceSample) {
+void ReferenceMatcher::Append(uint32_t word, uint64_t sourceSample) {
     if (liveEnd_ - liveBegin_ == longest_) ++liveBegin_;
     if (liveEnd_ == liveWords_.size()) {
         std::copy(liveWords_.begin() + liveBegin_, liveWords_.end(), liveWords_.begin());
@@ -65,13 +66,13 @@ void CReferenceMatcher::Append(uint32_t word, uint64_t sourceSample) {
     ++liveEnd_;
 }
 
-void CReferenceMatcher::Match(Search& search, uint64_t observedAfterSample) {
+void ReferenceMatcher::Match(Search& search, uint64_t observedAfterSample) {
     if (liveEnd_ - liveBegin_ < search.words.size()) return;
     Compare(search);
     if (search.armed && --search.countdown < 1) Report(search, observedAfterSample);
 }
 
-void CReferenceMatcher::Compare(Search& search) {
+void ReferenceMatcher::Compare(Search& search) {
     // While armed only a strictly lower rate counts, and none is lower than 0.
     if (search.armed && search.pendingBits == 0) return;
     const uint64_t limit = search.armed ? search.pendingBits - 1 : search.passingBits;
@@ -89,8 +90,10 @@ void CReferenceMatcher::Compare(Search& search) {
     search.pending.ber = static_cast<double>(bits) / static_cast<double>(ComparedBits(words));
 }
 
-void CReferenceMatcher::Report(Search& search, uint64_t observedAfterSample) {
+void ReferenceMatcher::Report(Search& search, uint64_t observedAfterSample) {
     search.armed = false;
     search.pending.observedAfterSample = observedAfterSample;
     report_(search.pending);
 }
+
+}  // namespace receiver

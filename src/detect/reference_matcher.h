@@ -17,13 +17,15 @@
 #include "detect/detector_match.h"
 #include "detect/reference_loading.h"
 
-class CReferenceMatcher final {
+namespace receiver {
+
+class ReferenceMatcher final {
 public:
     // References have at least 16 words each and the threshold is within 0..1
     // (checked by the detector). report gets matches whose observedAfterSample is
     // what was passed in with the word.
-    CReferenceMatcher(std::vector<ReferenceFingerprint> references, double threshold,
-                      std::function<void(const DetectorMatch&)> report);
+    ReferenceMatcher(std::vector<ReferenceFingerprint> references, double threshold,
+                     std::function<void(const DetectorMatch&)> report);
 
     // One new live word, whose frame starts at source frame `sourceSample`.
     void Push(uint32_t word, uint64_t sourceSample, uint64_t observedAfterSample);
@@ -57,3 +59,5 @@ private:
     size_t liveBegin_ = 0;
     size_t liveEnd_ = 0;
 };
+
+}  // namespace receiver

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+namespace receiver {
 namespace {
 
 using nlohmann::json;
@@ -41,3 +42,5 @@ std::string CanonicalText(const json& value) {
     }
     return text;
 }
+
+}  // namespace receiver

@@ -5,4 +5,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+namespace receiver {
+
 std::string CanonicalText(const nlohmann::json& value);
+
+}  // namespace receiver

@@ -10,6 +10,8 @@
 #include "platform/ids.h"
 #include "platform/text.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -19,19 +21,19 @@ constexpr uint64_t kIoTimeoutMs = 200;
 
 }  // namespace
 
-CControlChannel::CControlChannel(std::string uri, CPcmPipe& pipe, CLog& log)
+ControlChannel::ControlChannel(std::string uri, CPcmPipe& pipe, CLog& log)
     : uri_(std::move(uri)), pipe_(pipe), log_(log) {}
 
-void CControlChannel::Listen() {
+void ControlChannel::Listen() {
     pipe_.Close();
     connected_ = false;
     helloReceived_ = false;
     received_.Clear();
     if (pipe_.Listen(uri_) || stopExpected_ || pipe_.Cancellation().IsCancelled()) return;
-    throw CControlListenError();
+    throw ControlListenError();
 }
 
-void CControlChannel::AcceptClient(uint32_t timeoutMs) {
+void ControlChannel::AcceptClient(uint32_t timeoutMs) {
     if (pipe_.Accept(timeoutMs)) {
         connected_ = true;
         helloReceived_ = false;
@@ -42,7 +44,7 @@ void CControlChannel::AcceptClient(uint32_t timeoutMs) {
     }
 }
 
-void CControlChannel::ReadMessages(const std::function<bool(const json&)>& handle) {
+void ControlChannel::ReadMessages(const std::function<bool(const json&)>& handle) {
     size_t available = 0;
     if (!pipe_.Peek(&available)) return Disconnected();
     if (available == 0) return;
@@ -54,24 +56,24 @@ void CControlChannel::ReadMessages(const std::function<bool(const json&)>& handl
     std::string body;
     while (connected_) {
         switch (received_.Next(&body)) {
-            case CFrameAssembler::Result::kIncomplete:
+            case FrameAssembler::Result::kIncomplete:
                 return;
-            case CFrameAssembler::Result::kInvalidLength:
+            case FrameAssembler::Result::kInvalidLength:
                 Reject("", "Invalid control frame length");
                 if (connected_) Disconnected();  // a reply that failed has done so already
                 return;
-            case CFrameAssembler::Result::kFrame:
+            case FrameAssembler::Result::kFrame:
                 if (!HandleBody(body, handle)) return;
         }
     }
 }
 
-bool CControlChannel::HandleBody(const std::string& body,
-                                 const std::function<bool(const json&)>& handle) {
+bool ControlChannel::HandleBody(const std::string& body,
+                                const std::function<bool(const json&)>& handle) {
     try {
         const json message = json::parse(body);
         return handle(message);
-    } catch (const CControlListenError&) {
+    } catch (const ControlListenError&) {
         throw;
     } catch (const std::exception& error) {
         // The parser quotes what it could not read, which need not be text.
@@ -80,14 +82,14 @@ bool CControlChannel::HandleBody(const std::string& body,
     }
 }
 
-bool CControlChannel::Send(json message) {
+bool ControlChannel::Send(json message) {
     message["version"] = 1;
     LogMessage(message);
     if (!connected_) return false;
     // All strings are sound when they come here; should one not be, an answer with
     // U+FFFD in it is better than the end of the process.
     const std::string body = message.dump(-1, ' ', false, json::error_handler_t::replace);
-    if (body.size() > kMaximumFrameBody) {
+    if (body.size() > kMaxFrameBodyBytes) {
         Disconnected();
         return false;
     }
@@ -99,17 +101,19 @@ bool CControlChannel::Send(json message) {
     return true;
 }
 
-void CControlChannel::Reject(const std::string& requestId, const std::string& text) {
+void ControlChannel::Reject(const std::string& requestId, const std::string& text) {
     Send({{"type", "REJECTED"}, {"requestId", requestId}, {"message", text}});
 }
 
-void CControlChannel::LogMessage(json message) {
+void ControlChannel::LogMessage(json message) {
     message["tickMs"] = TickMs();
     message["processId"] = CurrentProcessId();
     log_.Write(LogLevelOf(message), FormatLogRecord(message));
 }
 
-void CControlChannel::Disconnected() {
+void ControlChannel::Disconnected() {
     LogMessage({{"type", "CONTROL_DISCONNECTED"}});
     Listen();
 }
+
+}  // namespace receiver

@@ -2,7 +2,7 @@
 // every sent message in the log. It listens again when a client is lost.
 //
 //   Threads  the main thread only.
-//   Errors   whatever has to listen again throws CControlListenError when it cannot.
+//   Errors   whatever has to listen again throws ControlListenError when it cannot.
 //            A read or write that takes more than 200 ms loses the client.
 #pragma once
 
@@ -15,17 +15,19 @@
 #include "pipe/pcm_pipe.h"
 #include "wire/control_frame.h"
 
+namespace receiver {
+
 // The receiver cannot be reached any more: unlike the failures of single commands it
 // ends the process. Its text is "Control Listen failed".
-class CControlListenError final : public std::runtime_error {
+class ControlListenError final : public std::runtime_error {
 public:
-    CControlListenError() : std::runtime_error("Control Listen failed") {}
+    ControlListenError() : std::runtime_error("Control Listen failed") {}
 };
 
-class CControlChannel final {
+class ControlChannel final {
 public:
     // Pipe and log outlive the channel's use.
-    CControlChannel(std::string uri, CPcmPipe& pipe, CLog& log);
+    ControlChannel(std::string uri, CPcmPipe& pipe, CLog& log);
 
     void Listen();
     // Waits for a client for at most `timeoutMs`; a failure other than a time-out
@@ -57,8 +59,10 @@ private:
     const std::string uri_;
     CPcmPipe& pipe_;
     CLog& log_;
-    CFrameAssembler received_;
+    FrameAssembler received_;
     bool connected_ = false;
     bool helloReceived_ = false;
     bool stopExpected_ = false;
 };
+
+}  // namespace receiver

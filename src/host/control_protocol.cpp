@@ -4,8 +4,10 @@
 #include <utility>
 
 #include "host/canonical_text.h"
-#include "session/identifier.h"
 #include "session/prepared_program.h"
+#include "wire/identifier.h"
+
+namespace receiver {
 
 using nlohmann::json;
 
@@ -32,24 +34,23 @@ bool IsOvertaken(const std::string& type, const json& snapshot) {
 
 }  // namespace
 
-CControlProtocol::CControlProtocol(std::string instanceId, CControlChannel& channel,
-                                   CSessionSlot& slot)
+ControlProtocol::ControlProtocol(std::string instanceId, ControlChannel& channel, SessionSlot& slot)
     : instanceId_(std::move(instanceId)), channel_(channel), slot_(slot) {}
 
-void CControlProtocol::Dispatch(const json& message) {
+void ControlProtocol::Dispatch(const json& message) {
     std::string requestId;
     try {
         Require(message.is_object(), "Expected JSON object");
         requestId = message.value("requestId", std::string());
         Handle(message, requestId);
-    } catch (const CControlListenError&) {
+    } catch (const ControlListenError&) {
         throw;
     } catch (const std::exception& error) {
         channel_.Reject(requestId, error.what());
     }
 }
 
-void CControlProtocol::Handle(const json& message, const std::string& requestId) {
+void ControlProtocol::Handle(const json& message, const std::string& requestId) {
     Require(IsValidSessionId(requestId), "Invalid requestId");
     Require(HasSupportedVersion(message), "Unsupported protocol version");
     const std::string type = message.at("type").get<std::string>();
@@ -72,7 +73,7 @@ void CControlProtocol::Handle(const json& message, const std::string& requestId)
     ledger_.emplace(requestId, std::move(command));
 }
 
-void CControlProtocol::Hello(const std::string& requestId) {
+void ControlProtocol::Hello(const std::string& requestId) {
     channel_.SetIntroduced();
     channel_.Send({{"type", "WELCOME"},
                    {"requestId", requestId},
@@ -80,7 +81,7 @@ void CControlProtocol::Hello(const std::string& requestId) {
                    {"active", slot_.SnapshotOf("")}});
 }
 
-void CControlProtocol::Prepare(const json& message, const std::string& requestId) {
+void ControlProtocol::Prepare(const json& message, const std::string& requestId) {
     slot_.Create(ParsePreparedProgram(message));
     try {
         channel_.Send({{"type", "ACK"},
@@ -94,7 +95,7 @@ void CControlProtocol::Prepare(const json& message, const std::string& requestId
     }
 }
 
-void CControlProtocol::Cancel(const json& message, const std::string& requestId) {
+void ControlProtocol::Cancel(const json& message, const std::string& requestId) {
     const std::string sessionId = message.at("sessionId").get<std::string>();
     Require(!sessionId.empty() && !slot_.SnapshotOf(sessionId).is_null(), "Unknown sessionId");
     slot_.RequestStop();
@@ -104,13 +105,13 @@ void CControlProtocol::Cancel(const json& message, const std::string& requestId)
                    {"session", slot_.SnapshotOf(sessionId)}});
 }
 
-void CControlProtocol::ShutDown(const std::string& requestId) {
+void ControlProtocol::ShutDown(const std::string& requestId) {
     channel_.ExpectStop();
     channel_.Send({{"type", "ACK"}, {"command", "SHUTDOWN"}, {"requestId", requestId}});
     stopRequested_ = true;
 }
 
-void CControlProtocol::ForwardEvents() {
+void ControlProtocol::ForwardEvents() {
     for (json& event : slot_.TakeEvents()) {
         const json snapshot = slot_.SnapshotOf(event.value("sessionId", std::string()));
         if (IsOvertaken(event.value("type", std::string()), snapshot)) continue;
@@ -121,3 +122,5 @@ void CControlProtocol::ForwardEvents() {
         }
     }
 }
+
+}  // namespace receiver

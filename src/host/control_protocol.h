@@ -11,12 +11,14 @@
 #include "host/control_channel.h"
 #include "host/session_slot.h"
 
-class CControlProtocol final {
+namespace receiver {
+
+class ControlProtocol final {
 public:
     // Channel and slot outlive the object.
-    CControlProtocol(std::string instanceId, CControlChannel& channel, CSessionSlot& slot);
+    ControlProtocol(std::string instanceId, ControlChannel& channel, SessionSlot& slot);
 
-    // Answers one message, also when it is bad. Throws CControlListenError alone.
+    // Answers one message, also when it is bad. Throws ControlListenError alone.
     void Dispatch(const nlohmann::json& message);
     void ForwardEvents();
     bool IsStopRequested() const { return stopRequested_; }  // SHUTDOWN was accepted
@@ -29,10 +31,12 @@ private:
     void ShutDown(const std::string& requestId);
 
     const std::string instanceId_;
-    CControlChannel& channel_;
-    CSessionSlot& slot_;
+    ControlChannel& channel_;
+    SessionSlot& slot_;
     bool stopRequested_ = false;
     // requestId to its first command's text; never cleared, so that an id keeps its
     // meaning over reconnections.
     std::map<std::string, std::string> ledger_;
 };
+
+}  // namespace receiver

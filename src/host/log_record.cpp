@@ -5,6 +5,7 @@
 
 #include "log/log.h"
 
+namespace receiver {
 namespace {
 
 using nlohmann::json;
@@ -65,3 +66,5 @@ int32_t LogLevelOf(const json& message) {
     }
     return CLog::kInformation;
 }
+
+}  // namespace receiver

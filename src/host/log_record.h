@@ -4,8 +4,12 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+namespace receiver {
+
 // Nested values are flattened to parent.child and array.index; text with a space,
 // "=", a quote or a line end is quoted.
 std::string FormatLogRecord(const nlohmann::json& message);
 // CLog::kError for types with "ERROR", "REJECTED" or "FAILED" in them, else information.
 int32_t LogLevelOf(const nlohmann::json& message);
+
+}  // namespace receiver

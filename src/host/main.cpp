@@ -4,6 +4,7 @@
 #include "platform/standard_streams.h"
 
 int main(int argc, char** argv) {
+    using namespace receiver;
     if (argc != 3) {
         WriteStandardErrorLine("ReceiverHost pcm-pipe://receiver-control-instance receiver.log");
         return 2;

@@ -7,15 +7,16 @@
 #include "platform/ids.h"
 #include "platform/standard_streams.h"
 
+namespace receiver {
 namespace {
 
-constexpr uint64_t kLogSizeLimit = 0x8000000;  // bytes
+constexpr uint64_t kMaxLogBytes = 0x8000000;  // bytes
 constexpr int32_t kLogBufferBytes = 8192;
 constexpr uint32_t kAcceptMs = 50;
 constexpr uint32_t kEventWaitMs = 10;
 
 std::unique_ptr<CLog> OpenLog(const std::string& path) {
-    auto file = std::make_unique<CFileLog>(path, kLogSizeLimit, kLogBufferBytes);
+    auto file = std::make_unique<CFileLog>(path, kMaxLogBytes, kLogBufferBytes);
     if (!file->IsOpen()) throw std::runtime_error("Cannot open receiver log");
     return std::make_unique<CLog>(std::move(file), CLog::Options{});
 }
@@ -64,3 +65,5 @@ void CReceiverHost::RunPass() {
     protocol_.ForwardEvents();
     slot_.WaitForEvents(kEventWaitMs);
 }
+
+}  // namespace receiver

@@ -4,7 +4,7 @@
 //   Threads  the main thread only.
 //   Errors   the constructor throws std::runtime_error "Cannot open receiver log"
 //            or "Cannot create instance id", or what its members throw; Run throws
-//            CControlListenError "Control Listen failed".
+//            ControlListenError "Control Listen failed".
 #pragma once
 
 #include <memory>
@@ -17,6 +17,8 @@
 #include "pipe/pcm_pipe.h"
 #include "pipe/pcm_pipe_cancellation.h"
 #include "platform/console_control.h"
+
+namespace receiver {
 
 class CReceiverHost final {
 public:
@@ -41,8 +43,10 @@ private:
     CPcmPipe pipe_;
     const std::unique_ptr<CLog> log_;
     const std::string instanceId_;
-    CControlChannel channel_;
-    CSessionSlot slot_;
-    CControlProtocol protocol_;
-    CConsoleControl consoleControl_;
+    ControlChannel channel_;
+    SessionSlot slot_;
+    ControlProtocol protocol_;
+    ConsoleControl consoleControl_;
 };
+
+}  // namespace receiver

@@ -3,12 +3,14 @@
 #include <stdexcept>
 #include <utility>
 
+namespace receiver {
+
 using nlohmann::json;
 
-CSessionSlot::CSessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource)
+SessionSlot::SessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource)
     : instanceId_(std::move(instanceId)), makeSource_(std::move(makeSource)) {}
 
-void CSessionSlot::Create(PreparedProgram program) {
+void SessionSlot::Create(PreparedProgram program) {
     Reap();
     if (session_) throw std::runtime_error("Receiver already has an active session");
     ++counter_;
@@ -18,54 +20,56 @@ void CSessionSlot::Create(PreparedProgram program) {
         [this](json event) { PostEvent(std::move(event)); }, makeSource_);
 }
 
-void CSessionSlot::Start() {
+void SessionSlot::Start() {
     session_->Start();
 }
 
-void CSessionSlot::Discard() {
+void SessionSlot::Discard() {
     session_.reset();
 }
 
-void CSessionSlot::Poll() {
+void SessionSlot::Poll() {
     if (session_) session_->PollSource();
 }
 
-void CSessionSlot::Reap() {
+void SessionSlot::Reap() {
     if (session_ && session_->IsFinished()) session_.reset();
 }
 
-void CSessionSlot::RequestStop() {
+void SessionSlot::RequestStop() {
     if (session_) session_->RequestStop();
 }
 
-void CSessionSlot::StopAndJoin() {
+void SessionSlot::StopAndJoin() {
     if (!session_) return;
     session_->RequestStop();
     session_->Join();
 }
 
-json CSessionSlot::SnapshotOf(const std::string& sessionId) const {
+json SessionSlot::SnapshotOf(const std::string& sessionId) const {
     if (!session_) return nullptr;
     json snapshot = session_->Snapshot();
     if (!sessionId.empty() && snapshot["sessionId"] != sessionId) return nullptr;
     return snapshot;
 }
 
-std::vector<json> CSessionSlot::TakeEvents() {
-    CLock lock(mutex_);
+std::vector<json> SessionSlot::TakeEvents() {
+    MutexLock lock(mutex_);
     return std::exchange(events_, {});
 }
 
-void CSessionSlot::WaitForEvents(uint32_t timeoutMs) {
+void SessionSlot::WaitForEvents(uint32_t timeoutMs) {
     const SteadyTime deadline = DeadlineIn(timeoutMs);
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     while (events_.empty()) {
         if (!lock.WaitUntil(posted_, deadline)) return;
     }
 }
 
-void CSessionSlot::PostEvent(json event) {
-    CLock lock(mutex_);
+void SessionSlot::PostEvent(json event) {
+    MutexLock lock(mutex_);
     events_.push_back(std::move(event));
     posted_.notify_all();
 }
+
+}  // namespace receiver

@@ -14,10 +14,12 @@
 #include "platform/thread_safety.h"
 #include "session/receiver_session.h"
 
-class CSessionSlot final {
+namespace receiver {
+
+class SessionSlot final {
 public:
     // `makeSource` is for every session of the slot; see ReceiverSession.
-    explicit CSessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource = {});
+    explicit SessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource = {});
 
     // Throws std::runtime_error "Receiver already has an active session" unless the
     // last one has finished. Counts the session and makes its audio URI.
@@ -40,8 +42,10 @@ private:
     const std::string instanceId_;
     const ReceiverSession::SourceFactory makeSource_;
     uint64_t counter_ = 0;
-    CMutex mutex_;
+    Mutex mutex_;
     std::condition_variable posted_;
     std::vector<nlohmann::json> events_ GUARDED_BY(mutex_);
     std::unique_ptr<ReceiverSession> session_;  // last: its threads post until it is gone
 };
+
+}  // namespace receiver

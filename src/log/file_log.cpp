@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+namespace receiver {
+
 std::string TimeStampedLogName(const std::string& path, const LocalTime& time) {
     std::array<char, 80> suffix{};
     std::snprintf(suffix.data(), suffix.size(), "_%04u%02u%02u_%02u%02u%02u", time.year, time.month,
@@ -18,22 +20,22 @@ std::string TimeStampedLogName(const std::string& path, const LocalTime& time) {
 CFileLog::CFileLog(const std::string& path, uint64_t sizeLimit, int32_t bufferSize)
     : path_(path), bufferSize_(bufferSize), sizeLimit_(sizeLimit) {
     const std::string name = sizeLimit == 0 ? path_ : TimeStampedLogName(path_, GetLocalTimeNow());
-    if (file_.Open(name, CAppendFile::Mode::kOpenAlways)) fileSize_ = file_.Size();
+    if (file_.Open(name, AppendFile::Mode::kOpenAlways)) fileSize_ = file_.Size();
     ReserveBuffer();
 }
 
 bool CFileLog::IsOpen() const {
-    const CLock lock(mutex_);
+    const MutexLock lock(mutex_);
     return file_.IsOpen();
 }
 
 void CFileLog::Flush() {
-    const CLock lock(mutex_);
+    const MutexLock lock(mutex_);
     FlushLocked();
 }
 
 int32_t CFileLog::Write(std::string_view line) {
-    const CLock lock(mutex_);
+    const MutexLock lock(mutex_);
     const bool isFull = sizeLimit_ != 0 && fileSize_ + line.size() > sizeLimit_;
     if (isFull && file_.IsOpen()) RollOver();
 
@@ -50,7 +52,7 @@ int32_t CFileLog::Write(std::string_view line) {
 }
 
 void CFileLog::SetBufferSize(int32_t bytes) {
-    const CLock lock(mutex_);
+    const MutexLock lock(mutex_);
     FlushLocked();
     bufferSize_ = bytes;
     ReserveBuffer();
@@ -75,7 +77,7 @@ void CFileLog::RollOver() {
     const std::string name = TimeStampedLogName(path_, GetLocalTimeNow());
     fileSize_ = 0;
     // Without a file there is nothing to continue: lines are dropped from here on.
-    if (!file_.Open(name, CAppendFile::Mode::kCreateAlways)) sizeLimit_ = 0;
+    if (!file_.Open(name, AppendFile::Mode::kCreateAlways)) sizeLimit_ = 0;
 }
 
 void CFileLog::WriteBufferedBytes() {
@@ -88,3 +90,5 @@ size_t CFileLog::WriteToFile(std::string_view bytes) {
     fileSize_ += written;
     return written;
 }
+
+}  // namespace receiver

@@ -17,6 +17,8 @@
 #include "platform/files.h"
 #include "platform/thread_safety.h"
 
+namespace receiver {
+
 // `path` with "_YYYYMMDD_HHMMSS" before its extension (a "." after the last path
 // separator, either kind), or at its end when it has none.
 std::string TimeStampedLogName(const std::string& path, const LocalTime& time);
@@ -41,10 +43,12 @@ private:
 
     const std::string path_;
 
-    mutable CMutex mutex_;
-    CAppendFile file_ GUARDED_BY(mutex_);
+    mutable Mutex mutex_;
+    AppendFile file_ GUARDED_BY(mutex_);
     std::vector<char> buffer_ GUARDED_BY(mutex_);  // the pending bytes
     int32_t bufferSize_ GUARDED_BY(mutex_);
     uint64_t sizeLimit_ GUARDED_BY(mutex_);
     uint64_t fileSize_ GUARDED_BY(mutex_) = 0;  // of the current file, without the buffer
 };
+
+}  // namespace receiver

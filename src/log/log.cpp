@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "platform/ids.h"
 
+namespace receiver {
 namespace {
 
 // As printf, into a string of whatever length it takes.
@@ -64,3 +65,5 @@ const char* CLog::LevelText(int32_t level) const {
 const char* CLog::CategoryText() const {
     return " LOG NOT IMPLEMENTED CATEGORY : ";
 }
+
+}  // namespace receiver

@@ -10,6 +10,8 @@
 
 #include "log/store_log.h"
 
+namespace receiver {
+
 class CLog {
 public:
     enum Level : int32_t { kError = 0, kWarning = 1, kInformation = 2, kDebug = 3 };
@@ -36,3 +38,5 @@ private:
     const std::unique_ptr<IStoreLog> sink_;
     const Options options_;
 };
+
+}  // namespace receiver

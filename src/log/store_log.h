@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace receiver {
+
 class IStoreLog {
 public:
     virtual ~IStoreLog() = default;
@@ -12,3 +14,5 @@ public:
     virtual int32_t Write(std::string_view line) = 0;
     virtual void SetBufferSize(int32_t bytes) = 0;  // flushes first
 };
+
+}  // namespace receiver

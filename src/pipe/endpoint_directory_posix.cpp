@@ -8,6 +8,8 @@
 #include "pipe/pipe_error_posix.h"
 #include "platform/error_codes.h"
 
+namespace receiver {
+
 std::string EndpointDirectoryPath() {
     return "/tmp/corvadel-" + std::to_string(geteuid());
 }
@@ -38,3 +40,5 @@ uint32_t EndpointDirectory::OpenExisting(const std::string& path) {
 std::string EndpointDirectory::ShortPath(const std::string& name) const {
     return "/proc/self/fd/" + std::to_string(Fd()) + "/" + name;
 }
+
+}  // namespace receiver

@@ -7,6 +7,8 @@
 
 #include "platform/unique_fd_posix.h"
 
+namespace receiver {
+
 // "/tmp/corvadel-UID" of the effective user.
 std::string EndpointDirectoryPath();
 
@@ -25,3 +27,5 @@ public:
 private:
     UniqueFd fd_;
 };
+
+}  // namespace receiver

@@ -9,6 +9,8 @@
 #include "pipe/pipe_error_posix.h"
 #include "platform/error_codes.h"
 
+namespace receiver {
+
 EndpointLock::~EndpointLock() {
     if (fd_.IsValid()) unlinkat(directory_, fileName_.c_str(), 0);
 }
@@ -39,3 +41,5 @@ bool EndpointLock::IsAtItsPath() {
     inode_ = locked.st_ino;
     return locked.st_ino == named.st_ino && locked.st_dev == named.st_dev;
 }
+
+}  // namespace receiver

@@ -10,6 +10,8 @@
 
 #include "platform/unique_fd_posix.h"
 
+namespace receiver {
+
 class EndpointLock final {
 public:
     EndpointLock() = default;
@@ -32,3 +34,5 @@ private:
     UniqueFd fd_;  // valid while the lock is held
     ino_t inode_ = 0;
 };
+
+}  // namespace receiver

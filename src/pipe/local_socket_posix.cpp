@@ -10,6 +10,7 @@
 #include "pipe/pipe_error_posix.h"
 #include "platform/error_codes.h"
 
+namespace receiver {
 namespace {
 
 UniqueFd CreateSocket() {
@@ -125,3 +126,5 @@ uint32_t ConnectToServer(const std::string& directoryPath, const std::string& na
     stream = std::move(socket);
     return kErrorNone;
 }
+
+}  // namespace receiver

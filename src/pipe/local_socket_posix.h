@@ -10,6 +10,8 @@
 #include "pipe/endpoint_lock_posix.h"
 #include "platform/unique_fd_posix.h"
 
+namespace receiver {
+
 std::string SocketFileName(const std::string& name);
 
 // Not thread-safe. Its destructor leaves nothing in the directory.
@@ -44,3 +46,5 @@ private:
 // client already or its server is gone, 5 the directory or the socket is not ours to use.
 uint32_t ConnectToServer(const std::string& directoryPath, const std::string& name,
                          UniqueFd& stream);
+
+}  // namespace receiver

@@ -10,6 +10,7 @@
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kConnectRetryMs = 10;
@@ -123,3 +124,5 @@ bool CPcmPipe::Finish(uint32_t error) {
     lastError_ = error;
     return error == kErrorNone;
 }
+
+}  // namespace receiver

@@ -20,6 +20,8 @@
 
 #include "pipe/pcm_pipe_cancellation.h"
 
+namespace receiver {
+
 class PcmPipeEndpoint;
 
 class CPcmPipe final {
@@ -56,3 +58,5 @@ private:
     const std::unique_ptr<PcmPipeEndpoint> endpoint_;
     uint32_t lastError_ = 0;
 };
+
+}  // namespace receiver

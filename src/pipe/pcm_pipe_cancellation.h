@@ -4,7 +4,9 @@
 
 #include <memory>
 
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
+
+namespace receiver {
 
 class CPcmPipeCancellation final {
 public:
@@ -13,9 +15,11 @@ public:
 
     void Cancel() noexcept { event_->Signal(); }
     bool IsCancelled() const noexcept { return event_->IsSignalled(); }
-    CEvent& Event() noexcept { return *event_; }
-    const CEvent& Event() const noexcept { return *event_; }
+    ManualResetEvent& Event() noexcept { return *event_; }
+    const ManualResetEvent& Event() const noexcept { return *event_; }
 
 private:
-    std::unique_ptr<CEvent> event_;
+    std::unique_ptr<ManualResetEvent> event_;
 };
+
+}  // namespace receiver

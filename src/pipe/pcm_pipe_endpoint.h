@@ -10,6 +10,8 @@
 
 #include "pipe/pcm_pipe_cancellation.h"
 
+namespace receiver {
+
 class PcmPipeEndpoint {
 public:
     virtual ~PcmPipeEndpoint() = default;
@@ -32,3 +34,5 @@ public:
 // The cancellation outlives the endpoint. Throws std::runtime_error "Could not initialize
 // pipe I/O".
 std::unique_ptr<PcmPipeEndpoint> CreatePcmPipeEndpoint(const CPcmPipeCancellation& cancellation);
+
+}  // namespace receiver

@@ -11,6 +11,7 @@
 #include "platform/error_codes.h"
 #include "platform/poll_posix.h"
 
+namespace receiver {
 namespace {
 
 class SocketEndpoint final : public PcmPipeEndpoint {
@@ -108,3 +109,5 @@ private:
 std::unique_ptr<PcmPipeEndpoint> CreatePcmPipeEndpoint(const CPcmPipeCancellation& cancellation) {
     return std::make_unique<SocketEndpoint>(cancellation);
 }
+
+}  // namespace receiver

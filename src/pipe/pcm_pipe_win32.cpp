@@ -7,6 +7,7 @@
 #include "platform/unique_handle_win32.h"
 #include "platform/wait_win32.h"
 
+namespace receiver {
 namespace {
 
 constexpr DWORD kInstances = 1;
@@ -128,3 +129,5 @@ private:
 std::unique_ptr<PcmPipeEndpoint> CreatePcmPipeEndpoint(const CPcmPipeCancellation& cancellation) {
     return std::make_unique<NamedPipeEndpoint>(cancellation);
 }
+
+}  // namespace receiver

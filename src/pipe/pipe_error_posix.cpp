@@ -4,6 +4,8 @@
 
 #include "platform/error_codes.h"
 
+namespace receiver {
+
 uint32_t TranslatePipeError(PipeOperation operation, int error) {
     switch (error) {
         case ENOENT:
@@ -38,3 +40,5 @@ uint32_t TranslatePipeError(PipeOperation operation, int error) {
     }
     return kErrorGeneralFailure;
 }
+
+}  // namespace receiver

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace receiver {
+
 enum class PipeOperation {
     kOpenDirectory,  // the directory of the endpoints
     kLock,           // the claim of a server to its name
@@ -14,3 +16,5 @@ enum class PipeOperation {
 };
 
 uint32_t TranslatePipeError(PipeOperation operation, int error);
+
+}  // namespace receiver

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
+namespace receiver {
 namespace {
 
 constexpr std::string_view kPrefix = "pcm-pipe://";
-constexpr size_t kLongestName = 180;
+constexpr size_t kMaxNameLength = 180;
 
 // Of the C locale, whatever the process has set.
 char ToLowerAscii(char c) {
@@ -30,7 +31,7 @@ bool StartsWithPrefix(std::string_view uri) {
 std::optional<std::string> PipeNameFromUri(std::string_view uri) {
     if (!StartsWithPrefix(uri)) return std::nullopt;
     const std::string_view name = uri.substr(kPrefix.size());
-    if (name.empty() || name.size() > kLongestName) return std::nullopt;
+    if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
     if (!std::all_of(name.begin(), name.end(), IsNameCharacter)) return std::nullopt;
     return std::string(name);
 }
@@ -40,3 +41,5 @@ std::optional<std::string> MapPipeUri(std::string_view uri) {
     if (!name) return std::nullopt;
     return PipePathOfName(*name);
 }
+
+}  // namespace receiver

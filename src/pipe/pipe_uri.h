@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace receiver {
+
 // NAME, case kept, when the prefix (any case) is followed by 1..180 characters of
 // A-Z a-z 0-9 - . _ and nothing else.
 std::optional<std::string> PipeNameFromUri(std::string_view uri);
@@ -14,3 +16,5 @@ std::string PipePathOfName(const std::string& name);
 
 // Both in one step; nothing for a bad URI.
 std::optional<std::string> MapPipeUri(std::string_view uri);
+
+}  // namespace receiver

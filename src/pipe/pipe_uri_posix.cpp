@@ -1,6 +1,10 @@
 #include "pipe/local_socket_posix.h"
 #include "pipe/pipe_uri.h"
 
+namespace receiver {
+
 std::string PipePathOfName(const std::string& name) {
     return EndpointDirectoryPath() + "/" + SocketFileName(name);
 }
+
+}  // namespace receiver

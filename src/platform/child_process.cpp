@@ -5,54 +5,56 @@
 
 #include "platform/child_process_handle.h"
 
-CChildProcess::CChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                             ErrorStream errorStream)
+namespace receiver {
+
+ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                           ErrorStream errorStream)
     : process_(StartChildProcess(program, arguments, errorStream)) {
     errors_.ended = errorStream != ErrorStream::kCapture;
 }
 
-CChildProcess::~CChildProcess() = default;
+ChildProcess::~ChildProcess() = default;
 
-std::optional<std::string> CChildProcess::ReadLine(uint64_t deadlineTickMs) {
+std::optional<std::string> ChildProcess::ReadLine(uint64_t deadlineTickMs) {
     return ReadLineOf(output_, deadlineTickMs);
 }
 
-std::optional<std::string> CChildProcess::ReadErrorLine(uint64_t deadlineTickMs) {
+std::optional<std::string> ChildProcess::ReadErrorLine(uint64_t deadlineTickMs) {
     return ReadLineOf(errors_, deadlineTickMs);
 }
 
-std::optional<std::string> CChildProcess::ReadAllOutput(uint64_t deadlineTickMs) {
+std::optional<std::string> ChildProcess::ReadAllOutput(uint64_t deadlineTickMs) {
     return ReadAllOf(output_, deadlineTickMs);
 }
 
-std::optional<std::string> CChildProcess::ReadAllErrors(uint64_t deadlineTickMs) {
+std::optional<std::string> ChildProcess::ReadAllErrors(uint64_t deadlineTickMs) {
     return ReadAllOf(errors_, deadlineTickMs);
 }
 
-std::optional<int> CChildProcess::WaitForExit(uint64_t deadlineTickMs) {
+std::optional<int> ChildProcess::WaitForExit(uint64_t deadlineTickMs) {
     while (!exitCode_) {
         if (!process_->WaitForNews(output_, errors_, exitCode_, deadlineTickMs)) break;
     }
     return exitCode_;
 }
 
-void CChildProcess::Interrupt() {
+void ChildProcess::Interrupt() {
     process_->Interrupt();
 }
 
-void CChildProcess::Terminate() {
+void ChildProcess::Terminate() {
     process_->Terminate();
 }
 
-void CChildProcess::Kill() {
+void ChildProcess::Kill() {
     process_->Kill();
 }
 
-uint32_t CChildProcess::ProcessId() const {
+uint32_t ChildProcess::ProcessId() const {
     return process_->Id();
 }
 
-std::optional<std::string> CChildProcess::ReadLineOf(ChildStream& stream, uint64_t deadlineTickMs) {
+std::optional<std::string> ChildProcess::ReadLineOf(ChildStream& stream, uint64_t deadlineTickMs) {
     size_t lineEnd = 0;
     while ((lineEnd = stream.unread.find('\n')) == std::string::npos && !stream.ended) {
         if (!process_->WaitForNews(output_, errors_, exitCode_, deadlineTickMs)) {
@@ -69,7 +71,7 @@ std::optional<std::string> CChildProcess::ReadLineOf(ChildStream& stream, uint64
     return line;
 }
 
-std::optional<std::string> CChildProcess::ReadAllOf(ChildStream& stream, uint64_t deadlineTickMs) {
+std::optional<std::string> ChildProcess::ReadAllOf(ChildStream& stream, uint64_t deadlineTickMs) {
     while (!stream.ended) {
         if (!process_->WaitForNews(output_, errors_, exitCode_, deadlineTickMs)) {
             return std::nullopt;
@@ -77,3 +79,5 @@ std::optional<std::string> CChildProcess::ReadAllOf(ChildStream& stream, uint64_
     }
     return std::exchange(stream.unread, {});
 }
+
+}  // namespace receiver

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+namespace receiver {
+
 class ChildProcessHandle;
 
 // A captured stream of a child.
@@ -25,17 +27,17 @@ struct ChildStream {
     bool ended = false;
 };
 
-class CChildProcess final {
+class ChildProcess final {
 public:
     enum class ErrorStream { kInherit, kCapture, kNull };
 
     // `program` without a separator is looked up as the system does. Texts are in the
     // process's ANSI code page (platform/text.h).
-    CChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                  ErrorStream errorStream = ErrorStream::kInherit);
-    ~CChildProcess();  // kills a child that still runs, and waits for its end
-    CChildProcess(const CChildProcess&) = delete;
-    CChildProcess& operator=(const CChildProcess&) = delete;
+    ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                 ErrorStream errorStream = ErrorStream::kInherit);
+    ~ChildProcess();  // kills a child that still runs, and waits for its end
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     // The next line without its line end (LF, or CR LF); a last line may lack it. Nothing at
     // the end of the stream, or when the deadline passes first.
@@ -67,3 +69,5 @@ private:
     std::optional<int> exitCode_;  // once the child has ended
     const std::unique_ptr<ChildProcessHandle> process_;
 };
+
+}  // namespace receiver

@@ -1,7 +1,9 @@
-// What each platform provides beneath CChildProcess.
+// What each platform provides beneath ChildProcess.
 #pragma once
 
 #include "platform/child_process.h"
+
+namespace receiver {
 
 class ChildProcessHandle {
 public:
@@ -20,4 +22,6 @@ public:
 // Throws std::runtime_error "Cannot start PROGRAM".
 std::unique_ptr<ChildProcessHandle> StartChildProcess(const std::string& program,
                                                       const std::vector<std::string>& arguments,
-                                                      CChildProcess::ErrorStream errorStream);
+                                                      ChildProcess::ErrorStream errorStream);
+
+}  // namespace receiver

@@ -17,6 +17,7 @@ extern "C" {
 #include "platform/poll_posix.h"
 #include "platform/unique_fd_posix.h"
 
+namespace receiver {
 namespace {
 
 struct Pipe {
@@ -105,17 +106,17 @@ void ReadInto(ChildStream& stream, UniqueFd& fd) {
 class PosixChildProcess final : public ChildProcessHandle {
 public:
     PosixChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                      CChildProcess::ErrorStream errorStream) {
+                      ChildProcess::ErrorStream errorStream) {
         const std::string failure = "Cannot start " + program;
         Pipe output = CreatePipe(failure);
         Pipe errors;
         FileActions actions;
         actions.Null(STDIN_FILENO, O_RDONLY);
         actions.Use(STDOUT_FILENO, output.writeEnd.Get());
-        if (errorStream == CChildProcess::ErrorStream::kCapture) {
+        if (errorStream == ChildProcess::ErrorStream::kCapture) {
             errors = CreatePipe(failure);
             actions.Use(STDERR_FILENO, errors.writeEnd.Get());
-        } else if (errorStream == CChildProcess::ErrorStream::kNull) {
+        } else if (errorStream == ChildProcess::ErrorStream::kNull) {
             actions.Null(STDERR_FILENO, O_WRONLY);
         }
         pid_ = Spawn(program, arguments, actions);
@@ -180,6 +181,8 @@ private:
 
 std::unique_ptr<ChildProcessHandle> StartChildProcess(const std::string& program,
                                                       const std::vector<std::string>& arguments,
-                                                      CChildProcess::ErrorStream errorStream) {
+                                                      ChildProcess::ErrorStream errorStream) {
     return std::make_unique<PosixChildProcess>(program, arguments, errorStream);
 }
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 #include "platform/unique_handle_win32.h"
 #include "platform/wait_win32.h"
 
+namespace receiver {
 namespace {
 
 constexpr UINT kTerminatedCode = 143;  // as a shell reports SIGTERM and SIGKILL
@@ -155,14 +156,14 @@ private:
 class Win32ChildProcess final : public ChildProcessHandle {
 public:
     Win32ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                      CChildProcess::ErrorStream errorStream) {
-        const bool capturesErrors = errorStream == CChildProcess::ErrorStream::kCapture;
+                      ChildProcess::ErrorStream errorStream) {
+        const bool capturesErrors = errorStream == ChildProcess::ErrorStream::kCapture;
         ChildHandles handles;
         handles.input = OpenNull(GENERIC_READ);
         handles.output = output_.Open();
         if (capturesErrors) {
             handles.errors = errors_.Open();
-        } else if (errorStream == CChildProcess::ErrorStream::kNull) {
+        } else if (errorStream == ChildProcess::ErrorStream::kNull) {
             handles.errors = OpenNull(GENERIC_WRITE);
         } else {
             handles.errors = InheritableCopy(GetStdHandle(STD_ERROR_HANDLE));
@@ -263,6 +264,8 @@ private:
 
 std::unique_ptr<ChildProcessHandle> StartChildProcess(const std::string& program,
                                                       const std::vector<std::string>& arguments,
-                                                      CChildProcess::ErrorStream errorStream) {
+                                                      ChildProcess::ErrorStream errorStream) {
     return std::make_unique<Win32ChildProcess>(program, arguments, errorStream);
 }
+
+}  // namespace receiver

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace receiver {
+
 struct LocalTime {
     unsigned year, month, day, hour, minute, second, millisecond;
 };
@@ -13,3 +15,5 @@ uint64_t TickMs();
 uint64_t PerformanceCounter();
 // The wall clock in the local time zone.
 LocalTime GetLocalTimeNow();
+
+}  // namespace receiver

@@ -2,6 +2,7 @@
 
 #include "platform/clock.h"
 
+namespace receiver {
 namespace {
 
 uint64_t Nanoseconds(clockid_t clock) {
@@ -36,3 +37,5 @@ LocalTime GetLocalTimeNow() {
     time.millisecond = static_cast<unsigned>(now.tv_nsec / 1'000'000);
     return time;
 }
+
+}  // namespace receiver

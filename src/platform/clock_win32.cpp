@@ -2,6 +2,8 @@
 
 #include "platform/clock.h"
 
+namespace receiver {
+
 uint64_t TickMs() {
     return GetTickCount64();
 }
@@ -18,3 +20,5 @@ LocalTime GetLocalTimeNow() {
     return {now.wYear,   now.wMonth,  now.wDay,         now.wHour,
             now.wMinute, now.wSecond, now.wMilliseconds};
 }
+
+}  // namespace receiver

@@ -8,19 +8,23 @@
 
 #include <memory>
 
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
+
+namespace receiver {
 
 // At most one object at a time. The event outlives it. While it lives SIGPIPE is
 // ignored; its destructor puts back what was set before.
-class CConsoleControl final {
+class ConsoleControl final {
 public:
-    explicit CConsoleControl(CEvent& event);
-    ~CConsoleControl();
-    CConsoleControl(const CConsoleControl&) = delete;
-    CConsoleControl& operator=(const CConsoleControl&) = delete;
+    explicit ConsoleControl(ManualResetEvent& event);
+    ~ConsoleControl();
+    ConsoleControl(const ConsoleControl&) = delete;
+    ConsoleControl& operator=(const ConsoleControl&) = delete;
 
 private:
     class Registration;  // the platform's handlers
 
     std::unique_ptr<Registration> registration_;
 };
+
+}  // namespace receiver

@@ -6,14 +6,15 @@
 
 #include "platform/console_control.h"
 
+namespace receiver {
 namespace {
 
 // What the handler may reach: a handler takes no argument of ours.
-std::atomic<CEvent*> signalledEvent{nullptr};
-static_assert(std::atomic<CEvent*>::is_always_lock_free);
+std::atomic<ManualResetEvent*> signalledEvent{nullptr};
+static_assert(std::atomic<ManualResetEvent*>::is_always_lock_free);
 
 void SignalEvent(int) {
-    if (CEvent* event = signalledEvent.load()) event->Signal();
+    if (ManualResetEvent* event = signalledEvent.load()) event->Signal();
 }
 
 // One signal's action, put back on destruction.
@@ -39,7 +40,7 @@ private:
 
 }  // namespace
 
-class CConsoleControl::Registration {
+class ConsoleControl::Registration {
 public:
     Registration() = default;
     ~Registration() = default;
@@ -53,12 +54,14 @@ private:
     SignalAction brokenPipe_{SIGPIPE, SIG_IGN};
 };
 
-CConsoleControl::CConsoleControl(CEvent& event) {
+ConsoleControl::ConsoleControl(ManualResetEvent& event) {
     signalledEvent = &event;
     registration_ = std::make_unique<Registration>();
 }
 
-CConsoleControl::~CConsoleControl() {
+ConsoleControl::~ConsoleControl() {
     registration_.reset();
     signalledEvent = nullptr;
 }
+
+}  // namespace receiver

@@ -5,20 +5,21 @@
 
 #include "platform/console_control.h"
 
+namespace receiver {
 namespace {
 
 // What the handler may reach: a handler takes no argument of ours.
-std::atomic<CEvent*> signalledEvent{nullptr};
+std::atomic<ManualResetEvent*> signalledEvent{nullptr};
 
 // TRUE for every kind of request: the default handler would end the process at once.
 BOOL WINAPI SignalEvent(DWORD) {
-    if (CEvent* event = signalledEvent.load()) event->Signal();
+    if (ManualResetEvent* event = signalledEvent.load()) event->Signal();
     return TRUE;
 }
 
 }  // namespace
 
-class CConsoleControl::Registration {
+class ConsoleControl::Registration {
 public:
     Registration() {
         if (!SetConsoleCtrlHandler(SignalEvent, TRUE)) {
@@ -30,12 +31,14 @@ public:
     Registration& operator=(const Registration&) = delete;
 };
 
-CConsoleControl::CConsoleControl(CEvent& event) {
+ConsoleControl::ConsoleControl(ManualResetEvent& event) {
     signalledEvent = &event;
     registration_ = std::make_unique<Registration>();
 }
 
-CConsoleControl::~CConsoleControl() {
+ConsoleControl::~ConsoleControl() {
     registration_.reset();
     signalledEvent = nullptr;
 }
+
+}  // namespace receiver

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace receiver {
+
 inline constexpr uint32_t kErrorNone = 0;
 inline constexpr uint32_t kErrorFileNotFound = 2;
 inline constexpr uint32_t kErrorTooManyOpenFiles = 4;
@@ -20,3 +22,5 @@ inline constexpr uint32_t kErrorPipeBusy = 231;
 inline constexpr uint32_t kErrorNoData = 232;  // the pipe is being closed
 inline constexpr uint32_t kErrorCancelled = 995;
 inline constexpr uint32_t kErrorTimedOut = 1460;
+
+}  // namespace receiver

@@ -3,5 +3,9 @@
 
 #include <filesystem>
 
+namespace receiver {
+
 // Absolute. Throws std::runtime_error "Cannot find the program's directory".
 std::filesystem::path ExecutableDirectory();
+
+}  // namespace receiver

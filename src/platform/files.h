@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <string>
 
+namespace receiver {
+
 // True for anything that exists and is not a directory; any failure of the query is false.
 bool IsExistingFile(const std::string& path);
 // For the standard library's streams: keeps every character on both platforms.
@@ -14,14 +16,14 @@ std::filesystem::path ToFilesystemPath(const std::string& path);
 
 // A file that is only written at its end and shared with readers and writers.
 // Not thread-safe. Closes itself.
-class CAppendFile final {
+class AppendFile final {
 public:
     enum class Mode { kOpenAlways, kCreateAlways };
 
-    CAppendFile() = default;
-    ~CAppendFile() { Close(); }
-    CAppendFile(const CAppendFile&) = delete;
-    CAppendFile& operator=(const CAppendFile&) = delete;
+    AppendFile() = default;
+    ~AppendFile() { Close(); }
+    AppendFile(const AppendFile&) = delete;
+    AppendFile& operator=(const AppendFile&) = delete;
 
     // Closes what was open. False leaves it closed. kOpenAlways continues at the end.
     bool Open(const std::string& path, Mode mode);
@@ -36,3 +38,5 @@ private:
     static constexpr std::intptr_t kClosed = -1;  // also INVALID_HANDLE_VALUE
     std::intptr_t native_ = kClosed;
 };
+
+}  // namespace receiver

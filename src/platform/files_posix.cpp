@@ -6,6 +6,8 @@
 
 #include "platform/files.h"
 
+namespace receiver {
+
 bool IsExistingFile(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
@@ -15,7 +17,7 @@ std::filesystem::path ToFilesystemPath(const std::string& path) {
     return std::filesystem::path(path);
 }
 
-bool CAppendFile::Open(const std::string& path, Mode mode) {
+bool AppendFile::Open(const std::string& path, Mode mode) {
     Close();
     // O_DSYNC is write-through: a line that was written survives a power failure.
     int flags = O_WRONLY | O_CREAT | O_APPEND | O_DSYNC | O_CLOEXEC;
@@ -26,18 +28,18 @@ bool CAppendFile::Open(const std::string& path, Mode mode) {
     return IsOpen();
 }
 
-void CAppendFile::Close() {
+void AppendFile::Close() {
     if (IsOpen()) close(static_cast<int>(native_));
     native_ = kClosed;
 }
 
-uint64_t CAppendFile::Size() const {
+uint64_t AppendFile::Size() const {
     struct stat status {};
     if (!IsOpen() || fstat(static_cast<int>(native_), &status) != 0) return 0;
     return static_cast<uint64_t>(status.st_size);
 }
 
-size_t CAppendFile::Write(const void* data, size_t size) {
+size_t AppendFile::Write(const void* data, size_t size) {
     size_t written = 0;
     while (IsOpen() && written < size) {
         const ssize_t moved = write(static_cast<int>(native_),
@@ -49,6 +51,8 @@ size_t CAppendFile::Write(const void* data, size_t size) {
     return written;
 }
 
-void CAppendFile::Flush() {
+void AppendFile::Flush() {
     if (IsOpen()) fdatasync(static_cast<int>(native_));
 }
+
+}  // namespace receiver

@@ -3,6 +3,7 @@
 #include "platform/files.h"
 #include "platform/wide_text_win32.h"
 
+namespace receiver {
 namespace {
 
 HANDLE ToHandle(std::intptr_t native) {
@@ -21,7 +22,7 @@ std::filesystem::path ToFilesystemPath(const std::string& path) {
     return std::filesystem::path(ToWide(CP_ACP, path).value_or(std::wstring()));
 }
 
-bool CAppendFile::Open(const std::string& path, Mode mode) {
+bool AppendFile::Open(const std::string& path, Mode mode) {
     Close();
     const DWORD disposition = mode == Mode::kCreateAlways ? CREATE_ALWAYS : OPEN_ALWAYS;
     native_ = reinterpret_cast<std::intptr_t>(CreateFileA(
@@ -31,18 +32,18 @@ bool CAppendFile::Open(const std::string& path, Mode mode) {
     return IsOpen();
 }
 
-void CAppendFile::Close() {
+void AppendFile::Close() {
     if (IsOpen()) CloseHandle(ToHandle(native_));
     native_ = kClosed;
 }
 
-uint64_t CAppendFile::Size() const {
+uint64_t AppendFile::Size() const {
     LARGE_INTEGER size{};
     if (!IsOpen() || !GetFileSizeEx(ToHandle(native_), &size)) return 0;
     return static_cast<uint64_t>(size.QuadPart);
 }
 
-size_t CAppendFile::Write(const void* data, size_t size) {
+size_t AppendFile::Write(const void* data, size_t size) {
     size_t written = 0;
     while (IsOpen() && written < size) {
         const auto step = static_cast<DWORD>(std::min<size_t>(size - written, 0x40000000));
@@ -57,6 +58,8 @@ size_t CAppendFile::Write(const void* data, size_t size) {
     return written;
 }
 
-void CAppendFile::Flush() {
+void AppendFile::Flush() {
     if (IsOpen()) FlushFileBuffers(ToHandle(native_));
 }
+
+}  // namespace receiver

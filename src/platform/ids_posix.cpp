@@ -6,6 +6,8 @@
 
 #include "platform/ids.h"
 
+namespace receiver {
+
 uint32_t CurrentProcessId() {
     return static_cast<uint32_t>(getpid());
 }
@@ -32,3 +34,5 @@ std::string CreateInstanceId() {
     }
     return id;
 }
+
+}  // namespace receiver

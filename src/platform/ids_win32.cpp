@@ -7,6 +7,8 @@
 
 #include "platform/ids.h"
 
+namespace receiver {
+
 uint32_t CurrentProcessId() {
     return GetCurrentProcessId();
 }
@@ -27,3 +29,5 @@ std::string CreateInstanceId() {
     for (size_t i = 1; i + 1 < kBracedLength; ++i) id += static_cast<char>(braced[i]);
     return id;
 }
+
+}  // namespace receiver

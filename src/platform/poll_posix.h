@@ -12,6 +12,8 @@
 
 #include "platform/clock.h"
 
+namespace receiver {
+
 // Time-outs come from outside and may be as large as their type.
 inline uint64_t DeadlineTickMs(uint64_t timeoutMs) {
     const uint64_t now = TickMs();
@@ -32,3 +34,5 @@ int PollUntil(std::array<pollfd, kCount>& fds, uint64_t deadlineTickMs) {
         if (ready == 0 && TickMs() >= deadlineTickMs) return 0;
     }
 }
+
+}  // namespace receiver

@@ -4,6 +4,10 @@
 
 #include <string_view>
 
+namespace receiver {
+
 // Writes text and a line feed. A stream that is closed or broken is ignored.
 void WriteStandardOutputLine(std::string_view text);
 void WriteStandardErrorLine(std::string_view text);
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 #include "platform/poll_posix.h"
 #include "platform/standard_streams.h"
 
+namespace receiver {
 namespace {
 
 // While it lives, a write to a broken pipe on this thread fails instead of raising
@@ -62,3 +63,5 @@ void WriteStandardOutputLine(std::string_view text) {
 void WriteStandardErrorLine(std::string_view text) {
     WriteLine(STDERR_FILENO, text);
 }
+
+}  // namespace receiver

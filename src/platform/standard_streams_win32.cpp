@@ -4,6 +4,7 @@
 
 #include "platform/standard_streams.h"
 
+namespace receiver {
 namespace {
 
 // Past the C runtime, whose text mode would write CR LF.
@@ -31,3 +32,5 @@ void WriteStandardOutputLine(std::string_view text) {
 void WriteStandardErrorLine(std::string_view text) {
     WriteLine(STD_ERROR_HANDLE, text);
 }
+
+}  // namespace receiver

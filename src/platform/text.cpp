@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+namespace receiver {
 namespace {
 
 // Which second bytes a lead byte allows, and how long its sequence is. The narrowed
@@ -53,3 +54,5 @@ std::string ReplaceIllFormedUtf8(std::string_view bytes) {
     }
     return text;
 }
+
+}  // namespace receiver

@@ -1,5 +1,7 @@
 #include "platform/text.h"
 
+namespace receiver {
+
 std::string Utf8ToAnsi(std::string_view utf8) {
     return std::string(utf8);
 }
@@ -7,3 +9,5 @@ std::string Utf8ToAnsi(std::string_view utf8) {
 std::optional<std::string> AnsiToUtf8(std::string_view ansi) {
     return std::string(ansi);
 }
+
+}  // namespace receiver

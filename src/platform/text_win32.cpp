@@ -1,6 +1,8 @@
 #include "platform/text.h"
 #include "platform/wide_text_win32.h"
 
+namespace receiver {
+
 std::string Utf8ToAnsi(std::string_view utf8) {
     return FromWide(CP_ACP, ToWide(CP_UTF8, utf8).value_or(std::wstring()));
 }
@@ -10,3 +12,5 @@ std::optional<std::string> AnsiToUtf8(std::string_view ansi) {
     if (!wide) return std::nullopt;
     return FromWide(CP_UTF8, *wide);
 }
+
+}  // namespace receiver

@@ -1,6 +1,8 @@
 #include "platform/thread_name.h"
 #include "platform/wide_text_win32.h"
 
+namespace receiver {
+
 // Looked up at run time: import libraries of cross toolchains lack it.
 void SetCurrentThreadName(const char* name) {
     using SetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
@@ -12,3 +14,5 @@ void SetCurrentThreadName(const char* name) {
     const std::wstring wide = ToWide(CP_UTF8, name).value_or(std::wstring());
     setDescription(GetCurrentThread(), wide.c_str());
 }
+
+}  // namespace receiver

@@ -3,7 +3,7 @@
 //
 // Waits are plain loops, because clang sees a predicate lambda as a function of
 // its own that holds no lock:
-//     CLock lock(mutex_);
+//     MutexLock lock(mutex_);
 //     while (!ready_) if (!lock.WaitUntil(changed_, deadline)) break;
 #pragma once
 
@@ -20,32 +20,33 @@
 #define REQUIRES(mutex) RECEIVER_THREAD_ATTRIBUTE(requires_capability(mutex))
 #define EXCLUDES(mutex) RECEIVER_THREAD_ATTRIBUTE(locks_excluded(mutex))
 
+namespace receiver {
+
 using SteadyTime = std::chrono::steady_clock::time_point;
 
 // The absolute end of a wait of at most `ms`; clamped, so that no value overflows.
 inline SteadyTime DeadlineIn(unsigned long long ms) {
-    constexpr unsigned long long kLongest = 10ULL * 365 * 24 * 3600 * 1000;
-    return std::chrono::steady_clock::now() +
-           std::chrono::milliseconds(ms < kLongest ? ms : kLongest);
+    constexpr unsigned long long kMaxMs = 10ULL * 365 * 24 * 3600 * 1000;
+    return std::chrono::steady_clock::now() + std::chrono::milliseconds(ms < kMaxMs ? ms : kMaxMs);
 }
 
-class RECEIVER_THREAD_ATTRIBUTE(capability("mutex")) CMutex {
+class RECEIVER_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
 public:
     void lock() RECEIVER_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }
     void unlock() RECEIVER_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
 
 private:
-    friend class CLock;
+    friend class MutexLock;
     std::mutex mutex_;
 };
 
-class RECEIVER_THREAD_ATTRIBUTE(scoped_lockable) CLock {
+class RECEIVER_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
 public:
-    explicit CLock(CMutex& mutex) RECEIVER_THREAD_ATTRIBUTE(acquire_capability(mutex))
+    explicit MutexLock(Mutex& mutex) RECEIVER_THREAD_ATTRIBUTE(acquire_capability(mutex))
         : lock_(mutex.mutex_) {}
-    ~CLock() RECEIVER_THREAD_ATTRIBUTE(release_capability()) = default;
-    CLock(const CLock&) = delete;
-    CLock& operator=(const CLock&) = delete;
+    ~MutexLock() RECEIVER_THREAD_ATTRIBUTE(release_capability()) = default;
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
 
     void Unlock() RECEIVER_THREAD_ATTRIBUTE(release_capability()) { lock_.unlock(); }
     void Lock() RECEIVER_THREAD_ATTRIBUTE(acquire_capability()) { lock_.lock(); }
@@ -59,3 +60,5 @@ public:
 private:
     std::unique_lock<std::mutex> lock_;
 };
+
+}  // namespace receiver

@@ -5,6 +5,8 @@
 
 #include "platform/unique_resource.h"
 
+namespace receiver {
+
 struct HandleTraits {
     using Type = HANDLE;
     static Type Invalid() { return INVALID_HANDLE_VALUE; }
@@ -17,3 +19,5 @@ using UniqueHandle = UniqueResource<HandleTraits>;
 inline UniqueHandle OwnHandle(HANDLE handle) {
     return UniqueHandle(handle == nullptr ? INVALID_HANDLE_VALUE : handle);
 }
+
+}  // namespace receiver

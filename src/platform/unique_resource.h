@@ -4,6 +4,8 @@
 
 #include <utility>
 
+namespace receiver {
+
 // Traits: `using Type`, `static Type Invalid()`, `static void Close(Type)`.
 template <typename Traits>
 class UniqueResource {
@@ -30,3 +32,5 @@ public:
 private:
     Type value_ = Traits::Invalid();
 };
+
+}  // namespace receiver

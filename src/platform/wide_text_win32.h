@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace receiver {
+
 // Nothing when `flags` asks for MB_ERR_INVALID_CHARS and the bytes are no text of the page.
 inline std::optional<std::wstring> ToWide(UINT codePage, std::string_view text, DWORD flags = 0) {
     if (text.empty()) return std::wstring();
@@ -28,3 +30,5 @@ inline std::string FromWide(UINT codePage, std::wstring_view wide) {
     WideCharToMultiByte(codePage, 0, wide.data(), units, text.data(), length, nullptr, nullptr);
     return text;
 }
+
+}  // namespace receiver

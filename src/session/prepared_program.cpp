@@ -9,15 +9,16 @@
 
 #include "platform/files.h"
 #include "platform/text.h"
-#include "session/identifier.h"
+#include "wire/identifier.h"
 
+namespace receiver {
 namespace {
 
 using nlohmann::json;
 
-constexpr size_t kLongestLocator = 4096;  // bytes of a URL or path
-constexpr size_t kMostReferences = 32;
-constexpr uint32_t kLongestProgramMs = 3600000;
+constexpr size_t kMaxLocatorBytes = 4096;  // bytes of a URL or path
+constexpr size_t kMaxReferences = 32;
+constexpr uint32_t kMaxProgramMs = 3600000;
 
 void Require(bool holds, const char* text) {
     if (!holds) throw std::invalid_argument(text);
@@ -51,7 +52,7 @@ uint64_t ReadOptionalNumber(const json& object, const char* key, uint64_t absent
 }
 
 bool IsHttpUrl(std::string_view url) {
-    return url.size() <= kLongestLocator &&
+    return url.size() <= kMaxLocatorBytes &&
            (url.starts_with("http://") || url.starts_with("https://"));
 }
 
@@ -69,9 +70,9 @@ void ReadBounds(const json& message, PreparedProgram& program) {
     if (bounds == message.end()) return;
     program.maximumMs = ReadNumber<uint32_t>(bounds->at("maximumMs"));
     program.fadeMs = ReadNumber<uint32_t>(bounds->at("fadeMs"));
-    Require(program.maximumMs >= 1000 && program.maximumMs <= kLongestProgramMs,
+    Require(program.maximumMs >= 1000 && program.maximumMs <= kMaxProgramMs,
             "Invalid program maximumMs");
-    Require(program.fadeMs <= kLongestProgramMs, "Invalid program fadeMs");
+    Require(program.fadeMs <= kMaxProgramMs, "Invalid program fadeMs");
 }
 
 PreparedReference ReadReference(const json& element, std::set<std::string>& seenIds) {
@@ -81,7 +82,7 @@ PreparedReference ReadReference(const json& element, std::set<std::string>& seen
             "Invalid or duplicate reference id");
     Require(reference.role == "start" || reference.role == "end" || reference.role == "other",
             "Invalid reference role");
-    Require(!reference.path.empty() && reference.path.size() <= kLongestLocator &&
+    Require(!reference.path.empty() && reference.path.size() <= kMaxLocatorBytes &&
                 reference.path.find("://") == std::string::npos,
             "Expected reference file path");
     reference.path = Utf8ToAnsi(reference.path);
@@ -91,7 +92,7 @@ PreparedReference ReadReference(const json& element, std::set<std::string>& seen
 
 void ReadReferences(const json& message, PreparedProgram& program) {
     const json& references = message.at("references");
-    Require(references.is_array() && !references.empty() && references.size() <= kMostReferences,
+    Require(references.is_array() && !references.empty() && references.size() <= kMaxReferences,
             "Expected 1..32 references");
     std::set<std::string> seenIds;
     bool hasStart = false;
@@ -116,3 +117,5 @@ PreparedProgram ParsePreparedProgram(const json& message) {
     ReadReferences(message, program);
     return program;
 }
+
+}  // namespace receiver

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace receiver {
+
 struct PreparedReference {
     std::string id;    // unique in the request
     std::string role;  // "start", "end" or "other"
@@ -26,3 +28,5 @@ struct PreparedProgram {
 // JSON library's exception for a missing key or a wrong type; the first fault in
 // the order of the checks decides. Looks at the disk only to see that references exist.
 PreparedProgram ParsePreparedProgram(const nlohmann::json& message);
+
+}  // namespace receiver

@@ -5,6 +5,8 @@
 
 #include "session/session_worker.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 ReceiverSession::ReceiverSession(PreparedProgram program, std::string audioUri, EventSink postEvent,
@@ -37,7 +39,7 @@ void ReceiverSession::Join() {
 void ReceiverSession::RequestStop() {
     std::shared_ptr<CRubberBufferAudioFile> buffer;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         if (finished_) return;
         stopRequested_ = true;
         snapshot_["state"] = "CANCELLING";
@@ -62,14 +64,14 @@ bool ReceiverSession::IgnoresSource() const {
 void ReceiverSession::PollSource() {
     std::shared_ptr<CRubberBufferAudioFile> buffer;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         if (IgnoresSource()) return;
         buffer = buffer_;
     }
     if (!buffer) return;
     const auto stats = buffer->GetStats();
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         if (IgnoresSource() || !sourceOpened_ || stats.error == 0) return;
         const json& state = snapshot_["state"];
         const bool canDrain = state == "READY" || state == "OPENED";
@@ -97,7 +99,7 @@ json ReceiverSession::Snapshot() const {
     json copy;
     std::shared_ptr<CRubberBufferAudioFile> buffer;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         copy = snapshot_;
         copy["sequence"] = sequence_;
         buffer = buffer_;
@@ -107,7 +109,7 @@ json ReceiverSession::Snapshot() const {
 }
 
 std::shared_ptr<CRubberBufferAudioFile> ReceiverSession::Buffer() const {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return buffer_;
 }
 
@@ -126,7 +128,7 @@ void ReceiverSession::EmitEvent(const char* type, json body) {
 void ReceiverSession::Finish(const char* reason, const std::string& message) {
     const auto buffer = Buffer();
     const json statistics = buffer ? MakeStatisticsObject(buffer->GetStats()) : json();
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     snapshot_["state"] = "FINISHED";
     snapshot_["canDrain"] = false;
     snapshot_["reason"] = stopRequested_ ? "cancelled" : sourceErrorStopping_ ? "error" : reason;
@@ -138,7 +140,7 @@ void ReceiverSession::Finish(const char* reason, const std::string& message) {
 }
 
 void ReceiverSession::OnMatch(const DetectorMatch& match) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     // The source goes on after the program's end, but nothing may follow FINISHED.
     if (finished_ || IsStoppedOrFailing()) return;
     json object = MakeMatchObject(program_.references.at(match.referenceIndex), match);
@@ -157,7 +159,7 @@ std::optional<uint64_t> ReceiverSession::StartSample() const {
 }
 
 void ReceiverSession::OnAudioOpen() {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (stopRequested_) return;
     snapshot_["state"] = "OPENED";
     snapshot_.erase("uri");
@@ -165,7 +167,7 @@ void ReceiverSession::OnAudioOpen() {
 
 ReceiverProgramBoundary ReceiverSession::OnProgramBoundary() {
     const auto stats = Buffer()->GetStats();
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (stats.finished && stats.nextSample < forcedEnd_) {
         forcedEnd_ = stats.nextSample;
         forcedReason_ = stats.error != 0 ? "interrupted" : "source_ended";
@@ -210,3 +212,5 @@ void ReceiverSession::RecomputeProgramEnd() {
     snapshot_["program"] = MakeProgramObject(end);
     EmitEvent("PROGRAM_END", {{"program", snapshot_["program"]}});
 }
+
+}  // namespace receiver

@@ -32,6 +32,8 @@
 #include "session/prepared_program.h"
 #include "session/session_events.h"
 
+namespace receiver {
+
 // What the buffer listens to: a file that delivers the stream and reports matches
 // from within its Open and Read, and the way to make a blocked one return.
 struct SessionSource {
@@ -95,7 +97,7 @@ private:
     std::atomic<bool> sourceErrorStopping_{false};  // a source error came before READY
     std::atomic<bool> finished_{false};             // FINISHED has been emitted
 
-    mutable CMutex mutex_;
+    mutable Mutex mutex_;
     std::condition_variable wakeUp_;  // told of every match, stop and source error
     std::shared_ptr<CRubberBufferAudioFile> buffer_ GUARDED_BY(mutex_);
     std::vector<DetectorMatch> detections_ GUARDED_BY(mutex_);
@@ -112,3 +114,5 @@ private:
 
     std::thread worker_;
 };
+
+}  // namespace receiver

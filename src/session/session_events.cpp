@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+namespace receiver {
+
 using nlohmann::json;
 
 json MakeMatchObject(const PreparedReference& reference, const DetectorMatch& match) {
@@ -36,3 +38,5 @@ json MakeStatisticsObject(const CRubberBufferAudioFile::Stats& stats) {
             {"finished", stats.finished},
             {"ownerThread", stats.ownerThread}};
 }
+
+}  // namespace receiver

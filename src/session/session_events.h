@@ -7,6 +7,8 @@
 #include "detect/detector_match.h"
 #include "session/prepared_program.h"
 
+namespace receiver {
+
 inline constexpr uint32_t kStreamSampleRate = 44100;  // every sample position is counted at it
 
 struct ProgramEnd {
@@ -19,3 +21,5 @@ struct ProgramEnd {
 nlohmann::json MakeMatchObject(const PreparedReference& reference, const DetectorMatch& match);
 nlohmann::json MakeProgramObject(const ProgramEnd& end);
 nlohmann::json MakeStatisticsObject(const CRubberBufferAudioFile::Stats& stats);
+
+}  // namespace receiver

@@ -11,6 +11,8 @@
 #include "platform/thread_name.h"
 #include "wire/pcm1_record.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -61,7 +63,7 @@ void SessionWorker::LoadReferences() {
         Require(!session_.stopRequested_, "Cancelled during reference loading");
         references_.push_back(
             LoadReference(reference.path, [this] { return session_.stopRequested_.load(); }));
-        CLock lock(session_.mutex_);
+        MutexLock lock(session_.mutex_);
         // Counted at the analysis rate, which is half the stream's.
         session_.referenceLengths_.push_back(2 * references_.back().sampleCount);
     }
@@ -91,7 +93,7 @@ void SessionWorker::BuildChain() {
     buffer_ = std::make_shared<CRubberBufferAudioFile>(
         std::move(source.file), std::move(source.stop), session_.program_.blockBytes,
         session_.program_.ioTimeoutMs);
-    CLock lock(session_.mutex_);
+    MutexLock lock(session_.mutex_);
     session_.buffer_ = buffer_;
     Require(!session_.stopRequested_, "Cancelled before source Open");
 }
@@ -101,7 +103,7 @@ void SessionWorker::OpenSource() {
 }
 
 void SessionWorker::AnnounceConnected() {
-    CLock lock(session_.mutex_);
+    MutexLock lock(session_.mutex_);
     Require(!session_.stopRequested_, "Cancelled during source Open");
     session_.sourceOpened_ = true;
     session_.snapshot_["state"] = "SCANNING";
@@ -116,7 +118,7 @@ uint64_t SessionWorker::WaitForStart() {
         // Asked before the matches are looked at: the source reports its last match before it
         // is finished, so none can be overlooked.
         const bool ended = buffer_->GetStats().finished;
-        CLock lock(session_.mutex_);
+        MutexLock lock(session_.mutex_);
         Require(!session_.IsStoppedOrFailing(), "Session stopped during detection");
         if (const auto start = session_.StartSample()) return *start;
         Require(!ended, "Start reference not found before source ended or failed");
@@ -134,7 +136,7 @@ void SessionWorker::Position(uint64_t startSample) {
 void SessionWorker::AnnounceReady(uint64_t startSample) {
     endpoint_ = std::make_unique<CPcmPipe>(session_.pipeCancellation_);
     Require(endpoint_->Listen(session_.audioUri_), "Audio endpoint Listen failed");
-    CLock lock(session_.mutex_);
+    MutexLock lock(session_.mutex_);
     Require(!session_.IsStoppedOrFailing(), "Session stopped before READY");
     session_.snapshot_["state"] = "READY";
     session_.snapshot_["uri"] = session_.audioUri_;
@@ -176,3 +178,5 @@ void SessionWorker::ReleaseChain() {
     buffer_.reset();
     references_.clear();
 }
+
+}  // namespace receiver

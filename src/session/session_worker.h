@@ -13,6 +13,8 @@
 #include "pipe/pcm_pipe.h"
 #include "session/receiver_session.h"
 
+namespace receiver {
+
 class SessionWorker final {
 public:
     explicit SessionWorker(ReceiverSession& session) : session_(session) {}
@@ -42,3 +44,5 @@ private:
     std::unique_ptr<CPcmPipe> endpoint_;
     std::unique_ptr<CReceiverProgramAudioFile> programView_;
 };
+
+}  // namespace receiver

@@ -1,7 +1,9 @@
 #include "wire/control_frame.h"
 
+namespace receiver {
+
 bool IsValidFrameLength(uint32_t bodyBytes) {
-    return bodyBytes >= 1 && bodyBytes <= kMaximumFrameBody;
+    return bodyBytes >= 1 && bodyBytes <= kMaxFrameBodyBytes;
 }
 
 std::string EncodeFrame(std::string_view body) {
@@ -15,14 +17,14 @@ std::string EncodeFrame(std::string_view body) {
     return frame;
 }
 
-void CFrameAssembler::Append(const void* bytes, size_t count) {
+void FrameAssembler::Append(const void* bytes, size_t count) {
     buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<ptrdiff_t>(consumed_));
     consumed_ = 0;
     const auto* first = static_cast<const char*>(bytes);
     buffer_.insert(buffer_.end(), first, first + count);
 }
 
-CFrameAssembler::Result CFrameAssembler::Next(std::string* body) {
+FrameAssembler::Result FrameAssembler::Next(std::string* body) {
     const size_t held = buffer_.size() - consumed_;
     if (held < kFrameLengthBytes) return Result::kIncomplete;
     uint32_t length = 0;
@@ -37,7 +39,9 @@ CFrameAssembler::Result CFrameAssembler::Next(std::string* body) {
     return Result::kFrame;
 }
 
-void CFrameAssembler::Clear() {
+void FrameAssembler::Clear() {
     buffer_.clear();
     consumed_ = 0;
 }
+
+}  // namespace receiver

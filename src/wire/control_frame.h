@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
-inline constexpr uint32_t kMaximumFrameBody = 65536;  // bytes
+namespace receiver {
+
+inline constexpr uint32_t kMaxFrameBodyBytes = 65536;  // bytes
 inline constexpr size_t kFrameLengthBytes = 4;
 
 bool IsValidFrameLength(uint32_t bodyBytes);
@@ -16,7 +18,7 @@ bool IsValidFrameLength(uint32_t bodyBytes);
 std::string EncodeFrame(std::string_view body);
 
 // Collects received bytes and gives out the frames that are complete.
-class CFrameAssembler final {
+class FrameAssembler final {
 public:
     enum class Result { kFrame, kIncomplete, kInvalidLength };
 
@@ -30,3 +32,5 @@ private:
     std::vector<char> buffer_;
     size_t consumed_ = 0;  // bytes at the front that were already given out
 };
+
+}  // namespace receiver

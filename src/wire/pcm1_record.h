@@ -11,10 +11,13 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace receiver {
+
 static_assert(std::endian::native == std::endian::little, "records are written as they lie");
 
 inline constexpr uint32_t kPcm1Magic = 0x314D4350;  // "PCM1"
 inline constexpr uint32_t kPcm1Version = 1;
+inline constexpr uint32_t kMaxPcm1ChunkBytes = 1048576;  // of PCM in one record
 inline constexpr uint64_t kPcm1LengthUnknown = 0xFFFFFFFFFFFFFFFF;
 
 #pragma pack(push, 1)
@@ -52,3 +55,5 @@ inline constexpr uint32_t kPcm1Data = 1;
 inline constexpr uint32_t kPcm1End = 2;
 inline constexpr uint32_t kPcm1SourceFailed = 3;
 inline constexpr uint64_t kPcm1SourceFailedStatus = 30;
+
+}  // namespace receiver

@@ -4,6 +4,8 @@
 #include "conformance/session_fixture.h"
 #include "platform/clock.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -51,7 +53,7 @@ protected:
 
     const Broadcast broadcast_;
     std::string uri_;
-    CRawAudioClient audio_;
+    RawAudioClient audio_;
 };
 
 }  // namespace
@@ -127,7 +129,7 @@ TEST_F(BadClientTest, AClientThatReadsSlowlyGetsEverything) {
 
 TEST_F(BadClientTest, ASecondAudioClientFindsNoPipe) {
     BeOpened();
-    CRawAudioClient second;
+    RawAudioClient second;
     EXPECT_FALSE(second.Connect(uri_, 0));
     ASSERT_TRUE(audio_.ReadToEnd() && audio_.Acknowledge());
     ExpectFinished("eof", "");
@@ -137,7 +139,7 @@ TEST_F(BadClientTest, AnAudioUriIsGoneWithItsSession) {
     BeAtTheEnd();
     ASSERT_TRUE(audio_.Acknowledge());
     receiver_.WaitFor("FINISHED");
-    CRawAudioClient late;
+    RawAudioClient late;
     EXPECT_FALSE(late.Connect(uri_, 0));
     EXPECT_EQ(late.LastError(), 2u);
 }
@@ -154,7 +156,7 @@ TEST_F(BadClientTest, GarbageOnTheControlPipeDoesNotTouchTheSession) {
 
 TEST_F(BadClientTest, HalfAFrameAndADisappearanceDoNotTouchTheSession) {
     BeOpened();
-    ASSERT_TRUE(receiver_.Control().Send(CRawControlClient::LengthField(500) + "{\"type\":"));
+    ASSERT_TRUE(receiver_.Control().Send(RawControlClient::LengthField(500) + "{\"type\":"));
     receiver_.Disconnect();
     EXPECT_EQ(receiver_.Introduce()["active"]["state"], "OPENED");
     ASSERT_TRUE(audio_.ReadToEnd() && audio_.Acknowledge());
@@ -175,3 +177,5 @@ TEST_F(BadClientTest, TheAudioIsServedWhileNoControlClientIsThere) {
     receiver_.Introduce();
     ExpectCleanSession();
 }
+
+}  // namespace receiver

@@ -5,11 +5,13 @@
 #include "conformance/session_fixture.h"
 #include "support/tls_station_posix.h"
 
+namespace receiver {
+
 using BadSourcePosixTest = SessionTest;
 
 TEST_F(BadSourcePosixTest, ACertificateThatNobodyVouchesForIsRefused) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
-    CTlsStation secure(MimeTypeOf(AudioCoding::kWav), WavBytes(broadcast.audio));
+    TlsStation secure(MimeTypeOf(AudioCoding::kWav), WavBytes(broadcast.audio));
     const Recording recording =
         Record(receiver_, PrepareCommand("s", secure.Url("/radio"), SaveJingles(broadcast)));
     EXPECT_THAT(recording.EventTypes(), testing::ElementsAre("FINISHED"));
@@ -61,3 +63,5 @@ TEST_F(BadSourcePosixTest, AReferenceNameWithAColonIsAFileAndNoProtocol) {
         Record(receiver_, PrepareCommand("s", station_.Url("/radio"), {named}, 1000, 0));
     EXPECT_EQ(recording.finished["reason"], "eof");
 }
+
+}  // namespace receiver

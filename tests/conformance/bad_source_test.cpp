@@ -4,6 +4,8 @@
 #include "conformance/session_fixture.h"
 #include "platform/clock.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -238,3 +240,5 @@ TEST_F(BadSourceTest, AReferenceIsDeletedWhileTheOneBeforeItIsLoaded) {
     EXPECT_EQ(receiver_.WaitFor("FINISHED")["message"], "Reference Open failed");
     ExpectCleanSession();
 }
+
+}  // namespace receiver

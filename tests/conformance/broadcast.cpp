@@ -5,6 +5,7 @@
 
 #include "audio/ffmpeg_streaming_decoder.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kJingleMs = 1200;
@@ -82,3 +83,5 @@ std::vector<int16_t> WithFade(std::vector<int16_t> samples, int channels, uint64
     }
     return samples;
 }
+
+}  // namespace receiver

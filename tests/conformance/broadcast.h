@@ -11,6 +11,8 @@
 
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 inline constexpr uint32_t kStreamRate = 44100;
 inline constexpr uint64_t kHopSamples = 552;  // one step of the analysis, rounded up
 
@@ -40,3 +42,5 @@ uint64_t OutroLength(const std::string& referencePath);
 
 // The linear fade over the last `fadeFrames` of a program.
 std::vector<int16_t> WithFade(std::vector<int16_t> samples, int channels, uint64_t fadeFrames);
+
+}  // namespace receiver

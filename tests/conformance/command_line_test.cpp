@@ -10,6 +10,7 @@
 #include "support/receiver_driver.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
 namespace {
 
 constexpr char kUsage[] = "ReceiverHost pcm-pipe://receiver-control-instance receiver.log\n";
@@ -20,8 +21,8 @@ struct Outcome {
 };
 
 Outcome RunReceiver(const std::vector<std::string>& arguments) {
-    CChildProcess process(CReceiverDriver::ProgramPath(), arguments,
-                          CChildProcess::ErrorStream::kCapture);
+    ChildProcess process(ReceiverDriver::ProgramPath(), arguments,
+                         ChildProcess::ErrorStream::kCapture);
     Outcome outcome;
     outcome.exitCode = process.WaitForExit(TickMs() + kPatienceMs).value_or(-1);
     outcome.output = process.ReadAllOutput(TickMs() + kPatienceMs).value_or("(still open)");
@@ -39,7 +40,7 @@ protected:
     std::string LogPath() const { return (folder_.Path() / "receiver.log").string(); }
     size_t LogFiles() const { return CountFiles(folder_.Path()); }
 
-    CTempFolder folder_;
+    TempFolder folder_;
 };
 
 }  // namespace
@@ -52,14 +53,14 @@ TEST_F(CommandLineTest, NoArgumentsGiveTheUsageLineAndExitCode2) {
 }
 
 TEST_F(CommandLineTest, OneArgumentGivesTheUsageLineAndExitCode2) {
-    const Outcome outcome = RunReceiver({CReceiverDriver::UniqueUri()});
+    const Outcome outcome = RunReceiver({ReceiverDriver::UniqueUri()});
     EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_EQ(outcome.errors, kUsage);
     EXPECT_EQ(outcome.output, "");
 }
 
 TEST_F(CommandLineTest, ThreeArgumentsGiveTheUsageLineAndLeaveNoLog) {
-    const Outcome outcome = RunReceiver({CReceiverDriver::UniqueUri(), LogPath(), "more"});
+    const Outcome outcome = RunReceiver({ReceiverDriver::UniqueUri(), LogPath(), "more"});
     EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_EQ(outcome.errors, kUsage);
     EXPECT_EQ(outcome.output, "");
@@ -74,7 +75,7 @@ TEST_F(CommandLineTest, HelpIsNoOptionOfTheReceiver) {
 
 TEST_F(CommandLineTest, ALogInAMissingFolderCannotBeOpened) {
     const Outcome outcome = RunReceiver(
-        {CReceiverDriver::UniqueUri(), (folder_.Path() / "missing" / "receiver.log").string()});
+        {ReceiverDriver::UniqueUri(), (folder_.Path() / "missing" / "receiver.log").string()});
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_EQ(outcome.errors, "Cannot open receiver log\n");
     EXPECT_EQ(outcome.output, "");
@@ -112,25 +113,25 @@ TEST_F(CommandLineTest, APipeNameOf181CharactersCannotBeListenedOn) {
 }
 
 TEST_F(CommandLineTest, APipeNameOf180CharactersServes) {
-    std::string uri = CReceiverDriver::UniqueUri();
+    std::string uri = ReceiverDriver::UniqueUri();
     uri.resize(std::string("pcm-pipe://").size() + 180, 'x');
-    CReceiverDriver receiver({.uri = uri});
+    ReceiverDriver receiver({.uri = uri});
     EXPECT_EQ(receiver.Introduce()["type"], "WELCOME");
     receiver.Shutdown();
 }
 
 TEST_F(CommandLineTest, TheUriIsPrintedAsItWasGivenAlsoWithItsPrefixInCapitals) {
-    std::string uri = CReceiverDriver::UniqueUri();
+    std::string uri = ReceiverDriver::UniqueUri();
     uri.replace(0, std::string("pcm-pipe://").size(), "PCM-Pipe://");
-    CReceiverDriver receiver({.uri = uri});  // the driver compares the line
+    ReceiverDriver receiver({.uri = uri});  // the driver compares the line
     EXPECT_EQ(receiver.Introduce()["type"], "WELCOME");
     receiver.Shutdown();
 }
 
 TEST_F(CommandLineTest, StandardOutputHoldsTheListeningLineToTheByte) {
-    const std::string uri = CReceiverDriver::UniqueUri();
-    CChildProcess process(CReceiverDriver::ProgramPath(), {uri, LogPath()});
-    CRawControlClient client;
+    const std::string uri = ReceiverDriver::UniqueUri();
+    ChildProcess process(ReceiverDriver::ProgramPath(), {uri, LogPath()});
+    RawControlClient client;
     ASSERT_TRUE(client.Connect(uri));
     process.Interrupt();
     EXPECT_EQ(process.WaitForExit(TickMs() + kPatienceMs), 0);
@@ -138,7 +139,7 @@ TEST_F(CommandLineTest, StandardOutputHoldsTheListeningLineToTheByte) {
 }
 
 TEST_F(CommandLineTest, ASecondReceiverOnTheNameEndsWithExitCode1) {
-    CReceiverDriver first;
+    ReceiverDriver first;
     const Outcome second = RunReceiver({first.Uri(), LogPath()});
     EXPECT_EQ(second.exitCode, 1);
     EXPECT_EQ(second.errors, "Control Listen failed\n");
@@ -148,7 +149,7 @@ TEST_F(CommandLineTest, ASecondReceiverOnTheNameEndsWithExitCode1) {
 }
 
 TEST_F(CommandLineTest, ASecondReceiverIsAlsoRefusedWhileAClientIsConnected) {
-    CReceiverDriver first;
+    ReceiverDriver first;
     first.Introduce();
     EXPECT_EQ(RunReceiver({first.Uri(), LogPath()}).errors, "Control Listen failed\n");
     EXPECT_EQ(first.Ask({{"type", "HELLO"}})["type"], "WELCOME");
@@ -156,14 +157,14 @@ TEST_F(CommandLineTest, ASecondReceiverIsAlsoRefusedWhileAClientIsConnected) {
 }
 
 TEST_F(CommandLineTest, InterruptWhileWaitingForAClientEndsCleanly) {
-    CReceiverDriver receiver;
+    ReceiverDriver receiver;
     receiver.Process().Interrupt();
     receiver.ExpectCleanEnd();
     EXPECT_THAT(receiver.LogLines().back(), testing::HasSubstr(" RECEIVER HOST_STOPPED "));
 }
 
 TEST_F(CommandLineTest, InterruptWithAClientEndsCleanlyAndTheClientSeesTheEnd) {
-    CReceiverDriver receiver;
+    ReceiverDriver receiver;
     receiver.Introduce();
     receiver.Process().Interrupt();
     receiver.ExpectCleanEnd();
@@ -173,7 +174,7 @@ TEST_F(CommandLineTest, InterruptWithAClientEndsCleanlyAndTheClientSeesTheEnd) {
 
 TEST_F(CommandLineTest, InterruptRightAfterTheListeningLineEndsCleanly) {
     for (int i = 0; i < 5; ++i) {
-        CReceiverDriver receiver;
+        ReceiverDriver receiver;
         receiver.Process().Interrupt();
         receiver.Process().Interrupt();
         receiver.ExpectCleanEnd();
@@ -181,10 +182,12 @@ TEST_F(CommandLineTest, InterruptRightAfterTheListeningLineEndsCleanly) {
 }
 
 TEST_F(CommandLineTest, ShutdownIsAnsweredBeforeTheProcessEnds) {
-    CReceiverDriver receiver;
+    ReceiverDriver receiver;
     receiver.Introduce();
     const nlohmann::json reply = receiver.Ask({{"type", "SHUTDOWN"}});
     EXPECT_EQ(reply["type"], "ACK");
     receiver.ExpectCleanEnd();
     EXPECT_TRUE(receiver.Control().WaitForHangUp());
 }
+
+}  // namespace receiver

@@ -8,6 +8,7 @@
 #include "conformance/session_fixture.h"
 #include "platform/unique_handle_win32.h"
 
+namespace receiver {
 namespace {
 
 class ConsoleTest : public SessionTest {
@@ -50,7 +51,7 @@ public:
         startup.cb = sizeof startup;
         startup.dwFlags = STARTF_USESTDHANDLES;
         startup.hStdOutput = childOutput.Get();
-        std::string line = "\"" + CReceiverDriver::ProgramPath() + "\" " + uri + " " + logPath;
+        std::string line = "\"" + ReceiverDriver::ProgramPath() + "\" " + uri + " " + logPath;
         PROCESS_INFORMATION information{};
         if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
                             &startup, &information)) {
@@ -101,8 +102,8 @@ TEST_F(ConsoleTest, CtrlCInASessionStopsItAndLogsItsEnd) {
 }
 
 TEST(StandardOutput, TheListeningLineComesAtOnceInOnePieceThatEndsInALineFeedAlone) {
-    const CTempFolder folder;
-    const std::string uri = CReceiverDriver::UniqueUri();
+    const TempFolder folder;
+    const std::string uri = ReceiverDriver::UniqueUri();
     PipedReceiver receiver(uri, folder.File("receiver.log"));
     auto first = std::async(std::launch::async, [&] { return receiver.ReadOnce(); });
     const auto outcome = first.wait_for(std::chrono::milliseconds(kPatienceMs));
@@ -110,3 +111,5 @@ TEST(StandardOutput, TheListeningLineComesAtOnceInOnePieceThatEndsInALineFeedAlo
     EXPECT_EQ(outcome, std::future_status::ready);
     EXPECT_EQ(first.get(), "LISTENING " + uri + "\n");
 }
+
+}  // namespace receiver

@@ -4,6 +4,8 @@
 
 #include "support/receiver_driver.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -20,8 +22,8 @@ protected:
     std::string TypeReceived() { return json::parse(Receive()).value("type", ""); }
     std::string MessageReceived() { return json::parse(Receive()).value("message", ""); }
 
-    CReceiverDriver receiver_;
-    CRawControlClient& client_ = receiver_.Control();
+    ReceiverDriver receiver_;
+    RawControlClient& client_ = receiver_.Control();
 };
 
 // A HELLO whose body is exactly `bytes` long.
@@ -34,14 +36,14 @@ std::string PaddedHello(size_t bytes) {
 }  // namespace
 
 TEST_F(ControlFramesTest, AFrameInSinglePiecesIsHandledOnceItsLastByteHasArrived) {
-    for (const char byte : CRawControlClient::Frame(kHello)) {
+    for (const char byte : RawControlClient::Frame(kHello)) {
         ASSERT_TRUE(client_.Send(std::string_view(&byte, 1)));
     }
     EXPECT_EQ(TypeReceived(), "WELCOME");
 }
 
 TEST_F(ControlFramesTest, NothingIsAnsweredBeforeTheLastByte) {
-    const std::string frame = CRawControlClient::Frame(kHello);
+    const std::string frame = RawControlClient::Frame(kHello);
     ASSERT_TRUE(client_.Send(frame.substr(0, frame.size() - 1)));
     EXPECT_FALSE(client_.Receive(/*timeoutMs=*/150).has_value());
     ASSERT_TRUE(client_.Send(frame.substr(frame.size() - 1)));
@@ -50,14 +52,14 @@ TEST_F(ControlFramesTest, NothingIsAnsweredBeforeTheLastByte) {
 
 TEST_F(ControlFramesTest, TwoFramesInOneWriteAreAnsweredInOrder) {
     ASSERT_TRUE(client_.Send(
-        CRawControlClient::Frame(R"({"requestId":"first","type":"HELLO","version":1})") +
-        CRawControlClient::Frame(R"({"requestId":"second","type":"HELLO","version":1})")));
+        RawControlClient::Frame(R"({"requestId":"first","type":"HELLO","version":1})") +
+        RawControlClient::Frame(R"({"requestId":"second","type":"HELLO","version":1})")));
     EXPECT_EQ(json::parse(Receive())["requestId"], "first");
     EXPECT_EQ(json::parse(Receive())["requestId"], "second");
 }
 
 TEST_F(ControlFramesTest, AFrameAndTheStartOfTheNextInOneWriteAreTakenApart) {
-    const std::string two = CRawControlClient::Frame(kHello) + CRawControlClient::Frame(kHello);
+    const std::string two = RawControlClient::Frame(kHello) + RawControlClient::Frame(kHello);
     for (const size_t cut : {1u, 2u, 3u, 4u, 5u, 40u}) {
         SCOPED_TRACE(cut);
         ASSERT_TRUE(client_.Send(two.substr(0, two.size() / 2 + cut)));
@@ -73,31 +75,31 @@ TEST_F(ControlFramesTest, ABodyOf65536BytesIsAccepted) {
 }
 
 TEST_F(ControlFramesTest, ABodyOf65537BytesEndsTheConnection) {
-    ASSERT_TRUE(client_.Send(CRawControlClient::LengthField(65537)));
+    ASSERT_TRUE(client_.Send(RawControlClient::LengthField(65537)));
     EXPECT_EQ(Receive(), kBadLength);
     EXPECT_TRUE(client_.WaitForHangUp());
 }
 
 TEST_F(ControlFramesTest, AnEmptyBodyEndsTheConnection) {
-    ASSERT_TRUE(client_.Send(CRawControlClient::LengthField(0)));
+    ASSERT_TRUE(client_.Send(RawControlClient::LengthField(0)));
     EXPECT_EQ(Receive(), kBadLength);
     EXPECT_TRUE(client_.WaitForHangUp());
 }
 
 TEST_F(ControlFramesTest, TheLargestLengthFieldEndsTheConnection) {
-    ASSERT_TRUE(client_.Send(CRawControlClient::LengthField(0xFFFFFFFF)));
+    ASSERT_TRUE(client_.Send(RawControlClient::LengthField(0xFFFFFFFF)));
     EXPECT_EQ(Receive(), kBadLength);
     EXPECT_TRUE(client_.WaitForHangUp());
 }
 
 TEST_F(ControlFramesTest, WhatFollowsABadLengthIsDroppedWithTheConnection) {
-    ASSERT_TRUE(client_.Send(CRawControlClient::LengthField(0) + CRawControlClient::Frame(kHello)));
+    ASSERT_TRUE(client_.Send(RawControlClient::LengthField(0) + RawControlClient::Frame(kHello)));
     EXPECT_EQ(Receive(), kBadLength);
     EXPECT_TRUE(client_.WaitForHangUp());
 }
 
 TEST_F(ControlFramesTest, AFrameBeforeABadLengthIsStillAnswered) {
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame(kHello) + CRawControlClient::LengthField(0)));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame(kHello) + RawControlClient::LengthField(0)));
     EXPECT_EQ(TypeReceived(), "WELCOME");
     EXPECT_EQ(Receive(), kBadLength);
     EXPECT_TRUE(client_.WaitForHangUp());
@@ -204,7 +206,7 @@ TEST_F(ControlFramesTest, AnUnknownCommandMayCarryADeeplyNestedValue) {
 }
 
 TEST_F(ControlFramesTest, AClientThatLeavesInMidFrameIsForgotten) {
-    const std::string frame = CRawControlClient::Frame(kHello);
+    const std::string frame = RawControlClient::Frame(kHello);
     for (const size_t cut : {size_t{1}, size_t{4}, size_t{5}, frame.size() - 1}) {
         SCOPED_TRACE(cut);
         ASSERT_TRUE(client_.Send(frame.substr(0, cut)));
@@ -217,7 +219,7 @@ TEST_F(ControlFramesTest, AClientThatLeavesInMidFrameIsForgotten) {
 
 TEST_F(ControlFramesTest, AClientThatLeavesWithoutReadingItsAnswersIsForgotten) {
     std::string many;
-    for (int i = 0; i < 50; ++i) many += CRawControlClient::Frame(kHello);
+    for (int i = 0; i < 50; ++i) many += RawControlClient::Frame(kHello);
     ASSERT_TRUE(client_.Send(many));
     client_.Close();
     EXPECT_EQ(receiver_.Introduce()["type"], "WELCOME");
@@ -227,7 +229,7 @@ TEST_F(ControlFramesTest, AClientThatLeavesWithoutReadingItsAnswersIsForgotten) 
 TEST_F(ControlFramesTest, AClientThatNeverReadsIsDroppedAndTheNextOneServed) {
     // Its answers fill the pipe until a write takes longer than the receiver waits.
     std::string many;
-    for (int i = 0; i < 400; ++i) many += CRawControlClient::Frame("x");
+    for (int i = 0; i < 400; ++i) many += RawControlClient::Frame("x");
     bool sent = true;
     while (sent) sent = client_.Send(many);
     client_.Close();
@@ -247,7 +249,7 @@ TEST_F(ControlFramesTest, AnIntroductionEndsWithItsConnection) {
 TEST_F(ControlFramesTest, ManyClientsComeAndGo) {
     client_.Close();
     for (int i = 0; i < 50; ++i) {
-        CRawControlClient client;
+        RawControlClient client;
         ASSERT_TRUE(client.Connect(receiver_.Uri())) << i << ": " << client.LastError();
         ASSERT_TRUE(client.SendFrame(kHello));
         ASSERT_TRUE(client.Receive().has_value()) << i;
@@ -259,10 +261,12 @@ TEST_F(ControlFramesTest, ManyClientsComeAndGo) {
 TEST_F(ControlFramesTest, AShutdownLeavesTheFramesBehindItUnread) {
     ASSERT_TRUE(client_.SendFrame(kHello));
     ASSERT_EQ(TypeReceived(), "WELCOME");
-    ASSERT_TRUE(client_.Send(
-        CRawControlClient::Frame(R"({"requestId":"s","type":"SHUTDOWN","version":1})") +
-        CRawControlClient::Frame(kHello)));
+    ASSERT_TRUE(
+        client_.Send(RawControlClient::Frame(R"({"requestId":"s","type":"SHUTDOWN","version":1})") +
+                     RawControlClient::Frame(kHello)));
     EXPECT_EQ(Receive(), R"({"command":"SHUTDOWN","requestId":"s","type":"ACK","version":1})");
     EXPECT_FALSE(client_.Receive().has_value());
     receiver_.ExpectCleanEnd();
 }
+
+}  // namespace receiver

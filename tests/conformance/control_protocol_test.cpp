@@ -6,6 +6,8 @@
 
 #include "support/receiver_driver.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -22,7 +24,7 @@ protected:
 
     std::string Answer(const std::string& body) { return receiver_.AskRaw(body).bytes; }
 
-    CReceiverDriver receiver_;
+    ReceiverDriver receiver_;
 };
 
 class IntroducedTest : public ControlProtocolTest {
@@ -49,7 +51,7 @@ TEST_F(ControlProtocolTest, TheInstanceIsTheSameForEveryClientAndNewForEveryProc
         receiver_.AskRaw(R"({"requestId":"a","type":"HELLO","version":1})").value["instanceId"];
     receiver_.Disconnect();
     EXPECT_EQ(receiver_.Introduce()["instanceId"], first);
-    CReceiverDriver other;
+    ReceiverDriver other;
     EXPECT_NE(other.Introduce()["instanceId"], first);
 }
 
@@ -187,3 +189,5 @@ TEST_F(IntroducedTest, TheLastOfTwoEqualKeysCounts) {
     EXPECT_EQ(Answer(R"({"requestId":"x","requestId":"r","type":"NONE","version":2,"version":1})"),
               Rejected("r", "Unknown command"));
 }
+
+}  // namespace receiver

@@ -10,6 +10,8 @@
 #include "platform/clock.h"
 #include "support/tcp_socket.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -18,9 +20,9 @@ constexpr char kPassword[] = "hackme";
 
 // An icecast2 process of the test's own, with everything of it in one folder. It must not
 // run as root, so root hands it to nobody.
-class CIcecast final {
+class Icecast final {
 public:
-    explicit CIcecast(const CTempFolder& folder) : port_(FreePort()) {
+    explicit Icecast(const TempFolder& folder) : port_(FreePort()) {
         std::filesystem::permissions(folder.Path(), std::filesystem::perms::all);
         const std::string path = folder.Path().string();
         std::ofstream(folder.File("icecast.xml"))
@@ -38,9 +40,9 @@ public:
                                  "</changeowner>"
                                : "")
             << "</security></icecast>";
-        process_ = std::make_unique<CChildProcess>(
+        process_ = std::make_unique<ChildProcess>(
             "icecast2", std::vector<std::string>{"-c", folder.File("icecast.xml")},
-            CChildProcess::ErrorStream::kCapture);
+            ChildProcess::ErrorStream::kCapture);
         WaitForLog("server started");
     }
 
@@ -59,25 +61,25 @@ public:
     }
 
 private:
-    static uint16_t FreePort() { return CTcpSocket::ListenOnLoopback().Port(); }  // closed again
+    static uint16_t FreePort() { return TcpSocket::ListenOnLoopback().Port(); }  // closed again
 
     const uint16_t port_;
-    std::unique_ptr<CChildProcess> process_;  // killed by its destructor
+    std::unique_ptr<ChildProcess> process_;  // killed by its destructor
 };
 
 // Pushes what a gated route gives it to the mount /radio.
-class CSourceClient final {
+class SourceClient final {
 public:
-    CSourceClient(const std::string& input, const CIcecast& server, AudioCoding coding)
+    SourceClient(const std::string& input, const Icecast& server, AudioCoding coding)
         : process_("ffmpeg",
                    {"-nostdin", "-loglevel", "error", "-i", input, "-c", "copy", "-flush_packets",
                     "1", "-content_type", MimeTypeOf(coding), "-f",
                     coding == AudioCoding::kMp3 ? "mp3" : "ogg",
                     server.Url(std::string("icecast://source:") + kPassword + "@")},
-                   CChildProcess::ErrorStream::kCapture) {}
+                   ChildProcess::ErrorStream::kCapture) {}
 
 private:
-    CChildProcess process_;
+    ChildProcess process_;
 };
 
 class IcecastTest : public SessionTest, public testing::WithParamInterface<AudioCoding> {};
@@ -100,8 +102,8 @@ TEST_P(IcecastTest, AListenerThatJoinsInMidStreamRecordsFromJingleToJingle) {
     station_.Serve("/feed", std::move(feed));
     station_.Release("/feed", before);
 
-    CIcecast icecast(folder_);
-    const CSourceClient source(station_.Url("/feed"), icecast, GetParam());
+    Icecast icecast(folder_);
+    const SourceClient source(station_.Url("/feed"), icecast, GetParam());
     icecast.WaitForLog("listener count on /radio now 0");
 
     const std::vector<ReferenceFile> jingles = SaveJingles(broadcast);
@@ -112,7 +114,7 @@ TEST_P(IcecastTest, AListenerThatJoinsInMidStreamRecordsFromJingleToJingle) {
 
     const json ready = receiver_.WaitFor("READY");
     WaitUntilOutroIsKnown();
-    CRawAudioClient audioClient;
+    RawAudioClient audioClient;
     ASSERT_TRUE(audioClient.Connect(ready["uri"]) && audioClient.ReadHeader() &&
                 audioClient.ReadToEnd() && audioClient.Acknowledge());
     const json finished = receiver_.WaitFor("FINISHED");
@@ -135,3 +137,5 @@ TEST_P(IcecastTest, AListenerThatJoinsInMidStreamRecordsFromJingleToJingle) {
 INSTANTIATE_TEST_SUITE_P(Codings, IcecastTest,
                          testing::Values(AudioCoding::kMp3, AudioCoding::kOggFlac),
                          [](const auto& coding) { return std::string(NameOf(coding.param)); });
+
+}  // namespace receiver

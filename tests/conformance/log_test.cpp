@@ -6,6 +6,8 @@
 
 #include "support/receiver_driver.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -52,7 +54,7 @@ protected:
         return errors;
     }
 
-    CReceiverDriver receiver_;
+    ReceiverDriver receiver_;
 };
 
 }  // namespace
@@ -140,3 +142,5 @@ TEST_F(ReceiverLogTest, EachLineIsInTheFileBeforeItsMessageIsOnThePipe) {
     receiver_.Introduce();
     EXPECT_THAT(receiver_.LogText(), testing::HasSubstr(" RECEIVER WELCOME "));
 }
+
+}  // namespace receiver

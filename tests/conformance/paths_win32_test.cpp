@@ -6,6 +6,7 @@
 #include "platform/executable_path.h"
 #include "platform/files.h"
 
+namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
@@ -38,7 +39,7 @@ protected:
     }
 
     static int RunTool(const std::string& name, const std::vector<std::string>& arguments) {
-        CChildProcess tool((ExecutableDirectory() / name).string(), arguments);
+        ChildProcess tool((ExecutableDirectory() / name).string(), arguments);
         return tool.WaitForExit(TickMs() + kRunPatienceMs).value_or(-1);
     }
 
@@ -57,7 +58,7 @@ TEST_F(PathsTest, AReferenceIsReadAndHeard) {
 }
 
 TEST_F(PathsTest, TheLogIsWritten) {
-    CReceiverDriver receiver({.logPath = PathOf(".log")});
+    ReceiverDriver receiver({.logPath = PathOf(".log")});
     receiver.Introduce();
     receiver.Shutdown();
     const fs::path log = fs::directory_iterator(wideFolder_)->path();
@@ -82,3 +83,5 @@ TEST_F(PathsTest, AHashIsWrittenBesideItsRecording) {
     ASSERT_EQ(RunTool("receiver-hash", {SaveJingle(MakeBroadcast(44100, 2))}), 0);
     EXPECT_GT(fs::file_size(WidePathOf(L".wav.hash")), 0u);
 }
+
+}  // namespace receiver

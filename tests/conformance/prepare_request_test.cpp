@@ -8,6 +8,8 @@
 #include "support/receiver_driver.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -75,8 +77,8 @@ protected:
         EXPECT_EQ(receiver_.WaitFor("FINISHED")["message"], "Reference Open failed");
     }
 
-    CTempFolder folder_;
-    CReceiverDriver receiver_;
+    TempFolder folder_;
+    ReceiverDriver receiver_;
 };
 
 }  // namespace
@@ -315,3 +317,5 @@ TEST_F(PrepareRequestTest, TheOrderOfKeysAndBlanksDoNotMakeACommandDifferent) {
               "ACK");
     EXPECT_EQ(finish(), "error");
 }
+
+}  // namespace receiver

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -425,3 +427,5 @@ TEST_F(ProgramTest, TheStartIsFoundInThirtyTwoReferences) {
     EXPECT_EQ(recording.All("DETECTED").front()["referenceId"], "right");
     ExpectExactProgram(recording, decoded);
 }
+
+}  // namespace receiver

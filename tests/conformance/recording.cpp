@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -123,7 +125,7 @@ std::vector<json> Recording::All(const std::string& type) const {
     return all;
 }
 
-Recording Record(CReceiverDriver& receiver, const json& prepare,
+Recording Record(ReceiverDriver& receiver, const json& prepare,
                  const std::function<void()>& onReady) {
     Recording recording;
     const json reply = receiver.Ask(prepare);
@@ -141,7 +143,7 @@ Recording Record(CReceiverDriver& receiver, const json& prepare,
     if (type == "READY") {
         recording.ready = recording.events.back();
         if (onReady) onReady();
-        CRawAudioClient audio;
+        RawAudioClient audio;
         if (!audio.Connect(recording.ready["uri"]) || !audio.ReadHeader()) {
             throw std::runtime_error("no audio stream");
         }
@@ -215,3 +217,5 @@ void ExpectSoundStatistics(const json& statistics) {
     EXPECT_LE(number("readSample"), number("nextSample"));
     EXPECT_EQ(number("blocks") == 0, number("retainedBytes") == 0);
 }
+
+}  // namespace receiver

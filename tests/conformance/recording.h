@@ -11,6 +11,8 @@
 #include "support/raw_audio_client.h"
 #include "support/receiver_driver.h"
 
+namespace receiver {
+
 struct ReferenceFile {
     std::string id, role, path;
 };
@@ -27,8 +29,8 @@ struct Recording {
     nlohmann::json acknowledged;  // the session's snapshot in the ACK
     std::vector<nlohmann::json> events;
     nlohmann::json ready, finished;
-    std::optional<CRawAudioClient::Header> header;  // nothing without READY
-    CRawAudioClient::Record end{};
+    std::optional<RawAudioClient::Header> header;  // nothing without READY
+    RawAudioClient::Record end{};
     std::vector<int16_t> pcm;
 
     std::vector<std::string> EventTypes() const;
@@ -38,7 +40,7 @@ struct Recording {
 
 // Runs one session on an introduced receiver. `onReady` runs before the audio client
 // connects. Throws when the session does not reach FINISHED.
-Recording Record(CReceiverDriver& receiver, const nlohmann::json& prepare,
+Recording Record(ReceiverDriver& receiver, const nlohmann::json& prepare,
                  const std::function<void()>& onReady = {});
 
 // Sequence numbers, the order of types, no unknown type, "program" nowhere without
@@ -46,3 +48,5 @@ Recording Record(CReceiverDriver& receiver, const nlohmann::json& prepare,
 void ExpectSoundEvents(const Recording& recording, bool withProgram);
 // The statistics object alone: keys, types, and what must hold between the numbers.
 void ExpectSoundStatistics(const nlohmann::json& statistics);
+
+}  // namespace receiver

@@ -15,6 +15,8 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
+
 class SessionTest : public testing::Test {
 protected:
     void SetUp() override { receiver_.Introduce(); }
@@ -98,7 +100,9 @@ protected:
 
     static constexpr char kPath[] = "/radio";
 
-    CTempFolder folder_;
-    CHttpStation station_;
-    CReceiverDriver receiver_;
+    TempFolder folder_;
+    HttpStation station_;
+    ReceiverDriver receiver_;
 };
+
+}  // namespace receiver

@@ -3,6 +3,8 @@
 
 #include "conformance/session_fixture.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -82,7 +84,7 @@ protected:
         return "";
     }
 
-    CRawAudioClient audio_;
+    RawAudioClient audio_;
 };
 
 class EveryStageTest : public SessionLifeTest, public testing::WithParamInterface<Stage> {};
@@ -228,7 +230,7 @@ TEST_F(SessionLifeTest, EventsWaitForNobodyButGoToTheNextIntroducedClient) {
     const uint64_t sequence = welcome["active"]["sequence"];
     ReleaseRest();
     WaitUntilOutroIsKnown();
-    CRawAudioClient audio;
+    RawAudioClient audio;
     ASSERT_TRUE(audio.Connect(welcome["active"]["uri"]) && audio.ReadHeader() &&
                 audio.ReadToEnd() && audio.Acknowledge());
     json event = receiver_.NextEvent();
@@ -241,7 +243,7 @@ TEST_F(SessionLifeTest, WithoutAnIntroducedClientEventsAreLoggedOnly) {
     Reach(Stage::kReady);
     receiver_.Disconnect();
     ASSERT_TRUE(receiver_.Control().Connect(receiver_.Uri()));  // but says nothing
-    CRawAudioClient audio;
+    RawAudioClient audio;
     ASSERT_TRUE(audio.Connect(receiver_.AudioUri(1)) && audio.ReadHeader());
     ReleaseRest();
     ASSERT_TRUE(audio.ReadToEnd() && audio.Acknowledge() && audio.WaitForHangUp());
@@ -263,7 +265,7 @@ TEST_F(SessionLifeTest, TheEventsOfACleanSessionAreTheseBytes) {
 
     EXPECT_EQ(receiver_.NextEventMessage().bytes,
               R"({"sequence":1,"sessionId":"the-session","type":"CONNECTED","version":1})");
-    CReceiverDriver::Message message = receiver_.NextEventMessage();
+    ReceiverDriver::Message message = receiver_.NextEventMessage();
     const std::string ber = message.value["ber"].dump();
     const std::string observed = message.value["observedAfterSample"].dump();
     const std::string sample = message.value["sample"].dump();
@@ -291,7 +293,7 @@ TEST_F(SessionLifeTest, TheEventsOfACleanSessionAreTheseBytes) {
     EXPECT_EQ(snapshot["uri"], receiver_.AudioUri(1));
     ExpectSoundStatistics(snapshot["buffer"]);
 
-    CRawAudioClient audio;
+    RawAudioClient audio;
     ASSERT_TRUE(audio.Connect(receiver_.AudioUri(1)) && audio.ReadHeader());
     snapshot = Snapshot();
     EXPECT_EQ(snapshot["state"], "OPENED");
@@ -307,3 +309,5 @@ TEST_F(SessionLifeTest, TheEventsOfACleanSessionAreTheseBytes) {
                   R"(,"reason":"eof","sequence":5,"sessionId":"the-session","sourceSample":)" +
                   sample + R"(,"state":"FINISHED","type":"FINISHED","version":1})");
 }
+
+}  // namespace receiver

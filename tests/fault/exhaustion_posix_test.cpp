@@ -9,6 +9,8 @@
 #include "platform/clock.h"
 #include "support/process_probe_posix.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -27,7 +29,7 @@ protected:
     // What came of a receiver with so many descriptors.
     enum class Outcome { kNotLoaded, kNoStart, kNoClient, kSessionFailed, kProgram };
     Outcome RunWithDescriptors(int count);
-    Outcome RunSession(CRawControlClient& client);
+    Outcome RunSession(RawControlClient& client);
 
     void WaitUntilNoSession() {
         while (Snapshot().is_object()) {
@@ -38,14 +40,14 @@ protected:
     json prepare_;
 };
 
-ExhaustionTest::Outcome ExhaustionTest::RunSession(CRawControlClient& client) {
+ExhaustionTest::Outcome ExhaustionTest::RunSession(RawControlClient& client) {
     json prepare = prepare_;
     prepare.update({{"requestId", "p"}, {"version", 1}});
     EXPECT_TRUE(client.SendFrame(prepare.dump()));
     while (const auto body = client.Receive()) {
         const json message = json::parse(*body);
         if (message["type"] == "READY") {
-            CRawAudioClient audio;
+            RawAudioClient audio;
             if (audio.Connect(message["uri"]) && audio.ReadHeader() && audio.ReadToEnd()) {
                 audio.Acknowledge();
             }
@@ -59,11 +61,11 @@ ExhaustionTest::Outcome ExhaustionTest::RunSession(CRawControlClient& client) {
 }
 
 ExhaustionTest::Outcome ExhaustionTest::RunWithDescriptors(int count) {
-    const std::string uri = CReceiverDriver::UniqueUri();
-    CChildProcess process("/bin/sh",
-                          {"-c", "ulimit -n " + std::to_string(count) + "; exec \"$@\"", "sh",
-                           CReceiverDriver::ProgramPath(), uri, folder_.File("limited.log")},
-                          CChildProcess::ErrorStream::kCapture);
+    const std::string uri = ReceiverDriver::UniqueUri();
+    ChildProcess process("/bin/sh",
+                         {"-c", "ulimit -n " + std::to_string(count) + "; exec \"$@\"", "sh",
+                          ReceiverDriver::ProgramPath(), uri, folder_.File("limited.log")},
+                         ChildProcess::ErrorStream::kCapture);
     if (!process.ReadLine(Soon())) {
         const int code = process.WaitForExit(Soon()).value_or(-1);
         const std::string words = process.ReadAllErrors(Soon()).value_or("");
@@ -78,7 +80,7 @@ ExhaustionTest::Outcome ExhaustionTest::RunWithDescriptors(int count) {
                                    "Could not create pipe cancellation event\n"));
         return Outcome::kNoStart;
     }
-    CRawControlClient client;
+    RawControlClient client;
     Outcome outcome = Outcome::kNoClient;
     if (client.Connect(uri) &&
         client.SendFrame(R"({"requestId":"h","type":"HELLO","version":1})") && client.Receive()) {
@@ -122,9 +124,9 @@ TEST_F(ExhaustionTest, AFullDiskBeneathTheLogStopsNoSession) {
         std::filesystem::create_symlink("/dev/full",
                                         folder_.Path() / ("full" + std::string(suffix)));
     }
-    CReceiverDriver::Options options;
+    ReceiverDriver::Options options;
     options.logPath = folder_.File("full");
-    CReceiverDriver receiver(options);
+    ReceiverDriver receiver(options);
     receiver.Introduce();
     const Recording recording = Record(receiver, prepare_);
     EXPECT_EQ(recording.finished["reason"], "eof");
@@ -177,7 +179,7 @@ TEST_F(ExhaustionTest, SessionsThatFailLeaveNoDescriptorAndNoThread) {
         EXPECT_EQ(receiver_.WaitFor("FINISHED")["reason"], "cancelled");
         // An audio client that goes away, one that never comes, and a control client that does.
         EXPECT_EQ(receiver_.Ask(prepare_)["type"], "ACK");
-        CRawAudioClient audio;
+        RawAudioClient audio;
         EXPECT_TRUE(audio.Connect(receiver_.WaitFor("READY")["uri"]) && audio.ReadHeader());
         audio.Close();
         receiver_.WaitFor("FINISHED");
@@ -196,3 +198,5 @@ TEST_F(ExhaustionTest, SessionsThatFailLeaveNoDescriptorAndNoThread) {
     EXPECT_EQ(DescriptorsOf(pid).size(), descriptors);
     EXPECT_EQ(ThreadsOf(pid), threads);
 }
+
+}  // namespace receiver

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+namespace receiver {
+
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*routine)(void*), void* argument) {
     using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
@@ -16,3 +18,5 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     if (++started == failing) return EAGAIN;
     return real(thread, attributes, routine, argument);
 }
+
+}  // namespace receiver

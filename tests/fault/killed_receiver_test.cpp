@@ -1,23 +1,25 @@
 // A receiver that is killed leaves its name to the next one.
 #include "conformance/session_fixture.h"
 
-TEST(KilledReceiverTest, IsReplacedWhileNobodyWasConnected) {
-    CReceiverDriver killed;
+namespace receiver {
+
+TEST(KilledReceiver, IsReplacedWhileNobodyWasConnected) {
+    ReceiverDriver killed;
     killed.Kill();
-    CReceiverDriver::Options sameName;
+    ReceiverDriver::Options sameName;
     sameName.uri = killed.Uri();
-    CReceiverDriver next(sameName);
+    ReceiverDriver next(sameName);
     EXPECT_EQ(next.Introduce()["type"], "WELCOME");
 }
 
-TEST(KilledReceiverTest, IsReplacedAfterItsClientHasSeenTheEnd) {
-    CReceiverDriver killed;
+TEST(KilledReceiver, IsReplacedAfterItsClientHasSeenTheEnd) {
+    ReceiverDriver killed;
     killed.Introduce();
     killed.Kill();
     EXPECT_FALSE(killed.Control().Receive().has_value());
-    CReceiverDriver::Options sameName;
+    ReceiverDriver::Options sameName;
     sameName.uri = killed.Uri();
-    CReceiverDriver next(sameName);
+    ReceiverDriver next(sameName);
     EXPECT_EQ(next.Introduce()["type"], "WELCOME");
 }
 
@@ -25,15 +27,17 @@ TEST_F(SessionTest, AReceiverKilledInASessionIsReplaced) {
     const Broadcast broadcast = MakeBroadcast(44100, 1);
     StationRoute route = WavRoute(broadcast.audio);
     route.stallAfter = 44 + broadcast.startJingleFrame * 2;
-    CReceiverDriver killed;
+    ReceiverDriver killed;
     killed.Introduce();
     ASSERT_EQ(
         killed.Ask(PrepareCommand("s", ServeAll(std::move(route)), SaveJingles(broadcast)))["type"],
         "ACK");
     ASSERT_TRUE(station_.WaitForStall(kPath, kPatienceMs));
     killed.Kill();
-    CReceiverDriver::Options sameName;
+    ReceiverDriver::Options sameName;
     sameName.uri = killed.Uri();
-    CReceiverDriver next(sameName);
+    ReceiverDriver next(sameName);
     EXPECT_EQ(next.Introduce()["active"], nullptr);
 }
+
+}  // namespace receiver

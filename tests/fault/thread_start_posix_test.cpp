@@ -1,12 +1,14 @@
 // A system that has no thread left for one moment of a session.
 #include "conformance/session_fixture.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
 
-CReceiverDriver::Options WithFailingThread(int number) {
-    CReceiverDriver::Options options;
+ReceiverDriver::Options WithFailingThread(int number) {
+    ReceiverDriver::Options options;
     options.launcher = {"/usr/bin/env", "LD_PRELOAD=" FAILING_THREAD_LIBRARY,
                         "FAILING_THREAD=" + std::to_string(number),
                         // It must otherwise be the first library of all.
@@ -31,7 +33,7 @@ protected:
 }  // namespace
 
 TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
-    CReceiverDriver receiver(WithFailingThread(1));
+    ReceiverDriver receiver(WithFailingThread(1));
     receiver.Introduce();
 
     // Acknowledged before its thread is started, rejected when that fails.
@@ -48,7 +50,7 @@ TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
 }
 
 TEST_F(ThreadStartTest, ABufferWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
-    CReceiverDriver receiver(WithFailingThread(2));
+    ReceiverDriver receiver(WithFailingThread(2));
     receiver.Introduce();
 
     const Recording first = Record(receiver, Prepare("first"));
@@ -57,3 +59,5 @@ TEST_F(ThreadStartTest, ABufferWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
     EXPECT_EQ(Record(receiver, Prepare("second")).finished["reason"], "eof");
     receiver.Shutdown();
 }
+
+}  // namespace receiver

@@ -14,6 +14,7 @@
 #include "record_run.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
@@ -25,7 +26,7 @@ struct Outcome {
 };
 
 Outcome RunTool(const std::string& program, const std::vector<std::string>& arguments) {
-    CChildProcess process(program, arguments, CChildProcess::ErrorStream::kCapture);
+    ChildProcess process(program, arguments, ChildProcess::ErrorStream::kCapture);
     const uint64_t deadline = TickMs() + kRunPatienceMs;
     Outcome outcome;
     outcome.output = process.ReadAllOutput(deadline).value_or("");
@@ -57,7 +58,7 @@ std::set<std::string> OptionsOfHelp() {
 class InstalledDocumentsTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        folder_ = std::make_unique<CTempFolder>();
+        folder_ = std::make_unique<TempFolder>();
         const Outcome outcome =
             RunTool("cmake", {"--install", BUILD_PATH, "--component", "documents", "--prefix",
                               folder_->File("prefix")});
@@ -103,10 +104,10 @@ protected:
         return std::regex_replace(outcome.output, escape, " ");
     }
 
-    static std::unique_ptr<CTempFolder> folder_;
+    static std::unique_ptr<TempFolder> folder_;
 };
 
-std::unique_ptr<CTempFolder> InstalledDocumentsTest::folder_;
+std::unique_ptr<TempFolder> InstalledDocumentsTest::folder_;
 
 }  // namespace
 
@@ -167,3 +168,5 @@ TEST_F(InstalledDocumentsTest, ZshCompletesFilesWhereAFileIsMeant) {
     const std::string named = ZshShows("receiver-record --start news=jingle\\ t");
     EXPECT_NE(named.find("news=jingle\\ two.wav"), std::string::npos) << named;
 }
+
+}  // namespace receiver

@@ -8,19 +8,20 @@
 #include "terminal_run_posix.h"
 #include "unit/client/fake_peer.h"
 
+namespace receiver {
 namespace {
 
 using testing::PrintToString;
 
 const std::string kSettled = "RECORDING";
 
-size_t CountOf(const CTerminalScreen& screen, const std::string& state) {
+size_t CountOf(const TerminalScreen& screen, const std::string& state) {
     return static_cast<size_t>(
         std::count_if(screen.Erased().begin(), screen.Erased().end(),
                       [&](const std::string& line) { return line.rfind(state, 0) == 0; }));
 }
 
-class LiveTerminalTest : public testing::Test, public CRecordRun {
+class LiveTerminalTest : public testing::Test, public RecordRun {
 protected:
     LiveTerminalTest() {
         StationRoute route;
@@ -28,27 +29,27 @@ protected:
         Serve(route);
         station_.Release("/live", BodyBytes(broadcast_.endJingleFrame));
     }
-    std::unique_ptr<CTerminalRun> Start(unsigned short columns,
-                                        std::vector<std::string> environment = {}) {
+    std::unique_ptr<TerminalRun> Start(unsigned short columns,
+                                       std::vector<std::string> environment = {}) {
         environment.push_back("TERM=xterm");
-        return std::make_unique<CTerminalRun>(
+        return std::make_unique<TerminalRun>(
             Arguments({"--end", folder_.File("outro.wav"), "-o", OutputFile()}), columns,
             environment);
     }
     // So often drawn while recording.
-    static bool WaitForDraws(CTerminalRun& run, size_t count) {
+    static bool WaitForDraws(TerminalRun& run, size_t count) {
         const size_t before = CountOf(run.Screen(), kSettled);
-        return run.ShowUntil([&](const CTerminalScreen& screen) {
+        return run.ShowUntil([&](const TerminalScreen& screen) {
             return CountOf(screen, kSettled) >= before + count;
         });
     }
-    void FinishWell(CTerminalRun& run) {
+    void FinishWell(TerminalRun& run) {
         station_.ReleaseAll("/live");
         EXPECT_EQ(run.Finish(), 0) << PrintToString(run.Screen().Lines());
         EXPECT_EQ(run.Screen().Fault(), "");
     }
     // The lines from the screen's first one that begin with these texts, in this order.
-    static void ExpectLines(const CTerminalScreen& screen, const std::vector<std::string>& begins) {
+    static void ExpectLines(const TerminalScreen& screen, const std::vector<std::string>& begins) {
         auto line = screen.Lines().begin();
         for (const std::string& begin : begins) {
             line = std::find_if(line, screen.Lines().end(),
@@ -57,7 +58,7 @@ protected:
             ++line;
         }
     }
-    static void ExpectNoStatusLeft(const CTerminalScreen& screen) {
+    static void ExpectNoStatusLeft(const TerminalScreen& screen) {
         EXPECT_EQ(screen.Lines().back(), "");
         for (const std::string& line : screen.Lines()) {
             for (const char* state : {"STARTING", "PREPARING", "SCANNING", "RECORDING"}) {
@@ -84,7 +85,7 @@ TEST_F(LiveTerminalTest, EventsScrollAboveTheStatusAndTheSummaryStaysAtTheEnd) {
 TEST_F(LiveTerminalTest, TheStatusShowsLevelBufferMatchTimeAndWhatRemains) {
     const auto run = Start(100);
     // The buffer is asked for once a second.
-    ASSERT_TRUE(run->ShowUntil([](const CTerminalScreen& screen) {
+    ASSERT_TRUE(run->ShowUntil([](const TerminalScreen& screen) {
         const std::string& line = screen.Lines().back();
         return line.rfind("RECORDING", 0) == 0 && line.find("buffer ") != std::string::npos;
     })) << PrintToString(run->Screen().Lines());
@@ -112,8 +113,8 @@ TEST_F(LiveTerminalTest, TheStatusIsRedrawnAtMostTenTimesASecond) {
         arguments.push_back("--other");
         arguments.push_back("j" + std::to_string(i) + "=" + folder_.File("jingle.wav"));
     }
-    const auto run = std::make_unique<CTerminalRun>(Arguments(arguments), 80,
-                                                    std::vector<std::string>{"TERM=xterm"});
+    const auto run = std::make_unique<TerminalRun>(Arguments(arguments), 80,
+                                                   std::vector<std::string>{"TERM=xterm"});
     ASSERT_TRUE(WaitForDraws(*run, 5));
     FinishWell(*run);
     EXPECT_LE(static_cast<double>(run->Screen().Erased().size()), run->Seconds() * 10 + 2);
@@ -151,7 +152,7 @@ TEST_F(LiveTerminalTest, ThereAreColoursUnlessNoColorForbidsThem) {
 }
 
 TEST_F(LiveTerminalTest, ADumbTerminalGetsPlainLinesWithATimeStamp) {
-    CTerminalRun run(Arguments({"--max", "2s", "-o", OutputFile()}), 80, {"TERM=dumb"});
+    TerminalRun run(Arguments({"--max", "2s", "-o", OutputFile()}), 80, {"TERM=dumb"});
     FinishWell(run);
     EXPECT_TRUE(run.Screen().Erased().empty());
     for (const std::string& line : run.Screen().Lines()) {
@@ -162,7 +163,7 @@ TEST_F(LiveTerminalTest, ADumbTerminalGetsPlainLinesWithATimeStamp) {
 // Whatever a source or a receiver calls itself, the terminal is not steered by it.
 TEST_F(LiveTerminalTest, HostileTextsDoNotReachTheTerminalAsTheyAre) {
     const std::string hostile = "\x1b]0;owned\x07\x1b[2J\r\n";
-    CFakePeer peer([&](CFakePeer& p) {
+    FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         nlohmann::json prepare = p.ReceiveMessage();
         const std::string session = prepare["sessionId"];
@@ -193,9 +194,9 @@ TEST_F(LiveTerminalTest, HostileTextsDoNotReachTheTerminalAsTheyAre) {
                        {"matches", {match}}});
         p.WaitForHangUp();
     });
-    CTerminalRun run({"http://radio/" + hostile, "--start", folder_.File("jingle.wav"), "-v",
-                      "--control", peer.Uri(), "-o", OutputFile()},
-                     80, {"TERM=xterm"});
+    TerminalRun run({"http://radio/" + hostile, "--start", folder_.File("jingle.wav"), "-v",
+                     "--control", peer.Uri(), "-o", OutputFile()},
+                    80, {"TERM=xterm"});
     EXPECT_EQ(run.Finish(), 1);
     EXPECT_EQ(run.Screen().Fault(), "");
     ExpectLines(run.Screen(), {"Waiting for http://radio/?]0;owned??[2J??", "Heard ?]0;owned"});
@@ -208,3 +209,5 @@ TEST_F(LiveTerminalTest, WhatAStationSaysOfItselfIsNotShown) {
     const auto run = Start(80);
     FinishWell(*run);
 }
+
+}  // namespace receiver

@@ -22,17 +22,18 @@
 #include "support/receiver_driver.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
 
 // Waits until a file in the folder has grown to a size.
-class CFolderWatch {
+class FolderWatch {
 public:
-    explicit CFolderWatch(const fs::path& folder) : fd_(inotify_init1(IN_CLOEXEC)) {
+    explicit FolderWatch(const fs::path& folder) : fd_(inotify_init1(IN_CLOEXEC)) {
         inotify_add_watch(fd_, folder.c_str(), IN_MODIFY | IN_CREATE);
     }
-    ~CFolderWatch() { close(fd_); }
+    ~FolderWatch() { close(fd_); }
     bool WaitForSize(const fs::path& file, uint64_t bytes) {
         const uint64_t deadline = TickMs() + kRunPatienceMs;
         for (;;) {
@@ -63,14 +64,14 @@ long ChildOf(long pid) {
 }
 
 // A FIFO that a program writes into and nobody empties until ReadAll.
-class CStalledOutput {
+class StalledOutput {
 public:
-    explicit CStalledOutput(const std::string& path) {
+    explicit StalledOutput(const std::string& path) {
         EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
         fd_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         EXPECT_EQ(fcntl(fd_, F_SETPIPE_SZ, kCapacity), kCapacity);
     }
-    ~CStalledOutput() { close(fd_); }
+    ~StalledOutput() { close(fd_); }
     // The recorder writes a short head and then 16384 bytes at once, which never fit.
     bool WaitUntilWriterIsBlocked() {
         while (bytes_.size() < kCapacity) {
@@ -104,18 +105,18 @@ private:
 };
 
 // Gone with the test, also with one that fails half-way.
-class CSmallDisk {
+class SmallDisk {
 public:
-    CSmallDisk(fs::path path, const char* options) : path_(std::move(path)) {
+    SmallDisk(fs::path path, const char* options) : path_(std::move(path)) {
         fs::create_directory(path_);
         if (mount("tmpfs", path_.c_str(), "tmpfs", 0, options) != 0) error_ = errno;
     }
-    ~CSmallDisk() {
+    ~SmallDisk() {
         if (!IsMounted()) return;
         EXPECT_EQ(umount(path_.c_str()), 0);
     }
-    CSmallDisk(const CSmallDisk&) = delete;
-    CSmallDisk& operator=(const CSmallDisk&) = delete;
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
 
     bool IsMounted() const { return error_ == 0; }
     const char* Refusal() const { return std::strerror(error_); }
@@ -128,8 +129,8 @@ private:
 
 // As ffprobe reads them, of the file and its stream, with lower-case keys.
 std::map<std::string, std::string> TagsOf(const std::string& path) {
-    CChildProcess probe("ffprobe", {"-v", "error", "-show_entries", "format_tags:stream_tags",
-                                    "-of", "json", path});
+    ChildProcess probe("ffprobe", {"-v", "error", "-show_entries", "format_tags:stream_tags", "-of",
+                                   "json", path});
     const std::string output = probe.ReadAllOutput(TickMs() + kRunPatienceMs).value_or("");
     const nlohmann::json json = nlohmann::json::parse(output);
     std::map<std::string, std::string> tags;
@@ -146,17 +147,17 @@ std::map<std::string, std::string> TagsOf(const std::string& path) {
 
 const std::string kRecordingFrom = "Recording from sample ";
 
-class ReceiverRecordPosixTest : public testing::Test, public CRecordRun {
+class ReceiverRecordPosixTest : public testing::Test, public RecordRun {
 protected:
     // The stream stands still in the middle of the programme; the recorder has at least
     // the jingle on disk.
-    std::unique_ptr<CChildProcess> StartAndRecordASecond() {
+    std::unique_ptr<ChildProcess> StartAndRecordASecond() {
         StationRoute route;
         route.stallAfter = BodyBytes(broadcast_.programmeFrame + 88200);
         Serve(route);
-        auto process = std::make_unique<CChildProcess>(
+        auto process = std::make_unique<ChildProcess>(
             RecordProgram(), Arguments({"--max", "1m", "-o", OutputFile()}),
-            CChildProcess::ErrorStream::kCapture);
+            ChildProcess::ErrorStream::kCapture);
         EXPECT_TRUE(watch_.WaitForSize(OutputFile() + ".part", 44100 * 4));
         return process;
     }
@@ -169,11 +170,11 @@ protected:
                   Slice(broadcast_.audio, sidecar["startSample"].get<size_t>(), recorded.size() / 2)
                       .samples);
     }
-    static std::optional<int> Exit(CChildProcess& process) {
+    static std::optional<int> Exit(ChildProcess& process) {
         return process.WaitForExit(TickMs() + kRunPatienceMs);
     }
 
-    CFolderWatch watch_{folder_.Path()};
+    FolderWatch watch_{folder_.Path()};
 };
 
 }  // namespace
@@ -190,8 +191,8 @@ TEST_F(ReceiverRecordPosixTest, CtrlCBeforeTheStartLeavesNoFile) {
     StationRoute route;
     route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
     Serve(route);
-    CChildProcess process(RecordProgram(), Arguments({"-o", OutputFile()}),
-                          CChildProcess::ErrorStream::kCapture);
+    ChildProcess process(RecordProgram(), Arguments({"-o", OutputFile()}),
+                         ChildProcess::ErrorStream::kCapture);
     ASSERT_TRUE(WaitForErrorLine(process, "Connected"));
     process.Interrupt();
     EXPECT_EQ(Exit(process), 5);
@@ -213,11 +214,11 @@ TEST_F(ReceiverRecordPosixTest, AJoinedReceiverThatIsKilledLeavesAPlayableFile) 
     StationRoute route;
     route.stallAfter = BodyBytes(broadcast_.programmeFrame + 88200);
     Serve(route);
-    CReceiverDriver receiver;
-    CChildProcess process(
+    ReceiverDriver receiver;
+    ChildProcess process(
         RecordProgram(),
         Arguments({"--control", receiver.Uri(), "--max", "1m", "-o", OutputFile()}),
-        CChildProcess::ErrorStream::kCapture);
+        ChildProcess::ErrorStream::kCapture);
     ASSERT_TRUE(watch_.WaitForSize(OutputFile() + ".part", 44100 * 4));
     receiver.Kill();
     EXPECT_EQ(Exit(process), 1);
@@ -232,10 +233,10 @@ TEST_F(ReceiverRecordPosixTest, ARecordingAtTheLiveEdgeEndsWithTheOutroToTheFram
     route.gated = true;
     Serve(route);
     station_.Release("/live", BodyBytes(broadcast_.tailFrame + kBeyondOutro));
-    CChildProcess process(
+    ChildProcess process(
         RecordProgram(),
         Arguments({"--end", folder_.File("outro.wav"), "--block", "1024", "-o", OutputFile()}),
-        CChildProcess::ErrorStream::kCapture);
+        ChildProcess::ErrorStream::kCapture);
     const size_t served = broadcast_.tailFrame - broadcast_.startJingleFrame;
     const size_t heldBack = 44100 + 4096;  // by the recorder and its encoder
     ASSERT_TRUE(watch_.WaitForSize(OutputFile() + ".part", (served - heldBack) * 4));
@@ -257,11 +258,11 @@ TEST_F(ReceiverRecordPosixTest, AnOutputThatStandsStillDoesNotHarmTheRecording) 
     route.gated = true;
     Serve(route);
     station_.Release("/live", BodyBytes(broadcast_.tailFrame));
-    CStalledOutput output(folder_.File("fifo"));
+    StalledOutput output(folder_.File("fifo"));
     std::vector<std::string> arguments = {"-c", "fifo=$0; exec \"$@\" > \"$fifo\"",
                                           folder_.File("fifo"), RecordProgram()};
     for (const std::string& argument : Arguments({"-o", "-"})) arguments.push_back(argument);
-    CChildProcess process("/bin/sh", arguments, CChildProcess::ErrorStream::kCapture);
+    ChildProcess process("/bin/sh", arguments, ChildProcess::ErrorStream::kCapture);
     ASSERT_TRUE(output.WaitUntilWriterIsBlocked());
 
     std::string told;
@@ -285,13 +286,13 @@ TEST_F(ReceiverRecordPosixTest, AReaderOfStandardOutputThatGoesAwayIsAnOutputErr
     std::vector<std::string> arguments = {
         "-c", "set -o pipefail; \"$0\" \"$@\" | head -c 100 > /dev/null", RecordProgram()};
     for (const std::string& argument : Arguments({"-o", "-"})) arguments.push_back(argument);
-    CChildProcess process("/bin/bash", arguments, CChildProcess::ErrorStream::kCapture);
+    ChildProcess process("/bin/bash", arguments, ChildProcess::ErrorStream::kCapture);
     EXPECT_EQ(Exit(process), 6);
 }
 
 TEST_F(ReceiverRecordPosixTest, AFullDiskLeavesAPlayableFileAndIsAnOutputError) {
     Serve();
-    const CSmallDisk disk(folder_.Path() / "disk", "size=400k");
+    const SmallDisk disk(folder_.Path() / "disk", "size=400k");
     if (!disk.IsMounted()) GTEST_SKIP() << "no small disk can be mounted: " << disk.Refusal();
     const std::string output = (disk.Path() / "out.wav").string();
     EXPECT_EQ(Execute({"-o", output}), 6) << testing::PrintToString(Errors());
@@ -343,7 +344,7 @@ TEST_F(ReceiverRecordPosixTest, TheTagsOfAnInterruptedRecordingSaySo) {
 // The recording is complete; only the copy under its last tags does not fit beside it.
 TEST_F(ReceiverRecordPosixTest, ADiskWithoutRoomForTheTagsStillHasTheWholeRecording) {
     Serve();
-    const CSmallDisk disk(folder_.Path() / "disk", "size=500k");
+    const SmallDisk disk(folder_.Path() / "disk", "size=500k");
     if (!disk.IsMounted()) GTEST_SKIP() << "no small disk can be mounted: " << disk.Refusal();
     const std::string output = (disk.Path() / "out.wav").string();
     EXPECT_EQ(Execute({"--max", "2s", "-o", output}), 0);
@@ -414,8 +415,8 @@ TEST_F(OverlongSnapshotTest, CtrlCStillEndsIt) {
     StationRoute route;
     route.stallAfter = WavBytes(audio_).size() - 4000;
     Broadcast(route);
-    CChildProcess process(RecordProgram(), Arguments(With({"-o", OutputFile()})),
-                          CChildProcess::ErrorStream::kCapture);
+    ChildProcess process(RecordProgram(), Arguments(With({"-o", OutputFile()})),
+                         ChildProcess::ErrorStream::kCapture);
     std::string told;
     for (size_t heard = 0; heard < (kAirings - 1) * 32;) {
         const auto line = process.ReadErrorLine(TickMs() + kRunPatienceMs);
@@ -431,12 +432,14 @@ TEST_F(OverlongSnapshotTest, CtrlCStillEndsIt) {
 
 TEST_F(ReceiverRecordPosixTest, ThePythonExampleRecordsAProgram) {
     Serve();
-    CChildProcess python(
+    ChildProcess python(
         "python3",
-        {std::string(EXAMPLES_PATH) + "/record_program.py", CReceiverDriver::ProgramPath(),
+        {std::string(EXAMPLES_PATH) + "/record_program.py", ReceiverDriver::ProgramPath(),
          station_.Url("/live"), folder_.File("jingle.wav"), OutputFile(), "2"},
-        CChildProcess::ErrorStream::kCapture);
+        ChildProcess::ErrorStream::kCapture);
     const auto errors = python.ReadAllErrors(TickMs() + kRunPatienceMs);
     EXPECT_EQ(Exit(python), 0) << errors.value_or("");
     EXPECT_EQ(Recorded().size(), 88200u * 2);
 }
+
+}  // namespace receiver

@@ -8,11 +8,12 @@
 #include "support/receiver_driver.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ReceiverRecordTest : public testing::Test, public CRecordRun {
+class ReceiverRecordTest : public testing::Test, public RecordRun {
 protected:
     // The detector places the jingle within one step of its analysis.
     void ExpectExactFrom(const nlohmann::json& sidecar) const {
@@ -107,10 +108,10 @@ TEST_F(ReceiverRecordTest, ASourceThatCannotBeOpenedIsASourceError) {
 }
 
 TEST_F(ReceiverRecordTest, ARequestThatTheReceiverRefusesIsAFailureWithItsText) {
-    CChildProcess process(RecordProgram(),
-                          {"http://" + std::string(5000, 'x'), "--start",
-                           folder_.File("jingle.wav"), "-o", OutputFile()},
-                          CChildProcess::ErrorStream::kCapture);
+    ChildProcess process(RecordProgram(),
+                         {"http://" + std::string(5000, 'x'), "--start", folder_.File("jingle.wav"),
+                          "-o", OutputFile()},
+                         ChildProcess::ErrorStream::kCapture);
     EXPECT_EQ(process.ReadErrorLine(TickMs() + kRunPatienceMs).value_or("").substr(20),
               "Nothing was recorded: Expected HTTP(S) source");
     EXPECT_EQ(process.WaitForExit(TickMs() + kRunPatienceMs), 1);
@@ -173,7 +174,7 @@ TEST_F(ReceiverRecordTest, JsonTellsEveryEventAndTheOutcomeInLinesOfTheirOwn) {
 
 TEST_F(ReceiverRecordTest, ARunningReceiverIsJoinedAndKeepsRunning) {
     Serve();
-    CReceiverDriver receiver;
+    ReceiverDriver receiver;
     ASSERT_EQ(Execute({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile()}), 0)
         << testing::PrintToString(Errors());
     ASSERT_EQ(Execute({"--control", receiver.Uri(), "--max", "1s", "-o", OutputFile(), "--force"}),
@@ -184,11 +185,11 @@ TEST_F(ReceiverRecordTest, ARunningReceiverIsJoinedAndKeepsRunning) {
 
 TEST_F(ReceiverRecordTest, TheExampleOfTheLibraryRecordsAProgram) {
     Serve();
-    CChildProcess example(
+    ChildProcess example(
         EXAMPLE_PROGRAM_PATH,
-        {CReceiverDriver::ProgramPath(), folder_.File("receiver.log"), station_.Url("/live"),
+        {ReceiverDriver::ProgramPath(), folder_.File("receiver.log"), station_.Url("/live"),
          folder_.File("jingle.wav"), folder_.File("program.pcm")},
-        CChildProcess::ErrorStream::kCapture);
+        ChildProcess::ErrorStream::kCapture);
     EXPECT_EQ(example.WaitForExit(TickMs() + kRunPatienceMs), 0);
     EXPECT_EQ(std::filesystem::file_size(folder_.Path() / "program.pcm"), 5u * 44100 * 4);
 }
@@ -197,3 +198,5 @@ TEST_F(ReceiverRecordTest, AWrongCommandLineIsAUsageError) {
     EXPECT_EQ(Execute({"-o", "out.unknown"}), 2);
     EXPECT_EQ(Output(), "");
 }
+
+}  // namespace receiver

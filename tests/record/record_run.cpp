@@ -6,31 +6,32 @@
 #include "platform/clock.h"
 #include "support/wav_file.h"
 
-CRecordRun::CRecordRun() : broadcast_(MakeBroadcast(44100, 2)), body_(WavBytes(broadcast_.audio)) {
+namespace receiver {
+
+RecordRun::RecordRun() : broadcast_(MakeBroadcast(44100, 2)), body_(WavBytes(broadcast_.audio)) {
     WriteWavFile(folder_.File("jingle.wav"), broadcast_.startJingle);
     WriteWavFile(folder_.File("outro.wav"), broadcast_.endJingle);
 }
 
-void CRecordRun::Serve(StationRoute route) {
+void RecordRun::Serve(StationRoute route) {
     route.contentType = "audio/wav";
     route.body = body_;
     station_.Serve("/live", route);
 }
 
-size_t CRecordRun::BodyBytes(size_t frame) const {
+size_t RecordRun::BodyBytes(size_t frame) const {
     return body_.size() - broadcast_.audio.Bytes() + frame * 4;
 }
 
-std::vector<std::string> CRecordRun::Arguments(const std::vector<std::string>& further) const {
+std::vector<std::string> RecordRun::Arguments(const std::vector<std::string>& further) const {
     std::vector<std::string> arguments = {station_.Url("/live"), "--start",
                                           folder_.File("jingle.wav")};
     arguments.insert(arguments.end(), further.begin(), further.end());
     return arguments;
 }
 
-int CRecordRun::Execute(const std::vector<std::string>& further) {
-    CChildProcess process(RecordProgram(), Arguments(further),
-                          CChildProcess::ErrorStream::kCapture);
+int RecordRun::Execute(const std::vector<std::string>& further) {
+    ChildProcess process(RecordProgram(), Arguments(further), ChildProcess::ErrorStream::kCapture);
     const uint64_t deadline = TickMs() + kRunPatienceMs;
     errors_.clear();
     while (const auto line = process.ReadErrorLine(deadline)) errors_.push_back(*line);
@@ -38,16 +39,16 @@ int CRecordRun::Execute(const std::vector<std::string>& further) {
     return process.WaitForExit(deadline).value_or(-1);
 }
 
-std::vector<int16_t> CRecordRun::Recorded() const {
+std::vector<int16_t> RecordRun::Recorded() const {
     return DecodeStream(OutputFile()).samples;
 }
 
-nlohmann::json CRecordRun::Sidecar() const {
+nlohmann::json RecordRun::Sidecar() const {
     std::ifstream file(OutputFile() + ".json");
     return nlohmann::json::parse(file);
 }
 
-std::vector<int16_t> CRecordRun::Expected(uint64_t frames) const {
+std::vector<int16_t> RecordRun::Expected(uint64_t frames) const {
     return Slice(broadcast_.audio, broadcast_.startJingleFrame, static_cast<size_t>(frames))
         .samples;
 }
@@ -56,10 +57,12 @@ std::string RecordProgram() {
     return RECORD_PROGRAM_PATH;
 }
 
-bool WaitForErrorLine(CChildProcess& process, const std::string& part) {
+bool WaitForErrorLine(ChildProcess& process, const std::string& part) {
     const uint64_t deadline = TickMs() + kRunPatienceMs;
     while (const auto line = process.ReadErrorLine(deadline)) {
         if (line->find(part) != std::string::npos) return true;
     }
     return false;
 }
+
+}  // namespace receiver

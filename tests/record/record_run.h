@@ -12,11 +12,13 @@
 #include "support/http_station.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
+
 inline constexpr uint32_t kRunPatienceMs = 60000;
 
-class CRecordRun {
+class RecordRun {
 public:
-    CRecordRun();
+    RecordRun();
 
     // The station's only stream, as WAV.
     void Serve(StationRoute route = {});
@@ -37,8 +39,8 @@ public:
     // What the receiver must have recorded, from the jingle on.
     std::vector<int16_t> Expected(uint64_t frames) const;
 
-    CTempFolder folder_;
-    CHttpStation station_;
+    TempFolder folder_;
+    HttpStation station_;
     const Broadcast broadcast_;
 
 private:
@@ -49,4 +51,6 @@ private:
 
 std::string RecordProgram();
 // True once a line of standard error has this in it.
-bool WaitForErrorLine(CChildProcess& process, const std::string& part);
+bool WaitForErrorLine(ChildProcess& process, const std::string& part);
+
+}  // namespace receiver

@@ -12,6 +12,7 @@
 
 #include "record_run.h"
 
+namespace receiver {
 namespace {
 
 winsize SizeOf(unsigned short columns) {
@@ -30,8 +31,8 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-CTerminalRun::CTerminalRun(const std::vector<std::string>& arguments, unsigned short columns,
-                           const std::vector<std::string>& environment)
+TerminalRun::TerminalRun(const std::vector<std::string>& arguments, unsigned short columns,
+                         const std::vector<std::string>& environment)
     : screen_(columns) {
     std::vector<std::string> command = {RecordProgram()};
     command.insert(command.end(), arguments.begin(), arguments.end());
@@ -53,7 +54,7 @@ CTerminalRun::CTerminalRun(const std::vector<std::string>& arguments, unsigned s
     }
 }
 
-CTerminalRun::~CTerminalRun() {
+TerminalRun::~TerminalRun() {
     if (child_ > 0) {
         kill(child_, SIGKILL);
         waitpid(child_, nullptr, 0);
@@ -61,20 +62,20 @@ CTerminalRun::~CTerminalRun() {
     close(terminal_);
 }
 
-void CTerminalRun::Resize(unsigned short columns) {
+void TerminalRun::Resize(unsigned short columns) {
     const winsize size = SizeOf(columns);
     if (ioctl(terminal_, TIOCSWINSZ, &size) != 0) throw std::runtime_error("it keeps its size");
     screen_.Resize(columns);
 }
 
-bool CTerminalRun::ShowUntil(const std::function<bool(const CTerminalScreen&)>& wanted) {
+bool TerminalRun::ShowUntil(const std::function<bool(const TerminalScreen&)>& wanted) {
     while (!wanted(screen_)) {
         if (!ShowMore()) return false;
     }
     return true;
 }
 
-std::optional<int> CTerminalRun::Finish() {
+std::optional<int> TerminalRun::Finish() {
     while (ShowMore()) {
     }
     int status = 0;
@@ -84,11 +85,11 @@ std::optional<int> CTerminalRun::Finish() {
     return WEXITSTATUS(status);
 }
 
-double CTerminalRun::Seconds() const {
+double TerminalRun::Seconds() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
-bool CTerminalRun::ShowMore() {
+bool TerminalRun::ShowMore() {
     pollfd ready = {terminal_, POLLIN, 0};
     if (poll(&ready, 1, static_cast<int>(kRunPatienceMs)) <= 0) return false;
     char bytes[4096];
@@ -96,3 +97,5 @@ bool CTerminalRun::ShowMore() {
     if (count > 0) screen_.Write(std::string(bytes, static_cast<size_t>(count)));
     return count > 0;
 }
+
+}  // namespace receiver

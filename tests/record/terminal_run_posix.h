@@ -13,29 +13,33 @@
 
 #include "terminal_screen.h"
 
-class CTerminalRun final {
+namespace receiver {
+
+class TerminalRun final {
 public:
     // `environment` holds NAME=VALUE, added to the test's own.
-    CTerminalRun(const std::vector<std::string>& arguments, unsigned short columns,
-                 const std::vector<std::string>& environment = {});
-    ~CTerminalRun();
-    CTerminalRun(const CTerminalRun&) = delete;
-    CTerminalRun& operator=(const CTerminalRun&) = delete;
+    TerminalRun(const std::vector<std::string>& arguments, unsigned short columns,
+                const std::vector<std::string>& environment = {});
+    ~TerminalRun();
+    TerminalRun(const TerminalRun&) = delete;
+    TerminalRun& operator=(const TerminalRun&) = delete;
 
     void Resize(unsigned short columns);
     // Shows what the program writes until the screen is as wanted; false at its end.
-    bool ShowUntil(const std::function<bool(const CTerminalScreen&)>& wanted);
+    bool ShowUntil(const std::function<bool(const TerminalScreen&)>& wanted);
     // Shows all until the program ends; its exit code.
     std::optional<int> Finish();
 
-    const CTerminalScreen& Screen() const { return screen_; }
+    const TerminalScreen& Screen() const { return screen_; }
     double Seconds() const;  // since the start
 
 private:
     bool ShowMore();
 
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-    CTerminalScreen screen_;
+    TerminalScreen screen_;
     int terminal_ = -1;
     pid_t child_ = -1;
 };
+
+}  // namespace receiver

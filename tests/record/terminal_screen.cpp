@@ -2,11 +2,13 @@
 
 #include <cstdlib>
 
-void CTerminalScreen::Resize(size_t width) {
+namespace receiver {
+
+void TerminalScreen::Resize(size_t width) {
     width_ = width;
 }
 
-void CTerminalScreen::Write(const std::string& bytes) {
+void TerminalScreen::Write(const std::string& bytes) {
     for (const char c : bytes) {
         if (!escape_.empty()) {
             escape_ += c;
@@ -21,7 +23,7 @@ void CTerminalScreen::Write(const std::string& bytes) {
     }
 }
 
-void CTerminalScreen::Put(char c) {
+void TerminalScreen::Put(char c) {
     if (c == '\r') {
         // The start of the row in which the last character stands.
         column_ -= column_ == 0 ? 0 : (column_ - 1) % width_ + 1;
@@ -37,7 +39,7 @@ void CTerminalScreen::Put(char c) {
     }
 }
 
-void CTerminalScreen::Obey(const std::string& sequence) {
+void TerminalScreen::Obey(const std::string& sequence) {
     if (sequence == "\x1b[J") {
         std::string& line = lines_.back();
         if (line.size() > column_) {
@@ -58,3 +60,5 @@ void CTerminalScreen::Obey(const std::string& sequence) {
         fault_ = "sequence " + sequence.substr(1);
     }
 }
+
+}  // namespace receiver

@@ -9,9 +9,11 @@
 #include <string>
 #include <vector>
 
-class CTerminalScreen final {
+namespace receiver {
+
+class TerminalScreen final {
 public:
-    explicit CTerminalScreen(size_t width) : width_(width) {}
+    explicit TerminalScreen(size_t width) : width_(width) {}
 
     void Resize(size_t width);
     void Write(const std::string& bytes);  // sequences may be cut anywhere
@@ -36,3 +38,5 @@ private:
     size_t colours_ = 0;
     std::string fault_;
 };
+
+}  // namespace receiver

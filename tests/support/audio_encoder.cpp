@@ -6,6 +6,7 @@
 #include "audio/ffmpeg.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 struct Recipe {
@@ -52,9 +53,9 @@ T* Check(T* result, const char* call) {
     return result;
 }
 
-class CEncoder final {
+class Encoder final {
 public:
-    CEncoder(const TestPcm& pcm, const Recipe& recipe, int bitRate) : pcm_(pcm) {
+    Encoder(const TestPcm& pcm, const Recipe& recipe, int bitRate) : pcm_(pcm) {
         const AVCodec* codec = Check(avcodec_find_encoder_by_name(recipe.encoder), recipe.encoder);
         AVFormatContext* output = nullptr;
         Check(avformat_alloc_output_context2(&output, nullptr, recipe.container, nullptr),
@@ -190,5 +191,7 @@ bool CanEncode(AudioCoding coding) {
 std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate) {
     if (coding == AudioCoding::kWav) return WavBytes(pcm);
     SilenceFfmpegLog();
-    return CEncoder(pcm, RecipeOf(coding), bitRate != 0 ? bitRate : 64000 * pcm.channels).Encode();
+    return Encoder(pcm, RecipeOf(coding), bitRate != 0 ? bitRate : 64000 * pcm.channels).Encode();
 }
+
+}  // namespace receiver

@@ -5,6 +5,8 @@
 
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 enum class AudioCoding { kMp3, kAacAdts, kOggVorbis, kOggOpus, kOggFlac, kFlac, kWav };
 
 inline constexpr AudioCoding kAllAudioCodings[] = {
@@ -23,3 +25,5 @@ bool CanEncode(AudioCoding coding);
 // A bit rate of 0 means 64000 for each channel. Throws std::runtime_error naming the FFmpeg
 // call that failed.
 std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate = 0);
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 #include <numbers>
 #include <stdexcept>
 
+namespace receiver {
 namespace {
 
 constexpr double kFullScale = 32767.0;
@@ -29,13 +30,13 @@ struct Segment {
     size_t partials;
 };
 
-Segment NextSegment(CTestRandom& random) {
+Segment NextSegment(TestRandom& random) {
     const bool burst = random.Below(4) == 0;
     const double seconds = random.Between(0.05, 0.15);
     return {seconds, burst ? size_t{24} : 3 + static_cast<size_t>(random.Below(4))};
 }
 
-std::vector<Partial> MakePartials(CTestRandom& random, size_t count, int rate) {
+std::vector<Partial> MakePartials(TestRandom& random, size_t count, int rate) {
     std::vector<Partial> partials;
     const double loudness = 0.7 / std::sqrt(static_cast<double>(count)) / 1.5;
     for (size_t i = 0; i < count; ++i) {
@@ -69,7 +70,7 @@ void WriteFrame(TestPcm& pcm, size_t frame, double left, double right) {
 
 }  // namespace
 
-uint64_t CTestRandom::Next() {
+uint64_t TestRandom::Next() {
     state_ += 0x9E3779B97F4A7C15;
     uint64_t mixed = state_;
     mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
@@ -97,14 +98,14 @@ TestPcm MakeTone(int rate, int channels, size_t frames, double hz) {
 
 TestPcm MakeNoise(uint64_t seed, int rate, int channels, size_t frames) {
     TestPcm pcm = Allocate(rate, channels, frames);
-    CTestRandom random(seed);
+    TestRandom random(seed);
     for (int16_t& sample : pcm.samples) sample = static_cast<int16_t>(random.Next() & 0xFFFF);
     return pcm;
 }
 
 TestPcm MakeMusic(uint64_t seed, int rate, int channels, size_t frames) {
     TestPcm pcm = Allocate(rate, channels, frames);
-    CTestRandom random(seed);
+    TestRandom random(seed);
     double endSeconds = 0.0;
     for (size_t frame = 0; frame < frames;) {
         const Segment segment = NextSegment(random);
@@ -150,3 +151,5 @@ TestPcm Slice(const TestPcm& pcm, size_t first, size_t frames) {
     return {pcm.rate, pcm.channels,
             std::vector<int16_t>(begin, begin + static_cast<std::ptrdiff_t>(frames * channels))};
 }
+
+}  // namespace receiver

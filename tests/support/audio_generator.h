@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace receiver {
+
 // Interleaved 16-bit PCM.
 struct TestPcm {
     int rate = 44100;
@@ -19,9 +21,9 @@ struct TestPcm {
 };
 
 // SplitMix64: small, portable, and equal on every platform.
-class CTestRandom final {
+class TestRandom final {
 public:
-    explicit CTestRandom(uint64_t seed) : state_(seed) {}
+    explicit TestRandom(uint64_t seed) : state_(seed) {}
     uint64_t Next();
     uint64_t Below(uint64_t bound) { return Next() % bound; }
     double Unit() { return static_cast<double>(Next() >> 11) * 0x1p-53; }  // [0, 1)
@@ -46,3 +48,5 @@ TestPcm MakeMusic(uint64_t seed, int rate, int channels, size_t frames);
 TestPcm Concatenate(const std::vector<TestPcm>& parts);
 // `frames` frames from `first` on.
 TestPcm Slice(const TestPcm& pcm, size_t first, size_t frames);
+
+}  // namespace receiver

@@ -6,14 +6,15 @@
 #include <cstdio>
 #include <limits>
 
+namespace receiver {
 namespace {
 
-constexpr size_t kLongestRequest = 65536;
+constexpr size_t kMaxRequestBytes = 65536;
 
-std::string ReceiveRequestHead(CTcpSocket& socket) {
+std::string ReceiveRequestHead(TcpSocket& socket) {
     std::string head;
     std::array<char, 2048> piece{};
-    while (head.find("\r\n\r\n") == std::string::npos && head.size() < kLongestRequest) {
+    while (head.find("\r\n\r\n") == std::string::npos && head.size() < kMaxRequestBytes) {
         const size_t got = socket.Receive(piece.data(), piece.size());
         if (got == 0) return {};
         head.append(piece.data(), got);
@@ -73,55 +74,55 @@ std::string FramePiece(const StationRoute& route, std::string piece) {
 
 }  // namespace
 
-CHttpStation::CHttpStation()
-    : listener_(CTcpSocket::ListenOnLoopback()),
+HttpStation::HttpStation()
+    : listener_(TcpSocket::ListenOnLoopback()),
       port_(listener_.Port()),
       acceptor_([this] { AcceptConnections(); }) {}
 
-CHttpStation::~CHttpStation() {
+HttpStation::~HttpStation() {
     std::list<Connection> connections;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         stopping_ = true;
         for (Connection& connection : connections_) connection.socket.ShutDown();
         changed_.notify_all();
     }
-    CTcpSocket::ConnectToLoopback(port_);  // a blocked accept returns on every platform
+    TcpSocket::ConnectToLoopback(port_);  // a blocked accept returns on every platform
     acceptor_.join();
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         connections.swap(connections_);
     }
     for (Connection& connection : connections) connection.thread.join();
 }
 
-void CHttpStation::Serve(const std::string& path, StationRoute route) {
-    CLock lock(mutex_);
+void HttpStation::Serve(const std::string& path, StationRoute route) {
+    MutexLock lock(mutex_);
     paths_[path] = {std::move(route), 0, 0};
 }
 
-std::string CHttpStation::Url(const std::string& path) const {
+std::string HttpStation::Url(const std::string& path) const {
     return "http://127.0.0.1:" + std::to_string(port_) + path;
 }
 
-void CHttpStation::Release(const std::string& path, size_t bytes) {
-    CLock lock(mutex_);
+void HttpStation::Release(const std::string& path, size_t bytes) {
+    MutexLock lock(mutex_);
     size_t& released = paths_[path].released;
     released += std::min(bytes, std::numeric_limits<size_t>::max() - released);
     changed_.notify_all();
 }
 
-void CHttpStation::ReleaseAll(const std::string& path) {
+void HttpStation::ReleaseAll(const std::string& path) {
     Release(path, std::numeric_limits<size_t>::max());
 }
 
-size_t CHttpStation::RequestCount() const {
-    CLock lock(mutex_);
+size_t HttpStation::RequestCount() const {
+    MutexLock lock(mutex_);
     return requests_;
 }
 
-bool CHttpStation::WaitForRequests(size_t count, uint32_t timeoutMs) {
-    CLock lock(mutex_);
+bool HttpStation::WaitForRequests(size_t count, uint32_t timeoutMs) {
+    MutexLock lock(mutex_);
     const SteadyTime deadline = DeadlineIn(timeoutMs);
     while (requests_ < count) {
         if (!lock.WaitUntil(changed_, deadline)) break;
@@ -129,8 +130,8 @@ bool CHttpStation::WaitForRequests(size_t count, uint32_t timeoutMs) {
     return requests_ >= count;
 }
 
-bool CHttpStation::WaitForStall(const std::string& path, uint32_t timeoutMs) {
-    CLock lock(mutex_);
+bool HttpStation::WaitForStall(const std::string& path, uint32_t timeoutMs) {
+    MutexLock lock(mutex_);
     const SteadyTime deadline = DeadlineIn(timeoutMs);
     while (paths_[path].stalls == 0) {
         if (!lock.WaitUntil(changed_, deadline)) break;
@@ -138,10 +139,10 @@ bool CHttpStation::WaitForStall(const std::string& path, uint32_t timeoutMs) {
     return paths_[path].stalls > 0;
 }
 
-void CHttpStation::AcceptConnections() {
+void HttpStation::AcceptConnections() {
     for (;;) {
-        CTcpSocket socket = listener_.Accept();
-        CLock lock(mutex_);
+        TcpSocket socket = listener_.Accept();
+        MutexLock lock(mutex_);
         if (stopping_ || !socket.IsValid()) return;
         Connection& connection = connections_.emplace_back();
         connection.socket = std::move(socket);
@@ -149,12 +150,12 @@ void CHttpStation::AcceptConnections() {
     }
 }
 
-void CHttpStation::Answer(Connection& connection) {
+void HttpStation::Answer(Connection& connection) {
     const std::string head = ReceiveRequestHead(connection.socket);
     const std::string path = PathOf(head);
     StationRoute route;
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         if (!head.empty()) ++requests_;
         changed_.notify_all();
         const auto found = paths_.find(path);
@@ -167,12 +168,12 @@ void CHttpStation::Answer(Connection& connection) {
     if (!head.empty() && SendResponse(connection, path, route, WantsMetadata(head))) {
         connection.socket.FinishSending();
     }
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     connection.socket.Close();
 }
 
-bool CHttpStation::SendResponse(Connection& connection, const std::string& path,
-                                const StationRoute& route, bool wantsMetadata) {
+bool HttpStation::SendResponse(Connection& connection, const std::string& path,
+                               const StationRoute& route, bool wantsMetadata) {
     const bool metadata = wantsMetadata && route.icyMetaInterval > 0;
     const std::string body =
         metadata ? InterleaveMetadata(route.body, route.icyMetaInterval) : route.body;
@@ -187,8 +188,8 @@ bool CHttpStation::SendResponse(Connection& connection, const std::string& path,
     return route.framing != BodyFraming::kChunked || connection.socket.Send("0\r\n\r\n");
 }
 
-bool CHttpStation::SendBody(Connection& connection, const std::string& path,
-                            const StationRoute& route, const std::string& body) {
+bool HttpStation::SendBody(Connection& connection, const std::string& path,
+                           const StationRoute& route, const std::string& body) {
     const size_t fault =
         std::min({route.stallAfter.value_or(body.size()), route.resetAfter.value_or(body.size()),
                   route.closeAfter.value_or(body.size()), body.size()});
@@ -206,23 +207,25 @@ bool CHttpStation::SendBody(Connection& connection, const std::string& path,
     }
     if (route.stallAfter == fault) Stall(path);
     if (route.resetAfter == fault) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         connection.socket.Reset();
     }
     if (route.closeAfter == fault) connection.socket.FinishSending();
     return !route.stallAfter && !route.resetAfter && !route.closeAfter;
 }
 
-std::optional<size_t> CHttpStation::WaitForGate(const std::string& path, size_t position) {
-    CLock lock(mutex_);
+std::optional<size_t> HttpStation::WaitForGate(const std::string& path, size_t position) {
+    MutexLock lock(mutex_);
     while (!stopping_ && paths_[path].released <= position) lock.Wait(changed_);
     if (stopping_) return std::nullopt;
     return paths_[path].released;
 }
 
-void CHttpStation::Stall(const std::string& path) {
-    CLock lock(mutex_);
+void HttpStation::Stall(const std::string& path) {
+    MutexLock lock(mutex_);
     ++paths_[path].stalls;
     changed_.notify_all();
     while (!stopping_) lock.Wait(changed_);
 }
+
+}  // namespace receiver

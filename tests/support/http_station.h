@@ -21,6 +21,8 @@
 #include "platform/thread_safety.h"
 #include "support/tcp_socket.h"
 
+namespace receiver {
+
 enum class BodyFraming {
     kContentLength,
     kChunked,
@@ -43,12 +45,12 @@ struct StationRoute {
     std::optional<size_t> closeAfter;      // end of the connection there, too early
 };
 
-class CHttpStation final {
+class HttpStation final {
 public:
-    CHttpStation();
-    ~CHttpStation();
-    CHttpStation(const CHttpStation&) = delete;
-    CHttpStation& operator=(const CHttpStation&) = delete;
+    HttpStation();
+    ~HttpStation();
+    HttpStation(const HttpStation&) = delete;
+    HttpStation& operator=(const HttpStation&) = delete;
 
     // Paths start with "/"; an unknown one gets 404. Replaces an earlier route.
     void Serve(const std::string& path, StationRoute route) EXCLUDES(mutex_);
@@ -72,7 +74,7 @@ private:
         size_t stalls = 0;
     };
     struct Connection {
-        CTcpSocket socket;  // closed under mutex_ only
+        TcpSocket socket;  // closed under mutex_ only
         std::thread thread;
     };
 
@@ -87,9 +89,9 @@ private:
     std::optional<size_t> WaitForGate(const std::string& path, size_t position) EXCLUDES(mutex_);
     void Stall(const std::string& path) EXCLUDES(mutex_);
 
-    CTcpSocket listener_;
+    TcpSocket listener_;
     const uint16_t port_;
-    mutable CMutex mutex_;
+    mutable Mutex mutex_;
     std::condition_variable changed_;
     std::map<std::string, Path> paths_ GUARDED_BY(mutex_);
     std::list<Connection> connections_ GUARDED_BY(mutex_);
@@ -97,3 +99,5 @@ private:
     bool stopping_ GUARDED_BY(mutex_) = false;
     std::thread acceptor_;
 };
+
+}  // namespace receiver

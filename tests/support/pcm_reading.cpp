@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+namespace receiver {
 namespace {
 
 ReadOutcome Collect(CAudioFile& file, const std::vector<uint32_t>& pieceBytes, size_t most) {
@@ -46,3 +47,5 @@ std::vector<uint8_t> BytesOf(const TestPcm& pcm) {
     if (!bytes.empty()) std::memcpy(bytes.data(), pcm.samples.data(), bytes.size());
     return bytes;
 }
+
+}  // namespace receiver

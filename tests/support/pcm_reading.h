@@ -8,6 +8,8 @@
 #include "audio/audio_file.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 struct ReadOutcome {
     std::vector<uint8_t> bytes;
     int32_t last = 0;                      // what ended it: 0 or negative
@@ -21,3 +23,5 @@ ReadOutcome ReadToEnd(CAudioFile& file, const std::vector<uint32_t>& pieceBytes 
 ReadOutcome ReadBytes(CAudioFile& file, size_t bytes);
 
 std::vector<uint8_t> BytesOf(const TestPcm& pcm);
+
+}  // namespace receiver

@@ -9,6 +9,8 @@
 #include <set>
 #include <string>
 
+namespace receiver {
+
 inline std::filesystem::path ProcessFolder(long pid) {
     return "/proc/" + std::to_string(pid);
 }
@@ -47,3 +49,5 @@ inline size_t ResidentKilobytesOf(long pid) {
     }
     return 0;
 }
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 
+namespace receiver {
 namespace {
 
 template <typename T>
@@ -28,13 +29,13 @@ constexpr size_t kAcknowledgementBytes = 16;
 
 }  // namespace
 
-CRawAudioClient::CRawAudioClient() : pipe_(std::make_shared<CPcmPipeCancellation>()) {}
+RawAudioClient::RawAudioClient() : pipe_(std::make_shared<CPcmPipeCancellation>()) {}
 
-bool CRawAudioClient::Connect(const std::string& uri, uint32_t timeoutMs) {
+bool RawAudioClient::Connect(const std::string& uri, uint32_t timeoutMs) {
     return pipe_.Connect(uri, timeoutMs);
 }
 
-bool CRawAudioClient::ReadHeader() {
+bool RawAudioClient::ReadHeader() {
     std::array<uint8_t, kHeaderBytes> bytes;
     if (!ReadBytes(bytes.data(), bytes.size())) return false;
     const uint8_t* at = bytes.data();
@@ -44,7 +45,7 @@ bool CRawAudioClient::ReadHeader() {
     return header_.channels != 0;
 }
 
-bool CRawAudioClient::ReadRecord() {
+bool RawAudioClient::ReadRecord() {
     std::array<uint8_t, kRecordBytes> bytes;
     if (!ReadBytes(bytes.data(), bytes.size())) return false;
     const uint8_t* at = bytes.data();
@@ -63,14 +64,14 @@ bool CRawAudioClient::ReadRecord() {
     return ReadBytes(pcm_.data() + before, record_.byteCount);
 }
 
-bool CRawAudioClient::ReadToEnd() {
+bool RawAudioClient::ReadToEnd() {
     do {
         if (!ReadRecord()) return false;
     } while (record_.type == kData);
     return true;
 }
 
-bool CRawAudioClient::Acknowledge(uint32_t magic, uint32_t status, uint64_t streamToken) {
+bool RawAudioClient::Acknowledge(uint32_t magic, uint32_t status, uint64_t streamToken) {
     std::array<uint8_t, kAcknowledgementBytes> bytes;
     SetFieldAt(bytes.data(), 0, magic);
     SetFieldAt(bytes.data(), 4, status);
@@ -78,11 +79,13 @@ bool CRawAudioClient::Acknowledge(uint32_t magic, uint32_t status, uint64_t stre
     return pipe_.Write(bytes.data(), bytes.size(), TickMs() + kPatienceMs);
 }
 
-bool CRawAudioClient::WaitForHangUp() {
+bool RawAudioClient::WaitForHangUp() {
     char byte = 0;
     return !pipe_.Read(&byte, 1, TickMs() + kPatienceMs) && pipe_.LastError() == kErrorBrokenPipe;
 }
 
-bool CRawAudioClient::ReadBytes(void* bytes, size_t count) {
+bool RawAudioClient::ReadBytes(void* bytes, size_t count) {
     return pipe_.Read(bytes, count, TickMs() + kPatienceMs);
 }
+
+}  // namespace receiver

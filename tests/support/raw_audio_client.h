@@ -15,7 +15,9 @@
 #include "pipe/pcm_pipe.h"
 #include "support/raw_control_client.h"
 
-class CRawAudioClient final {
+namespace receiver {
+
+class RawAudioClient final {
 public:
     struct Header {
         uint32_t magic, version, headerBytes, sampleRate;
@@ -28,7 +30,7 @@ public:
         uint64_t firstFrame, status;
     };
 
-    CRawAudioClient();
+    RawAudioClient();
 
     bool Connect(const std::string& uri, uint32_t timeoutMs = kPatienceMs);
     void Close() { pipe_.Close(); }
@@ -59,3 +61,5 @@ private:
     std::vector<int16_t> pcm_;
     uint32_t largestChunkBytes_ = 0;
 };
+
+}  // namespace receiver

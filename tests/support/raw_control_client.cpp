@@ -4,24 +4,25 @@
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 
+namespace receiver {
 namespace {
 
 constexpr size_t kLengthBytes = 4;
 
 }  // namespace
 
-CRawControlClient::CRawControlClient() : pipe_(std::make_shared<CPcmPipeCancellation>()) {}
+RawControlClient::RawControlClient() : pipe_(std::make_shared<CPcmPipeCancellation>()) {}
 
-bool CRawControlClient::Connect(const std::string& uri, uint32_t timeoutMs) {
+bool RawControlClient::Connect(const std::string& uri, uint32_t timeoutMs) {
     received_.clear();
     return pipe_.Connect(uri, timeoutMs);
 }
 
-bool CRawControlClient::Send(std::string_view bytes) {
+bool RawControlClient::Send(std::string_view bytes) {
     return pipe_.Write(bytes.data(), bytes.size(), TickMs() + kPatienceMs);
 }
 
-std::optional<std::string> CRawControlClient::Receive(uint32_t timeoutMs) {
+std::optional<std::string> RawControlClient::Receive(uint32_t timeoutMs) {
     const uint64_t deadline = TickMs() + timeoutMs;
     if (!Fill(kLengthBytes, deadline)) return std::nullopt;
     size_t length = 0;
@@ -34,13 +35,13 @@ std::optional<std::string> CRawControlClient::Receive(uint32_t timeoutMs) {
     return body;
 }
 
-bool CRawControlClient::WaitForHangUp() {
+bool RawControlClient::WaitForHangUp() {
     char byte = 0;
     return received_.empty() && !pipe_.Read(&byte, 1, TickMs() + kPatienceMs) &&
            pipe_.LastError() == kErrorBrokenPipe;
 }
 
-std::string CRawControlClient::LengthField(uint32_t length) {
+std::string RawControlClient::LengthField(uint32_t length) {
     std::string field;
     for (size_t i = 0; i < kLengthBytes; ++i) {
         field.push_back(static_cast<char>(length >> (8 * i) & 0xFF));
@@ -48,11 +49,11 @@ std::string CRawControlClient::LengthField(uint32_t length) {
     return field;
 }
 
-std::string CRawControlClient::Frame(std::string_view body) {
+std::string RawControlClient::Frame(std::string_view body) {
     return LengthField(static_cast<uint32_t>(body.size())).append(body);
 }
 
-bool CRawControlClient::Fill(size_t bytes, uint64_t deadline) {
+bool RawControlClient::Fill(size_t bytes, uint64_t deadline) {
     if (received_.size() >= bytes) return true;
     const size_t before = received_.size();
     size_t transferred = 0;
@@ -62,3 +63,5 @@ bool CRawControlClient::Fill(size_t bytes, uint64_t deadline) {
     received_.resize(before + transferred);
     return complete;
 }
+
+}  // namespace receiver

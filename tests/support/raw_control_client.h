@@ -13,12 +13,14 @@
 
 #include "pipe/pcm_pipe.h"
 
+namespace receiver {
+
 // How long a test waits for what must come: long, because it only costs time in a failure.
 inline constexpr uint32_t kPatienceMs = 30000;
 
-class CRawControlClient final {
+class RawControlClient final {
 public:
-    CRawControlClient();
+    RawControlClient();
 
     bool Connect(const std::string& uri, uint32_t timeoutMs = kPatienceMs);
     void Close() { pipe_.Close(); }
@@ -42,3 +44,5 @@ private:
     CPcmPipe pipe_;
     std::string received_;  // a frame that a time-out cut short goes on here
 };
+
+}  // namespace receiver

@@ -12,6 +12,8 @@
 #include "platform/clock.h"
 #include "platform/ids.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -27,12 +29,12 @@ bool IsReply(const json& message) {
     return type == "ACK" || type == "REJECTED" || type == "WELCOME";
 }
 
-std::unique_ptr<CChildProcess> Launch(std::vector<std::string> launcher, const std::string& uri,
-                                      const std::string& logPath) {
-    launcher.insert(launcher.end(), {CReceiverDriver::ProgramPath(), uri, logPath});
+std::unique_ptr<ChildProcess> Launch(std::vector<std::string> launcher, const std::string& uri,
+                                     const std::string& logPath) {
+    launcher.insert(launcher.end(), {ReceiverDriver::ProgramPath(), uri, logPath});
     const std::string program = launcher.front();
     launcher.erase(launcher.begin());
-    return std::make_unique<CChildProcess>(program, launcher, CChildProcess::ErrorStream::kCapture);
+    return std::make_unique<ChildProcess>(program, launcher, ChildProcess::ErrorStream::kCapture);
 }
 
 // Neither the pipe nor, on Linux, the lock that keeps its name.
@@ -45,15 +47,15 @@ void ExpectNoPipeLeft(const std::string& uri) {
 
 }  // namespace
 
-std::string CReceiverDriver::ProgramPath() {
+std::string ReceiverDriver::ProgramPath() {
     return RECEIVER_HOST_PATH;
 }
 
-std::string CReceiverDriver::UniqueUri() {
+std::string ReceiverDriver::UniqueUri() {
     return kPrefix + ("test-" + CreateInstanceId());
 }
 
-CReceiverDriver::CReceiverDriver(const Options& options)
+ReceiverDriver::ReceiverDriver(const Options& options)
     : uri_(options.uri.empty() ? UniqueUri() : options.uri),
       logPath_(options.logPath.empty() ? folder_.File("receiver.log") : options.logPath),
       process_(Launch(options.launcher, uri_, logPath_)) {
@@ -65,13 +67,13 @@ CReceiverDriver::CReceiverDriver(const Options& options)
     }
 }
 
-CReceiverDriver::~CReceiverDriver() {
+ReceiverDriver::~ReceiverDriver() {
     if (ended_) return;
     process_->Interrupt();
     ExpectCleanEnd();
 }
 
-json CReceiverDriver::Introduce() {
+json ReceiverDriver::Introduce() {
     if (!control_.Connect(uri_)) {
         throw std::runtime_error("cannot connect, error " + std::to_string(control_.LastError()));
     }
@@ -80,12 +82,12 @@ json CReceiverDriver::Introduce() {
     return welcome;
 }
 
-void CReceiverDriver::Disconnect() {
+void ReceiverDriver::Disconnect() {
     control_.Close();
     waitingEvents_.clear();
 }
 
-json CReceiverDriver::Ask(json command) {
+json ReceiverDriver::Ask(json command) {
     if (!command.contains("requestId")) {
         command["requestId"] = "r" + std::to_string(nextRequest_++);
     }
@@ -93,7 +95,7 @@ json CReceiverDriver::Ask(json command) {
     return AskRaw(command.dump()).value;
 }
 
-CReceiverDriver::Message CReceiverDriver::AskRaw(const std::string& body) {
+ReceiverDriver::Message ReceiverDriver::AskRaw(const std::string& body) {
     if (!control_.SendFrame(body)) throw std::runtime_error("cannot send " + body.substr(0, 200));
     Message message = Receive();
     while (!IsReply(message.value)) {
@@ -104,7 +106,7 @@ CReceiverDriver::Message CReceiverDriver::AskRaw(const std::string& body) {
     return message;
 }
 
-CReceiverDriver::Message CReceiverDriver::NextEventMessage() {
+ReceiverDriver::Message ReceiverDriver::NextEventMessage() {
     if (waitingEvents_.empty()) {
         Message message = Receive();
         if (IsReply(message.value)) throw std::runtime_error("no event: " + message.bytes);
@@ -115,7 +117,7 @@ CReceiverDriver::Message CReceiverDriver::NextEventMessage() {
     return message;
 }
 
-json CReceiverDriver::WaitFor(const std::string& type) {
+json ReceiverDriver::WaitFor(const std::string& type) {
     json event = NextEvent();
     while (event["type"] != type) {
         if (event["type"] == "FINISHED") {
@@ -126,11 +128,11 @@ json CReceiverDriver::WaitFor(const std::string& type) {
     return event;
 }
 
-std::string CReceiverDriver::AudioUri(int session) const {
+std::string ReceiverDriver::AudioUri(int session) const {
     return kPrefix + ("receiver-audio-" + instanceId_ + "-" + std::to_string(session));
 }
 
-std::string CReceiverDriver::LogText() const {
+std::string ReceiverDriver::LogText() const {
     std::ostringstream text;
     const std::filesystem::path path(logPath_);
     for (const auto& entry : std::filesystem::directory_iterator(path.parent_path())) {
@@ -140,26 +142,26 @@ std::string CReceiverDriver::LogText() const {
     return text.str();
 }
 
-std::vector<std::string> CReceiverDriver::LogLines() const {
+std::vector<std::string> ReceiverDriver::LogLines() const {
     std::vector<std::string> lines;
     std::istringstream text(LogText());
     for (std::string line; std::getline(text, line);) lines.push_back(line);
     return lines;
 }
 
-void CReceiverDriver::Shutdown() {
+void ReceiverDriver::Shutdown() {
     const json reply = Ask({{"type", "SHUTDOWN"}});
     EXPECT_EQ(reply["type"], "ACK") << reply;
     ExpectCleanEnd();
 }
 
-void CReceiverDriver::Kill() {
+void ReceiverDriver::Kill() {
     ended_ = true;
     process_->Kill();
     EXPECT_EQ(process_->WaitForExit(Deadline()).value_or(-1), 137);
 }
 
-void CReceiverDriver::ExpectCleanEnd() {
+void ReceiverDriver::ExpectCleanEnd() {
     ended_ = true;
     EXPECT_EQ(process_->WaitForExit(Deadline()).value_or(-1), 0);
     EXPECT_EQ(process_->ReadAllOutput(Deadline()).value_or("(open)"), "");
@@ -168,7 +170,7 @@ void CReceiverDriver::ExpectCleanEnd() {
     for (int session = 1; session <= sessions_; ++session) ExpectNoPipeLeft(AudioUri(session));
 }
 
-CReceiverDriver::Message CReceiverDriver::Receive() {
+ReceiverDriver::Message ReceiverDriver::Receive() {
     std::optional<std::string> body = control_.Receive();
     if (!body) {
         throw std::runtime_error("no message, error " + std::to_string(control_.LastError()));
@@ -176,3 +178,5 @@ CReceiverDriver::Message CReceiverDriver::Receive() {
     json value = json::parse(*body);
     return {std::move(*body), std::move(value)};
 }
+
+}  // namespace receiver

@@ -19,7 +19,9 @@
 #include "support/raw_control_client.h"
 #include "support/temp_folder.h"
 
-class CReceiverDriver final {
+namespace receiver {
+
+class ReceiverDriver final {
 public:
     struct Options {
         std::string uri{};                    // empty: a name of its own
@@ -31,20 +33,20 @@ public:
         nlohmann::json value;
     };
 
-    CReceiverDriver() : CReceiverDriver(Options{}) {}
+    ReceiverDriver() : ReceiverDriver(Options{}) {}
     // Returns once the LISTENING line has been read.
-    explicit CReceiverDriver(const Options& options);
+    explicit ReceiverDriver(const Options& options);
     // Stops what still runs, and checks that it ends cleanly.
-    ~CReceiverDriver();
-    CReceiverDriver(const CReceiverDriver&) = delete;
-    CReceiverDriver& operator=(const CReceiverDriver&) = delete;
+    ~ReceiverDriver();
+    ReceiverDriver(const ReceiverDriver&) = delete;
+    ReceiverDriver& operator=(const ReceiverDriver&) = delete;
 
     static std::string ProgramPath();  // of the built receiver
     static std::string UniqueUri();
 
     const std::string& Uri() const { return uri_; }
-    CRawControlClient& Control() { return control_; }
-    CChildProcess& Process() { return *process_; }
+    RawControlClient& Control() { return control_; }
+    ChildProcess& Process() { return *process_; }
 
     // Connects and introduces itself; returns WELCOME.
     nlohmann::json Introduce();
@@ -78,14 +80,16 @@ public:
 private:
     Message Receive();
 
-    const CTempFolder folder_;
+    const TempFolder folder_;
     const std::string uri_;
     const std::string logPath_;
-    std::unique_ptr<CChildProcess> process_;
-    CRawControlClient control_;
+    std::unique_ptr<ChildProcess> process_;
+    RawControlClient control_;
     std::string instanceId_;
     int nextRequest_ = 1;
     int sessions_ = 0;  // PREPARE commands that were acknowledged
     bool ended_ = false;
     std::deque<Message> waitingEvents_;  // came while a reply was awaited
 };
+
+}  // namespace receiver

@@ -5,6 +5,8 @@
 #include <new>
 #include <stdexcept>
 
+namespace receiver {
+
 ScriptedAudioFile::ScriptedAudioFile(uint16_t channels, uint32_t rate, uint16_t bits) {
     record.wFormatTag = kFormatTagPcm;
     record.nChannels = channels;
@@ -21,12 +23,12 @@ ScriptedAudioFile::ScriptedAudioFile(const TestPcm& pcm)
 }
 
 void ScriptedAudioFile::Hold() {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     held_ = true;
 }
 
 void ScriptedAudioFile::Proceed() {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     held_ = false;
     changed_.notify_all();
 }
@@ -38,37 +40,37 @@ void ScriptedAudioFile::AppendBytes(const uint8_t* bytes, size_t count) {
 }
 
 void ScriptedAudioFile::Deliver(size_t bytes) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     std::vector<uint8_t> pattern(bytes);
     for (size_t i = 0; i < bytes; ++i) pattern[i] = PatternByte(data_.size() + i);
     AppendBytes(pattern.data(), bytes);
 }
 
 void ScriptedAudioFile::Deliver(const TestPcm& pcm) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     AppendBytes(reinterpret_cast<const uint8_t*>(pcm.samples.data()), pcm.Bytes());
 }
 
 void ScriptedAudioFile::End() {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     outcome_ = Outcome::kEnd;
     changed_.notify_all();
 }
 
 void ScriptedAudioFile::Fail() {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     outcome_ = Outcome::kFail;
     changed_.notify_all();
 }
 
 void ScriptedAudioFile::Stop() {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     stopped_ = true;
     changed_.notify_all();
 }
 
 bool ScriptedAudioFile::WaitUntilBlocked(uint32_t timeoutMs) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     const SteadyTime deadline = DeadlineIn(timeoutMs);
     while (!blocked_) {
         if (!lock.WaitUntil(changed_, deadline)) break;
@@ -77,7 +79,7 @@ bool ScriptedAudioFile::WaitUntilBlocked(uint32_t timeoutMs) {
 }
 
 bool ScriptedAudioFile::WaitUntilClosed(uint32_t timeoutMs) {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     const SteadyTime deadline = DeadlineIn(timeoutMs);
     while (!closed_) {
         if (!lock.WaitUntil(changed_, deadline)) break;
@@ -86,12 +88,12 @@ bool ScriptedAudioFile::WaitUntilClosed(uint32_t timeoutMs) {
 }
 
 size_t ScriptedAudioFile::ReadCalls() const {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return readCalls_;
 }
 
 std::string ScriptedAudioFile::OpenedPath() const {
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return openedPath_;
 }
 
@@ -101,7 +103,7 @@ uint8_t ScriptedAudioFile::PatternByte(uint64_t position) {
 
 BOOL ScriptedAudioFile::Open(const std::string& path) {
     if (open_ != 0) return 0;
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     openedPath_ = path;
     while (held_ && !stopped_) {
         blocked_ = true;
@@ -118,7 +120,7 @@ BOOL ScriptedAudioFile::Open(const std::string& path) {
 BOOL ScriptedAudioFile::Close() {
     open_ = 0;
     format_ = nullptr;
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     closed_ = true;
     changed_.notify_all();
     return 1;
@@ -126,7 +128,7 @@ BOOL ScriptedAudioFile::Close() {
 
 int32_t ScriptedAudioFile::Read(void* buffer, uint32_t count) {
     if (open_ == 0 || !buffer || count == 0) return -1;
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     ++readCalls_;
     while (taken_ == data_.size() && outcome_ == Outcome::kNone && !stopped_) {
         blocked_ = true;
@@ -149,3 +151,5 @@ int32_t ScriptedAudioFile::TakeData(uint8_t* buffer, uint32_t count) {
     taken_ += bytes;
     return static_cast<int32_t>(bytes);
 }
+
+}  // namespace receiver

@@ -14,6 +14,8 @@
 #include "platform/thread_safety.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 // How long a wait may take that should succeed at once.
 inline constexpr uint32_t kTestDeadlineMs = 10000;
 
@@ -66,7 +68,7 @@ private:
     void AppendBytes(const uint8_t* bytes, size_t count) REQUIRES(mutex_);
     int32_t TakeData(uint8_t* buffer, uint32_t count) REQUIRES(mutex_);
 
-    mutable CMutex mutex_;
+    mutable Mutex mutex_;
     std::condition_variable changed_;
     std::vector<uint8_t> data_ GUARDED_BY(mutex_);
     size_t taken_ GUARDED_BY(mutex_) = 0;
@@ -78,3 +80,5 @@ private:
     size_t readCalls_ GUARDED_BY(mutex_) = 0;
     std::string openedPath_ GUARDED_BY(mutex_);
 };
+
+}  // namespace receiver

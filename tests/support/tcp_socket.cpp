@@ -12,6 +12,7 @@
 #include <unistd.h>
 #endif
 
+namespace receiver {
 namespace {
 
 #ifdef _WIN32
@@ -63,10 +64,10 @@ sockaddr_in Loopback(uint16_t port) {
 
 }  // namespace
 
-CTcpSocket::CTcpSocket(CTcpSocket&& other) noexcept
+TcpSocket::TcpSocket(TcpSocket&& other) noexcept
     : native_(std::exchange(other.native_, kInvalid)) {}
 
-CTcpSocket& CTcpSocket::operator=(CTcpSocket&& other) noexcept {
+TcpSocket& TcpSocket::operator=(TcpSocket&& other) noexcept {
     if (this != &other) {
         Close();
         native_ = std::exchange(other.native_, kInvalid);
@@ -74,8 +75,8 @@ CTcpSocket& CTcpSocket::operator=(CTcpSocket&& other) noexcept {
     return *this;
 }
 
-CTcpSocket CTcpSocket::ListenOnLoopback() {
-    CTcpSocket made(NewSocket());
+TcpSocket TcpSocket::ListenOnLoopback() {
+    TcpSocket made(NewSocket());
     const sockaddr_in address = Loopback(0);
     if (!made.IsValid() ||
         bind(Native(made.native_), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
@@ -86,8 +87,8 @@ CTcpSocket CTcpSocket::ListenOnLoopback() {
     return made;
 }
 
-CTcpSocket CTcpSocket::ConnectToLoopback(uint16_t port) {
-    CTcpSocket made(NewSocket());
+TcpSocket TcpSocket::ConnectToLoopback(uint16_t port) {
+    TcpSocket made(NewSocket());
     const sockaddr_in address = Loopback(port);
     if (connect(Native(made.native_), reinterpret_cast<const sockaddr*>(&address),
                 sizeof address) != 0) {
@@ -96,23 +97,23 @@ CTcpSocket CTcpSocket::ConnectToLoopback(uint16_t port) {
     return made;
 }
 
-uint16_t CTcpSocket::Port() const {
+uint16_t TcpSocket::Port() const {
     sockaddr_in address{};
     Length length = sizeof address;
     if (getsockname(Native(native_), reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
     return ntohs(address.sin_port);
 }
 
-CTcpSocket CTcpSocket::Accept() {
-    return CTcpSocket(static_cast<intptr_t>(accept(Native(native_), nullptr, nullptr)));
+TcpSocket TcpSocket::Accept() {
+    return TcpSocket(static_cast<intptr_t>(accept(Native(native_), nullptr, nullptr)));
 }
 
-size_t CTcpSocket::Receive(char* buffer, size_t count) {
+size_t TcpSocket::Receive(char* buffer, size_t count) {
     const auto got = recv(Native(native_), buffer, static_cast<Count>(count), 0);
     return got > 0 ? static_cast<size_t>(got) : 0;
 }
 
-bool CTcpSocket::Send(std::string_view bytes) {
+bool TcpSocket::Send(std::string_view bytes) {
     while (!bytes.empty()) {
         const auto sent =
             send(Native(native_), bytes.data(), static_cast<Count>(bytes.size()), kNoSignal);
@@ -122,22 +123,24 @@ bool CTcpSocket::Send(std::string_view bytes) {
     return true;
 }
 
-void CTcpSocket::FinishSending() {
+void TcpSocket::FinishSending() {
     shutdown(Native(native_), kShutSend);
 }
 
-void CTcpSocket::ShutDown() {
+void TcpSocket::ShutDown() {
     if (IsValid()) shutdown(Native(native_), kShutBoth);
 }
 
-void CTcpSocket::Close() {
+void TcpSocket::Close() {
     const intptr_t old = std::exchange(native_, kInvalid);
     if (old != kInvalid) CloseNative(Native(old));
 }
 
-void CTcpSocket::Reset() {
+void TcpSocket::Reset() {
     const linger abandon{1, 0};
     setsockopt(Native(native_), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abandon),
                sizeof abandon);
     Close();
 }
+
+}  // namespace receiver

@@ -6,21 +6,23 @@
 #include <cstdint>
 #include <string_view>
 
-class CTcpSocket final {
+namespace receiver {
+
+class TcpSocket final {
 public:
-    CTcpSocket() = default;
-    ~CTcpSocket() { Close(); }
-    CTcpSocket(CTcpSocket&& other) noexcept;
-    CTcpSocket& operator=(CTcpSocket&& other) noexcept;
+    TcpSocket() = default;
+    ~TcpSocket() { Close(); }
+    TcpSocket(TcpSocket&& other) noexcept;
+    TcpSocket& operator=(TcpSocket&& other) noexcept;
 
     // Throws std::runtime_error. The kernel chooses the port.
-    static CTcpSocket ListenOnLoopback();
+    static TcpSocket ListenOnLoopback();
     // Invalid when nobody listens.
-    static CTcpSocket ConnectToLoopback(uint16_t port);
+    static TcpSocket ConnectToLoopback(uint16_t port);
 
     bool IsValid() const { return native_ != kInvalid; }
     uint16_t Port() const;                       // the local one
-    CTcpSocket Accept();                         // invalid on failure
+    TcpSocket Accept();                          // invalid on failure
     size_t Receive(char* buffer, size_t count);  // 0 at the end and on failure
     bool Send(std::string_view bytes);
     void FinishSending();  // the peer reads the end after what was sent
@@ -31,7 +33,9 @@ public:
 private:
     static constexpr intptr_t kInvalid = -1;  // also INVALID_SOCKET
 
-    explicit CTcpSocket(intptr_t native) : native_(native) {}
+    explicit TcpSocket(intptr_t native) : native_(native) {}
 
     intptr_t native_ = kInvalid;
 };
+
+}  // namespace receiver

@@ -7,18 +7,20 @@
 
 #include "platform/ids.h"
 
-class CTempFolder final {
+namespace receiver {
+
+class TempFolder final {
 public:
-    CTempFolder()
+    TempFolder()
         : path_(std::filesystem::temp_directory_path() / ("receiver-test-" + CreateInstanceId())) {
         std::filesystem::create_directories(path_);
     }
-    ~CTempFolder() {
+    ~TempFolder() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
-    CTempFolder(const CTempFolder&) = delete;
-    CTempFolder& operator=(const CTempFolder&) = delete;
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
 
     const std::filesystem::path& Path() const { return path_; }
     // The path of a file in it, as the receiver takes paths; the name is ASCII.
@@ -27,3 +29,5 @@ public:
 private:
     const std::filesystem::path path_;
 };
+
+}  // namespace receiver

@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+namespace receiver {
 namespace {
 
 struct KeyDeleter {
@@ -39,7 +40,7 @@ CertificatePtr MakeSelfSigned(EVP_PKEY* key) {
 
 }  // namespace
 
-struct CTlsStation::Server {
+struct TlsStation::Server {
     KeyPtr key{EVP_RSA_gen(2048)};
     CertificatePtr certificate = MakeSelfSigned(key.get());
     httplib::SSLServer http{certificate.get(), key.get()};
@@ -48,7 +49,7 @@ struct CTlsStation::Server {
     std::thread thread;
 };
 
-CTlsStation::CTlsStation(std::string contentType, std::string body)
+TlsStation::TlsStation(std::string contentType, std::string body)
     : server_(std::make_unique<Server>()) {
     server_->http.Get(
         ".*", [server = server_.get(), type = std::move(contentType), audio = std::move(body)](
@@ -67,15 +68,17 @@ CTlsStation::CTlsStation(std::string contentType, std::string body)
     server_->served = 0;
 }
 
-CTlsStation::~CTlsStation() {
+TlsStation::~TlsStation() {
     server_->http.stop();
     server_->thread.join();
 }
 
-std::string CTlsStation::Url(const std::string& path) const {
+std::string TlsStation::Url(const std::string& path) const {
     return "https://127.0.0.1:" + std::to_string(server_->port) + path;
 }
 
-size_t CTlsStation::ServedRequests() const {
+size_t TlsStation::ServedRequests() const {
     return server_->served;
 }
+
+}  // namespace receiver

@@ -7,13 +7,15 @@
 #include <memory>
 #include <string>
 
-class CTlsStation final {
+namespace receiver {
+
+class TlsStation final {
 public:
     // Answers every path with `body`. Throws std::runtime_error.
-    CTlsStation(std::string contentType, std::string body);
-    ~CTlsStation();
-    CTlsStation(const CTlsStation&) = delete;
-    CTlsStation& operator=(const CTlsStation&) = delete;
+    TlsStation(std::string contentType, std::string body);
+    ~TlsStation();
+    TlsStation(const TlsStation&) = delete;
+    TlsStation& operator=(const TlsStation&) = delete;
 
     std::string Url(const std::string& path) const;  // https://127.0.0.1:port/path
     size_t ServedRequests() const;                   // requests that came through the handshake
@@ -22,3 +24,5 @@ private:
     struct Server;
     std::unique_ptr<Server> server_;
 };
+
+}  // namespace receiver

@@ -6,6 +6,7 @@
 
 #include "platform/files.h"
 
+namespace receiver {
 namespace {
 
 void Append(std::string& bytes, uint64_t value, int count) {
@@ -56,3 +57,5 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
 void WriteWavFile(const std::string& path, const TestPcm& pcm, int bitsPerSample) {
     WriteFileBytes(path, WavBytes(pcm, bitsPerSample));
 }
+
+}  // namespace receiver

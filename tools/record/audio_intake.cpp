@@ -6,10 +6,11 @@
 
 #include "platform/thread_name.h"
 
+namespace receiver {
 namespace {
 
-using receiver::CPcm1Reader;
 using receiver::ErrorKind;
+using receiver::Pcm1Reader;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kConnectTimeout(2000);  // the pipe is there when READY is sent
@@ -17,12 +18,12 @@ constexpr milliseconds kReadStep(60000);       // a time-out only means: not yet
 constexpr milliseconds kAcknowledgeTimeout(1000);
 constexpr size_t kReadBytes = 65536;
 // How far the output may fall behind the pipe before the recording is given up.
-constexpr size_t kMaximumQueueSeconds = 600;
+constexpr size_t kMaxQueueSeconds = 600;
 
 }  // namespace
 
-CAudioIntake::CAudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
-                           IRecordingSink& sink)
+AudioIntake::AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+                         RecordingSink& sink)
     : uri_(std::move(uri)),
       outputFormat_(format),
       tags_(std::move(tags)),
@@ -30,23 +31,23 @@ CAudioIntake::CAudioIntake(std::string uri, const OutputFormat& format, Recordin
       reader_(cancellation_),
       thread_([this] { Run(); }) {}
 
-CAudioIntake::~CAudioIntake() {
+AudioIntake::~AudioIntake() {
     Stop();
     WaitForEnd();
 }
 
-bool CAudioIntake::Ended() {
-    CLock lock(mutex_);
+bool AudioIntake::Ended() {
+    MutexLock lock(mutex_);
     return progress_.end != End::kRunning;
 }
 
-void CAudioIntake::WaitForEnd() {
+void AudioIntake::WaitForEnd() {
     if (thread_.joinable()) thread_.join();
 }
 
-void CAudioIntake::Finish(std::optional<uint64_t> frames) {
-    CLock lock(mutex_);
-    const std::shared_ptr<CRecordingWriter> writer = writer_;
+void AudioIntake::Finish(std::optional<uint64_t> frames) {
+    MutexLock lock(mutex_);
+    const std::shared_ptr<RecordingWriter> writer = writer_;
     lock.Unlock();
     if (writer == nullptr) return;
     const bool playable = writer->Finish(frames);
@@ -58,19 +59,19 @@ void CAudioIntake::Finish(std::optional<uint64_t> frames) {
     progress_.failure = failure;
 }
 
-CAudioIntake::Progress CAudioIntake::GetProgress() {
-    CLock lock(mutex_);
+AudioIntake::Progress AudioIntake::GetProgress() {
+    MutexLock lock(mutex_);
     Progress progress = progress_;
     if (writer_ != nullptr) progress.writer = writer_->GetProgress();
     return progress;
 }
 
-double CAudioIntake::TakePeak() {
-    CLock lock(mutex_);
+double AudioIntake::TakePeak() {
+    MutexLock lock(mutex_);
     return writer_ != nullptr ? writer_->TakePeak() : 0;
 }
 
-void CAudioIntake::Run() {
+void AudioIntake::Run() {
     SetCurrentThreadName("record-reader");
     if (!reader_.Open(uri_, kConnectTimeout)) {
         Fail(End::kLost, reader_.LastError().text);
@@ -78,48 +79,50 @@ void CAudioIntake::Run() {
     }
     const receiver::PcmFormat format = reader_.Format();
     try {
-        const size_t queueBytes = kMaximumQueueSeconds * format.sampleRate * format.FrameBytes();
+        const size_t queueBytes = kMaxQueueSeconds * format.sampleRate * format.FrameBytes();
         const auto writer =
-            std::make_shared<CRecordingWriter>(outputFormat_, format, tags_, sink_, queueBytes);
+            std::make_shared<RecordingWriter>(outputFormat_, format, tags_, sink_, queueBytes);
         {
-            CLock lock(mutex_);
+            MutexLock lock(mutex_);
             progress_.format = format;
             writer_ = writer;
         }
         const End end = Receive(*writer);
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         progress_.end = end;
     } catch (const std::exception& e) {
         Fail(End::kOutputFailed, e.what());
     }
 }
 
-CAudioIntake::End CAudioIntake::Receive(CRecordingWriter& writer) {
+AudioIntake::End AudioIntake::Receive(RecordingWriter& writer) {
     std::vector<std::byte> buffer(kReadBytes);
     for (;;) {
         size_t bytes = 0;
         switch (reader_.Read(buffer, &bytes, kReadStep)) {
-            case CPcm1Reader::Result::kData:
+            case Pcm1Reader::Result::kData:
                 if (!writer.Append({buffer.data(), bytes})) return End::kOutputFailed;
                 break;
-            case CPcm1Reader::Result::kEnd:
+            case Pcm1Reader::Result::kEnd:
                 // The receiver may have gone already: the end record says that all has come.
                 reader_.Acknowledge(kAcknowledgeTimeout);
                 return End::kComplete;
-            case CPcm1Reader::Result::kSourceFailed:
+            case Pcm1Reader::Result::kSourceFailed:
                 reader_.Acknowledge(kAcknowledgeTimeout);
                 return End::kSourceFailed;
-            case CPcm1Reader::Result::kError:
+            case Pcm1Reader::Result::kError:
                 if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
-                CLock lock(mutex_);
+                MutexLock lock(mutex_);
                 progress_.failure = reader_.LastError().text;
                 return End::kLost;
         }
     }
 }
 
-void CAudioIntake::Fail(End end, const std::string& why) {
-    CLock lock(mutex_);
+void AudioIntake::Fail(End end, const std::string& why) {
+    MutexLock lock(mutex_);
     progress_.failure = why;
     progress_.end = end;
 }
+
+}  // namespace receiver

@@ -15,7 +15,9 @@
 #include "receiver_client/pcm1_reader.h"
 #include "record/recording_writer.h"
 
-class CAudioIntake final {
+namespace receiver {
+
+class AudioIntake final {
 public:
     enum class End {
         kRunning,
@@ -27,17 +29,17 @@ public:
     struct Progress {
         End end = End::kRunning;
         receiver::PcmFormat format;  // valid once framesQueued is not 0
-        CRecordingWriter::Progress writer;
+        RecordingWriter::Progress writer;
         std::string failure;    // for kLost and kOutputFailed
         bool playable = false;  // valid after Finish: there is a file that can be played
     };
 
     // Connects to the URI at once. The sink outlives the object.
-    CAudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
-                 IRecordingSink& sink);
-    ~CAudioIntake();
-    CAudioIntake(const CAudioIntake&) = delete;
-    CAudioIntake& operator=(const CAudioIntake&) = delete;
+    AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+                RecordingSink& sink);
+    ~AudioIntake();
+    AudioIntake(const AudioIntake&) = delete;
+    AudioIntake& operator=(const AudioIntake&) = delete;
 
     // Stops waiting for more.
     void Stop() { cancellation_.Cancel(); }
@@ -52,19 +54,21 @@ public:
 
 private:
     void Run() EXCLUDES(mutex_);
-    End Receive(CRecordingWriter& writer) EXCLUDES(mutex_);
+    End Receive(RecordingWriter& writer) EXCLUDES(mutex_);
     void Fail(End end, const std::string& why) EXCLUDES(mutex_);
 
     const std::string uri_;
     const OutputFormat& outputFormat_;
     const RecordingTags tags_;
-    IRecordingSink& sink_;
-    receiver::CCancellation cancellation_;
-    receiver::CPcm1Reader reader_;  // the reader thread's alone
+    RecordingSink& sink_;
+    receiver::Cancellation cancellation_;
+    receiver::Pcm1Reader reader_;  // the reader thread's alone
 
-    CMutex mutex_;
+    Mutex mutex_;
     Progress progress_ GUARDED_BY(mutex_);  // but its writer part
-    std::shared_ptr<CRecordingWriter> writer_ GUARDED_BY(mutex_);
+    std::shared_ptr<RecordingWriter> writer_ GUARDED_BY(mutex_);
 
     std::thread thread_;
 };
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 #include "record/exit_code.h"
 #include "recording/output_format.h"
 
+namespace receiver {
 namespace {
 
 constexpr size_t kHelpColumns = 80;
@@ -14,9 +15,9 @@ constexpr size_t kDescriptionColumn = 30;
 
 // Breaks descriptions between words; the base puts each piece into the right column. And one
 // empty line between groups will do.
-class CWrappingFormatter final : public CLI::Formatter {
+class WrappingFormatter final : public CLI::Formatter {
 public:
-    CWrappingFormatter() { column_width(kDescriptionColumn); }
+    WrappingFormatter() { column_width(kDescriptionColumn); }
     std::string make_help(const CLI::App* app, std::string name,
                           CLI::AppFormatMode mode) const override {
         std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
@@ -130,7 +131,7 @@ void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
     app.description(
         "Records one program of an internet radio stream, exact to the sample, from\n"
         "the beginning of a start recording to the end of an end recording or a maximum length.");
-    app.formatter(std::make_shared<CWrappingFormatter>());
+    app.formatter(std::make_shared<WrappingFormatter>());
     app.set_help_flag();  // comes last
     app.add_option("URL", values.url, "The stream, http:// or https://")->required();
     DeclareReferences(app, values);
@@ -172,3 +173,5 @@ const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
     };
     return meanings;
 }
+
+}  // namespace receiver

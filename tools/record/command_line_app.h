@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace receiver {
+
 // The values as they were typed.
 struct CommandLineValues {
     std::string url;
@@ -32,3 +34,5 @@ struct ExitCodeMeaning {
     const char* meaning;
 };
 const std::vector<ExitCodeMeaning>& ExitCodeMeanings();
+
+}  // namespace receiver

@@ -3,9 +3,10 @@
 #include <array>
 #include <cstdio>
 
+namespace receiver {
 namespace {
 
-constexpr uint64_t kLongestMs = 366ULL * 24 * 3600 * 1000;
+constexpr uint64_t kMaxMs = 366ULL * 24 * 3600 * 1000;
 
 struct Unit {
     std::string_view name;
@@ -20,7 +21,7 @@ std::optional<uint64_t> TakeNumber(std::string_view& text) {
     size_t digits = 0;
     while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9') {
         number = number * 10 + static_cast<uint64_t>(text[digits] - '0');
-        if (number > kLongestMs) return {};
+        if (number > kMaxMs) return {};
         ++digits;
     }
     if (digits == 0) return {};
@@ -91,7 +92,7 @@ std::optional<uint64_t> ParseUnits(std::string_view text) {
 std::optional<uint64_t> ParseDuration(std::string_view text) {
     const std::optional<uint64_t> ms =
         text.find(':') != std::string_view::npos ? ParseClock(text) : ParseUnits(text);
-    return ms && *ms <= kLongestMs ? ms : std::nullopt;
+    return ms && *ms <= kMaxMs ? ms : std::nullopt;
 }
 
 std::string FormatClock(uint64_t ms) {
@@ -108,3 +109,5 @@ std::string FormatPosition(uint64_t ms) {
     std::snprintf(text, sizeof(text), ".%03u", static_cast<unsigned>(ms % 1000));
     return FormatClock(ms) + text;
 }
+
+}  // namespace receiver

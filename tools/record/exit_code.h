@@ -1,6 +1,8 @@
 // How receiver-record ends; the numbers are part of its interface (--help lists them).
 #pragma once
 
+namespace receiver {
+
 enum class ExitCode {
     kComplete = 0,
     kFailure = 1,  // the receiver could not be started or reached, refused the request, or broke
@@ -10,3 +12,5 @@ enum class ExitCode {
     kInterrupted = 5,
     kOutputError = 6,
 };
+
+}  // namespace receiver

@@ -4,6 +4,7 @@
 
 #include "record/command_line_app.h"
 
+namespace receiver {
 namespace {
 
 std::vector<const CLI::Option*> OptionsOf(const CLI::App& app, const std::string& group) {
@@ -172,3 +173,5 @@ std::optional<std::string> HelpDocument(const CLI::App& app, const std::string& 
     if (kind == "zsh") return Zsh(app);
     return {};
 }
+
+}  // namespace receiver

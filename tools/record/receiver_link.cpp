@@ -6,6 +6,8 @@
 #include "platform/executable_path.h"
 #include "platform/ids.h"
 
+namespace receiver {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -27,13 +29,13 @@ std::string Utf8(const fs::path& path) {
 
 }  // namespace
 
-CReceiverLink::CReceiverLink(const RecordOptions& options, const CEvent& interrupted)
+ReceiverLink::ReceiverLink(const RecordOptions& options, const ManualResetEvent& interrupted)
     : options_(options),
       interrupted_(interrupted),
       process_(cancellation_),
       client_(cancellation_) {}
 
-CReceiverLink::~CReceiverLink() {
+ReceiverLink::~ReceiverLink() {
     if (started_) {
         client_.Shutdown(kShutdownTimeout);
         process_.WaitForExit(kExitTimeout);
@@ -42,7 +44,7 @@ CReceiverLink::~CReceiverLink() {
     if (!temporaryLog_.empty()) fs::remove_all(temporaryLog_, ignored);
 }
 
-std::optional<receiver::Welcome> CReceiverLink::Open() {
+std::optional<receiver::Welcome> ReceiverLink::Open() {
     if (options_.controlUri.empty() && !Start()) return {};
     const std::string& uri = started_ ? process_.ControlUri() : options_.controlUri;
     const uint64_t deadline = TickMs() + kConnectMs;
@@ -56,7 +58,7 @@ std::optional<receiver::Welcome> CReceiverLink::Open() {
     }
 }
 
-bool CReceiverLink::Start() {
+bool ReceiverLink::Start() {
     try {
         std::string log = options_.logPath;
         if (log.empty()) {
@@ -72,17 +74,17 @@ bool CReceiverLink::Start() {
     return started_;
 }
 
-std::optional<receiver::Welcome> CReceiverLink::Reopen() {
+std::optional<receiver::Welcome> ReceiverLink::Reopen() {
     std::optional<receiver::Welcome> welcome = client_.Reconnect(kReconnectStep);
     if (!welcome) failure_ = client_.LastError().text;
     return welcome;
 }
 
-bool CReceiverLink::IsGone() {
+bool ReceiverLink::IsGone() {
     return started_ && process_.WaitForExit(milliseconds(0)).has_value();
 }
 
-std::string CReceiverLink::KeepLog() {
+std::string ReceiverLink::KeepLog() {
     std::error_code error;
     if (temporaryLog_.empty()) return options_.logPath;
     if (fs::is_empty(temporaryLog_, error)) return "";  // it never came so far
@@ -91,7 +93,9 @@ std::string CReceiverLink::KeepLog() {
     return kept;
 }
 
-std::string CReceiverLink::ReceiverProgram() const {
+std::string ReceiverLink::ReceiverProgram() const {
     if (!options_.receiverProgram.empty()) return options_.receiverProgram;
     return Utf8(ExecutableDirectory() / "ReceiverHost");
 }
+
+}  // namespace receiver

@@ -9,22 +9,24 @@
 #include <optional>
 #include <string>
 
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 #include "receiver_client/receiver_client.h"
 #include "receiver_client/receiver_process.h"
 #include "record/record_options.h"
 
-class CReceiverLink final {
+namespace receiver {
+
+class ReceiverLink final {
 public:
     // Both outlive the object. The event ends the wait for a receiver.
-    CReceiverLink(const RecordOptions& options, const CEvent& interrupted);
+    ReceiverLink(const RecordOptions& options, const ManualResetEvent& interrupted);
     // Ends the receiver that was started, and removes its temporary log unless KeepLog.
-    ~CReceiverLink();
-    CReceiverLink(const CReceiverLink&) = delete;
-    CReceiverLink& operator=(const CReceiverLink&) = delete;
+    ~ReceiverLink();
+    ReceiverLink(const ReceiverLink&) = delete;
+    ReceiverLink& operator=(const ReceiverLink&) = delete;
 
     std::optional<receiver::Welcome> Open();
-    receiver::CReceiverClient& Client() { return client_; }
+    receiver::ReceiverClient& Client() { return client_; }
     // What the receiver does, after the connection was lost. Nothing while it cannot be
     // reached; IsGone tells whether trying again can help.
     std::optional<receiver::Welcome> Reopen();
@@ -39,11 +41,13 @@ private:
     std::string ReceiverProgram() const;
 
     const RecordOptions& options_;
-    const CEvent& interrupted_;
-    receiver::CCancellation cancellation_;
-    receiver::CReceiverProcess process_;
-    receiver::CReceiverClient client_;
+    const ManualResetEvent& interrupted_;
+    receiver::Cancellation cancellation_;
+    receiver::ReceiverProcess process_;
+    receiver::ReceiverClient client_;
     bool started_ = false;
     std::filesystem::path temporaryLog_;  // its folder; empty without one
     std::string failure_;
 };
+
+}  // namespace receiver

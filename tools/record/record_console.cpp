@@ -2,6 +2,7 @@
 
 #include "platform/standard_streams.h"
 
+namespace receiver {
 namespace {
 
 std::string JsonLine(const nlohmann::json& value) {
@@ -10,30 +11,30 @@ std::string JsonLine(const nlohmann::json& value) {
 
 }  // namespace
 
-void CRecordConsole::ShowEvent(const receiver::Event& event) {
+void RecordConsole::ShowEvent(const receiver::Event& event) {
     if (options_.json) WriteStandardOutputLine(JsonLine(event.raw));
     const std::string line = DescribeEvent(event);
     if (!line.empty()) Info(line);
     Detail(event.type + " " + JsonLine(event.raw));
 }
 
-void CRecordConsole::ShowStatus(const RecordStatus& status) {
-    if (WantsStatus()) display_.ShowStatus(status, CStatusDisplay::Clock::now());
+void RecordConsole::ShowStatus(const RecordStatus& status) {
+    if (WantsStatus()) display_.ShowStatus(status, StatusDisplay::Clock::now());
 }
 
-void CRecordConsole::Info(const std::string& line) {
+void RecordConsole::Info(const std::string& line) {
     if (!options_.quiet) display_.PrintLine(line);
 }
 
-void CRecordConsole::Detail(const std::string& line) {
+void RecordConsole::Detail(const std::string& line) {
     if (options_.verbose && !options_.quiet) display_.PrintLine(line);
 }
 
-void CRecordConsole::Warning(const std::string& line) {
+void RecordConsole::Warning(const std::string& line) {
     display_.PrintLine(line);
 }
 
-void CRecordConsole::ShowReport(const RecordReport& report) {
+void RecordConsole::ShowReport(const RecordReport& report) {
     display_.ClearStatus();
     if (options_.json) {
         nlohmann::json line = ToJson(report);
@@ -45,3 +46,5 @@ void CRecordConsole::ShowReport(const RecordReport& report) {
     }
     for (const std::string& line : SummaryLines(report)) Info(line);
 }
+
+}  // namespace receiver

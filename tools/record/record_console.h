@@ -11,9 +11,11 @@
 #include "record/record_report.h"
 #include "record/status_display.h"
 
-class CRecordConsole final {
+namespace receiver {
+
+class RecordConsole final {
 public:
-    CRecordConsole(const RecordOptions& options, CStatusDisplay& display)
+    RecordConsole(const RecordOptions& options, StatusDisplay& display)
         : options_(options), display_(display) {}
 
     void ShowEvent(const receiver::Event& event);
@@ -26,5 +28,7 @@ public:
 
 private:
     const RecordOptions& options_;
-    CStatusDisplay& display_;
+    StatusDisplay& display_;
 };
+
+}  // namespace receiver

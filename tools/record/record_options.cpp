@@ -10,9 +10,10 @@
 #include "record/reference_list.h"
 #include "recording/output_format.h"
 
+namespace receiver {
 namespace {
 
-constexpr uint64_t kLongestProgramMs = 3600000;
+constexpr uint64_t kMaxProgramMs = 3600000;
 
 uint64_t Duration(const std::string& option, const std::string& text, uint64_t least,
                   uint64_t most) {
@@ -44,11 +45,10 @@ std::optional<uint32_t> BlockBytes(const std::string& text) {
 // An end recording can only end a program that has a maximum.
 std::optional<receiver::ProgramLimits> ProgramFrom(const CommandLineValues& values) {
     const std::optional<uint32_t> maximum =
-        OptionalDuration("--max", values.maximum, 1000, kLongestProgramMs);
-    const std::optional<uint32_t> fade =
-        OptionalDuration("--fade", values.fade, 0, kLongestProgramMs);
+        OptionalDuration("--max", values.maximum, 1000, kMaxProgramMs);
+    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxProgramMs);
     if (!maximum && !fade && values.ends.empty()) return {};
-    return receiver::ProgramLimits{maximum.value_or(kLongestProgramMs), fade.value_or(0)};
+    return receiver::ProgramLimits{maximum.value_or(kMaxProgramMs), fade.value_or(0)};
 }
 
 RecordOptions Check(const CommandLineValues& values) {
@@ -117,3 +117,5 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
         return UsageError(e.what());
     }
 }
+
+}  // namespace receiver

@@ -10,6 +10,8 @@
 
 #include "receiver_client/messages.h"
 
+namespace receiver {
+
 struct RecordOptions {
     std::string url;
     std::string output;                           // a file, or "-" for standard output
@@ -38,3 +40,5 @@ struct CommandLine {
 };
 
 CommandLine ParseCommandLine(int argc, const char* const* argv);
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 
 #include "record/duration.h"
 
+namespace receiver {
 namespace {
 
 using nlohmann::json;
@@ -186,3 +187,5 @@ std::string PublicUrl(const std::string& url) {
     const size_t at = url.substr(host, end - host).rfind('@');
     return at == std::string::npos ? url : url.substr(0, host) + url.substr(host + at + 1);
 }
+
+}  // namespace receiver

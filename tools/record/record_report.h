@@ -10,6 +10,8 @@
 #include "receiver_client/pcm1_reader.h"
 #include "record/exit_code.h"
 
+namespace receiver {
+
 struct RecordReport {
     ExitCode exitCode = ExitCode::kFailure;
     std::string message;  // why it is not complete; empty when it is
@@ -40,3 +42,5 @@ std::string FormatBer(double ber);
 std::string UtcNow();
 // Without a user's name and password: recordings are passed on.
 std::string PublicUrl(const std::string& url);
+
+}  // namespace receiver

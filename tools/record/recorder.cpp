@@ -12,6 +12,7 @@
 #include "recording/output_format.h"
 #include "recording/tagged_copy.h"
 
+namespace receiver {
 namespace {
 
 using receiver::ErrorKind;
@@ -23,7 +24,7 @@ constexpr uint64_t kStopMs = 10000;
 constexpr uint64_t kReconnectMs = 5000;
 constexpr uint64_t kPollMs = 1000;
 // A welcome carries the whole snapshot; asking stops well before it becomes too long to send.
-constexpr size_t kMaximumPolledMatches = 150;
+constexpr size_t kMaxPolledMatches = 150;
 
 const OutputFormat& FormatOf(const RecordOptions& options) {
     return options.ToStandardOutput() ? WavFormat() : OutputFormatFor(options.output);
@@ -39,16 +40,16 @@ uint64_t SamplesToMs(uint64_t samples, uint32_t rate) {
 
 }  // namespace
 
-CRecorder::CRecorder(const RecordOptions& options, const CEvent& interrupted,
-                     CRecordConsole& console)
+Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
+                   RecordConsole& console)
     : options_(options),
       interrupted_(interrupted),
       console_(console),
       link_(options, interrupted) {}
 
-CRecorder::~CRecorder() = default;
+Recorder::~Recorder() = default;
 
-ExitCode CRecorder::Run() {
+ExitCode Recorder::Run() {
     report_.url = PublicUrl(options_.url);
     report_.startedAt = UtcNow();
     report_.sessionId = NewSessionId();
@@ -62,7 +63,7 @@ ExitCode CRecorder::Run() {
 }
 
 // The receiver would refuse without telling which one it misses.
-bool CRecorder::FindReferences() {
+bool Recorder::FindReferences() {
     for (const receiver::Reference& reference : options_.references) {
         std::error_code missing;
         if (std::filesystem::is_regular_file(ToFilesystemPath(reference.path), missing)) continue;
@@ -72,13 +73,13 @@ bool CRecorder::FindReferences() {
     return true;
 }
 
-bool CRecorder::OpenOutput() {
+bool Recorder::OpenOutput() {
     try {
         if (options_.ToStandardOutput()) {
-            sink_ = std::make_unique<CStandardOutputSink>();
+            sink_ = std::make_unique<StandardOutputSink>();
             return true;
         }
-        auto part = std::make_unique<CPartFile>(ToFilesystemPath(options_.output), options_.force);
+        auto part = std::make_unique<PartFile>(ToFilesystemPath(options_.output), options_.force);
         part_ = part.get();
         sink_ = std::move(part);
         return true;
@@ -88,7 +89,7 @@ bool CRecorder::OpenOutput() {
     }
 }
 
-void CRecorder::Record() {
+void Recorder::Record() {
     status_.state = "STARTING";
     UpdateStatus();
     const std::optional<receiver::Welcome> welcome = link_.Open();
@@ -106,14 +107,14 @@ void CRecorder::Record() {
 }
 
 // The receiver recognises the end of a program a moment after it has sent it.
-void CRecorder::FinishAudio() {
+void Recorder::FinishAudio() {
     intake_->WaitForEnd();
     audio_ = intake_->GetProgress();
     intake_->Finish(IsComplete() ? ProgramFrames() : std::nullopt);
     audio_ = intake_->GetProgress();
 }
 
-bool CRecorder::Prepare() {
+bool Recorder::Prepare() {
     receiver::PrepareRequest request;
     request.sessionId = report_.sessionId;
     request.url = options_.url;
@@ -135,7 +136,7 @@ bool CRecorder::Prepare() {
     return true;
 }
 
-void CRecorder::Follow() {
+void Recorder::Follow() {
     while (Step()) {
         CheckStops();
         PollReceiver();
@@ -143,7 +144,7 @@ void CRecorder::Follow() {
     }
 }
 
-bool CRecorder::Step() {
+bool Recorder::Step() {
     if (lostSince_ != 0 && !Recover()) return false;
     if (lostSince_ != 0) return true;
     if (const auto event = link_.Client().NextEvent(kEventStep)) {
@@ -164,7 +165,7 @@ bool CRecorder::Step() {
     return error.kind == ErrorKind::kDisconnected || error.kind == ErrorKind::kProtocol;
 }
 
-void CRecorder::Handle(const receiver::Event& event) {
+void Recorder::Handle(const receiver::Event& event) {
     if (!event.sessionId.empty() && event.sessionId != report_.sessionId) return;
     console_.ShowEvent(event);
     if (std::holds_alternative<receiver::ConnectedEvent>(event.body)) {
@@ -179,8 +180,8 @@ void CRecorder::Handle(const receiver::Event& event) {
         status_.state = "RECORDING";
         report_.startSample = ready->sourceSample;
         if (stop_ != Stop::kNone) return;
-        intake_ = std::make_unique<CAudioIntake>(ready->uri, FormatOf(options_), MakeTags(report_),
-                                                 *sink_);
+        intake_ = std::make_unique<AudioIntake>(ready->uri, FormatOf(options_), MakeTags(report_),
+                                                *sink_);
     } else if (std::holds_alternative<receiver::SourceErrorEvent>(event.body)) {
         sourceFailed_ = true;
         status_.state = "DRAINING";
@@ -192,7 +193,7 @@ void CRecorder::Handle(const receiver::Event& event) {
 }
 
 // The audio goes on without the control pipe, so that there is time to get it back.
-bool CRecorder::Recover() {
+bool Recorder::Recover() {
     if (link_.IsGone()) {
         failure_ = "The receiver has ended";
         return false;
@@ -219,8 +220,8 @@ bool CRecorder::Recover() {
     if (active.sourceSample) report_.startSample = active.sourceSample;
     if (intake_ == nullptr && active.uri && stop_ == Stop::kNone) {
         status_.state = "RECORDING";
-        intake_ = std::make_unique<CAudioIntake>(*active.uri, FormatOf(options_), MakeTags(report_),
-                                                 *sink_);
+        intake_ = std::make_unique<AudioIntake>(*active.uri, FormatOf(options_), MakeTags(report_),
+                                                *sink_);
     }
     if (active.state == "FINISHED") finished_ = active;
     if (!finished_ && stop_ != Stop::kNone) {
@@ -229,7 +230,7 @@ bool CRecorder::Recover() {
     return !finished_;
 }
 
-void CRecorder::CheckStops() {
+void Recorder::CheckStops() {
     if (stop_ != Stop::kNone) {
         if (intake_ != nullptr && TickMs() >= stopDeadline_) intake_->Stop();
         return;
@@ -239,12 +240,12 @@ void CRecorder::CheckStops() {
     } else if (!report_.startSample && TickMs() >= waitDeadline_) {
         StopSession(Stop::kNoStart);
     } else if (intake_ != nullptr &&
-               intake_->GetProgress().end == CAudioIntake::End::kOutputFailed) {
+               intake_->GetProgress().end == AudioIntake::End::kOutputFailed) {
         StopSession(Stop::kOutput);
     }
 }
 
-void CRecorder::StopSession(Stop why) {
+void Recorder::StopSession(Stop why) {
     stop_ = why;
     stopDeadline_ = TickMs() + kStopMs;
     status_.state = "STOPPING";
@@ -253,9 +254,9 @@ void CRecorder::StopSession(Stop why) {
     console_.Detail(link_.Client().LastError().text);
 }
 
-void CRecorder::PollReceiver() {
+void Recorder::PollReceiver() {
     if (!console_.WantsStatus() || lostSince_ != 0 || finished_ || TickMs() < nextPoll_ ||
-        report_.matches.size() > kMaximumPolledMatches) {
+        report_.matches.size() > kMaxPolledMatches) {
         return;
     }
     nextPoll_ = TickMs() + kPollMs;
@@ -269,9 +270,9 @@ void CRecorder::PollReceiver() {
     }
 }
 
-void CRecorder::UpdateStatus() {
+void Recorder::UpdateStatus() {
     if (intake_ != nullptr) {
-        const CAudioIntake::Progress progress = intake_->GetProgress();
+        const AudioIntake::Progress progress = intake_->GetProgress();
         if (progress.writer.framesQueued > 0) {
             const uint32_t rate = progress.format.sampleRate;
             status_.programMs = SamplesToMs(progress.writer.framesQueued, rate);
@@ -288,14 +289,14 @@ void CRecorder::UpdateStatus() {
     console_.ShowStatus(status_);
 }
 
-std::optional<uint64_t> CRecorder::ProgramFrames() const {
+std::optional<uint64_t> Recorder::ProgramFrames() const {
     if (!report_.program) return {};
     const receiver::Program& program = *report_.program;
     return program.endSample - std::min(program.startSample, program.endSample);
 }
 
-bool CRecorder::IsComplete() const {
-    if (audio_.end != CAudioIntake::End::kComplete) return false;
+bool Recorder::IsComplete() const {
+    if (audio_.end != AudioIntake::End::kComplete) return false;
     if (finished_ && finished_->reason != "eof") return false;
     if (!report_.program) return true;
     const bool endedByItself =
@@ -304,8 +305,8 @@ bool CRecorder::IsComplete() const {
 }
 
 // An interruption outweighs what it led to, but not a program that was complete before.
-void CRecorder::Decide() {
-    if (audio_.end == CAudioIntake::End::kOutputFailed) {
+void Recorder::Decide() {
+    if (audio_.end == AudioIntake::End::kOutputFailed) {
         End(ExitCode::kOutputError, audio_.failure);
     }
     if (IsComplete()) End(ExitCode::kComplete, "");
@@ -318,14 +319,14 @@ void CRecorder::Decide() {
     DecideBySession();
 }
 
-void CRecorder::DecideBySession() {
-    if (sourceFailed_ || audio_.end == CAudioIntake::End::kSourceFailed) {
+void Recorder::DecideBySession() {
+    if (sourceFailed_ || audio_.end == AudioIntake::End::kSourceFailed) {
         End(ExitCode::kSourceError, "The source failed");
     }
-    if (audio_.end == CAudioIntake::End::kComplete && !finished_ && !sessionOver_) {
+    if (audio_.end == AudioIntake::End::kComplete && !finished_ && !sessionOver_) {
         End(ExitCode::kFailure, "The receiver was lost before it told how the program ended");
     }
-    if (audio_.end == CAudioIntake::End::kComplete) {
+    if (audio_.end == AudioIntake::End::kComplete) {
         End(ExitCode::kSourceError, "The source ended before the program did");
     }
     if (finished_ && finished_->reason == "cancelled") {
@@ -355,13 +356,13 @@ void CRecorder::DecideBySession() {
 }
 
 // The first decision holds.
-void CRecorder::End(ExitCode code, std::string message) {
+void Recorder::End(ExitCode code, std::string message) {
     if (std::exchange(decided_, true)) return;
     report_.exitCode = code;
     report_.message = std::move(message);
 }
 
-void CRecorder::CloseOutput() {
+void Recorder::CloseOutput() {
     report_.finishedAt = UtcNow();
     report_.format = audio_.format;
     report_.frames = audio_.writer.framesWritten;
@@ -389,22 +390,22 @@ void CRecorder::CloseOutput() {
 }
 
 // The recording is good without them.
-void CRecorder::WriteTags() {
+void Recorder::WriteTags() {
     constexpr double kPacketSeconds = 0.5;  // more than the longest
     const double seconds = static_cast<double>(report_.frames) / report_.format.sampleRate;
     const bool written =
-        part_->ReplaceBy([&](const std::filesystem::path& from, IRecordingSink& to) {
+        part_->ReplaceBy([&](const std::filesystem::path& from, RecordingSink& to) {
             CopyWithTags(from, FormatOf(options_), MakeTags(report_), seconds - kPacketSeconds, to);
         });
     if (written) return;
     console_.Warning("The tags lack where and why the recording ended: " + part_->FailureText());
 }
 
-void CRecorder::WriteSidecar() {
+void Recorder::WriteSidecar() {
     const std::string text =
         ToJson(report_).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
     try {
-        CPartFile file(ToFilesystemPath(options_.output + ".json"), true);
+        PartFile file(ToFilesystemPath(options_.output + ".json"), true);
         if (!file.WriteAt(0, text.data(), text.size()) || !file.Commit()) {
             const std::string why = file.FailureText();
             file.Discard();
@@ -414,3 +415,5 @@ void CRecorder::WriteSidecar() {
         console_.Warning("Cannot write " + options_.output + ".json: " + e.what());
     }
 }
+
+}  // namespace receiver

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 #include "receiver_client/messages.h"
 #include "record/audio_intake.h"
 #include "record/receiver_link.h"
@@ -17,13 +17,16 @@
 #include "record/record_report.h"
 #include "recording/part_file.h"
 
-class CRecorder final {
+namespace receiver {
+
+class Recorder final {
 public:
     // All outlive the object.
-    CRecorder(const RecordOptions& options, const CEvent& interrupted, CRecordConsole& console);
-    ~CRecorder();
-    CRecorder(const CRecorder&) = delete;
-    CRecorder& operator=(const CRecorder&) = delete;
+    Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
+             RecordConsole& console);
+    ~Recorder();
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
 
     ExitCode Run();  // once
 
@@ -55,14 +58,14 @@ private:
     void WriteSidecar();
 
     const RecordOptions& options_;
-    const CEvent& interrupted_;
-    CRecordConsole& console_;
-    CReceiverLink link_;
+    const ManualResetEvent& interrupted_;
+    RecordConsole& console_;
+    ReceiverLink link_;
 
-    std::unique_ptr<IRecordingSink> sink_;  // outlives the intake
-    CPartFile* part_ = nullptr;             // the sink, when it is a file
-    std::unique_ptr<CAudioIntake> intake_;
-    CAudioIntake::Progress audio_;  // at the end
+    std::unique_ptr<RecordingSink> sink_;  // outlives the intake
+    PartFile* part_ = nullptr;             // the sink, when it is a file
+    std::unique_ptr<AudioIntake> intake_;
+    AudioIntake::Progress audio_;  // at the end
 
     RecordReport report_;
     RecordStatus status_;
@@ -78,3 +81,5 @@ private:
     uint64_t nextPoll_ = 0;
     bool decided_ = false;
 };
+
+}  // namespace receiver

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 
+namespace receiver {
 namespace {
 
 // A session can have hundreds of matches; the file beside the audio has them all.
-constexpr size_t kMaximumMatches = 20;
+constexpr size_t kMaxMatches = 20;
 
 std::string MatchList(const std::vector<receiver::Match>& matches) {
     std::string list;
-    const size_t shown = std::min(matches.size(), kMaximumMatches);
+    const size_t shown = std::min(matches.size(), kMaxMatches);
     for (size_t i = 0; i < shown; ++i) {
         const receiver::Match& match = matches[i];
         list += (list.empty() ? "" : ", ") + match.role + " " + match.referenceId + " at sample " +
@@ -49,3 +50,5 @@ RecordingTags MakeTags(const RecordReport& report) {
     tags.emplace_back("comment", comment);
     return tags;
 }
+
+}  // namespace receiver

@@ -8,6 +8,7 @@
 
 #include "platform/thread_name.h"
 
+namespace receiver {
 namespace {
 
 // More than the receiver sends beyond the end of a program.
@@ -21,26 +22,25 @@ double PeakOf(const std::vector<int16_t>& samples) {
 
 }  // namespace
 
-CRecordingWriter::CRecordingWriter(const OutputFormat& format, const receiver::PcmFormat& pcm,
-                                   RecordingTags tags, IRecordingSink& sink,
-                                   size_t maximumQueueBytes)
+RecordingWriter::RecordingWriter(const OutputFormat& format, const receiver::PcmFormat& pcm,
+                                 RecordingTags tags, RecordingSink& sink, size_t maxQueueBytes)
     : format_(format),
       pcm_(pcm),
       tags_(std::move(tags)),
       sink_(sink),
-      maximumQueueBytes_(maximumQueueBytes),
+      maximumQueueBytes_(maxQueueBytes),
       writer_([this] { Run(); }) {}
 
-CRecordingWriter::~CRecordingWriter() {
+RecordingWriter::~RecordingWriter() {
     Finish();
 }
 
-bool CRecordingWriter::Append(std::span<const std::byte> pcm) {
+bool RecordingWriter::Append(std::span<const std::byte> pcm) {
     Block block(pcm.size() / sizeof(int16_t));
     if (!block.empty()) std::memcpy(block.data(), pcm.data(), block.size() * sizeof(int16_t));
     const double peak = PeakOf(block);
 
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     if (!progress_.failure.empty()) return false;
     if (queuedBytes_ + pcm.size() > maximumQueueBytes_) {
         progress_.failure = "The output has fallen too far behind";
@@ -55,19 +55,19 @@ bool CRecordingWriter::Append(std::span<const std::byte> pcm) {
     return true;
 }
 
-bool CRecordingWriter::Finish(std::optional<uint64_t> frames) {
+bool RecordingWriter::Finish(std::optional<uint64_t> frames) {
     {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         if (frames) DropAfter(*frames);
         finishing_ = true;
         changed_.notify_one();
     }
     if (writer_.joinable()) writer_.join();
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     return playable_;
 }
 
-void CRecordingWriter::DropAfter(uint64_t frames) {
+void RecordingWriter::DropAfter(uint64_t frames) {
     while (!queue_.empty() && progress_.framesQueued > frames) {
         Block& newest = queue_.back();
         const uint64_t surplus =
@@ -79,31 +79,31 @@ void CRecordingWriter::DropAfter(uint64_t frames) {
     }
 }
 
-CRecordingWriter::Progress CRecordingWriter::GetProgress() {
-    CLock lock(mutex_);
+RecordingWriter::Progress RecordingWriter::GetProgress() {
+    MutexLock lock(mutex_);
     return progress_;
 }
 
-double CRecordingWriter::TakePeak() {
-    CLock lock(mutex_);
+double RecordingWriter::TakePeak() {
+    MutexLock lock(mutex_);
     return std::exchange(peak_, 0);
 }
 
-void CRecordingWriter::Run() {
+void RecordingWriter::Run() {
     SetCurrentThreadName("record-writer");
     try {
-        CAudioEncoder encoder(format_, pcm_.sampleRate, pcm_.channels, tags_, sink_);
+        AudioEncoder encoder(format_, pcm_.sampleRate, pcm_.channels, tags_, sink_);
         if (!WriteQueue(encoder)) Fail(encoder.FailureText());
         const bool playable = encoder.Finish();
         if (!encoder.FailureText().empty()) Fail(encoder.FailureText());
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         playable_ = playable;
     } catch (const std::exception& e) {
         Fail(e.what());
     }
 }
 
-bool CRecordingWriter::NextIsDue() const {
+bool RecordingWriter::NextIsDue() const {
     if (queue_.empty()) return false;
     if (finishing_ || !progress_.failure.empty()) return true;
     const uint64_t left =
@@ -112,8 +112,8 @@ bool CRecordingWriter::NextIsDue() const {
 }
 
 // What waits when the queue has grown too long is still written.
-bool CRecordingWriter::WriteQueue(CAudioEncoder& encoder) {
-    CLock lock(mutex_);
+bool RecordingWriter::WriteQueue(AudioEncoder& encoder) {
+    MutexLock lock(mutex_);
     for (;;) {
         while (!NextIsDue()) {
             if (finishing_ || !progress_.failure.empty()) return true;
@@ -131,7 +131,9 @@ bool CRecordingWriter::WriteQueue(CAudioEncoder& encoder) {
     }
 }
 
-void CRecordingWriter::Fail(const std::string& why) {
-    CLock lock(mutex_);
+void RecordingWriter::Fail(const std::string& why) {
+    MutexLock lock(mutex_);
     if (progress_.failure.empty()) progress_.failure = why;
 }
+
+}  // namespace receiver

@@ -24,7 +24,9 @@
 #include "receiver_client/pcm1_reader.h"
 #include "recording/audio_encoder.h"
 
-class CRecordingWriter final {
+namespace receiver {
+
+class RecordingWriter final {
 public:
     struct Progress {
         uint64_t framesQueued = 0;   // appended so far and not dropped
@@ -32,12 +34,12 @@ public:
         std::string failure;         // empty while all is well
     };
 
-    // The sink outlives the object. More than maximumQueueBytes behind is a failure.
-    CRecordingWriter(const OutputFormat& format, const receiver::PcmFormat& pcm, RecordingTags tags,
-                     IRecordingSink& sink, size_t maximumQueueBytes);
-    ~CRecordingWriter();
-    CRecordingWriter(const CRecordingWriter&) = delete;
-    CRecordingWriter& operator=(const CRecordingWriter&) = delete;
+    // The sink outlives the object. More than maxQueueBytes behind is a failure.
+    RecordingWriter(const OutputFormat& format, const receiver::PcmFormat& pcm, RecordingTags tags,
+                    RecordingSink& sink, size_t maxQueueBytes);
+    ~RecordingWriter();
+    RecordingWriter(const RecordingWriter&) = delete;
+    RecordingWriter& operator=(const RecordingWriter&) = delete;
 
     // Never waits for the output. Whole frames. False once the output has failed.
     bool Append(std::span<const std::byte> pcm) EXCLUDES(mutex_);
@@ -55,16 +57,16 @@ private:
     void Run() EXCLUDES(mutex_);
     void DropAfter(uint64_t frames) REQUIRES(mutex_);
     bool NextIsDue() const REQUIRES(mutex_);
-    bool WriteQueue(CAudioEncoder& encoder) EXCLUDES(mutex_);  // until Finish or a failure
+    bool WriteQueue(AudioEncoder& encoder) EXCLUDES(mutex_);  // until Finish or a failure
     void Fail(const std::string& why) EXCLUDES(mutex_);
 
     const OutputFormat& format_;
     const receiver::PcmFormat pcm_;
     const RecordingTags tags_;
-    IRecordingSink& sink_;  // the writer's alone
+    RecordingSink& sink_;  // the writer's alone
     const size_t maximumQueueBytes_;
 
-    CMutex mutex_;
+    Mutex mutex_;
     std::condition_variable changed_;
     std::deque<Block> queue_ GUARDED_BY(mutex_);
     size_t queuedBytes_ GUARDED_BY(mutex_) = 0;
@@ -75,3 +77,5 @@ private:
 
     std::thread writer_;
 };
+
+}  // namespace receiver

@@ -7,11 +7,13 @@
 
 #include "platform/files.h"
 
+namespace receiver {
+
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t kMaximumId = 80;
+constexpr size_t kMaxIdLength = 80;
 
 bool IsIdCharacter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
@@ -19,7 +21,7 @@ bool IsIdCharacter(char c) {
 }
 
 bool IsId(const std::string& text) {
-    return !text.empty() && text.size() <= kMaximumId &&
+    return !text.empty() && text.size() <= kMaxIdLength &&
            std::all_of(text.begin(), text.end(), IsIdCharacter);
 }
 
@@ -32,7 +34,7 @@ std::string IdFor(const std::string& file, const std::set<std::string>& taken) {
     std::string id = Utf8(ToFilesystemPath(file).stem());
     std::replace_if(
         id.begin(), id.end(), [](char c) { return !IsIdCharacter(c); }, '-');
-    id.resize(std::min(id.size(), kMaximumId - 4));  // room for a number
+    id.resize(std::min(id.size(), kMaxIdLength - 4));  // room for a number
     if (id.empty()) id = "reference";
     std::string unique = id;
     for (int number = 2; taken.count(unique) != 0; ++number) {
@@ -77,3 +79,5 @@ std::vector<receiver::Reference> MakeReferences(const std::vector<std::string>& 
     }
     return references;
 }
+
+}  // namespace receiver

@@ -7,9 +7,13 @@
 
 #include "receiver_client/messages.h"
 
+namespace receiver {
+
 // "ID=" counts as a name when ID is one (1..80 characters of A-Z a-z 0-9 - _). Files
 // without a name are called after themselves, apart from each other and from the
 // names that were given. Throws std::invalid_argument when a name is given twice.
 std::vector<receiver::Reference> MakeReferences(const std::vector<std::string>& starts,
                                                 const std::vector<std::string>& ends,
                                                 const std::vector<std::string>& others);
+
+}  // namespace receiver

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+namespace receiver {
 namespace {
 
 constexpr std::chrono::milliseconds kRedrawInterval(100);
@@ -41,14 +42,14 @@ std::string Harmless(std::string line) {
 
 }  // namespace
 
-CStatusDisplay::CStatusDisplay(std::ostream& out, Settings settings)
+StatusDisplay::StatusDisplay(std::ostream& out, Settings settings)
     : out_(out), settings_(std::move(settings)) {}
 
-CStatusDisplay::~CStatusDisplay() {
+StatusDisplay::~StatusDisplay() {
     ClearStatus();
 }
 
-void CStatusDisplay::PrintLine(const std::string& line, Clock::time_point now) {
+void StatusDisplay::PrintLine(const std::string& line, Clock::time_point now) {
     const std::string safe = Harmless(line);
     const size_t width = settings_.width();
     if (width == 0) {
@@ -67,7 +68,7 @@ void CStatusDisplay::PrintLine(const std::string& line, Clock::time_point now) {
     out_ << text << std::flush;
 }
 
-void CStatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point now) {
+void StatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point now) {
     const size_t width = settings_.width();
     if (width == 0 || now - lastDrawn_ < kRedrawInterval) return;
     lastDrawn_ = now;
@@ -78,23 +79,25 @@ void CStatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point no
     shown_ = std::move(line);
 }
 
-std::string CStatusDisplay::Coloured(const std::string& statusLine) const {
+std::string StatusDisplay::Coloured(const std::string& statusLine) const {
     if (!settings_.colour || statusLine.size() < stateLength_) return statusLine;
     return "\x1b[1;32m" + statusLine.substr(0, stateLength_) + "\x1b[0m" +
            statusLine.substr(stateLength_);
 }
 
-void CStatusDisplay::ClearStatus() {
+void StatusDisplay::ClearStatus() {
     if (shown_.empty()) return;
     out_ << Erase() << std::flush;
     shown_.clear();
 }
 
 // A terminal that has become narrower has wrapped the line: all of its rows go.
-std::string CStatusDisplay::Erase() const {
+std::string StatusDisplay::Erase() const {
     const size_t width = settings_.width();
     if (shown_.empty() || width == 0) return "";
     const size_t rowsAbove = (shown_.size() - 1) / width;
     const std::string up = rowsAbove > 0 ? "\x1b[" + std::to_string(rowsAbove) + "A" : "";
     return up + "\r\x1b[J";
 }
+
+}  // namespace receiver

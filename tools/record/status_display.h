@@ -12,7 +12,9 @@
 
 #include "record/status_line.h"
 
-class CStatusDisplay final {
+namespace receiver {
+
+class StatusDisplay final {
 public:
     using Clock = std::chrono::steady_clock;
     struct Settings {
@@ -22,8 +24,8 @@ public:
     };
 
     // The stream outlives the object.
-    CStatusDisplay(std::ostream& out, Settings settings);
-    ~CStatusDisplay();  // takes the status line away
+    StatusDisplay(std::ostream& out, Settings settings);
+    ~StatusDisplay();  // takes the status line away
 
     // What a terminal would obey in the line becomes question marks. The status line
     // follows it, unless it was drawn less than 100 ms ago: then it waits for ShowStatus.
@@ -44,3 +46,5 @@ private:
     size_t stateLength_ = 0;  // of the state at its beginning
     Clock::time_point lastDrawn_{};
 };
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 
 #include "record/duration.h"
 
+namespace receiver {
 namespace {
 
 constexpr double kMeterRangeDb = 60;
@@ -103,3 +104,5 @@ std::string RenderLevelMeter(double peak, size_t columns) {
     const auto filled = static_cast<size_t>(std::lround(part * static_cast<double>(columns)));
     return std::string(filled, '#') + std::string(columns - filled, '-');
 }
+
+}  // namespace receiver

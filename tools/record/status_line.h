@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+namespace receiver {
+
 struct RecordStatus {
     std::string state;                 // "SCANNING", "RECORDING", ...
     std::optional<uint64_t> streamMs;  // how much of the stream has been received
@@ -28,3 +30,5 @@ double NextMeterPeak(double shown, double peak);
 
 // "#####---" over 60 dB, one sign for every step of `columns`.
 std::string RenderLevelMeter(double peak, size_t columns);
+
+}  // namespace receiver

@@ -6,6 +6,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+namespace receiver {
+
 size_t TerminalWidth() {
     constexpr size_t kUsualWidth = 80;  // of a terminal that does not say
     if (isatty(STDERR_FILENO) == 0) return 0;
@@ -18,3 +20,5 @@ bool EnableTerminalControl() {
     const char* const kind = std::getenv("TERM");
     return kind != nullptr && std::string_view(kind) != "dumb";
 }
+
+}  // namespace receiver

@@ -2,6 +2,8 @@
 
 #include "record/terminal.h"
 
+namespace receiver {
+
 size_t TerminalWidth() {
     CONSOLE_SCREEN_BUFFER_INFO info = {};
     if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info)) return 0;
@@ -14,3 +16,5 @@ bool EnableTerminalControl() {
     return GetConsoleMode(output, &mode) &&
            SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
+
+}  // namespace receiver

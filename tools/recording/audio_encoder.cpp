@@ -10,6 +10,7 @@ extern "C" {
 #include "recording/muxer.h"
 #include "recording/sink_io.h"
 
+namespace receiver {
 namespace {
 
 struct FifoDeleter {
@@ -23,10 +24,10 @@ constexpr size_t kConvertFrames = 8192;  // at most so many in one conversion
 
 }  // namespace
 
-class CAudioEncoder::Encoder {
+class AudioEncoder::Encoder {
 public:
     Encoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
-            const RecordingTags& tags, IRecordingSink& sink)
+            const RecordingTags& tags, RecordingSink& sink)
         : io_(sink), inputChannels_(channels) {
         SilenceFfmpegLog();
         muxer_ = MakeMuxer(format, io_.Context());
@@ -168,7 +169,7 @@ private:
         }
     }
 
-    CSinkIo io_;
+    SinkIo io_;
     const int inputChannels_;
     OutputContextPtr muxer_;
     CodecContextPtr codec_;
@@ -181,20 +182,22 @@ private:
     std::string failure_;
 };
 
-CAudioEncoder::CAudioEncoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
-                             const RecordingTags& tags, IRecordingSink& sink)
+AudioEncoder::AudioEncoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
+                           const RecordingTags& tags, RecordingSink& sink)
     : encoder_(std::make_unique<Encoder>(format, sampleRate, channels, tags, sink)) {}
 
-CAudioEncoder::~CAudioEncoder() = default;
+AudioEncoder::~AudioEncoder() = default;
 
-bool CAudioEncoder::Write(const int16_t* pcm, size_t frames) {
+bool AudioEncoder::Write(const int16_t* pcm, size_t frames) {
     return encoder_->Write(pcm, frames);
 }
 
-bool CAudioEncoder::Finish() {
+bool AudioEncoder::Finish() {
     return encoder_->Finish();
 }
 
-std::string CAudioEncoder::FailureText() const {
+std::string AudioEncoder::FailureText() const {
     return encoder_->FailureText();
 }
+
+}  // namespace receiver

@@ -16,16 +16,18 @@
 #include "recording/output_format.h"
 #include "recording/recording_sink.h"
 
+namespace receiver {
+
 using RecordingTags = std::vector<std::pair<std::string, std::string>>;
 
-class CAudioEncoder final {
+class AudioEncoder final {
 public:
     // Writes the file's head. The sink outlives the object.
-    CAudioEncoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
-                  const RecordingTags& tags, IRecordingSink& sink);
-    ~CAudioEncoder();
-    CAudioEncoder(const CAudioEncoder&) = delete;
-    CAudioEncoder& operator=(const CAudioEncoder&) = delete;
+    AudioEncoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
+                 const RecordingTags& tags, RecordingSink& sink);
+    ~AudioEncoder();
+    AudioEncoder(const AudioEncoder&) = delete;
+    AudioEncoder& operator=(const AudioEncoder&) = delete;
 
     // After a failure nothing more is taken.
     bool Write(const int16_t* pcm, size_t frames);
@@ -39,3 +41,5 @@ private:
     class Encoder;
     std::unique_ptr<Encoder> encoder_;
 };
+
+}  // namespace receiver

@@ -1,5 +1,7 @@
 #include "recording/muxer.h"
 
+namespace receiver {
+
 std::string FfmpegErrorText(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(code, text, sizeof(text));
@@ -33,3 +35,5 @@ int WriteMuxerHead(AVFormatContext& muxer, const RecordingTags& tags, const char
     const DictionaryPtr left(dictionary);
     return result;
 }
+
+}  // namespace receiver

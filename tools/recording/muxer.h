@@ -10,6 +10,8 @@
 #include "recording/audio_encoder.h"
 #include "recording/output_format.h"
 
+namespace receiver {
+
 struct OutputContextDeleter {
     void operator()(AVFormatContext* context) const { avformat_free_context(context); }
 };
@@ -29,3 +31,5 @@ T* Check(T* object, const char* what) {
 OutputContextPtr MakeMuxer(const OutputFormat& format, AVIOContext* io);
 // FFmpeg's result. `options` as in OutputFormat.
 int WriteMuxerHead(AVFormatContext& muxer, const RecordingTags& tags, const char* options);
+
+}  // namespace receiver

@@ -7,12 +7,14 @@
 #include <filesystem>
 #include <string>
 
-class COutputFile final {
+namespace receiver {
+
+class OutputFile final {
 public:
-    COutputFile() = default;
-    ~COutputFile() { Close(); }
-    COutputFile(const COutputFile&) = delete;
-    COutputFile& operator=(const COutputFile&) = delete;
+    OutputFile() = default;
+    ~OutputFile() { Close(); }
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
 
     // Creates the file; one that exists is emptied with `overwrite`, else refused.
     bool Create(const std::filesystem::path& path, bool overwrite);
@@ -35,7 +37,7 @@ private:
     std::string failure_;
 };
 
-class CStandardOutput final {
+class StandardOutput final {
 public:
     // All of the bytes, however long the reader takes; false once it is gone.
     bool Write(const void* data, size_t size);
@@ -44,3 +46,5 @@ public:
 private:
     std::string failure_;
 };
+
+}  // namespace receiver

@@ -6,6 +6,7 @@
 
 #include "recording/output_file.h"
 
+namespace receiver {
 namespace {
 
 std::string SystemText() {
@@ -14,14 +15,14 @@ std::string SystemText() {
 
 }  // namespace
 
-bool COutputFile::Create(const std::filesystem::path& path, bool overwrite) {
+bool OutputFile::Create(const std::filesystem::path& path, bool overwrite) {
     Close();
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (overwrite ? O_TRUNC : O_EXCL);
     native_ = open(path.c_str(), flags, 0666);
     return native_ != kClosed || Fail();
 }
 
-bool COutputFile::WriteAt(uint64_t offset, const void* data, size_t size) {
+bool OutputFile::WriteAt(uint64_t offset, const void* data, size_t size) {
     const char* at = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t written =
@@ -35,25 +36,25 @@ bool COutputFile::WriteAt(uint64_t offset, const void* data, size_t size) {
     return true;
 }
 
-bool COutputFile::Truncate(uint64_t size) {
+bool OutputFile::Truncate(uint64_t size) {
     return ftruncate(static_cast<int>(native_), static_cast<off_t>(size)) == 0 || Fail();
 }
 
-bool COutputFile::Flush() {
+bool OutputFile::Flush() {
     return fdatasync(static_cast<int>(native_)) == 0 || Fail();
 }
 
-void COutputFile::Close() {
+void OutputFile::Close() {
     if (native_ != kClosed) close(static_cast<int>(native_));
     native_ = kClosed;
 }
 
-bool COutputFile::Fail() {
+bool OutputFile::Fail() {
     failure_ = SystemText();
     return false;
 }
 
-bool CStandardOutput::Write(const void* data, size_t size) {
+bool StandardOutput::Write(const void* data, size_t size) {
     const char* at = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t written = write(STDOUT_FILENO, at, size);
@@ -67,3 +68,5 @@ bool CStandardOutput::Write(const void* data, size_t size) {
     }
     return true;
 }
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 
 #include "recording/output_file.h"
 
+namespace receiver {
 namespace {
 
 HANDLE HandleOf(std::intptr_t native) {
@@ -22,7 +23,7 @@ DWORD Piece(size_t size) {
 
 }  // namespace
 
-bool COutputFile::Create(const std::filesystem::path& path, bool overwrite) {
+bool OutputFile::Create(const std::filesystem::path& path, bool overwrite) {
     Close();
     const HANDLE handle =
         CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ, nullptr,
@@ -31,7 +32,7 @@ bool COutputFile::Create(const std::filesystem::path& path, bool overwrite) {
     return native_ != kClosed || Fail();
 }
 
-bool COutputFile::WriteAt(uint64_t offset, const void* data, size_t size) {
+bool OutputFile::WriteAt(uint64_t offset, const void* data, size_t size) {
     const char* at = static_cast<const char*>(data);
     while (size > 0) {
         OVERLAPPED position = {};
@@ -48,28 +49,28 @@ bool COutputFile::WriteAt(uint64_t offset, const void* data, size_t size) {
     return true;
 }
 
-bool COutputFile::Truncate(uint64_t size) {
+bool OutputFile::Truncate(uint64_t size) {
     FILE_END_OF_FILE_INFO end = {};
     end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
     return SetFileInformationByHandle(HandleOf(native_), FileEndOfFileInfo, &end, sizeof(end)) ||
            Fail();
 }
 
-bool COutputFile::Flush() {
+bool OutputFile::Flush() {
     return FlushFileBuffers(HandleOf(native_)) || Fail();
 }
 
-void COutputFile::Close() {
+void OutputFile::Close() {
     if (native_ != kClosed) CloseHandle(HandleOf(native_));
     native_ = kClosed;
 }
 
-bool COutputFile::Fail() {
+bool OutputFile::Fail() {
     failure_ = SystemText();
     return false;
 }
 
-bool CStandardOutput::Write(const void* data, size_t size) {
+bool StandardOutput::Write(const void* data, size_t size) {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     const char* at = static_cast<const char*>(data);
     while (size > 0) {
@@ -83,3 +84,5 @@ bool CStandardOutput::Write(const void* data, size_t size) {
     }
     return true;
 }
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 
 #include "audio/ffmpeg.h"
 
+namespace receiver {
 namespace {
 
 // The first format of an extension whose encoder exists is taken. An MP4 file is recorded
@@ -59,3 +60,5 @@ std::string SupportedExtensions() {
     }
     return list;
 }
+
+}  // namespace receiver

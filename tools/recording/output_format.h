@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace receiver {
+
 struct OutputFormat {
     const char* extension;  // lower case, with the dot
     const char* muxer;
@@ -23,3 +25,5 @@ const OutputFormat& OutputFormatFor(std::string_view fileName);
 const OutputFormat& WavFormat();
 // The extensions that can be written here, as ".wav .flac ...".
 std::string SupportedExtensions();
+
+}  // namespace receiver

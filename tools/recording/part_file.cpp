@@ -4,6 +4,8 @@
 #include <system_error>
 #include <utility>
 
+namespace receiver {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -19,9 +21,9 @@ std::string TextOf(const fs::path& path) {
     return {text.begin(), text.end()};
 }
 
-class CFileSink final : public IRecordingSink {
+class FileSink final : public RecordingSink {
 public:
-    explicit CFileSink(COutputFile& file) : file_(file) {}
+    explicit FileSink(OutputFile& file) : file_(file) {}
     bool CanSeek() const override { return true; }
     bool WriteAt(uint64_t offset, const void* data, size_t size) override {
         return file_.WriteAt(offset, data, size);
@@ -30,12 +32,12 @@ public:
     std::string FailureText() const override { return file_.FailureText(); }
 
 private:
-    COutputFile& file_;
+    OutputFile& file_;
 };
 
 }  // namespace
 
-CPartFile::CPartFile(fs::path target, bool overwrite)
+PartFile::PartFile(fs::path target, bool overwrite)
     : target_(std::move(target)), part_(PartOf(target_)), overwrite_(overwrite) {
     std::error_code error;
     if (fs::is_directory(target_, error)) {
@@ -58,27 +60,27 @@ CPartFile::CPartFile(fs::path target, bool overwrite)
     }
 }
 
-bool CPartFile::WriteAt(uint64_t offset, const void* data, size_t size) {
+bool PartFile::WriteAt(uint64_t offset, const void* data, size_t size) {
     if (file_.WriteAt(offset, data, size)) return true;
     failure_ = file_.FailureText();
     return false;
 }
 
-bool CPartFile::Truncate(uint64_t size) {
+bool PartFile::Truncate(uint64_t size) {
     if (file_.Truncate(size)) return true;
     failure_ = file_.FailureText();
     return false;
 }
 
-bool CPartFile::ReplaceBy(const Copy& copy) {
+bool PartFile::ReplaceBy(const Copy& copy) {
     if (!FlushAndClose(file_)) return false;
     fs::path changed = part_;
     changed += ".copy";
     std::error_code error;
     try {
-        COutputFile file;
+        OutputFile file;
         if (!file.Create(changed, true)) throw std::runtime_error(file.FailureText());
-        CFileSink sink(file);
+        FileSink sink(file);
         copy(part_, sink);
         if (!FlushAndClose(file)) throw std::runtime_error(failure_);
         fs::rename(changed, part_);
@@ -90,14 +92,14 @@ bool CPartFile::ReplaceBy(const Copy& copy) {
     return false;
 }
 
-bool CPartFile::FlushAndClose(COutputFile& file) {
+bool PartFile::FlushAndClose(OutputFile& file) {
     const bool flushed = !file.IsOpen() || file.Flush();
     if (!flushed) failure_ = file.FailureText();
     file.Close();
     return flushed;
 }
 
-bool CPartFile::Commit() {
+bool PartFile::Commit() {
     if (!FlushAndClose(file_)) return false;
     std::error_code error;
     if (!overwrite_ && fs::exists(target_, error)) {
@@ -110,8 +112,10 @@ bool CPartFile::Commit() {
     return false;
 }
 
-void CPartFile::Discard() {
+void PartFile::Discard() {
     file_.Close();
     std::error_code error;
     fs::remove(part_, error);  // an empty file that cannot be removed does no harm
 }
+
+}  // namespace receiver

@@ -8,13 +8,15 @@
 #include "recording/output_file.h"
 #include "recording/recording_sink.h"
 
-class CPartFile final : public IRecordingSink {
+namespace receiver {
+
+class PartFile final : public RecordingSink {
 public:
     // Creates the part file. Without `overwrite` neither it nor the target may exist.
     // Throws std::runtime_error with a text for people.
-    CPartFile(std::filesystem::path target, bool overwrite);
+    PartFile(std::filesystem::path target, bool overwrite);
     // What was neither committed nor discarded stays as the part file.
-    ~CPartFile() override = default;
+    ~PartFile() override = default;
 
     bool CanSeek() const override { return true; }
     bool WriteAt(uint64_t offset, const void* data, size_t size) override;
@@ -24,7 +26,7 @@ public:
     // Makes a changed copy of the whole file and puts it in the part file's place, which
     // is never gone meanwhile. `copy` reads a file and writes a sink, and may throw
     // std::exception. False leaves the part file as it was. Ends the writing.
-    using Copy = std::function<void(const std::filesystem::path& from, IRecordingSink& to)>;
+    using Copy = std::function<void(const std::filesystem::path& from, RecordingSink& to)>;
     bool ReplaceBy(const Copy& copy);
     // Puts the file onto the disk and under its name. False leaves the part file.
     bool Commit();
@@ -33,17 +35,17 @@ public:
     const std::filesystem::path& PartPath() const { return part_; }
 
 private:
-    bool FlushAndClose(COutputFile& file);
+    bool FlushAndClose(OutputFile& file);
 
     const std::filesystem::path target_;
     const std::filesystem::path part_;
     const bool overwrite_;
-    COutputFile file_;
+    OutputFile file_;
     std::string failure_;
 };
 
 // Standard output as a sink.
-class CStandardOutputSink final : public IRecordingSink {
+class StandardOutputSink final : public RecordingSink {
 public:
     bool CanSeek() const override { return false; }
     bool WriteAt(uint64_t, const void* data, size_t size) override {
@@ -53,5 +55,7 @@ public:
     std::string FailureText() const override { return output_.FailureText(); }
 
 private:
-    CStandardOutput output_;
+    StandardOutput output_;
 };
+
+}  // namespace receiver

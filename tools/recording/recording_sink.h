@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <string>
 
-class IRecordingSink {
+namespace receiver {
+
+class RecordingSink {
 public:
-    IRecordingSink() = default;
-    IRecordingSink(const IRecordingSink&) = delete;
-    IRecordingSink& operator=(const IRecordingSink&) = delete;
-    virtual ~IRecordingSink() = default;
+    RecordingSink() = default;
+    RecordingSink(const RecordingSink&) = delete;
+    RecordingSink& operator=(const RecordingSink&) = delete;
+    virtual ~RecordingSink() = default;
 
     virtual bool CanSeek() const = 0;
     // All of the bytes, or false; some may then have been written. Without CanSeek
@@ -24,3 +26,5 @@ public:
     // The cause of the last failure, for people.
     virtual std::string FailureText() const = 0;
 };
+
+}  // namespace receiver

@@ -11,9 +11,11 @@
 #include "audio/ffmpeg.h"
 #include "recording/recording_sink.h"
 
-class CSinkIo final {
+namespace receiver {
+
+class SinkIo final {
 public:
-    explicit CSinkIo(IRecordingSink& sink);  // throws std::runtime_error
+    explicit SinkIo(RecordingSink& sink);  // throws std::runtime_error
 
     AVIOContext* Context() const { return context_.get(); }
     // Hands on what FFmpeg has buffered. False once a write has failed.
@@ -33,7 +35,7 @@ private:
     static int WritePacket(void* self, uint8_t* data, int size);
     static int64_t Seek(void* self, int64_t offset, int whence);
 
-    IRecordingSink& sink_;
+    RecordingSink& sink_;
     std::unique_ptr<AVIOContext, ContextDeleter> context_;
     uint64_t position_ = 0;
     uint64_t size_ = 0;
@@ -41,3 +43,5 @@ private:
     bool dropping_ = false;  // FFmpeg's leftovers go nowhere
     std::string failure_;
 };
+
+}  // namespace receiver

@@ -3,6 +3,7 @@
 #include "recording/muxer.h"
 #include "recording/sink_io.h"
 
+namespace receiver {
 namespace {
 
 InputContextPtr OpenRecording(const std::filesystem::path& path) {
@@ -41,10 +42,10 @@ double CopyPackets(AVFormatContext& input, AVFormatContext& muxer) {
 }  // namespace
 
 void CopyWithTags(const std::filesystem::path& from, const OutputFormat& format,
-                  const RecordingTags& tags, double leastSeconds, IRecordingSink& to) {
+                  const RecordingTags& tags, double leastSeconds, RecordingSink& to) {
     SilenceFfmpegLog();
     const InputContextPtr input = OpenRecording(from);
-    CSinkIo io(to);
+    SinkIo io(to);
     try {
         const OutputContextPtr muxer = MakeMuxer(format, io.Context());
         const AVStream& source = *input->streams[0];
@@ -64,3 +65,5 @@ void CopyWithTags(const std::filesystem::path& from, const OutputFormat& format,
         throw;
     }
 }
+
+}  // namespace receiver

@@ -12,7 +12,11 @@
 #include "recording/output_format.h"
 #include "recording/recording_sink.h"
 
+namespace receiver {
+
 // The sink is seekable. Less audio than `leastSeconds`, because the recording could not
 // be read to its end, is an error.
 void CopyWithTags(const std::filesystem::path& from, const OutputFormat& format,
-                  const RecordingTags& tags, double leastSeconds, IRecordingSink& to);
+                  const RecordingTags& tags, double leastSeconds, RecordingSink& to);
+
+}  // namespace receiver

@@ -4,13 +4,13 @@
 
 #include <memory>
 
-class CPcmPipeCancellation;
-
 namespace receiver {
 
-class CCancellation final {
+class CPcmPipeCancellation;
+
+class Cancellation final {
 public:
-    CCancellation();  // throws std::runtime_error when the system refuses an event
+    Cancellation();  // throws std::runtime_error when the system refuses an event
 
     void Cancel() noexcept;
     bool IsCancelled() const noexcept;

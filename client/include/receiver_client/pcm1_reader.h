@@ -25,7 +25,7 @@ struct PcmFormat {
     uint32_t FrameBytes() const { return channels * 2U; }
 };
 
-class CPcm1Reader final {
+class Pcm1Reader final {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
@@ -36,10 +36,10 @@ public:
         kError,
     };
 
-    explicit CPcm1Reader(const CCancellation& cancellation);
-    ~CPcm1Reader();
-    CPcm1Reader(const CPcm1Reader&) = delete;
-    CPcm1Reader& operator=(const CPcm1Reader&) = delete;
+    explicit Pcm1Reader(const Cancellation& cancellation);
+    ~Pcm1Reader();
+    Pcm1Reader(const Pcm1Reader&) = delete;
+    Pcm1Reader& operator=(const Pcm1Reader&) = delete;
 
     // Connects to the URI of a READY event and reads the stream's header. The receiver
     // gives up on a client that connects and then does not read for a second.

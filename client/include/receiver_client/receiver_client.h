@@ -20,14 +20,14 @@
 
 namespace receiver {
 
-class CReceiverClient final {
+class ReceiverClient final {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
-    explicit CReceiverClient(const CCancellation& cancellation);
-    ~CReceiverClient();
-    CReceiverClient(const CReceiverClient&) = delete;
-    CReceiverClient& operator=(const CReceiverClient&) = delete;
+    explicit ReceiverClient(const Cancellation& cancellation);
+    ~ReceiverClient();
+    ReceiverClient(const ReceiverClient&) = delete;
+    ReceiverClient& operator=(const ReceiverClient&) = delete;
 
     // Connects to a receiver's control pipe, waiting while it does not listen yet or
     // serves another client, and introduces itself. Events of an earlier connection

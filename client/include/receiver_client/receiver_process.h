@@ -16,19 +16,19 @@
 
 namespace receiver {
 
-class CReceiverProcess final {
+class ReceiverProcess final {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
-    explicit CReceiverProcess(const CCancellation& cancellation);
-    ~CReceiverProcess();  // kills a receiver that still runs; see CReceiverClient::Shutdown
-    CReceiverProcess(const CReceiverProcess&) = delete;
-    CReceiverProcess& operator=(const CReceiverProcess&) = delete;
+    explicit ReceiverProcess(const Cancellation& cancellation);
+    ~ReceiverProcess();  // kills a receiver that still runs; see ReceiverClient::Shutdown
+    ReceiverProcess(const ReceiverProcess&) = delete;
+    ReceiverProcess& operator=(const ReceiverProcess&) = delete;
 
     // Starts `program` with a control pipe of a new name and returns once it listens.
     // The receiver logs to files beside and named after `logPath`. Once only.
     bool Start(const std::string& program, const std::string& logPath, Milliseconds timeout);
-    // Where CReceiverClient::Connect finds it; valid after Start.
+    // Where ReceiverClient::Connect finds it; valid after Start.
     const std::string& ControlUri() const;
     uint32_t ProcessId() const;
     // Nothing while it still runs.

@@ -14,6 +14,8 @@
 #include "audio/audio_file.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 // What every file under test plays: noise, 44100 Hz, 16 bits, stereo, about a third of a second.
 TestPcm ContractPcm();
 
@@ -44,3 +46,5 @@ protected:
 inline std::string NameOfCase(const testing::TestParamInfo<AudioFileCase>& info) {
     return info.param.name;
 }
+
+}  // namespace receiver

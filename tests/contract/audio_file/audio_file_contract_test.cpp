@@ -5,6 +5,8 @@
 
 #include "support/pcm_reading.h"
 
+namespace receiver {
+
 TestPcm ContractPcm() {
     return MakeNoise(7, 44100, 2, 15000);
 }
@@ -122,3 +124,5 @@ TEST_P(AudioFileContractTest, AClosedFileOpensAgainIfItsKindDoes) {
         EXPECT_EQ(ReadToEnd(File()).bytes, BytesOf(ContractPcm()));
     }
 }
+
+}  // namespace receiver

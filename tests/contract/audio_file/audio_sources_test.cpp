@@ -9,6 +9,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 class DecoderSubject final : public AudioFileUnderTest {
@@ -20,7 +21,7 @@ public:
     std::string Path() override { return folder_.File("audio"); }
 
 private:
-    CTempFolder folder_;
+    TempFolder folder_;
     CFFmpegStreamingDecoder file_;
 };
 
@@ -36,7 +37,7 @@ public:
     std::string Path() override { return station_.Url("/audio"); }
 
 private:
-    CHttpStation station_;
+    HttpStation station_;
     CFFmpegNetworkAudioFile file_{nullptr, kTestDeadlineMs};
 };
 
@@ -68,3 +69,5 @@ INSTANTIATE_TEST_SUITE_P(
         AudioFileCase{"Network", [] { return std::make_unique<NetworkSubject>(); }},
         AudioFileCase{"RubberBuffer", [] { return std::make_unique<BufferSubject>(); }}),
     NameOfCase);
+
+}  // namespace receiver

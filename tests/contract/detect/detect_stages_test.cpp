@@ -6,6 +6,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 class DetectorSubject final : public AudioFileUnderTest {
@@ -15,7 +16,7 @@ public:
     std::string Path() override { return folder_.File("audio.wav"); }
 
 private:
-    CTempFolder folder_;
+    TempFolder folder_;
     // A threshold of 1 lets every word match, so that the callback is busy.
     CDetectorAudioFile file_{std::make_unique<CFFmpegStreamingDecoder>(),
                              {ReferenceFingerprint{0, std::vector<uint32_t>(16)}},
@@ -64,7 +65,7 @@ public:
     std::string Path() override { return folder_.File("audio.wav"); }
 
 private:
-    CTempFolder folder_;
+    TempFolder folder_;
     std::unique_ptr<ProgramOfFile> file_;
 };
 
@@ -75,3 +76,5 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(AudioFileCase{"Detector", [] { return std::make_unique<DetectorSubject>(); }},
                     AudioFileCase{"Program", [] { return std::make_unique<ProgramSubject>(); }}),
     NameOfCase);
+
+}  // namespace receiver

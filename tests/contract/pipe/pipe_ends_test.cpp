@@ -14,6 +14,7 @@
 #include "platform/error_codes.h"
 #include "platform/ids.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kSoonMs = 10000;
@@ -25,7 +26,7 @@ uint64_t Soon() {
 
 enum class End { kServer, kClient };
 
-class PipeEnds : public testing::TestWithParam<End> {
+class PipeEndsTest : public testing::TestWithParam<End> {
 protected:
     void SetUp() override {
         const std::string uri = "pcm-pipe://contract-" + CreateInstanceId();
@@ -51,12 +52,12 @@ protected:
     std::array<char, 64> bytes_{};
 };
 
-INSTANTIATE_TEST_SUITE_P(BothEnds, PipeEnds, testing::Values(End::kServer, End::kClient),
+INSTANTIATE_TEST_SUITE_P(BothEnds, PipeEndsTest, testing::Values(End::kServer, End::kClient),
                          [](const auto& instance) {
                              return instance.param == End::kServer ? "Server" : "Client";
                          });
 
-TEST_P(PipeEnds, ReadGivesTheBytesThatThePeerWrote) {
+TEST_P(PipeEndsTest, ReadGivesTheBytesThatThePeerWrote) {
     ASSERT_TRUE(WriteFar("hello"));
 
     size_t transferred = 99;
@@ -67,7 +68,7 @@ TEST_P(PipeEnds, ReadGivesTheBytesThatThePeerWrote) {
     EXPECT_EQ(near_.LastError(), kErrorNone);
 }
 
-TEST_P(PipeEnds, ReadLeavesWhatItWasNotAskedFor) {
+TEST_P(PipeEndsTest, ReadLeavesWhatItWasNotAskedFor) {
     ASSERT_TRUE(WriteFar("abcdef"));
 
     ASSERT_TRUE(near_.Read(bytes_.data(), 4, Soon()));
@@ -76,7 +77,7 @@ TEST_P(PipeEnds, ReadLeavesWhatItWasNotAskedFor) {
     EXPECT_EQ(std::string(bytes_.data(), 6), "abcdef");
 }
 
-TEST_P(PipeEnds, ReadJoinsPiecesThatArriveOneByOne) {
+TEST_P(PipeEndsTest, ReadJoinsPiecesThatArriveOneByOne) {
     std::thread writer([this] {
         EXPECT_TRUE(WriteFar("abc"));
         EXPECT_TRUE(WriteFar("defg"));
@@ -91,7 +92,7 @@ TEST_P(PipeEnds, ReadJoinsPiecesThatArriveOneByOne) {
     EXPECT_EQ(transferred, 9u);
 }
 
-TEST_P(PipeEnds, WriteLargerThanAnyBufferArrivesWhole) {
+TEST_P(PipeEndsTest, WriteLargerThanAnyBufferArrivesWhole) {
     std::vector<char> sent(kMoreThanAnyBuffer / 4);
     for (size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 31 + i / 251);
     std::thread writer([&] { EXPECT_TRUE(far_.Write(sent.data(), sent.size(), Soon())); });
@@ -103,7 +104,7 @@ TEST_P(PipeEnds, WriteLargerThanAnyBufferArrivesWhole) {
     EXPECT_TRUE(received == sent);
 }
 
-TEST_P(PipeEnds, BothDirectionsAreIndependent) {
+TEST_P(PipeEndsTest, BothDirectionsAreIndependent) {
     ASSERT_TRUE(WriteFar("ping"));
     ASSERT_TRUE(near_.Write("pong", 4, Soon()));
 
@@ -115,7 +116,7 @@ TEST_P(PipeEnds, BothDirectionsAreIndependent) {
     EXPECT_EQ(std::string(atFar.data(), 4), "pong");
 }
 
-TEST_P(PipeEnds, ReadOfNothingSucceedsEvenWhenCancelledAndLate) {
+TEST_P(PipeEndsTest, ReadOfNothingSucceedsEvenWhenCancelledAndLate) {
     nearCancellation_.Cancel();
 
     size_t transferred = 99;
@@ -124,14 +125,14 @@ TEST_P(PipeEnds, ReadOfNothingSucceedsEvenWhenCancelledAndLate) {
     EXPECT_EQ(near_.LastError(), kErrorNone);
 }
 
-TEST_P(PipeEnds, WriteOfNothingSucceedsEvenWhenCancelledAndLate) {
+TEST_P(PipeEndsTest, WriteOfNothingSucceedsEvenWhenCancelledAndLate) {
     nearCancellation_.Cancel();
 
     EXPECT_TRUE(near_.Write(nullptr, 0, 0));
     EXPECT_EQ(near_.LastError(), kErrorNone);
 }
 
-TEST_P(PipeEnds, ReadAfterItsDeadlineTakesNothing) {
+TEST_P(PipeEndsTest, ReadAfterItsDeadlineTakesNothing) {
     ASSERT_TRUE(WriteFar("x"));
 
     size_t transferred = 99;
@@ -141,7 +142,7 @@ TEST_P(PipeEnds, ReadAfterItsDeadlineTakesNothing) {
     EXPECT_TRUE(near_.Read(bytes_.data(), 1, Soon()));
 }
 
-TEST_P(PipeEnds, WriteAfterItsDeadlineSendsNothing) {
+TEST_P(PipeEndsTest, WriteAfterItsDeadlineSendsNothing) {
     EXPECT_FALSE(near_.Write("x", 1, TickMs()));
     EXPECT_EQ(near_.LastError(), kErrorTimedOut);
 
@@ -150,7 +151,7 @@ TEST_P(PipeEnds, WriteAfterItsDeadlineSendsNothing) {
     EXPECT_EQ(available, 0u);
 }
 
-TEST_P(PipeEnds, CancellationGoesBeforeThePassedDeadline) {
+TEST_P(PipeEndsTest, CancellationGoesBeforeThePassedDeadline) {
     nearCancellation_.Cancel();
 
     EXPECT_FALSE(near_.Read(bytes_.data(), 1, 0));
@@ -159,7 +160,7 @@ TEST_P(PipeEnds, CancellationGoesBeforeThePassedDeadline) {
     EXPECT_EQ(near_.LastError(), kErrorCancelled);
 }
 
-TEST_P(PipeEnds, ReadThatTimesOutReportsThePartThatCame) {
+TEST_P(PipeEndsTest, ReadThatTimesOutReportsThePartThatCame) {
     ASSERT_TRUE(WriteFar("abc"));
 
     const uint64_t deadline = TickMs() + 30;
@@ -171,7 +172,7 @@ TEST_P(PipeEnds, ReadThatTimesOutReportsThePartThatCame) {
 }
 
 // The shortest patience there is, so that bytes come before, while and after it ends.
-TEST_P(PipeEnds, ReadsThatGoOnAfterTimeOutsLoseAndRepeatNothing) {
+TEST_P(PipeEndsTest, ReadsThatGoOnAfterTimeOutsLoseAndRepeatNothing) {
     constexpr int kAnswers = 500;
     const std::string answer = "0123456789abcdef";
     std::thread far([&] {
@@ -195,7 +196,7 @@ TEST_P(PipeEnds, ReadsThatGoOnAfterTimeOutsLoseAndRepeatNothing) {
     far.join();
 }
 
-TEST_P(PipeEnds, ACancelledReadHasReportedOrLeftEveryByte) {
+TEST_P(PipeEndsTest, ACancelledReadHasReportedOrLeftEveryByte) {
     ASSERT_TRUE(WriteFar("ab"));
     std::thread canceller([this] { nearCancellation_.Cancel(); });
 
@@ -207,7 +208,7 @@ TEST_P(PipeEnds, ACancelledReadHasReportedOrLeftEveryByte) {
     EXPECT_EQ(transferred + available, 2u);
 }
 
-TEST_P(PipeEnds, ReadDoesNotTimeOutBeforeItsDeadline) {
+TEST_P(PipeEndsTest, ReadDoesNotTimeOutBeforeItsDeadline) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(near_.Read(bytes_.data(), 1, TickMs() + 100));
     EXPECT_EQ(near_.LastError(), kErrorTimedOut);
@@ -215,14 +216,14 @@ TEST_P(PipeEnds, ReadDoesNotTimeOutBeforeItsDeadline) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
 }
 
-TEST_P(PipeEnds, WriteThatNobodyReadsTimesOut) {
+TEST_P(PipeEndsTest, WriteThatNobodyReadsTimesOut) {
     const std::vector<char> bytes(kMoreThanAnyBuffer);
 
     EXPECT_FALSE(near_.Write(bytes.data(), bytes.size(), TickMs() + 30));
     EXPECT_EQ(near_.LastError(), kErrorTimedOut);
 }
 
-TEST_P(PipeEnds, ReadFailsWhenThePeerClosesMeanwhile) {
+TEST_P(PipeEndsTest, ReadFailsWhenThePeerClosesMeanwhile) {
     ASSERT_TRUE(WriteFar("ab"));
     std::thread closer([this] { far_.Close(); });
 
@@ -234,7 +235,7 @@ TEST_P(PipeEnds, ReadFailsWhenThePeerClosesMeanwhile) {
     EXPECT_EQ(transferred, 2u);
 }
 
-TEST_P(PipeEnds, WhatThePeerWroteBeforeItClosedCanStillBeRead) {
+TEST_P(PipeEndsTest, WhatThePeerWroteBeforeItClosedCanStillBeRead) {
     ASSERT_TRUE(WriteFar("last words"));
     far_.Close();
 
@@ -244,7 +245,7 @@ TEST_P(PipeEnds, WhatThePeerWroteBeforeItClosedCanStillBeRead) {
     EXPECT_EQ(near_.LastError(), kErrorBrokenPipe);
 }
 
-TEST_P(PipeEnds, WriteToAPeerThatIsGoneFails) {
+TEST_P(PipeEndsTest, WriteToAPeerThatIsGoneFails) {
     far_.Close();
 
     EXPECT_FALSE(near_.Write("x", 1, Soon()));
@@ -252,7 +253,7 @@ TEST_P(PipeEnds, WriteToAPeerThatIsGoneFails) {
         << near_.LastError();
 }
 
-TEST_P(PipeEnds, PeekCountsWhatCanBeRead) {
+TEST_P(PipeEndsTest, PeekCountsWhatCanBeRead) {
     size_t available = 99;
     ASSERT_TRUE(near_.Peek(&available));
     EXPECT_EQ(available, 0u);
@@ -266,7 +267,7 @@ TEST_P(PipeEnds, PeekCountsWhatCanBeRead) {
     EXPECT_EQ(std::string(bytes_.data(), 5), "abcde");
 }
 
-TEST_P(PipeEnds, PeekFailsOnlyWhenThePeerIsGoneAndAllIsRead) {
+TEST_P(PipeEndsTest, PeekFailsOnlyWhenThePeerIsGoneAndAllIsRead) {
     ASSERT_TRUE(WriteFar("abc"));
     far_.Close();
 
@@ -280,7 +281,7 @@ TEST_P(PipeEnds, PeekFailsOnlyWhenThePeerIsGoneAndAllIsRead) {
     EXPECT_EQ(available, 0u);
 }
 
-TEST_P(PipeEnds, SuccessClearsTheLastError) {
+TEST_P(PipeEndsTest, SuccessClearsTheLastError) {
     ASSERT_FALSE(near_.Read(bytes_.data(), 1, 0));
     ASSERT_EQ(near_.LastError(), kErrorTimedOut);
 
@@ -289,7 +290,7 @@ TEST_P(PipeEnds, SuccessClearsTheLastError) {
     EXPECT_EQ(near_.LastError(), kErrorNone);
 }
 
-TEST_P(PipeEnds, CancellationFromAnotherThreadEndsARead) {
+TEST_P(PipeEndsTest, CancellationFromAnotherThreadEndsARead) {
     ASSERT_TRUE(WriteFar("ab"));
     std::thread canceller([this] { nearCancellation_.Cancel(); });
 
@@ -298,7 +299,7 @@ TEST_P(PipeEnds, CancellationFromAnotherThreadEndsARead) {
     EXPECT_EQ(near_.LastError(), kErrorCancelled);
 }
 
-TEST_P(PipeEnds, CancellationFromAnotherThreadEndsAWriteThatIsUnderWay) {
+TEST_P(PipeEndsTest, CancellationFromAnotherThreadEndsAWriteThatIsUnderWay) {
     const std::vector<char> bytes(kMoreThanAnyBuffer);
     std::thread canceller([this] {
         char first = 0;
@@ -313,7 +314,7 @@ TEST_P(PipeEnds, CancellationFromAnotherThreadEndsAWriteThatIsUnderWay) {
 
 // Nothing of the cancelled read is left to the system: what arrives later stays out of the
 // buffer and in the pipe.
-TEST_P(PipeEnds, ACancelledReadLeavesNothingOutstanding) {
+TEST_P(PipeEndsTest, ACancelledReadLeavesNothingOutstanding) {
     std::thread canceller([this] { nearCancellation_.Cancel(); });
     EXPECT_FALSE(near_.Read(bytes_.data(), 4, Soon()));
     canceller.join();
@@ -325,7 +326,7 @@ TEST_P(PipeEnds, ACancelledReadLeavesNothingOutstanding) {
     EXPECT_EQ(bytes_, (std::array<char, 64>{}));
 }
 
-TEST_P(PipeEnds, ATimedOutReadLeavesNothingOutstanding) {
+TEST_P(PipeEndsTest, ATimedOutReadLeavesNothingOutstanding) {
     EXPECT_FALSE(near_.Read(bytes_.data(), 4, TickMs() + 20));
 
     ASSERT_TRUE(WriteFar("late"));
@@ -334,7 +335,7 @@ TEST_P(PipeEnds, ATimedOutReadLeavesNothingOutstanding) {
     EXPECT_EQ(std::string(bytes_.data(), 4), "late");
 }
 
-TEST_P(PipeEnds, AClosedEndpointRefusesEveryTransfer) {
+TEST_P(PipeEndsTest, AClosedEndpointRefusesEveryTransfer) {
     near_.Close();
 
     size_t available = 99;
@@ -348,3 +349,4 @@ TEST_P(PipeEnds, AClosedEndpointRefusesEveryTransfer) {
 }
 
 }  // namespace
+}  // namespace receiver

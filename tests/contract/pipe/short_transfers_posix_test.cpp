@@ -9,9 +9,10 @@
 #include <cerrno>
 #include <utility>
 
+namespace receiver {
 namespace {
 
-constexpr size_t kMostBytes = 611;
+constexpr size_t kMaxBytes = 611;
 
 std::atomic<unsigned> shortenedTransfers{0};
 std::atomic<unsigned> interruptedCalls{0};
@@ -26,8 +27,8 @@ bool IsInterrupted(bool& isSecond) {
 }
 
 size_t Shorten(size_t count) {
-    if (count > kMostBytes) ++shortenedTransfers;
-    return std::min(count, kMostBytes);
+    if (count > kMaxBytes) ++shortenedTransfers;
+    return std::min(count, kMaxBytes);
 }
 
 // The suite means nothing if the linker let the real calls through.
@@ -75,3 +76,5 @@ int __wrap_accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
 }
 
 }  // extern "C"
+
+}  // namespace receiver

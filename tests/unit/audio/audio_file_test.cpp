@@ -6,6 +6,7 @@
 
 #include "support/scripted_audio_file.h"
 
+namespace receiver {
 namespace {
 
 // The least that a stage of the chain is; its length and format are the test's.
@@ -40,7 +41,7 @@ private:
 
 }  // namespace
 
-TEST(AudioFileTest, FormatOfAFileNeverOpenedIsRefusedAndLeavesThePointer) {
+TEST(AudioFile, FormatOfAFileNeverOpenedIsRefusedAndLeavesThePointer) {
     PlainAudioFile file;
     const WAVEFORMATEX marker;
     const WAVEFORMATEX* format = &marker;
@@ -48,7 +49,7 @@ TEST(AudioFileTest, FormatOfAFileNeverOpenedIsRefusedAndLeavesThePointer) {
     EXPECT_EQ(format, &marker);
 }
 
-TEST(AudioFileTest, FormatOfAnOpenFileIsItsRecord) {
+TEST(AudioFile, FormatOfAnOpenFileIsItsRecord) {
     PlainAudioFile file;
     ASSERT_TRUE(file.Open(""));
     const WAVEFORMATEX* format = nullptr;
@@ -56,7 +57,7 @@ TEST(AudioFileTest, FormatOfAnOpenFileIsItsRecord) {
     EXPECT_EQ(format, file.Record());
 }
 
-TEST(AudioFileTest, InfoOfAClosedFileIsRefusedAndWritesNothing) {
+TEST(AudioFile, InfoOfAClosedFileIsRefusedAndWritesNothing) {
     PlainAudioFile file;
     AudioFileInfo info;
     std::memset(&info, 0x5A, sizeof info);
@@ -65,7 +66,7 @@ TEST(AudioFileTest, InfoOfAClosedFileIsRefusedAndWritesNothing) {
     EXPECT_EQ(std::memcmp(&info, &before, sizeof info), 0);
 }
 
-TEST(AudioFileTest, InfoGivesTheLengthInBytesSecondsAndMilliseconds) {
+TEST(AudioFile, InfoGivesTheLengthInBytesSecondsAndMilliseconds) {
     PlainAudioFile file;
     ASSERT_TRUE(file.Open(""));
     file.SetLength(176400 * 3 + 88200 + 176);  // 3.5 s and just below another millisecond
@@ -78,7 +79,7 @@ TEST(AudioFileTest, InfoGivesTheLengthInBytesSecondsAndMilliseconds) {
     EXPECT_EQ(info.sampleRate, 44100u);
 }
 
-TEST(AudioFileTest, InfoKeepsTheLowBitsOfALengthBeyond32Bits) {
+TEST(AudioFile, InfoKeepsTheLowBitsOfALengthBeyond32Bits) {
     PlainAudioFile file;
     ASSERT_TRUE(file.Open(""));
     file.SetLength((uint64_t{1} << 32) + 7);
@@ -89,7 +90,7 @@ TEST(AudioFileTest, InfoKeepsTheLowBitsOfALengthBeyond32Bits) {
     EXPECT_EQ(info.milliseconds, 887);
 }
 
-TEST(AudioFileTest, InfoOfAnUnknownLengthIsAllZero) {
+TEST(AudioFile, InfoOfAnUnknownLengthIsAllZero) {
     PlainAudioFile file;
     ASSERT_TRUE(file.Open(""));
     AudioFileInfo info{1, 1, 0, 0, 1};
@@ -99,7 +100,7 @@ TEST(AudioFileTest, InfoOfAnUnknownLengthIsAllZero) {
     EXPECT_EQ(info.milliseconds, 0);
 }
 
-TEST(AudioFileTest, InfoOfAFormatWithoutAByteRateDoesNotDivideByIt) {
+TEST(AudioFile, InfoOfAFormatWithoutAByteRateDoesNotDivideByIt) {
     ScriptedAudioFile file;
     file.record.nAvgBytesPerSec = 0;
     ASSERT_TRUE(file.Open(""));
@@ -108,12 +109,12 @@ TEST(AudioFileTest, InfoOfAFormatWithoutAByteRateDoesNotDivideByIt) {
     EXPECT_EQ(info.wholeSeconds, 0u);
 }
 
-TEST(AudioFileTest, PositionIsUnknownUnlessTheClassKnowsBetter) {
+TEST(AudioFile, PositionIsUnknownUnlessTheClassKnowsBetter) {
     PlainAudioFile file;
     EXPECT_EQ(file.GetPositionMs(), 0xFFFFFFFFu);
 }
 
-TEST(AudioFileTest, SilenceByteIsZeroFor16BitsAnd0x80For8) {
+TEST(AudioFile, SilenceByteIsZeroFor16BitsAnd0x80For8) {
     PlainAudioFile wide(16);
     PlainAudioFile narrow(8);
     ASSERT_TRUE(wide.Open("") && narrow.Open(""));
@@ -124,7 +125,7 @@ TEST(AudioFileTest, SilenceByteIsZeroFor16BitsAnd0x80For8) {
     EXPECT_EQ(silence, 0x80);
 }
 
-TEST(AudioFileTest, SilenceByteIsLeftAloneForOtherWidthsAndWhenClosed) {
+TEST(AudioFile, SilenceByteIsLeftAloneForOtherWidthsAndWhenClosed) {
     PlainAudioFile wide(32);
     PlainAudioFile closed(8);
     ASSERT_TRUE(wide.Open(""));
@@ -133,3 +134,5 @@ TEST(AudioFileTest, SilenceByteIsLeftAloneForOtherWidthsAndWhenClosed) {
     closed.GetSilenceByte(&silence);
     EXPECT_EQ(silence, 0x11);
 }
+
+}  // namespace receiver

@@ -8,10 +8,11 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr int kRounds = 40;
-constexpr size_t kMostBytes = size_t{64} << 20;
+constexpr size_t kMaxBytes = size_t{64} << 20;
 
 class DecoderFaultTest : public testing::TestWithParam<AudioCoding> {
 protected:
@@ -34,16 +35,16 @@ protected:
         const WAVEFORMATEX* format = nullptr;
         ASSERT_EQ(decoder.GetFormat(&format), 0u);
         ASSERT_GT(+format->nBlockAlign, 0);
-        const ReadOutcome outcome = ReadBytes(decoder, kMostBytes);
+        const ReadOutcome outcome = ReadBytes(decoder, kMaxBytes);
         EXPECT_FALSE(outcome.overrun);
         EXPECT_EQ(outcome.bytes.size() % 2, 0u);
         decoder.Seek(0.2F);
         ReadBytes(decoder, 100000);
     }
 
-    CTempFolder folder_;
+    TempFolder folder_;
     std::string bytes_;
-    CTestRandom random_{2};
+    TestRandom random_{2};
 };
 
 }  // namespace
@@ -70,3 +71,5 @@ TEST_P(DecoderFaultTest, AFileWithFlippedBytesIsAnswered) {
 
 INSTANTIATE_TEST_SUITE_P(Codings, DecoderFaultTest, testing::ValuesIn(kAllAudioCodings),
                          [](const auto& coding) { return std::string(NameOf(coding.param)); });
+
+}  // namespace receiver

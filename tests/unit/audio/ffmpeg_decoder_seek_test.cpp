@@ -9,6 +9,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr int kRate = 44100;
@@ -31,7 +32,7 @@ protected:
         EXPECT_NEAR(decoder_.GetPositionMs(), seconds * 1000.0, 1.0);
     }
 
-    CTempFolder folder_;
+    TempFolder folder_;
     const TestPcm pcm_ = MakeNoise(1, kRate, 2, kFrames);
     CFFmpegStreamingDecoder decoder_;
 };
@@ -145,3 +146,5 @@ TEST_F(DecoderSeekTest, LossyInputReachesItsTargets) {
         }
     }
 }
+
+}  // namespace receiver

@@ -6,11 +6,15 @@
 #include "support/scripted_audio_file.h"
 #include "support/tls_station_posix.h"
 
-TEST(NetworkTlsTest, ACertificateThatNobodyVouchesForIsRefused) {
-    CTlsStation station("audio/flac",
-                        EncodeAudio(MakeNoise(1, 44100, 2, 44100), AudioCoding::kFlac));
+namespace receiver {
+
+TEST(NetworkTls, ACertificateThatNobodyVouchesForIsRefused) {
+    TlsStation station("audio/flac",
+                       EncodeAudio(MakeNoise(1, 44100, 2, 44100), AudioCoding::kFlac));
     CFFmpegNetworkAudioFile file(nullptr, kTestDeadlineMs);
     EXPECT_EQ(file.Open(station.Url("/a.flac")), 0);
     EXPECT_EQ(file.ErrorCode(), kDecoderErrorOpen);
     EXPECT_EQ(station.ServedRequests(), 0u);
 }
+
+}  // namespace receiver

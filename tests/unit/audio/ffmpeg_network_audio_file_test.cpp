@@ -12,6 +12,7 @@
 #include "support/scripted_audio_file.h"
 #include "support/tcp_socket.h"
 
+namespace receiver {
 namespace {
 
 class NetworkTest : public testing::Test {
@@ -39,12 +40,12 @@ protected:
     const std::string flac_ = EncodeAudio(pcm_, AudioCoding::kFlac);
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_ =
         std::make_shared<CFFmpegNetworkCancellation>();
-    CHttpStation station_;
+    HttpStation station_;
 };
 
 // A port where nobody listens, until somebody else takes it.
 uint16_t FreePort() {
-    return CTcpSocket::ListenOnLoopback().Port();
+    return TcpSocket::ListenOnLoopback().Port();
 }
 
 }  // namespace
@@ -303,3 +304,5 @@ TEST_F(NetworkTest, AClosedStreamCanBeOpenedAgain) {
     ASSERT_TRUE(file->Open(station_.Url("/a")));
     EXPECT_EQ(ReadToEnd(*file).bytes, BytesOf(pcm_));
 }
+
+}  // namespace receiver

@@ -12,6 +12,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 class DecoderTest : public testing::Test {
@@ -31,7 +32,7 @@ protected:
         return outcome.bytes;
     }
 
-    CTempFolder folder_;
+    TempFolder folder_;
     CFFmpegStreamingDecoder decoder_;
 };
 
@@ -340,3 +341,5 @@ TEST_F(DecoderTest, AnExactLengthIsMeasuredAndReadingStartsAtTheBeginning) {
     EXPECT_EQ(info.lengthBytes, pcm.Bytes());
     EXPECT_EQ(ReadToEnd(decoder_).bytes, BytesOf(pcm));
 }
+
+}  // namespace receiver

@@ -6,7 +6,9 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-TEST(FfmpegTest, MessagesNeverReachTheStandardStreams) {
+namespace receiver {
+
+TEST(Ffmpeg, MessagesNeverReachTheStandardStreams) {
     SilenceFfmpegLog();
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
@@ -15,3 +17,5 @@ TEST(FfmpegTest, MessagesNeverReachTheStandardStreams) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
+
+}  // namespace receiver

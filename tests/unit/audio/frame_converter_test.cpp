@@ -4,6 +4,7 @@
 
 #include <vector>
 
+namespace receiver {
 namespace {
 
 CodecContextPtr MakeCodec(int rate, AVSampleFormat format, int channels) {
@@ -29,7 +30,7 @@ FramePtr MakeFrame(int rate, int channels, int samples) {
     return frame;
 }
 
-std::vector<int16_t> Convert(CFrameConverter& converter, const AVFrame& frame, int skip = 0) {
+std::vector<int16_t> Convert(FrameConverter& converter, const AVFrame& frame, int skip = 0) {
     EXPECT_TRUE(converter.Accept(frame));
     const auto bound = static_cast<size_t>(converter.OutputBound(frame.nb_samples - skip));
     std::vector<int16_t> output(bound * static_cast<size_t>(converter.OutputChannels()));
@@ -42,21 +43,21 @@ std::vector<int16_t> Convert(CFrameConverter& converter, const AVFrame& frame, i
 
 }  // namespace
 
-TEST(FrameConverterTest, InterleavesPlanesAtTheSameRateWithoutChange) {
-    CFrameConverter converter;
+TEST(FrameConverter, InterleavesPlanesAtTheSameRateWithoutChange) {
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 2), 44100, 16));
     const auto output = Convert(converter, *MakeFrame(44100, 2, 3));
     EXPECT_EQ(output, (std::vector<int16_t>{0, 0, 1, 1, 2, 2}));
 }
 
-TEST(FrameConverterTest, StartsAtTheSampleAskedFor) {
-    CFrameConverter converter;
+TEST(FrameConverter, StartsAtTheSampleAskedFor) {
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 2), 44100, 16));
     EXPECT_EQ(Convert(converter, *MakeFrame(44100, 2, 4), 2), (std::vector<int16_t>{2, 2, 3, 3}));
 }
 
-TEST(FrameConverterTest, AFrameOfFewerChannelsIsSpreadOverTheOutputChannels) {
-    CFrameConverter converter;
+TEST(FrameConverter, AFrameOfFewerChannelsIsSpreadOverTheOutputChannels) {
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 2), 44100, 16));
     Convert(converter, *MakeFrame(44100, 2, 100));
     const auto output = Convert(converter, *MakeFrame(44100, 1, 100));
@@ -64,29 +65,29 @@ TEST(FrameConverterTest, AFrameOfFewerChannelsIsSpreadOverTheOutputChannels) {
     EXPECT_EQ(output[198], output[199]);
 }
 
-TEST(FrameConverterTest, AFrameOfMoreChannelsIsMixedToTheOutputChannels) {
-    CFrameConverter converter;
+TEST(FrameConverter, AFrameOfMoreChannelsIsMixedToTheOutputChannels) {
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 1), 44100, 16));
     EXPECT_EQ(Convert(converter, *MakeFrame(44100, 6, 100)).size(), 100u);
     EXPECT_EQ(converter.OutputChannels(), 1);
 }
 
-TEST(FrameConverterTest, AFrameOfAnotherRateIsConvertedFromThatRate) {
-    CFrameConverter converter;
+TEST(FrameConverter, AFrameOfAnotherRateIsConvertedFromThatRate) {
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 1), 44100, 16));
     const auto output = Convert(converter, *MakeFrame(22050, 1, 2205));
     EXPECT_NEAR(static_cast<double>(output.size()), 4410.0, 64.0);
 }
 
-TEST(FrameConverterTest, RefusesWidthsOtherThan8And16And32Bits) {
-    CFrameConverter converter;
+TEST(FrameConverter, RefusesWidthsOtherThan8And16And32Bits) {
+    FrameConverter converter;
     for (const int bits : {0, 1, 24, 64}) {
         EXPECT_FALSE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16, 2), 44100, bits)) << bits;
     }
 }
 
-TEST(FrameConverterTest, RefusesRatesAndChannelCountsThatNoAudioHas) {
-    CFrameConverter converter;
+TEST(FrameConverter, RefusesRatesAndChannelCountsThatNoAudioHas) {
+    FrameConverter converter;
     EXPECT_FALSE(converter.Open(*MakeCodec(0, AV_SAMPLE_FMT_S16, 2), 44100, 16));
     EXPECT_FALSE(converter.Open(*MakeCodec(999, AV_SAMPLE_FMT_S16, 2), 44100, 16));
     EXPECT_FALSE(converter.Open(*MakeCodec(1536001, AV_SAMPLE_FMT_S16, 2), 44100, 16));
@@ -94,8 +95,8 @@ TEST(FrameConverterTest, RefusesRatesAndChannelCountsThatNoAudioHas) {
     EXPECT_FALSE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16, 2), 0, 16));
 }
 
-TEST(FrameConverterTest, AFrameThatCannotBeConvertedIsRefusedAndALaterGoodOneIsTaken) {
-    CFrameConverter converter;
+TEST(FrameConverter, AFrameThatCannotBeConvertedIsRefusedAndALaterGoodOneIsTaken) {
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 1), 44100, 16));
     const FramePtr frame = MakeFrame(44100, 1, 10);
     frame->sample_rate = 3;
@@ -104,10 +105,10 @@ TEST(FrameConverterTest, AFrameThatCannotBeConvertedIsRefusedAndALaterGoodOneIsT
     EXPECT_EQ(Convert(converter, *frame).size(), 10u);
 }
 
-TEST(FrameConverterTest, RestartForgetsWhatTheResamplerHeld) {
+TEST(FrameConverter, RestartForgetsWhatTheResamplerHeld) {
     const auto codec = MakeCodec(48000, AV_SAMPLE_FMT_S16P, 1);
     const FramePtr frame = MakeFrame(48000, 1, 1024);
-    CFrameConverter converter;
+    FrameConverter converter;
     ASSERT_TRUE(converter.Open(*codec, 44100, 16));
     const auto first = Convert(converter, *frame);
     const auto second = Convert(converter, *frame);
@@ -115,3 +116,5 @@ TEST(FrameConverterTest, RestartForgetsWhatTheResamplerHeld) {
     ASSERT_TRUE(converter.Restart());
     EXPECT_EQ(Convert(converter, *frame), first);
 }
+
+}  // namespace receiver

@@ -7,10 +7,11 @@
 
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
 std::vector<int16_t> Resample(const TestPcm& pcm, int piece) {
-    CMonoResampler resampler;
+    MonoResampler resampler;
     EXPECT_TRUE(resampler.Open(static_cast<uint32_t>(pcm.rate), 22050));
     std::vector<int16_t> all;
     const int frames = static_cast<int>(pcm.Frames());
@@ -33,12 +34,12 @@ std::vector<int16_t> Resample(const TestPcm& pcm, int piece) {
 
 }  // namespace
 
-TEST(MonoResamplerTest, GivesHalfAsManySamplesForHalfTheRate) {
+TEST(MonoResampler, GivesHalfAsManySamplesForHalfTheRate) {
     const auto output = Resample(MakeTone(44100, 1, 44100, 440.0), 1000);
     EXPECT_NEAR(static_cast<double>(output.size()), 22050.0, 32.0);
 }
 
-TEST(MonoResamplerTest, KeepsAToneWhereItIs) {
+TEST(MonoResampler, KeepsAToneWhereItIs) {
     const auto output = Resample(MakeTone(48000, 1, 48000, 440.0), 4096);
     const TestPcm expected = MakeTone(22050, 1, 22050, 440.0);
     for (size_t i = 100; i < 21900; ++i) {
@@ -46,29 +47,29 @@ TEST(MonoResamplerTest, KeepsAToneWhereItIs) {
     }
 }
 
-TEST(MonoResamplerTest, OddPiecesGiveTheSameSamples) {
+TEST(MonoResampler, OddPiecesGiveTheSameSamples) {
     const TestPcm pcm = MakeMusic(3, 48000, 1, 48000);
     EXPECT_EQ(Resample(pcm, 37), Resample(pcm, 48000));
 }
 
-TEST(MonoResamplerTest, TheSameRatePassesThroughUntouched) {
+TEST(MonoResampler, TheSameRatePassesThroughUntouched) {
     const TestPcm pcm = MakeMusic(4, 22050, 1, 22050);
     EXPECT_EQ(Resample(pcm, 441), pcm.samples);
 }
 
-TEST(MonoResamplerTest, RefusesARateOfZero) {
-    CMonoResampler resampler;
+TEST(MonoResampler, RefusesARateOfZero) {
+    MonoResampler resampler;
     EXPECT_FALSE(resampler.Open(0, 22050));
     EXPECT_FALSE(resampler.Open(44100, 0));
 }
 
-TEST(MonoResamplerTest, RefusesARateBeyondWhatFfmpegCanExpress) {
-    CMonoResampler resampler;
+TEST(MonoResampler, RefusesARateBeyondWhatFfmpegCanExpress) {
+    MonoResampler resampler;
     EXPECT_FALSE(resampler.Open(0x80000000u, 22050));
 }
 
-TEST(MonoResamplerTest, AClosedOneAnswersWithErrors) {
-    CMonoResampler resampler;
+TEST(MonoResampler, AClosedOneAnswersWithErrors) {
+    MonoResampler resampler;
     ASSERT_TRUE(resampler.Open(44100, 22050));
     resampler.Close();
     int16_t samples[16] = {};
@@ -77,9 +78,9 @@ TEST(MonoResamplerTest, AClosedOneAnswersWithErrors) {
     EXPECT_LT(resampler.Drain(samples, 16), 0);
 }
 
-TEST(MonoResamplerTest, OpeningAgainStartsAfresh) {
+TEST(MonoResampler, OpeningAgainStartsAfresh) {
     const TestPcm pcm = MakeMusic(5, 44100, 1, 4410);
-    CMonoResampler resampler;
+    MonoResampler resampler;
     std::vector<int16_t> first(8192);
     std::vector<int16_t> second(8192);
     ASSERT_TRUE(resampler.Open(44100, 22050));
@@ -90,3 +91,5 @@ TEST(MonoResamplerTest, OpeningAgainStartsAfresh) {
         static_cast<size_t>(resampler.Convert(pcm.samples.data(), 4410, second.data(), 8192)));
     EXPECT_EQ(first, second);
 }
+
+}  // namespace receiver

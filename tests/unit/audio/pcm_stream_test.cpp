@@ -14,6 +14,7 @@
 #include "support/scripted_audio_file.h"
 #include "wire/pcm1_record.h"
 
+namespace receiver {
 namespace {
 
 class PcmStreamTest : public testing::Test {
@@ -384,3 +385,5 @@ TEST_F(PcmStreamTest, TheNoticeComesBeforeTheHeaderAndIsReleasedWithTheCall) {
     EXPECT_FALSE(ServePcmStream(server_, source_, options, std::move(notice)));
     EXPECT_TRUE(alive.expired());
 }
+
+}  // namespace receiver

@@ -13,6 +13,7 @@
 #include "support/pcm_reading.h"
 #include "support/scripted_audio_file.h"
 
+namespace receiver {
 namespace {
 
 class RubberBufferTest : public testing::Test {
@@ -599,3 +600,5 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
     EXPECT_GT(reader.get(), 100000u);
     observer.get();
 }
+
+}  // namespace receiver

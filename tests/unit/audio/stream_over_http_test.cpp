@@ -15,6 +15,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 ReadOutcome ReceiveStream(const std::string& url) {
@@ -27,7 +28,7 @@ ReadOutcome ReceiveStream(const std::string& url) {
 }
 
 std::vector<uint8_t> DecodeLocally(const std::string& bytes) {
-    const CTempFolder folder;
+    const TempFolder folder;
     WriteFileBytes(folder.File("stream"), bytes);
     CFFmpegStreamingDecoder decoder;
     EXPECT_TRUE(decoder.Open(folder.File("stream")));
@@ -71,7 +72,7 @@ protected:
 
     std::string body_;
     std::vector<uint8_t> expected_;
-    CHttpStation station_;
+    HttpStation station_;
 };
 
 }  // namespace
@@ -81,7 +82,7 @@ TEST_P(StreamFormatTest, ThePcmIsTheStreamToTheSample) {
     if (!CanEncode(coding)) GTEST_SKIP() << "no encoder here";
     const TestPcm pcm = MakeMusic(4, rate, channels, static_cast<size_t>(rate) * 2);
     const std::string body = EncodeAudio(pcm, coding);
-    CHttpStation station;
+    HttpStation station;
     station.Serve("/stream", RouteOf(body, coding, BodyFraming::kChunked));
     const ReadOutcome outcome = ReceiveStream(station.Url("/stream"));
     EXPECT_EQ(outcome.last, 0);
@@ -139,10 +140,10 @@ TEST_P(StreamTransportTest, WithIcyMetadataBetweenTheAudio) {
 INSTANTIATE_TEST_SUITE_P(Codings, StreamTransportTest, testing::ValuesIn(kAllAudioCodings),
                          [](const auto& coding) { return std::string(NameOf(coding.param)); });
 
-TEST(StreamOverHttpTest, WhatIsBufferedBeforeAResetStillDrains) {
+TEST(StreamOverHttp, WhatIsBufferedBeforeAResetStillDrains) {
     const TestPcm pcm = MakeNoise(6, 44100, 2, 44100 * 4);
     const std::string body = EncodeAudio(pcm, AudioCoding::kFlac);
-    CHttpStation station;
+    HttpStation station;
     StationRoute route = RouteOf(body, AudioCoding::kFlac, BodyFraming::kContentLength);
     route.gated = true;
     route.resetAfter = body.size() - 1000;
@@ -164,3 +165,5 @@ TEST(StreamOverHttpTest, WhatIsBufferedBeforeAResetStillDrains) {
     const auto expected = BytesOf(pcm);
     EXPECT_TRUE(std::equal(outcome.bytes.begin(), outcome.bytes.end(), expected.begin()));
 }
+
+}  // namespace receiver

@@ -14,14 +14,16 @@
 #include "platform/ids.h"
 #include "wire/control_frame.h"
 
+namespace receiver {
+
 inline constexpr uint32_t kPatience = 30000;  // ms
 
-class CFakePeer final {
+class FakePeer final {
 public:
-    using Script = std::function<void(CFakePeer&)>;
+    using Script = std::function<void(FakePeer&)>;
 
     // Listens before it returns. A script that fails ends; the client then sees the loss.
-    explicit CFakePeer(Script script, bool accept = true)
+    explicit FakePeer(Script script, bool accept = true)
         : uri_("pcm-pipe://fake-" + CreateInstanceId()),
           cancellation_(std::make_shared<CPcmPipeCancellation>()),
           pipe_(cancellation_) {
@@ -35,12 +37,12 @@ public:
             pipe_.Close();
         });
     }
-    ~CFakePeer() {
+    ~FakePeer() {
         cancellation_->Cancel();
         Join();
     }
-    CFakePeer(const CFakePeer&) = delete;
-    CFakePeer& operator=(const CFakePeer&) = delete;
+    FakePeer(const FakePeer&) = delete;
+    FakePeer& operator=(const FakePeer&) = delete;
 
     const std::string& Uri() const { return uri_; }
     // Waits for the script's end.
@@ -92,3 +94,5 @@ private:
     CPcmPipe pipe_;
     std::thread thread_;
 };
+
+}  // namespace receiver

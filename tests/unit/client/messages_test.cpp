@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace receiver {
 namespace {
 
 using nlohmann::json;
@@ -23,7 +24,7 @@ json FinishedEvent() {
 
 }  // namespace
 
-TEST(MessagesTest, FinishedCarriesTheWholeSnapshot) {
+TEST(Messages, FinishedCarriesTheWholeSnapshot) {
     const receiver::Event event = receiver::ParseEvent(FinishedEvent());
     EXPECT_EQ(event.sequence, 9u);
     const auto& session = std::get<receiver::FinishedEvent>(event.body).session;
@@ -42,14 +43,14 @@ TEST(MessagesTest, FinishedCarriesTheWholeSnapshot) {
     EXPECT_TRUE(session.buffer->finished);
 }
 
-TEST(MessagesTest, KeysThatAreNotKnownAreKept) {
+TEST(Messages, KeysThatAreNotKnownAreKept) {
     const receiver::Event event = receiver::ParseEvent(FinishedEvent());
     EXPECT_EQ(event.raw["newKey"], (json{{"a", {1}}}));
     EXPECT_EQ(std::get<receiver::FinishedEvent>(event.body).session.raw["newKey"],
               (json{{"a", {1}}}));
 }
 
-TEST(MessagesTest, AnEventOfAnUnknownTypeNeedsNothingButItsType) {
+TEST(Messages, AnEventOfAnUnknownTypeNeedsNothingButItsType) {
     const receiver::Event event = receiver::ParseEvent({{"type", "LATER"}, {"sessionId", 5}});
     EXPECT_TRUE(std::holds_alternative<receiver::UnknownEvent>(event.body));
     EXPECT_EQ(event.type, "LATER");
@@ -57,7 +58,7 @@ TEST(MessagesTest, AnEventOfAnUnknownTypeNeedsNothingButItsType) {
     EXPECT_EQ(event.raw["sessionId"], 5);
 }
 
-TEST(MessagesTest, SourceErrorTellsWhetherTheBufferIsStillServed) {
+TEST(Messages, SourceErrorTellsWhetherTheBufferIsStillServed) {
     const receiver::Event event = receiver::ParseEvent(
         json::parse(R"({"type":"SOURCE_ERROR","sessionId":"s","sequence":4,"error":30,
                         "canDrain":true,"sourceEndSample":77,"buffer":{}})"));
@@ -67,19 +68,19 @@ TEST(MessagesTest, SourceErrorTellsWhetherTheBufferIsStillServed) {
     EXPECT_EQ(error.sourceEndSample, 77u);
 }
 
-TEST(MessagesTest, AMissingKeyOfAKnownEventThrows) {
+TEST(Messages, AMissingKeyOfAKnownEventThrows) {
     json event = FinishedEvent();
     event.erase("state");
     EXPECT_ANY_THROW(receiver::ParseEvent(event));
 }
 
-TEST(MessagesTest, ANumberBeyondItsRangeThrows) {
+TEST(Messages, ANumberBeyondItsRangeThrows) {
     json event = FinishedEvent();
     event["buffer"]["sampleRate"] = 1ULL << 32;
     EXPECT_ANY_THROW(receiver::ParseEvent(event));
 }
 
-TEST(MessagesTest, EveryRoleHasItsNameOnTheWire) {
+TEST(Messages, EveryRoleHasItsNameOnTheWire) {
     receiver::PrepareRequest request;
     request.references = {{"a", receiver::Role::kStart, "1"},
                           {"b", receiver::Role::kEnd, "2"},
@@ -89,3 +90,5 @@ TEST(MessagesTest, EveryRoleHasItsNameOnTheWire) {
     EXPECT_EQ(references[1]["role"], "end");
     EXPECT_EQ(references[2]["role"], "other");
 }
+
+}  // namespace receiver

@@ -7,15 +7,16 @@
 #include <vector>
 
 #include "fake_peer.h"
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 #include "wire/pcm1_record.h"
 
+namespace receiver {
 namespace {
 
-using receiver::CCancellation;
-using receiver::CPcm1Reader;
+using receiver::Cancellation;
 using receiver::ErrorKind;
-using Result = receiver::CPcm1Reader::Result;
+using receiver::Pcm1Reader;
+using Result = receiver::Pcm1Reader::Result;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLong(kPatience);
@@ -31,11 +32,11 @@ Pcm1Header Header(uint16_t channels = 2) {
 }
 
 template <typename Record>
-void SendRecord(CFakePeer& peer, const Record& record) {
+void SendRecord(FakePeer& peer, const Record& record) {
     peer.Send(&record, sizeof(record));
 }
 
-void SendChunk(CFakePeer& peer, uint64_t firstFrame, const std::vector<int16_t>& pcm) {
+void SendChunk(FakePeer& peer, uint64_t firstFrame, const std::vector<int16_t>& pcm) {
     const auto bytes = static_cast<uint32_t>(pcm.size() * sizeof(int16_t));
     SendRecord(peer, Pcm1ChunkRecord{kPcm1Data, bytes, firstFrame, 0});
     peer.Send(pcm.data(), bytes);
@@ -50,8 +51,8 @@ protected:
         return samples;
     }
 
-    CCancellation cancellation_;
-    CPcm1Reader reader_{cancellation_};
+    Cancellation cancellation_;
+    Pcm1Reader reader_{cancellation_};
     std::array<std::byte, 4096> buffer_{};
     size_t bytes_ = 0;
 };
@@ -60,7 +61,7 @@ protected:
 
 TEST_F(Pcm1ReaderTest, AStreamIsReadToItsEndAndAcknowledgedWithItsToken) {
     std::promise<Pcm1Acknowledgement> acknowledged;
-    CFakePeer peer([&](CFakePeer& p) {
+    FakePeer peer([&](FakePeer& p) {
         SendRecord(p, Header());
         SendChunk(p, 0, {1, 2, 3, 4});
         SendChunk(p, 2, {5, 6});
@@ -88,7 +89,7 @@ TEST_F(Pcm1ReaderTest, AStreamIsReadToItsEndAndAcknowledgedWithItsToken) {
 }
 
 TEST_F(Pcm1ReaderTest, AFailedSourceIsToldApartFromTheEnd) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendRecord(p, Header());
         SendRecord(p, Pcm1ChunkRecord{kPcm1SourceFailed, 0, 0, kPcm1SourceFailedStatus});
         p.WaitForHangUp();
@@ -98,7 +99,7 @@ TEST_F(Pcm1ReaderTest, AFailedSourceIsToldApartFromTheEnd) {
 }
 
 TEST_F(Pcm1ReaderTest, AChunkLargerThanTheBufferComesInPiecesOfWholeFrames) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendRecord(p, Header());
         SendChunk(p, 0, {1, 2, 3, 4, 5, 6});
         SendRecord(p, Pcm1ChunkRecord{kPcm1End, 0, 3, 0});
@@ -115,7 +116,7 @@ TEST_F(Pcm1ReaderTest, AChunkLargerThanTheBufferComesInPiecesOfWholeFrames) {
 }
 
 TEST_F(Pcm1ReaderTest, ABufferThatHoldsNoFrameIsRefused) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendRecord(p, Header());
         p.WaitForHangUp();
     });
@@ -132,8 +133,8 @@ TEST_F(Pcm1ReaderTest, ATimeOutAnywhereInTheStreamLosesNothing) {
     stream.append(reinterpret_cast<const char*>(&record), sizeof(record));
     stream += "abcdefgh";
     const std::vector<size_t> cuts = {5, sizeof(record) + 3, sizeof(record) + 7, stream.size()};
-    std::array<CEvent, 4> go;
-    CFakePeer peer([&](CFakePeer& p) {
+    std::array<ManualResetEvent, 4> go;
+    FakePeer peer([&](FakePeer& p) {
         SendRecord(p, Header());
         size_t sent = 0;
         for (size_t i = 0; i < cuts.size(); ++i) {
@@ -145,7 +146,7 @@ TEST_F(Pcm1ReaderTest, ATimeOutAnywhereInTheStreamLosesNothing) {
     });
     ASSERT_TRUE(reader_.Open(peer.Uri(), kLong));
     std::string got;
-    for (CEvent& next : go) {
+    for (ManualResetEvent& next : go) {
         while (Read(milliseconds(10)) == Result::kData) {
             got.append(reinterpret_cast<const char*>(buffer_.data()), bytes_);
         }
@@ -161,7 +162,7 @@ TEST_F(Pcm1ReaderTest, ATimeOutAnywhereInTheStreamLosesNothing) {
 }
 
 TEST_F(Pcm1ReaderTest, CancellingFromAnotherThreadEndsARead) {
-    CFakePeer peer([this](CFakePeer& p) {
+    FakePeer peer([this](FakePeer& p) {
         SendRecord(p, Header());
         cancellation_.Cancel();
         p.WaitForHangUp();
@@ -174,7 +175,7 @@ TEST_F(Pcm1ReaderTest, CancellingFromAnotherThreadEndsARead) {
 }
 
 TEST_F(Pcm1ReaderTest, APeerThatGoesInMidStreamIsADisconnectionAfterWhatCame) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendRecord(p, Header());
         SendRecord(p, Pcm1ChunkRecord{kPcm1Data, 400, 0, 0});
         p.Send("abcdef");
@@ -187,7 +188,7 @@ TEST_F(Pcm1ReaderTest, APeerThatGoesInMidStreamIsADisconnectionAfterWhatCame) {
 }
 
 TEST_F(Pcm1ReaderTest, OpenFailsWhenNoHeaderComes) {
-    CFakePeer peer([](CFakePeer& p) { p.WaitForHangUp(); });
+    FakePeer peer([](FakePeer& p) { p.WaitForHangUp(); });
     EXPECT_FALSE(reader_.Open(peer.Uri(), milliseconds(50)));
     EXPECT_EQ(reader_.LastError().kind, ErrorKind::kTimedOut);
     EXPECT_EQ(Read(), Result::kError);
@@ -195,7 +196,7 @@ TEST_F(Pcm1ReaderTest, OpenFailsWhenNoHeaderComes) {
 }
 
 TEST_F(Pcm1ReaderTest, AStreamThatHasNotEndedCannotBeAcknowledged) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendRecord(p, Header());
         p.WaitForHangUp();
     });
@@ -211,7 +212,7 @@ class Pcm1ReaderHeaderTest : public Pcm1ReaderTest,
                              public testing::WithParamInterface<BadHeader> {};
 
 TEST_P(Pcm1ReaderHeaderTest, IsAProtocolError) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         Pcm1Header header = Header();
         GetParam().spoil(header);
         SendRecord(p, header);
@@ -242,7 +243,7 @@ class Pcm1ReaderRecordTest : public Pcm1ReaderTest,
 
 // The stream stands at frame 1.
 TEST_P(Pcm1ReaderRecordTest, IsAProtocolErrorThatClosesThePipe) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendRecord(p, Header());
         SendChunk(p, 0, {1, 2});
         SendRecord(p, GetParam().record);
@@ -272,3 +273,5 @@ INSTANTIATE_TEST_SUITE_P(
                     BadRecord{"EndElsewhere", {kPcm1End, 0, 7, 0}},
                     BadRecord{"FailureWithoutStatus", {kPcm1SourceFailed, 0, 1, 0}}),
     [](const auto& test) { return std::string(test.param.name); });
+
+}  // namespace receiver

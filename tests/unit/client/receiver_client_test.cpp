@@ -5,14 +5,15 @@
 #include <future>
 
 #include "fake_peer.h"
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 
+namespace receiver {
 namespace {
 
 using nlohmann::json;
-using receiver::CCancellation;
-using receiver::CReceiverClient;
+using receiver::Cancellation;
 using receiver::ErrorKind;
+using receiver::ReceiverClient;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLong(kPatience);
@@ -44,14 +45,14 @@ receiver::PrepareRequest Request() {
 
 class ReceiverClientTest : public testing::Test {
 protected:
-    CCancellation cancellation_;
-    CReceiverClient client_{cancellation_};
+    Cancellation cancellation_;
+    ReceiverClient client_{cancellation_};
 };
 
 }  // namespace
 
 TEST_F(ReceiverClientTest, ConnectIntroducesItselfAndReturnsTheWelcome) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome(Snapshot("SCANNING"));
         p.WaitForHangUp();
     });
@@ -84,7 +85,7 @@ TEST_F(ReceiverClientTest, EveryCommandNeedsAConnection) {
 
 TEST_F(ReceiverClientTest, PrepareSendsTheRequestAndReturnsTheSnapshot) {
     std::promise<json> received;
-    CFakePeer peer([&](CFakePeer& p) {
+    FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         const json command = p.ReceiveMessage();
         p.SendMessage(Ack(command, Snapshot()));
@@ -111,7 +112,7 @@ TEST_F(ReceiverClientTest, PrepareSendsTheRequestAndReturnsTheSnapshot) {
 }
 
 TEST_F(ReceiverClientTest, ARefusalCarriesTheReceiversText) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         const json command = p.ReceiveMessage();
         p.SendMessage({{"type", "REJECTED"},
@@ -128,7 +129,7 @@ TEST_F(ReceiverClientTest, ARefusalCarriesTheReceiversText) {
 
 class TakenBackTest : public ReceiverClientTest {
 protected:
-    static void AcknowledgeAndReject(CFakePeer& p) {
+    static void AcknowledgeAndReject(FakePeer& p) {
         p.Welcome();
         const json command = p.ReceiveMessage();
         p.SendMessage(Ack(command, Snapshot()));
@@ -146,7 +147,7 @@ protected:
 };
 
 TEST_F(TakenBackTest, ASessionThatCannotBeStartedEndsTheWaitForItsEvents) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         AcknowledgeAndReject(p);
         p.WaitForHangUp();
     });
@@ -157,7 +158,7 @@ TEST_F(TakenBackTest, ASessionThatCannotBeStartedEndsTheWaitForItsEvents) {
 }
 
 TEST_F(TakenBackTest, ItIsNotLostBehindTheReplyToAnotherCommand) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         AcknowledgeAndReject(p);
         p.Welcome();
         p.WaitForHangUp();
@@ -170,7 +171,7 @@ TEST_F(TakenBackTest, ItIsNotLostBehindTheReplyToAnotherCommand) {
 }
 
 TEST_F(ReceiverClientTest, ARefusalWithoutAnIdMeetsTheCommandThatWaits) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         p.ReceiveMessage();
         p.SendMessage({{"type", "REJECTED"}, {"requestId", ""}, {"message", "unreadable"}});
@@ -182,7 +183,7 @@ TEST_F(ReceiverClientTest, ARefusalWithoutAnIdMeetsTheCommandThatWaits) {
 }
 
 TEST_F(ReceiverClientTest, EventsThatComeBeforeAReplyAreKeptInOrder) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         const json command = p.ReceiveMessage();
         p.SendMessage(Connected(1));
@@ -204,7 +205,7 @@ TEST_F(ReceiverClientTest, EventsThatComeBeforeAReplyAreKeptInOrder) {
 }
 
 TEST_F(ReceiverClientTest, AnEventThatComesInSingleBytesArrivesWhole) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         for (const char byte : EncodeFrame(Connected(7).dump())) p.Send(&byte, 1);
         p.WaitForHangUp();
@@ -217,8 +218,8 @@ TEST_F(ReceiverClientTest, AnEventThatComesInSingleBytesArrivesWhole) {
 
 TEST_F(ReceiverClientTest, ATimeOutInTheMiddleOfAFrameLosesNothing) {
     const std::string frame = EncodeFrame(Connected(3).dump());
-    CEvent timedOut;
-    CFakePeer peer([&](CFakePeer& p) {
+    ManualResetEvent timedOut;
+    FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         p.Send(frame.substr(0, 10));
         timedOut.Wait(kPatience);
@@ -235,8 +236,8 @@ TEST_F(ReceiverClientTest, ATimeOutInTheMiddleOfAFrameLosesNothing) {
 }
 
 TEST_F(ReceiverClientTest, AReplyThatComesTooLateIsNoAnswerToTheNextCommand) {
-    CEvent timedOut;
-    CFakePeer peer([&](CFakePeer& p) {
+    ManualResetEvent timedOut;
+    FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         const json first = p.ReceiveMessage();
         timedOut.Wait(kPatience);
@@ -254,8 +255,8 @@ TEST_F(ReceiverClientTest, AReplyThatComesTooLateIsNoAnswerToTheNextCommand) {
 }
 
 TEST_F(ReceiverClientTest, CancellingFromAnotherThreadEndsAWait) {
-    CEvent connected;
-    CFakePeer peer([&](CFakePeer& p) {
+    ManualResetEvent connected;
+    FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         EXPECT_TRUE(connected.Wait(kPatience));
         cancellation_.Cancel();
@@ -268,7 +269,7 @@ TEST_F(ReceiverClientTest, CancellingFromAnotherThreadEndsAWait) {
 }
 
 TEST_F(ReceiverClientTest, AReceiverThatGoesIsADisconnection) {
-    CFakePeer peer([](CFakePeer& p) { p.Welcome(); });
+    FakePeer peer([](FakePeer& p) { p.Welcome(); });
     ASSERT_TRUE(client_.Connect(peer.Uri(), kLong));
     EXPECT_FALSE(client_.NextEvent(kLong));
     EXPECT_EQ(client_.LastError().kind, ErrorKind::kDisconnected);
@@ -276,7 +277,7 @@ TEST_F(ReceiverClientTest, AReceiverThatGoesIsADisconnection) {
 }
 
 TEST_F(ReceiverClientTest, EventsThatArrivedBeforeTheLossAreStillHandedOut) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         p.ReceiveMessage();
         p.SendMessage(Connected(1));
@@ -288,7 +289,7 @@ TEST_F(ReceiverClientTest, EventsThatArrivedBeforeTheLossAreStillHandedOut) {
 }
 
 TEST_F(ReceiverClientTest, ReconnectReturnsTheActiveSessionAndKeepsEventsNotYetFetched) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         p.ReceiveMessage();
         p.SendMessage(Connected(1));
@@ -308,7 +309,7 @@ TEST_F(ReceiverClientTest, ReconnectReturnsTheActiveSessionAndKeepsEventsNotYetF
 // The welcome of a session with hundreds of matches is too long for a frame: the
 // receiver hangs up instead, until the session is over.
 TEST_F(ReceiverClientTest, ReconnectTriesAgainWhenTheWelcomeCannotBeSent) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         for (int i = 0; i < 3; ++i) {
             p.AcceptAgain();
@@ -326,7 +327,7 @@ TEST_F(ReceiverClientTest, ReconnectTriesAgainWhenTheWelcomeCannotBeSent) {
 }
 
 TEST_F(ReceiverClientTest, ACommandAboveTheFrameLimitIsNotSent) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         p.SendMessage(Ack(p.ReceiveMessage()));
         p.WaitForHangUp();
@@ -340,7 +341,7 @@ TEST_F(ReceiverClientTest, ACommandAboveTheFrameLimitIsNotSent) {
 }
 
 TEST_F(ReceiverClientTest, APathThatIsNoUtf8IsAnInvalidArgument) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         p.WaitForHangUp();
     });
@@ -361,7 +362,7 @@ class ReceiverClientGarbageTest : public ReceiverClientTest,
                                   public testing::WithParamInterface<Garbage> {};
 
 TEST_P(ReceiverClientGarbageTest, IsAProtocolErrorThatClosesTheConnection) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         p.Send(GetParam().bytes);
         p.WaitForHangUp();
@@ -396,7 +397,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(ReceiverClientTest, BracketsWithinATextAreNoNesting) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         json event = Connected(1);
         event["note"] = std::string(1000, '[') + "\"\\" + std::string(1000, '{');
@@ -408,7 +409,7 @@ TEST_F(ReceiverClientTest, BracketsWithinATextAreNoNesting) {
 }
 
 TEST_F(ReceiverClientTest, AnAcknowledgementOfAnotherCommandIsAProtocolError) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         json ack = Ack(p.ReceiveMessage(), Snapshot());
         ack["command"] = "SHUTDOWN";
@@ -421,7 +422,7 @@ TEST_F(ReceiverClientTest, AnAcknowledgementOfAnotherCommandIsAProtocolError) {
 }
 
 TEST_F(ReceiverClientTest, AReceiverThatOnlySendsEventsDoesNotHoldACommandForEver) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Welcome();
         for (;;) p.SendMessage(Connected(1));
     });
@@ -431,3 +432,5 @@ TEST_F(ReceiverClientTest, AReceiverThatOnlySendsEventsDoesNotHoldACommandForEve
     const ErrorKind kind = client_.LastError().kind;
     EXPECT_TRUE(kind == ErrorKind::kTimedOut || kind == ErrorKind::kProtocol);
 }
+
+}  // namespace receiver

@@ -5,36 +5,39 @@
 
 #include "receiver_client/receiver_process.h"
 
+namespace receiver {
 namespace {
 
-using receiver::CCancellation;
-using receiver::CReceiverProcess;
+using receiver::Cancellation;
 using receiver::ErrorKind;
+using receiver::ReceiverProcess;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLong(30000);
 
 }  // namespace
 
-TEST(ReceiverProcessPosixTest, AProgramThatSaysSomethingElseIsNoReceiver) {
-    CReceiverProcess process{CCancellation()};
+TEST(ReceiverProcessPosix, AProgramThatSaysSomethingElseIsNoReceiver) {
+    ReceiverProcess process{Cancellation()};
     EXPECT_FALSE(process.Start("/bin/echo", "receiver.log", kLong));
     EXPECT_EQ(process.LastError().kind, ErrorKind::kProtocol);
 }
 
-TEST(ReceiverProcessPosixTest, AProgramThatEndsTellsItsExitCode) {
-    CReceiverProcess process{CCancellation()};
+TEST(ReceiverProcessPosix, AProgramThatEndsTellsItsExitCode) {
+    ReceiverProcess process{Cancellation()};
     EXPECT_FALSE(process.Start("/bin/false", "receiver.log", kLong));
     EXPECT_EQ(process.LastError().kind, ErrorKind::kSystem);
     EXPECT_NE(process.LastError().text.find("exit code 1"), std::string::npos);
 }
 
 // tail waits for a file named like the pipe to appear: it never listens.
-TEST(ReceiverProcessPosixTest, ACancellationEndsTheWaitForAProgramThatNeverListens) {
-    const CCancellation cancellation;
-    CReceiverProcess process{cancellation};
+TEST(ReceiverProcessPosix, ACancellationEndsTheWaitForAProgramThatNeverListens) {
+    const Cancellation cancellation;
+    ReceiverProcess process{cancellation};
     std::thread canceller([stop = cancellation]() mutable { stop.Cancel(); });
     EXPECT_FALSE(process.Start("/usr/bin/tail", "-F", kLong));
     canceller.join();
     EXPECT_EQ(process.LastError().kind, ErrorKind::kCancelled);
 }
+
+}  // namespace receiver

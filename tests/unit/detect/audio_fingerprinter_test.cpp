@@ -9,6 +9,7 @@
 
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
 CAudioFingerprinter MakeFingerprinter() {
@@ -49,7 +50,7 @@ std::vector<double> DifferencesByDefinition(const int16_t* samples) {
 }
 
 TEST(FrameClock, StepsByTheRunningSum) {
-    CFrameClock clock;
+    FrameClock clock;
     std::vector<int64_t> starts;
     for (int frame = 0; frame < 9; ++frame) {
         starts.push_back(clock.StartSample());
@@ -59,14 +60,14 @@ TEST(FrameClock, StepsByTheRunningSum) {
 }
 
 TEST(FrameClock, IsJustBelowASecondAfterEightySteps) {
-    CFrameClock clock;
+    FrameClock clock;
     for (int frame = 0; frame < 80; ++frame) clock.Advance();
     EXPECT_EQ(clock.Seconds(), 0.9999999999999984);
     EXPECT_EQ(clock.StartSample(), 22050);
 }
 
 TEST(FrameClock, HopsBy275Or276SamplesForDays) {
-    CFrameClock clock;
+    FrameClock clock;
     int64_t previous = 0;
     for (int frame = 0; frame < 2 * 24 * 3600 * 80; ++frame) {
         clock.Advance();
@@ -205,3 +206,4 @@ TEST(AudioFingerprinter, StartsANewStreamWithSetUp) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -13,6 +13,7 @@
 #include "naive_detector.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kBlockBytes = 8192;
@@ -31,7 +32,7 @@ ReferenceFingerprint ReferenceOf(const TestPcm& pcm) {
     reference.sampleCount = mono.Frames();
     CAudioFingerprinter fingerprinter;
     fingerprinter.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
-    for (CFrameClock clock; clock.StartSample() + 8192 <= static_cast<int64_t>(mono.Frames());
+    for (FrameClock clock; clock.StartSample() + 8192 <= static_cast<int64_t>(mono.Frames());
          clock.Advance()) {
         reference.words.push_back(
             fingerprinter.ComputeWord(mono.samples.data() + clock.StartSample()));
@@ -53,11 +54,11 @@ TestPcm Mixed(const TestPcm& pcm, const TestPcm& noise, int percent) {
     return mixed;
 }
 
-class Detector : public testing::Test {
+class DetectorTest : public testing::Test {
 protected:
     CDetectorAudioFile& Make(const TestPcm& pcm, std::vector<ReferenceFingerprint> references,
                              double threshold = 0.14) {
-        auto source = std::make_unique<CMemoryAudioFile>(pcm);
+        auto source = std::make_unique<MemoryAudioFile>(pcm);
         source_ = source.get();
         detector_ = std::make_unique<CDetectorAudioFile>(
             std::move(source), std::move(references),
@@ -87,16 +88,16 @@ protected:
 
     std::vector<DetectorMatch> matches_;
     std::unique_ptr<CDetectorAudioFile> detector_;
-    CMemoryAudioFile* source_ = nullptr;
+    MemoryAudioFile* source_ = nullptr;
 };
 
-class DetectorConfiguration : public testing::Test {
+class DetectorConfigurationTest : public testing::Test {
 protected:
     static std::string ErrorOf(bool source, bool callback,
                                std::vector<ReferenceFingerprint> references, double threshold) {
         try {
             CDetectorAudioFile detector(
-                source ? std::make_unique<CMemoryAudioFile>(MakeSilence(22050, 1, 1)) : nullptr,
+                source ? std::make_unique<MemoryAudioFile>(MakeSilence(22050, 1, 1)) : nullptr,
                 std::move(references),
                 callback ? [](const DetectorMatch&) {} : CDetectorAudioFile::MatchCallback(),
                 threshold);
@@ -110,50 +111,50 @@ protected:
     }
 };
 
-TEST_F(DetectorConfiguration, NeedsASource) {
+TEST_F(DetectorConfigurationTest, NeedsASource) {
     EXPECT_EQ(ErrorOf(false, true, {ReferenceOfWords(16)}, 0.14), "Invalid Detector configuration");
 }
 
-TEST_F(DetectorConfiguration, NeedsACallback) {
+TEST_F(DetectorConfigurationTest, NeedsACallback) {
     EXPECT_EQ(ErrorOf(true, false, {ReferenceOfWords(16)}, 0.14), "Invalid Detector configuration");
 }
 
-TEST_F(DetectorConfiguration, NeedsReferences) {
+TEST_F(DetectorConfigurationTest, NeedsReferences) {
     EXPECT_EQ(ErrorOf(true, true, {}, 0.14), "Invalid Detector configuration");
 }
 
-TEST_F(DetectorConfiguration, AcceptsThresholdsFromZeroToOne) {
+TEST_F(DetectorConfigurationTest, AcceptsThresholdsFromZeroToOne) {
     EXPECT_EQ(ErrorOfThreshold(0.0), "");
     EXPECT_EQ(ErrorOfThreshold(1.0), "");
 }
 
-TEST_F(DetectorConfiguration, RefusesOtherThresholds) {
+TEST_F(DetectorConfigurationTest, RefusesOtherThresholds) {
     for (const double threshold :
          {1.0000001, -0.0000001, std::nan(""), std::numeric_limits<double>::infinity()}) {
         EXPECT_EQ(ErrorOfThreshold(threshold), "Invalid Detector BER threshold") << threshold;
     }
 }
 
-TEST_F(DetectorConfiguration, NeedsSixteenWordsOfEachReference) {
+TEST_F(DetectorConfigurationTest, NeedsSixteenWordsOfEachReference) {
     EXPECT_EQ(ErrorOf(true, true, {ReferenceOfWords(16)}, 0.14), "");
     EXPECT_EQ(ErrorOf(true, true, {ReferenceOfWords(16), ReferenceOfWords(15)}, 0.14),
               "Invalid reference");
 }
 
-TEST_F(DetectorConfiguration, IsCheckedInOrder) {
+TEST_F(DetectorConfigurationTest, IsCheckedInOrder) {
     EXPECT_EQ(ErrorOf(true, true, {}, 2.0), "Invalid Detector configuration");
     EXPECT_EQ(ErrorOf(true, true, {ReferenceOfWords(1)}, 2.0), "Invalid Detector BER threshold");
 }
 
-TEST_F(DetectorConfiguration, EmptiesTheCallersReferences) {
+TEST_F(DetectorConfigurationTest, EmptiesTheCallersReferences) {
     std::vector<ReferenceFingerprint> references{ReferenceOfWords(16)};
     const CDetectorAudioFile detector(
-        std::make_unique<CMemoryAudioFile>(MakeSilence(22050, 1, 1)), std::move(references),
+        std::make_unique<MemoryAudioFile>(MakeSilence(22050, 1, 1)), std::move(references),
         [](const DetectorMatch&) {}, 0.14);
     EXPECT_TRUE(references.empty());  // NOLINT(bugprone-use-after-move): that is the contract
 }
 
-TEST_F(Detector, OpensItsSourceWithTheSamePath) {
+TEST_F(DetectorTest, OpensItsSourceWithTheSamePath) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     EXPECT_FALSE(detector_->IsOpen());
     ASSERT_EQ(detector_->Open("http://station/stream"), 1);
@@ -165,7 +166,7 @@ TEST_F(Detector, OpensItsSourceWithTheSamePath) {
     EXPECT_NE(format, &source_->Record());
 }
 
-TEST_F(Detector, RefusesASecondOpen) {
+TEST_F(DetectorTest, RefusesASecondOpen) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     ASSERT_EQ(detector_->Open("first"), 1);
     EXPECT_EQ(detector_->Open("second"), 0);
@@ -173,7 +174,7 @@ TEST_F(Detector, RefusesASecondOpen) {
     EXPECT_TRUE(detector_->IsOpen());
 }
 
-TEST_F(Detector, FailsToOpenWithItsSource) {
+TEST_F(DetectorTest, FailsToOpenWithItsSource) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     source_->failOpen = true;
     EXPECT_EQ(detector_->Open("source"), 0);
@@ -187,9 +188,9 @@ struct FormatCase {
     void (*change)(WAVEFORMATEX&);
 };
 
-class DetectorFormat : public Detector, public testing::WithParamInterface<FormatCase> {};
+class DetectorFormatTest : public DetectorTest, public testing::WithParamInterface<FormatCase> {};
 
-TEST_P(DetectorFormat, IsRefusedAndTheSourceClosed) {
+TEST_P(DetectorFormatTest, IsRefusedAndTheSourceClosed) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     GetParam().change(source_->Record());
     EXPECT_EQ(detector_->Open("source"), 0);
@@ -198,7 +199,7 @@ TEST_P(DetectorFormat, IsRefusedAndTheSourceClosed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    All, DetectorFormat,
+    All, DetectorFormatTest,
     testing::Values(FormatCase{"FloatingPoint", [](WAVEFORMATEX& f) { f.wFormatTag = 3; }},
                     FormatCase{"EightBits", [](WAVEFORMATEX& f) { f.wBitsPerSample = 8; }},
                     FormatCase{"ThirtyTwoBits", [](WAVEFORMATEX& f) { f.wBitsPerSample = 32; }},
@@ -207,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FormatCase{"NoRate", [](WAVEFORMATEX& f) { f.nSamplesPerSec = 0; }}),
     [](const testing::TestParamInfo<FormatCase>& which) { return which.param.name; });
 
-TEST_F(Detector, HandsTheSourceThroughUnchanged) {
+TEST_F(DetectorTest, HandsTheSourceThroughUnchanged) {
     for (int channels = 1; channels <= 8; ++channels) {
         const TestPcm pcm = MakeNoise(1, 44100, channels, 30000);
         Make(pcm, {ReferenceOfWords(16)});
@@ -218,7 +219,7 @@ TEST_F(Detector, HandsTheSourceThroughUnchanged) {
     }
 }
 
-TEST_F(Detector, PassesAnErrorOfTheSourceOn) {
+TEST_F(DetectorTest, PassesAnErrorOfTheSourceOn) {
     Make(MakeSilence(44100, 2, 0), {ReferenceOfWords(16)});
     ASSERT_EQ(detector_->Open("source"), 1);
     source_->endResult = -5;
@@ -226,7 +227,7 @@ TEST_F(Detector, PassesAnErrorOfTheSourceOn) {
     EXPECT_EQ(detector_->Read(frame, 4), -5);
 }
 
-TEST_F(Detector, ReadsNothingWhenClosedOrWithoutABuffer) {
+TEST_F(DetectorTest, ReadsNothingWhenClosedOrWithoutABuffer) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     char frame[4];
     EXPECT_EQ(detector_->Read(frame, 4), -1);
@@ -238,21 +239,21 @@ TEST_F(Detector, ReadsNothingWhenClosedOrWithoutABuffer) {
     EXPECT_EQ(detector_->Read(frame, 4), -1);
 }
 
-TEST_F(Detector, RefusesToSeek) {
+TEST_F(DetectorTest, RefusesToSeek) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     ASSERT_EQ(detector_->Open("source"), 1);
     EXPECT_EQ(detector_->Seek(0.0f), 0);
     EXPECT_EQ(detector_->GetPositionMs(), CAudioFile::kPositionUnknown);
 }
 
-TEST_F(Detector, RequiresCompleteFrames) {
+TEST_F(DetectorTest, RequiresCompleteFrames) {
     Make(MakeSilence(44100, 2, 10), {ReferenceOfWords(16)});
     ASSERT_EQ(detector_->Open("source"), 1);
     source_->readSizes = {3};
     ExpectThrow("Detector requires complete PCM frames");
 }
 
-TEST_F(Detector, FindsAStreamThatIsTheReference) {
+TEST_F(DetectorTest, FindsAStreamThatIsTheReference) {
     const TestPcm jingle = MakeMusic(2, 22050, 1, 22050);
     const ReferenceFingerprint reference = ReferenceOf(jingle);
     const TestPcm stream = Concatenate({jingle, MakeMusic(3, 22050, 1, 22050)});
@@ -261,13 +262,13 @@ TEST_F(Detector, FindsAStreamThatIsTheReference) {
     ReadToEnd(2);  // sample by sample
     ASSERT_EQ(matches_.size(), 1u);
     // Five words after the last of the reference, on the sample that completes it.
-    CFrameClock clock;
+    FrameClock clock;
     for (size_t word = 0; word < reference.words.size() - 1 + 5; ++word) clock.Advance();
     const auto observed = static_cast<uint64_t>(clock.StartSample() + 8192);
     EXPECT_EQ(matches_[0], (DetectorMatch{0, 0, observed, 0.0}));
 }
 
-TEST_F(Detector, FindsAReferenceAmidTheStreamWithinAHop) {
+TEST_F(DetectorTest, FindsAReferenceAmidTheStreamWithinAHop) {
     const TestPcm jingle = MakeMusic(4, 22050, 1, 44100);
     const ReferenceFingerprint reference = ReferenceOf(jingle);
     for (const size_t before : {5000u, 22050u, 33333u}) {
@@ -281,7 +282,7 @@ TEST_F(Detector, FindsAReferenceAmidTheStreamWithinAHop) {
     }
 }
 
-TEST_F(Detector, CountsTheWholeBlockAsObserved) {
+TEST_F(DetectorTest, CountsTheWholeBlockAsObserved) {
     const TestPcm jingle = MakeMusic(2, 22050, 1, 22050);
     Make(Concatenate({jingle, MakeMusic(3, 22050, 1, 22050)}), {ReferenceOf(jingle)});
     ASSERT_EQ(detector_->Open("source"), 1);
@@ -291,7 +292,7 @@ TEST_F(Detector, CountsTheWholeBlockAsObserved) {
     EXPECT_EQ(matches_[0].observedAfterSample, 40000u);
 }
 
-TEST_F(Detector, ReportsWhatIsPendingAtTheEndOfTheStreamOnce) {
+TEST_F(DetectorTest, ReportsWhatIsPendingAtTheEndOfTheStreamOnce) {
     const TestPcm jingle = MakeMusic(7, 22050, 1, 22050);
     Make(jingle,
          {ReferenceOf(MakeMusic(8, 22050, 1, 22050)), ReferenceOf(jingle), ReferenceOf(jingle)});
@@ -305,7 +306,7 @@ TEST_F(Detector, ReportsWhatIsPendingAtTheEndOfTheStreamOnce) {
     EXPECT_EQ(matches_.size(), 2u);
 }
 
-TEST_F(Detector, StartsTheAnalysisAgainWhenReopened) {
+TEST_F(DetectorTest, StartsTheAnalysisAgainWhenReopened) {
     const TestPcm jingle = MakeMusic(7, 22050, 1, 22050);
     Make(jingle, {ReferenceOf(jingle)});
     ASSERT_EQ(detector_->Open("source"), 1);
@@ -321,7 +322,7 @@ TEST_F(Detector, StartsTheAnalysisAgainWhenReopened) {
     EXPECT_EQ(matches_[0], (DetectorMatch{0, 0, 22050, 0.0}));
 }
 
-TEST_F(Detector, HoldsNoMoreThanOneWindowOfHistory) {
+TEST_F(DetectorTest, HoldsNoMoreThanOneWindowOfHistory) {
     Make(MakeNoise(1, 44100, 2, 100000), {ReferenceOfWords(16)});
     ASSERT_EQ(detector_->Open("source"), 1);
     std::vector<std::byte> block(4 * 4410);
@@ -332,10 +333,10 @@ TEST_F(Detector, HoldsNoMoreThanOneWindowOfHistory) {
     EXPECT_EQ(detector_->PeakHistorySamples(), 8192u);
 }
 
-TEST_F(Detector, DeliversTheDataOfAReadThatThrows) {
+TEST_F(DetectorTest, DeliversTheDataOfAReadThatThrows) {
     const TestPcm noise = MakeNoise(2, 22050, 1, 22050);
     CDetectorAudioFile detector(
-        std::make_unique<CMemoryAudioFile>(noise), {ReferenceOfWords(16)},
+        std::make_unique<MemoryAudioFile>(noise), {ReferenceOfWords(16)},
         [](const DetectorMatch&) { throw std::runtime_error("no room for a match"); }, 1.0);
     ASSERT_EQ(detector.Open("source"), 1);
     std::vector<std::byte> block(noise.Bytes());
@@ -346,10 +347,10 @@ TEST_F(Detector, DeliversTheDataOfAReadThatThrows) {
 
 // The frame whose match could not be told is still due, but its samples are not
 // all there when the next one arrives.
-TEST_F(Detector, MissesTheFrameWhoseCallbackThrew) {
+TEST_F(DetectorTest, MissesTheFrameWhoseCallbackThrew) {
     const TestPcm noise = MakeNoise(3, 22050, 1, 22050);
     CDetectorAudioFile detector(
-        std::make_unique<CMemoryAudioFile>(noise), {ReferenceOfWords(16)},
+        std::make_unique<MemoryAudioFile>(noise), {ReferenceOfWords(16)},
         [](const DetectorMatch&) { throw std::logic_error("no room for a match"); }, 1.0);
     ASSERT_EQ(detector.Open("source"), 1);
     std::vector<std::byte> block(2 * 16000);
@@ -368,7 +369,7 @@ struct StreamCase {
     double threshold;
 };
 
-class DetectorStream : public Detector, public testing::WithParamInterface<StreamCase> {
+class DetectorStreamTest : public DetectorTest, public testing::WithParamInterface<StreamCase> {
 protected:
     // Programme with two jingles in it, both twice and one of them under noise. The first
     // stands 32 hops from the start, so that its words are equal to the bit at 22050 Hz.
@@ -389,11 +390,11 @@ protected:
     }
 };
 
-TEST_P(DetectorStream, IsAnalysedAsSampleBySample) {
+TEST_P(DetectorStreamTest, IsAnalysedAsSampleBySample) {
     const StreamCase& c = GetParam();
     const TestPcm pcm = Stream(c.rate, c.channels);
-    CTestRandom random(6);
-    CNaiveDetector naive(References(c.channels), c.threshold, c.channels, c.rate);
+    TestRandom random(6);
+    NaiveDetector naive(References(c.channels), c.threshold, c.channels, c.rate);
     Make(pcm, References(c.channels), c.threshold);
     ASSERT_EQ(detector_->Open("source"), 1);
     const size_t frameBytes = 2 * static_cast<size_t>(c.channels);
@@ -415,7 +416,7 @@ TEST_P(DetectorStream, IsAnalysedAsSampleBySample) {
     EXPECT_GE(matches_.size(), c.threshold > 0.1 ? 4u : 1u);
 }
 
-TEST_P(DetectorStream, GivesTheSamePositionsInWhateverPiecesItIsRead) {
+TEST_P(DetectorStreamTest, GivesTheSamePositionsInWhateverPiecesItIsRead) {
     const StreamCase& c = GetParam();
     const TestPcm pcm = Stream(c.rate, c.channels);
     std::vector<DetectorMatch> whole;
@@ -430,7 +431,7 @@ TEST_P(DetectorStream, GivesTheSamePositionsInWhateverPiecesItIsRead) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, DetectorStream,
+INSTANTIATE_TEST_SUITE_P(Formats, DetectorStreamTest,
                          testing::Values(StreamCase{22050, 1, 0.14}, StreamCase{22050, 2, 0.0},
                                          StreamCase{32000, 2, 0.14}, StreamCase{44100, 2, 0.14},
                                          StreamCase{48000, 1, 0.14}, StreamCase{44100, 8, 0.3},
@@ -442,7 +443,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, DetectorStream,
                                     "Percent";
                          });
 
-TEST_F(Detector, FindsAJingleAtEveryRateWithinAHop) {
+TEST_F(DetectorTest, FindsAJingleAtEveryRateWithinAHop) {
     for (const int rate : {22050, 32000, 44100, 48000}) {
         const auto second = static_cast<size_t>(rate);
         const ReferenceFingerprint reference = ReferenceOf(MakeMusic(21, 22050, 2, 44100));
@@ -459,3 +460,4 @@ TEST_F(Detector, FindsAJingleAtEveryRateWithinAHop) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -12,6 +12,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 struct CodingCase {
@@ -20,7 +21,7 @@ struct CodingCase {
     int rate;
 };
 
-class DetectorCoding : public testing::TestWithParam<CodingCase> {
+class DetectorCodingTest : public testing::TestWithParam<CodingCase> {
 protected:
     static TestPcm Music(uint64_t seed, uint32_t ms) {
         return MakeMusic(seed, GetParam().rate, 2, FramesOf(GetParam().rate, ms));
@@ -31,14 +32,14 @@ protected:
         return LoadReference(path);
     }
 
-    CTempFolder folder_;
+    TempFolder folder_;
 };
 
 // The codecs' own delay is taken off by the demuxers, but ADTS cannot tell of the
 // 1024 samples that AAC begins with: 32 ms at 32 kHz.
-constexpr double kMostDelaySeconds = 0.035;
+constexpr double kMaxDelaySeconds = 0.035;
 
-TEST_P(DetectorCoding, LeavesJinglesToBeFound) {
+TEST_P(DetectorCodingTest, LeavesJinglesToBeFound) {
     const CodingCase& c = GetParam();
     if (!CanEncode(c.coding)) GTEST_SKIP() << "this FFmpeg has no such encoder";
     const TestPcm opening = Music(31, 2500);
@@ -59,7 +60,7 @@ TEST_P(DetectorCoding, LeavesJinglesToBeFound) {
     }
 
     ASSERT_EQ(matches.size(), 2u);
-    const double tolerance = (0.0125 + kMostDelaySeconds) * 44100;
+    const double tolerance = (0.0125 + kMaxDelaySeconds) * 44100;
     EXPECT_EQ(matches[0].referenceIndex, 0u);
     EXPECT_NEAR(static_cast<double>(matches[0].sample), 3.21 * 44100, tolerance);
     EXPECT_EQ(matches[1].referenceIndex, 2u);
@@ -67,7 +68,7 @@ TEST_P(DetectorCoding, LeavesJinglesToBeFound) {
     for (const DetectorMatch& match : matches) EXPECT_LE(match.ber, 0.14);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codings, DetectorCoding,
+INSTANTIATE_TEST_SUITE_P(Codings, DetectorCodingTest,
                          testing::Values(CodingCase{AudioCoding::kMp3, 128000, 44100},
                                          CodingCase{AudioCoding::kMp3, 96000, 48000},
                                          CodingCase{AudioCoding::kAacAdts, 128000, 44100},
@@ -83,3 +84,4 @@ INSTANTIATE_TEST_SUITE_P(Codings, DetectorCoding,
                          });
 
 }  // namespace
+}  // namespace receiver

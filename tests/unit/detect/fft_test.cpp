@@ -7,11 +7,12 @@
 #include <thread>
 #include <vector>
 
+namespace receiver {
 namespace {
 
 TEST(Fft, TransformsForwardInPlace) {
     constexpr uint32_t kSize = 64;
-    CFft fft(kSize);
+    Fft fft(kSize);
     std::fill_n(fft.Data(), kSize, 0.0);
     fft.Data()[1] = 1.0;
 
@@ -29,7 +30,7 @@ TEST(Fft, IsMadeAndDestroyedOnManyThreadsAtOnce) {
     for (double& sum : sums) {
         threads.emplace_back([&sum] {
             for (uint32_t size = 2; size <= 1024; size *= 2) {
-                CFft fft(size);
+                Fft fft(size);
                 std::fill_n(fft.Data(), size, 1.0);
                 fft.Execute();
                 sum += fft.Data()[0].real();
@@ -41,3 +42,4 @@ TEST(Fft, IsMadeAndDestroyedOnManyThreadsAtOnce) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -6,9 +6,10 @@
 
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
-std::vector<uint32_t> RandomWords(CTestRandom& random, size_t count) {
+std::vector<uint32_t> RandomWords(TestRandom& random, size_t count) {
     std::vector<uint32_t> words(count);
     for (uint32_t& word : words) word = static_cast<uint32_t>(random.Next());
     return words;
@@ -23,7 +24,7 @@ uint64_t CountBitByBit(const std::vector<uint32_t>& a, const std::vector<uint32_
 }
 
 TEST(DifferingBits, AreCountedExactlyAtEveryLength) {
-    CTestRandom random(1);
+    TestRandom random(1);
     for (size_t words = 0; words <= 200; ++words) {
         const std::vector<uint32_t> a = RandomWords(random, words);
         const std::vector<uint32_t> b = RandomWords(random, words);
@@ -33,7 +34,7 @@ TEST(DifferingBits, AreCountedExactlyAtEveryLength) {
 }
 
 TEST(DifferingBits, AreCountedExactlyAtEveryAlignment) {
-    CTestRandom random(2);
+    TestRandom random(2);
     const std::vector<uint32_t> a = RandomWords(random, 40);
     const std::vector<uint32_t> b = RandomWords(random, 41);
     const std::vector<uint32_t> shifted(b.begin() + 1, b.end());
@@ -41,7 +42,7 @@ TEST(DifferingBits, AreCountedExactlyAtEveryAlignment) {
 }
 
 TEST(DifferingBits, AreExactUpToTheLimitAndAboveItBeyond) {
-    CTestRandom random(3);
+    TestRandom random(3);
     for (const size_t words : {1u, 15u, 16u, 17u, 79u, 99u}) {
         const std::vector<uint32_t> a = RandomWords(random, words);
         const std::vector<uint32_t> b = RandomWords(random, words);
@@ -86,3 +87,4 @@ TEST(PassingBits, AreTheLastThatTheQuotientLetsPass) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -13,6 +13,8 @@
 #include "audio/audio_file.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
+
 inline WAVEFORMATEX FormatOf(int channels, int rate) {
     WAVEFORMATEX format;
     format.wFormatTag = kFormatTagPcm;
@@ -24,9 +26,9 @@ inline WAVEFORMATEX FormatOf(int channels, int rate) {
     return format;
 }
 
-class CMemoryAudioFile final : public CAudioFile {
+class MemoryAudioFile final : public CAudioFile {
 public:
-    explicit CMemoryAudioFile(const TestPcm& pcm)
+    explicit MemoryAudioFile(const TestPcm& pcm)
         : record_(FormatOf(pcm.channels, pcm.rate)), bytes_(pcm.Bytes()) {
         if (!bytes_.empty()) std::memcpy(bytes_.data(), pcm.samples.data(), bytes_.size());
     }
@@ -73,3 +75,5 @@ private:
     std::vector<std::byte> bytes_;
     size_t at_ = 0;
 };
+
+}  // namespace receiver

@@ -7,6 +7,7 @@
 
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
 std::vector<int16_t> Mix(const std::vector<int16_t>& pcm, unsigned channels) {
@@ -31,7 +32,7 @@ TEST(MonoMix, KeepsFullScaleInEveryChannelCount) {
 }
 
 TEST(MonoMix, DividesTheSumByEveryChannelCount) {
-    CTestRandom random(4);
+    TestRandom random(4);
     for (int channels = 1; channels <= 8; ++channels) {
         std::vector<int16_t> pcm(static_cast<size_t>(channels) * 1000);
         for (int16_t& sample : pcm) sample = static_cast<int16_t>(random.Next());
@@ -57,3 +58,4 @@ TEST(MonoMix, ReadsUnalignedBytes) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -16,9 +16,11 @@
 #include "detect/detector_match.h"
 #include "detect/reference_loading.h"
 
-class CNaiveMatcher final {
+namespace receiver {
+
+class NaiveMatcher final {
 public:
-    CNaiveMatcher(const std::vector<ReferenceFingerprint>& references, double threshold)
+    NaiveMatcher(const std::vector<ReferenceFingerprint>& references, double threshold)
         : threshold_(threshold) {
         for (const ReferenceFingerprint& reference : references) {
             searches_.push_back({reference.words});
@@ -92,10 +94,10 @@ private:
     std::deque<std::pair<uint32_t, uint64_t>> live_;
 };
 
-class CNaiveDetector final {
+class NaiveDetector final {
 public:
-    CNaiveDetector(const std::vector<ReferenceFingerprint>& references, double threshold,
-                   int channels, int rate)
+    NaiveDetector(const std::vector<ReferenceFingerprint>& references, double threshold,
+                  int channels, int rate)
         : matcher_(references, threshold), channels_(channels), rate_(rate) {
         fingerprinter_.SetUp(22050, 0.4, 0.0125);
         if (!resampler_.Open(static_cast<uint32_t>(rate), 22050)) {
@@ -151,9 +153,9 @@ private:
         time_ += 0.0125;
     }
 
-    CNaiveMatcher matcher_;
+    NaiveMatcher matcher_;
     CAudioFingerprinter fingerprinter_;
-    CMonoResampler resampler_;
+    MonoResampler resampler_;
     const int channels_;
     const int rate_;
     std::deque<int16_t> history_;
@@ -172,3 +174,5 @@ inline std::ostream& operator<<(std::ostream& out, const DetectorMatch& match) {
     return out << "{reference " << match.referenceIndex << " at " << match.sample << ", observed "
                << match.observedAfterSample << ", ber " << match.ber << "}";
 }
+
+}  // namespace receiver

@@ -8,6 +8,7 @@
 
 #include "memory_audio_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint64_t kForever = UINT64_MAX;
@@ -32,10 +33,10 @@ std::vector<int16_t> ReadFrames(CAudioFile& file, int channels, size_t frames, i
     return samples;
 }
 
-class ReceiverProgram : public testing::Test {
+class ReceiverProgramTest : public testing::Test {
 protected:
     CReceiverProgramAudioFile& Make(const TestPcm& pcm, uint64_t start) {
-        source_ = std::make_unique<CMemoryAudioFile>(pcm);
+        source_ = std::make_unique<MemoryAudioFile>(pcm);
         source_->Open("source");
         channels_ = pcm.channels;
         program_ = std::make_unique<CReceiverProgramAudioFile>(*source_, start, [this] {
@@ -49,7 +50,7 @@ protected:
         return ReadFrames(*program_, channels_, frames, &result_);
     }
 
-    std::unique_ptr<CMemoryAudioFile> source_;
+    std::unique_ptr<MemoryAudioFile> source_;
     std::unique_ptr<CReceiverProgramAudioFile> program_;
     ReceiverProgramBoundary boundary_{kForever, 0};
     std::function<void(int)> onBoundary_;
@@ -58,7 +59,7 @@ protected:
     int32_t result_ = 0;
 };
 
-TEST_F(ReceiverProgram, DeliversNothingWhenItEndsWhereItStarts) {
+TEST_F(ReceiverProgramTest, DeliversNothingWhenItEndsWhereItStarts) {
     boundary_ = {44100, 0};
     Make(Counting(2, 10), 44100);
     Read(10);
@@ -66,7 +67,7 @@ TEST_F(ReceiverProgram, DeliversNothingWhenItEndsWhereItStarts) {
     EXPECT_EQ(source_->reads, 0u);
 }
 
-TEST_F(ReceiverProgram, DeliversUpToTheEndAndThenNothingMore) {
+TEST_F(ReceiverProgramTest, DeliversUpToTheEndAndThenNothingMore) {
     boundary_ = {107, 0};
     const TestPcm pcm = Counting(2, 10);
     Make(pcm, 100);
@@ -80,7 +81,7 @@ TEST_F(ReceiverProgram, DeliversUpToTheEndAndThenNothingMore) {
     EXPECT_EQ(source_->reads, reads);
 }
 
-TEST_F(ReceiverProgram, FadesTheLastFramesLinearly) {
+TEST_F(ReceiverProgramTest, FadesTheLastFramesLinearly) {
     boundary_ = {10, 4};
     Make(Pcm(2, std::vector<int16_t>(20, 1000)), 0);
     EXPECT_EQ(Read(10),
@@ -88,13 +89,13 @@ TEST_F(ReceiverProgram, FadesTheLastFramesLinearly) {
                                     1000, 1000, 750,  750,  500,  500,  250,  250,  0,    0}));
 }
 
-TEST_F(ReceiverProgram, TruncatesFadedSamplesTowardZero) {
+TEST_F(ReceiverProgramTest, TruncatesFadedSamplesTowardZero) {
     boundary_ = {4, 4};
     Make(Pcm(1, {3, -3, -3, 7}), 0);
     EXPECT_EQ(Read(4), (std::vector<int16_t>{2, -1, 0, 0}));
 }
 
-TEST_F(ReceiverProgram, FadesEqualInWhateverPiecesItIsRead) {
+TEST_F(ReceiverProgramTest, FadesEqualInWhateverPiecesItIsRead) {
     boundary_ = {1100, 700};
     const TestPcm pcm = MakeNoise(9, 44100, 2, 2000);
     Make(pcm, 100);
@@ -115,27 +116,27 @@ TEST_F(ReceiverProgram, FadesEqualInWhateverPiecesItIsRead) {
     EXPECT_EQ(actual, expected);
 }
 
-TEST_F(ReceiverProgram, FadesFromTheFirstFrameWhenTheFadeIsLongerThanTheProgram) {
+TEST_F(ReceiverProgramTest, FadesFromTheFirstFrameWhenTheFadeIsLongerThanTheProgram) {
     boundary_ = {1'000'000'000'002, 1'000'000'000'000};
     Make(Pcm(1, {32767, -32768}), 1'000'000'000'000);
     EXPECT_EQ(Read(2), (std::vector<int16_t>{0, 0}));
 }
 
-TEST_F(ReceiverProgram, KeepsFullScaleThroughALongFade) {
+TEST_F(ReceiverProgramTest, KeepsFullScaleThroughALongFade) {
     constexpr uint64_t kFade = 94'704'000'000;  // the longest that can be asked for
     boundary_ = {kFade + 2, kFade};
     Make(Pcm(1, {-32768, -32768, -32768, -32768}), 0);
     EXPECT_EQ(Read(4), (std::vector<int16_t>{-32768, -32768, -32767, -32767}));
 }
 
-TEST_F(ReceiverProgram, ReturnsNothingForLessThanAFrame) {
+TEST_F(ReceiverProgramTest, ReturnsNothingForLessThanAFrame) {
     Make(Counting(2, 10), 0);
     int16_t frame[2];
     EXPECT_EQ(program_->Read(frame, 3), 0);
     EXPECT_EQ(source_->reads, 0u);
 }
 
-TEST_F(ReceiverProgram, AsksForWholeFramesOnly) {
+TEST_F(ReceiverProgramTest, AsksForWholeFramesOnly) {
     const TestPcm pcm = Counting(2, 10);
     Make(pcm, 0);
     std::vector<char> buffer(11);
@@ -143,7 +144,7 @@ TEST_F(ReceiverProgram, AsksForWholeFramesOnly) {
     EXPECT_EQ(std::memcmp(buffer.data(), pcm.samples.data(), 8), 0);
 }
 
-TEST_F(ReceiverProgram, CutsAReadAtAnEndThatMovesMeanwhile) {
+TEST_F(ReceiverProgramTest, CutsAReadAtAnEndThatMovesMeanwhile) {
     const TestPcm pcm = Counting(1, 10);
     Make(pcm, 50);
     onBoundary_ = [this](int request) {
@@ -154,7 +155,7 @@ TEST_F(ReceiverProgram, CutsAReadAtAnEndThatMovesMeanwhile) {
     EXPECT_EQ(result_, 0);
 }
 
-TEST_F(ReceiverProgram, FadesTowardTheEndThatHoldsAfterTheRead) {
+TEST_F(ReceiverProgramTest, FadesTowardTheEndThatHoldsAfterTheRead) {
     Make(Pcm(1, std::vector<int16_t>(4, 100)), 0);
     onBoundary_ = [this](int request) {
         if (request == 2) boundary_ = {4, 2};
@@ -162,7 +163,7 @@ TEST_F(ReceiverProgram, FadesTowardTheEndThatHoldsAfterTheRead) {
     EXPECT_EQ(Read(4), (std::vector<int16_t>{100, 100, 50, 0}));
 }
 
-TEST_F(ReceiverProgram, DropsWhatWasReadWhenTheEndMovesBeforeThePosition) {
+TEST_F(ReceiverProgramTest, DropsWhatWasReadWhenTheEndMovesBeforeThePosition) {
     Make(Counting(1, 10), 50);
     Read(4);
     onBoundary_ = [this](int request) {
@@ -173,13 +174,13 @@ TEST_F(ReceiverProgram, DropsWhatWasReadWhenTheEndMovesBeforeThePosition) {
     EXPECT_EQ(source_->reads, 2u);
 }
 
-TEST_F(ReceiverProgram, AsksForTheBoundaryTwiceARead) {
+TEST_F(ReceiverProgramTest, AsksForTheBoundaryTwiceARead) {
     Make(Counting(1, 10), 0);
     Read(4);
     EXPECT_EQ(boundaryRequests_, 2);
 }
 
-TEST_F(ReceiverProgram, PassesTheSourcesEndAndErrorOn) {
+TEST_F(ReceiverProgramTest, PassesTheSourcesEndAndErrorOn) {
     Make(Counting(1, 0), 0);
     Read(4);
     EXPECT_EQ(result_, 0);
@@ -188,14 +189,14 @@ TEST_F(ReceiverProgram, PassesTheSourcesEndAndErrorOn) {
     EXPECT_EQ(result_, -7);
 }
 
-TEST_F(ReceiverProgram, FailsOnAPartialFrame) {
+TEST_F(ReceiverProgramTest, FailsOnAPartialFrame) {
     Make(Counting(2, 10), 0);
     source_->readSizes = {6};
     Read(4);
     EXPECT_EQ(result_, -1);
 }
 
-TEST_F(ReceiverProgram, AdvancesByAShortRead) {
+TEST_F(ReceiverProgramTest, AdvancesByAShortRead) {
     const TestPcm pcm = Counting(2, 10);
     boundary_ = {4, 0};
     Make(pcm, 0);
@@ -204,7 +205,7 @@ TEST_F(ReceiverProgram, AdvancesByAShortRead) {
     EXPECT_EQ(Read(8), std::vector<int16_t>(pcm.samples.begin() + 2, pcm.samples.begin() + 4));
 }
 
-TEST_F(ReceiverProgram, WritesToAnUnalignedBuffer) {
+TEST_F(ReceiverProgramTest, WritesToAnUnalignedBuffer) {
     boundary_ = {2, 2};
     Make(Pcm(1, {-1000, 1000}), 0);
     std::vector<char> buffer(5);
@@ -215,7 +216,7 @@ TEST_F(ReceiverProgram, WritesToAnUnalignedBuffer) {
     EXPECT_EQ(samples[1], 0);
 }
 
-TEST_F(ReceiverProgram, IsOpenFromItsConstructionUntilClosed) {
+TEST_F(ReceiverProgramTest, IsOpenFromItsConstructionUntilClosed) {
     Make(Counting(2, 10), 0);
     const WAVEFORMATEX* format = nullptr;
     EXPECT_TRUE(program_->IsOpen());
@@ -232,7 +233,7 @@ TEST_F(ReceiverProgram, IsOpenFromItsConstructionUntilClosed) {
     EXPECT_EQ(result_, -1);
 }
 
-TEST_F(ReceiverProgram, LeavesItsSourceOpen) {
+TEST_F(ReceiverProgramTest, LeavesItsSourceOpen) {
     Make(Counting(2, 10), 0);
     program_->Close();
     program_.reset();
@@ -240,12 +241,12 @@ TEST_F(ReceiverProgram, LeavesItsSourceOpen) {
     EXPECT_EQ(source_->closes, 0u);
 }
 
-TEST_F(ReceiverProgram, RefusesANullBuffer) {
+TEST_F(ReceiverProgramTest, RefusesANullBuffer) {
     Make(Counting(2, 10), 0);
     EXPECT_EQ(program_->Read(nullptr, 8), -1);
 }
 
-TEST_F(ReceiverProgram, SeeksOnlyToWhereItStands) {
+TEST_F(ReceiverProgramTest, SeeksOnlyToWhereItStands) {
     Make(Counting(2, 10), 44100);
     EXPECT_EQ(program_->Seek(0.0f), 1);
     EXPECT_EQ(program_->Seek(-0.0f), 1);
@@ -255,15 +256,15 @@ TEST_F(ReceiverProgram, SeeksOnlyToWhereItStands) {
     EXPECT_EQ(program_->Seek(0.0f), 0);
 }
 
-TEST_F(ReceiverProgram, ThrowsWithoutABoundary) {
-    CMemoryAudioFile source(Counting(2, 10));
+TEST_F(ReceiverProgramTest, ThrowsWithoutABoundary) {
+    MemoryAudioFile source(Counting(2, 10));
     source.Open("source");
     CReceiverProgramAudioFile program(source, 0, nullptr);
     int16_t frame[2];
     EXPECT_THROW(program.Read(frame, 4), std::bad_function_call);
 }
 
-class ReceiverProgramFormat : public testing::Test {
+class ReceiverProgramFormatTest : public testing::Test {
 protected:
     void ExpectRefused() {
         try {
@@ -273,29 +274,30 @@ protected:
             EXPECT_STREQ(error.what(), "Invalid prepared program format");
         }
     }
-    CMemoryAudioFile source_{Counting(2, 10)};
+    MemoryAudioFile source_{Counting(2, 10)};
 };
 
-TEST_F(ReceiverProgramFormat, IsRefusedWhileTheSourceIsClosed) {
+TEST_F(ReceiverProgramFormatTest, IsRefusedWhileTheSourceIsClosed) {
     ExpectRefused();
 }
 
-TEST_F(ReceiverProgramFormat, IsRefusedUnlessIntegerPcm) {
+TEST_F(ReceiverProgramFormatTest, IsRefusedUnlessIntegerPcm) {
     source_.Open("source");
     source_.Record().wFormatTag = 3;
     ExpectRefused();
 }
 
-TEST_F(ReceiverProgramFormat, IsRefusedUnlessSixteenBits) {
+TEST_F(ReceiverProgramFormatTest, IsRefusedUnlessSixteenBits) {
     source_.Open("source");
     source_.Record().wBitsPerSample = 8;
     ExpectRefused();
 }
 
-TEST_F(ReceiverProgramFormat, IsRefusedWithoutAFrameSize) {
+TEST_F(ReceiverProgramFormatTest, IsRefusedWithoutAFrameSize) {
     source_.Open("source");
     source_.Record().nBlockAlign = 0;
     ExpectRefused();
 }
 
 }  // namespace
+}  // namespace receiver

@@ -7,11 +7,12 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 TEST(ReferenceHashPosix, FailsOnAFullDisk) {
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no device that is always full";
-    const CTempFolder folder;
+    const TempFolder folder;
     const std::string path = folder.File("jingle.wav");
     WriteWavFile(path, MakeMusic(1, 22050, 1, 22050));
     std::filesystem::create_symlink("/dev/full", path + ".hash");
@@ -21,3 +22,4 @@ TEST(ReferenceHashPosix, FailsOnAFullDisk) {
 }
 
 }  // namespace
+}  // namespace receiver

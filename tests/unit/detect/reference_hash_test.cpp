@@ -14,6 +14,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 std::string BytesOf(const std::string& path) {
@@ -34,7 +35,7 @@ std::vector<uint32_t> PaddedWords(std::vector<int16_t> mono) {
     return words;
 }
 
-class ReferenceHash : public testing::Test {
+class ReferenceHashTest : public testing::Test {
 protected:
     std::string Wav(const TestPcm& pcm) {
         const std::string path = folder_.File("jingle.wav");
@@ -42,19 +43,19 @@ protected:
         return path;
     }
 
-    CTempFolder folder_;
+    TempFolder folder_;
     std::vector<uint32_t> words_{1, 2, 3};
     std::string message_;
 };
 
-TEST_F(ReferenceHash, HoldsEightyOneWordsForASecond) {
+TEST_F(ReferenceHashTest, HoldsEightyOneWordsForASecond) {
     const std::string path = Wav(MakeMusic(1, 22050, 1, 22050));
     ASSERT_TRUE(DumpReferenceHash(path, &message_));
     EXPECT_EQ(message_, "81 frames, 1 ch @ 22050 Hz -> " + path + ".hash");
     EXPECT_EQ(BytesOf(path + ".hash").size(), 324u);
 }
 
-TEST_F(ReferenceHash, IsTheBareWordsInTimeOrder) {
+TEST_F(ReferenceHashTest, IsTheBareWordsInTimeOrder) {
     const TestPcm pcm = MakeMusic(2, 22050, 1, 40000);
     const std::string path = Wav(pcm);
     ASSERT_TRUE(DumpReferenceHash(path, &message_));
@@ -67,14 +68,14 @@ TEST_F(ReferenceHash, IsTheBareWordsInTimeOrder) {
     EXPECT_EQ(BytesOf(path + ".hash"), expected);
 }
 
-TEST_F(ReferenceHash, CoversAFileShorterThanAFrame) {
+TEST_F(ReferenceHashTest, CoversAFileShorterThanAFrame) {
     const TestPcm pcm = MakeMusic(3, 22050, 1, 1000);
     ASSERT_TRUE(FingerprintFile(Wav(pcm), &words_, &message_));
     EXPECT_EQ(words_.size(), 4u);
     EXPECT_EQ(words_, PaddedWords(pcm.samples));
 }
 
-TEST_F(ReferenceHash, ReplacesTheFileBefore) {
+TEST_F(ReferenceHashTest, ReplacesTheFileBefore) {
     const std::string path = Wav(MakeMusic(4, 22050, 1, 44100));
     ASSERT_TRUE(DumpReferenceHash(path, &message_));
     Wav(MakeMusic(4, 22050, 1, 22050));
@@ -82,13 +83,13 @@ TEST_F(ReferenceHash, ReplacesTheFileBefore) {
     EXPECT_EQ(BytesOf(path + ".hash").size(), 324u);
 }
 
-TEST_F(ReferenceHash, NamesChannelsAndRate) {
+TEST_F(ReferenceHashTest, NamesChannelsAndRate) {
     ASSERT_TRUE(FingerprintFile(Wav(MakeMusic(5, 22050, 6, 22050)), &words_, &message_));
     EXPECT_EQ(message_, "81 frames, 6 ch @ 22050 Hz");
 }
 
 // One buffer for the whole file, so that no read cuts a frame.
-TEST_F(ReferenceHash, LosesNoFrameOfAnyChannelCount) {
+TEST_F(ReferenceHashTest, LosesNoFrameOfAnyChannelCount) {
     for (int channels = 1; channels <= 8; ++channels) {
         const TestPcm pcm = MakeNoise(6, 22050, channels, 30000);
         std::vector<int16_t> mono;
@@ -104,7 +105,7 @@ TEST_F(ReferenceHash, LosesNoFrameOfAnyChannelCount) {
     }
 }
 
-TEST_F(ReferenceHash, FailsOnWhatIsNoAudio) {
+TEST_F(ReferenceHashTest, FailsOnWhatIsNoAudio) {
     const std::string path = folder_.File("letter.txt");
     WriteFileBytes(path, "no audio at all\n");
     EXPECT_FALSE(DumpReferenceHash(path, &message_));
@@ -112,20 +113,20 @@ TEST_F(ReferenceHash, FailsOnWhatIsNoAudio) {
     EXPECT_FALSE(std::filesystem::exists(path + ".hash"));
 }
 
-TEST_F(ReferenceHash, FailsOnAMissingFileAndEmptiesTheWords) {
+TEST_F(ReferenceHashTest, FailsOnAMissingFileAndEmptiesTheWords) {
     EXPECT_FALSE(FingerprintFile(folder_.File("missing.wav"), &words_, &message_));
     EXPECT_EQ(message_, "decode failed (FFmpeg Open)");
     EXPECT_TRUE(words_.empty());
 }
 
-TEST_F(ReferenceHash, FailsOnARecordingWithoutSamples) {
+TEST_F(ReferenceHashTest, FailsOnARecordingWithoutSamples) {
     const std::string path = Wav(MakeSilence(22050, 1, 0));
     EXPECT_FALSE(DumpReferenceHash(path, &message_));
     EXPECT_EQ(message_, "no audio decoded");
     EXPECT_FALSE(std::filesystem::exists(path + ".hash"));
 }
 
-TEST_F(ReferenceHash, FailsWhereItCannotBeWritten) {
+TEST_F(ReferenceHashTest, FailsWhereItCannotBeWritten) {
     const std::string path = Wav(MakeMusic(7, 22050, 1, 22050));
     std::filesystem::create_directory(path + ".hash");
     EXPECT_FALSE(DumpReferenceHash(path, &message_));
@@ -133,3 +134,4 @@ TEST_F(ReferenceHash, FailsWhereItCannotBeWritten) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -6,10 +6,11 @@
 #include "detect/reference_loading.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
 namespace {
 
 TEST(ReferenceLoadingPosix, RefusesAFifoInsteadOfWaitingForItsWriter) {
-    const CTempFolder folder;
+    const TempFolder folder;
     const std::string path = folder.File("fifo");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     try {
@@ -25,3 +26,4 @@ TEST(ReferenceLoadingPosix, RefusesADevice) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -11,9 +11,10 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
-class ReferenceLoading : public testing::Test {
+class ReferenceLoadingTest : public testing::Test {
 protected:
     std::string Wav(const TestPcm& pcm) {
         const std::string path = folder_.File("reference.wav");
@@ -35,20 +36,20 @@ protected:
         }
     }
 
-    CTempFolder folder_;
+    TempFolder folder_;
 };
 
-TEST_F(ReferenceLoading, AcceptsSixteenWords) {
+TEST_F(ReferenceLoadingTest, AcceptsSixteenWords) {
     const ReferenceFingerprint reference = LoadReference(Wav(MakeMusic(1, 22050, 1, 12326)));
     EXPECT_EQ(reference.words.size(), 16u);
     EXPECT_EQ(reference.sampleCount, 12326u);
 }
 
-TEST_F(ReferenceLoading, RefusesFifteenWords) {
+TEST_F(ReferenceLoadingTest, RefusesFifteenWords) {
     ExpectFailure(Wav(MakeMusic(1, 22050, 1, 12325)), "Reference too short");
 }
 
-TEST_F(ReferenceLoading, TakesAWordPerHopAndOnlyWholeFrames) {
+TEST_F(ReferenceLoadingTest, TakesAWordPerHopAndOnlyWholeFrames) {
     const TestPcm pcm = MakeMusic(2, 22050, 1, 50000);
     const ReferenceFingerprint reference = LoadReference(Wav(pcm));
 
@@ -63,7 +64,7 @@ TEST_F(ReferenceLoading, TakesAWordPerHopAndOnlyWholeFrames) {
     EXPECT_EQ(reference.words, words);
 }
 
-TEST_F(ReferenceLoading, MixesChannelsDownTowardZero) {
+TEST_F(ReferenceLoadingTest, MixesChannelsDownTowardZero) {
     TestPcm stereo{22050, 2, {}};
     for (int frame = 0; frame < 20000; ++frame) {
         stereo.samples.push_back(1);
@@ -75,7 +76,7 @@ TEST_F(ReferenceLoading, MixesChannelsDownTowardZero) {
 
 // A chunk of 65536 bytes holds whole frames of 1, 2, 4 and 8 channels only; of the
 // others the frame that it cuts is lost, and the next chunk starts amid a frame.
-TEST_F(ReferenceLoading, LosesTheFrameThatAChunkCuts) {
+TEST_F(ReferenceLoadingTest, LosesTheFrameThatAChunkCuts) {
     for (int channels = 1; channels <= 8; ++channels) {
         const TestPcm pcm = MakeNoise(3, 22050, channels, 30000);
         const size_t bytes = pcm.Bytes();
@@ -85,7 +86,7 @@ TEST_F(ReferenceLoading, LosesTheFrameThatAChunkCuts) {
     }
 }
 
-TEST_F(ReferenceLoading, ReadsEveryCodingAtTheAnalysisRate) {
+TEST_F(ReferenceLoadingTest, ReadsEveryCodingAtTheAnalysisRate) {
     const TestPcm pcm = MakeMusic(4, 44100, 2, 88200);
     for (const AudioCoding coding : kAllAudioCodings) {
         if (!CanEncode(coding)) continue;
@@ -97,37 +98,38 @@ TEST_F(ReferenceLoading, ReadsEveryCodingAtTheAnalysisRate) {
     }
 }
 
-TEST_F(ReferenceLoading, RefusesWhatIsMissing) {
+TEST_F(ReferenceLoadingTest, RefusesWhatIsMissing) {
     ExpectFailure(folder_.File("missing.wav"), "Reference Open failed");
 }
 
-TEST_F(ReferenceLoading, RefusesAFolder) {
+TEST_F(ReferenceLoadingTest, RefusesAFolder) {
     ExpectFailure(folder_.Path().string(), "Reference Open failed");
 }
 
-TEST_F(ReferenceLoading, RefusesAnEmptyFile) {
+TEST_F(ReferenceLoadingTest, RefusesAnEmptyFile) {
     ExpectFailure(Bytes(""), "Reference Open failed");
 }
 
-TEST_F(ReferenceLoading, RefusesText) {
+TEST_F(ReferenceLoadingTest, RefusesText) {
     ExpectFailure(Bytes("This is a letter to the listeners, and no audio at all.\n"),
                   "Reference Open failed");
 }
 
-TEST_F(ReferenceLoading, RefusesARecordingWithoutSamples) {
+TEST_F(ReferenceLoadingTest, RefusesARecordingWithoutSamples) {
     ExpectFailure(Wav(MakeSilence(22050, 1, 0)), "Reference too short");
 }
 
-TEST_F(ReferenceLoading, StopsBetweenReads) {
+TEST_F(ReferenceLoadingTest, StopsBetweenReads) {
     const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));  // 7 reads
     int asked = 0;
     ExpectFailure(path, "Cancelled during reference loading", [&] { return ++asked == 3; });
     EXPECT_EQ(asked, 3);
 }
 
-TEST_F(ReferenceLoading, GoesOnWhileNoStopIsRequested) {
+TEST_F(ReferenceLoadingTest, GoesOnWhileNoStopIsRequested) {
     const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));
     EXPECT_EQ(LoadReference(path, [] { return false; }).sampleCount, 200000u);
 }
 
 }  // namespace
+}  // namespace receiver

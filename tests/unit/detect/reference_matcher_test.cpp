@@ -8,11 +8,12 @@
 #include "naive_detector.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint64_t kHop = 100;  // source frames from one word to the next
 
-ReferenceFingerprint RandomReference(CTestRandom& random, size_t words) {
+ReferenceFingerprint RandomReference(TestRandom& random, size_t words) {
     ReferenceFingerprint reference;
     for (size_t i = 0; i < words; ++i) {
         reference.words.push_back(static_cast<uint32_t>(random.Next()));
@@ -21,7 +22,7 @@ ReferenceFingerprint RandomReference(CTestRandom& random, size_t words) {
 }
 
 // `words` with exactly `bits` bits changed, none in word 0.
-std::vector<uint32_t> WithErrors(std::vector<uint32_t> words, size_t bits, CTestRandom& random) {
+std::vector<uint32_t> WithErrors(std::vector<uint32_t> words, size_t bits, TestRandom& random) {
     std::vector<uint32_t> changed(words.size(), 0);
     while (bits > 0) {
         const uint32_t bit = 1u << random.Below(32);
@@ -34,10 +35,10 @@ std::vector<uint32_t> WithErrors(std::vector<uint32_t> words, size_t bits, CTest
     return words;
 }
 
-class ReferenceMatcher : public testing::Test {
+class ReferenceMatcherTest : public testing::Test {
 protected:
     void Make(const std::vector<ReferenceFingerprint>& references, double threshold) {
-        matcher_ = std::make_unique<CReferenceMatcher>(
+        matcher_ = std::make_unique<ReferenceMatcher>(
             references, threshold, [this](const DetectorMatch& m) { matches_.push_back(m); });
         pushed_ = 0;
     }
@@ -52,13 +53,13 @@ protected:
         while (count-- > 0) Push(static_cast<uint32_t>(random_.Next()));
     }
 
-    CTestRandom random_{77};
+    TestRandom random_{77};
     std::vector<DetectorMatch> matches_;
-    std::unique_ptr<CReferenceMatcher> matcher_;
+    std::unique_ptr<ReferenceMatcher> matcher_;
     uint64_t pushed_ = 0;
 };
 
-TEST_F(ReferenceMatcher, ReportsFiveWordsAfterTheLastOfTheReference) {
+TEST_F(ReferenceMatcherTest, ReportsFiveWordsAfterTheLastOfTheReference) {
     const ReferenceFingerprint reference = RandomReference(random_, 40);
     Make({reference}, 0.14);
     PushNoise(7);
@@ -70,7 +71,7 @@ TEST_F(ReferenceMatcher, ReportsFiveWordsAfterTheLastOfTheReference) {
     EXPECT_EQ(matches_[0], (DetectorMatch{0, 7 * kHop, (7 + 40 + 5) * 1000, 0.0}));
 }
 
-TEST_F(ReferenceMatcher, ComparesNothingUntilTheWholeReferenceCanHavePassed) {
+TEST_F(ReferenceMatcherTest, ComparesNothingUntilTheWholeReferenceCanHavePassed) {
     const ReferenceFingerprint reference = RandomReference(random_, 16);
     Make({reference}, 1.0);
     PushNoise(15);
@@ -81,7 +82,7 @@ TEST_F(ReferenceMatcher, ComparesNothingUntilTheWholeReferenceCanHavePassed) {
     EXPECT_EQ(matches_.size(), 1u);
 }
 
-TEST_F(ReferenceMatcher, LeavesTheFirstWordOutOfTheComparison) {
+TEST_F(ReferenceMatcherTest, LeavesTheFirstWordOutOfTheComparison) {
     const ReferenceFingerprint reference = RandomReference(random_, 16);
     Make({reference}, 0.0);
     std::vector<uint32_t> words = reference.words;
@@ -92,7 +93,7 @@ TEST_F(ReferenceMatcher, LeavesTheFirstWordOutOfTheComparison) {
     EXPECT_EQ(matches_[0].ber, 0.0);
 }
 
-TEST_F(ReferenceMatcher, ComparesTheSecondWord) {
+TEST_F(ReferenceMatcherTest, ComparesTheSecondWord) {
     const ReferenceFingerprint reference = RandomReference(random_, 16);
     Make({reference}, 0.0);
     std::vector<uint32_t> words = reference.words;
@@ -102,7 +103,7 @@ TEST_F(ReferenceMatcher, ComparesTheSecondWord) {
     EXPECT_TRUE(matches_.empty());
 }
 
-TEST_F(ReferenceMatcher, LetsTheThresholdItselfPass) {
+TEST_F(ReferenceMatcherTest, LetsTheThresholdItselfPass) {
     const ReferenceFingerprint reference = RandomReference(random_, 26);  // 800 bits
     Make({reference}, 0.14);
     Push(WithErrors(reference.words, 112, random_));
@@ -111,7 +112,7 @@ TEST_F(ReferenceMatcher, LetsTheThresholdItselfPass) {
     EXPECT_EQ(matches_[0].ber, 0.14);
 }
 
-TEST_F(ReferenceMatcher, LetsNothingAboveTheThresholdPass) {
+TEST_F(ReferenceMatcherTest, LetsNothingAboveTheThresholdPass) {
     const ReferenceFingerprint reference = RandomReference(random_, 26);
     Make({reference}, 0.14);
     Push(WithErrors(reference.words, 113, random_));
@@ -120,7 +121,7 @@ TEST_F(ReferenceMatcher, LetsNothingAboveTheThresholdPass) {
 }
 
 // All words alike, so that the reference fits again at each of the next words.
-TEST_F(ReferenceMatcher, TakesALaterCandidateOnlyIfItIsBetter) {
+TEST_F(ReferenceMatcherTest, TakesALaterCandidateOnlyIfItIsBetter) {
     ReferenceFingerprint reference;
     reference.words.assign(16, 0);
     Make({reference}, 0.01);
@@ -135,7 +136,7 @@ TEST_F(ReferenceMatcher, TakesALaterCandidateOnlyIfItIsBetter) {
     EXPECT_EQ(matches_[0], (DetectorMatch{0, kHop, 9, 2.0 / 480.0}));
 }
 
-TEST_F(ReferenceMatcher, MayArmAgainAfterAReport) {
+TEST_F(ReferenceMatcherTest, MayArmAgainAfterAReport) {
     ReferenceFingerprint reference;
     reference.words.assign(16, 0x55555555);
     Make({reference}, 0.0);
@@ -145,7 +146,7 @@ TEST_F(ReferenceMatcher, MayArmAgainAfterAReport) {
     EXPECT_EQ(matches_[1].sample, 6 * kHop);
 }
 
-TEST_F(ReferenceMatcher, DoesNotMeasureANewCandidateAgainstTheLastReport) {
+TEST_F(ReferenceMatcherTest, DoesNotMeasureANewCandidateAgainstTheLastReport) {
     const ReferenceFingerprint reference = RandomReference(random_, 26);
     Make({reference}, 0.14);
     Push(reference.words);
@@ -158,7 +159,7 @@ TEST_F(ReferenceMatcher, DoesNotMeasureANewCandidateAgainstTheLastReport) {
     EXPECT_EQ(matches_[1].ber, 0.125);
 }
 
-TEST_F(ReferenceMatcher, ReportsReferencesIndependentlyAndInListOrder) {
+TEST_F(ReferenceMatcherTest, ReportsReferencesIndependentlyAndInListOrder) {
     const ReferenceFingerprint longer = RandomReference(random_, 60);
     ReferenceFingerprint shorter;
     shorter.words.assign(longer.words.end() - 20, longer.words.end());
@@ -173,7 +174,7 @@ TEST_F(ReferenceMatcher, ReportsReferencesIndependentlyAndInListOrder) {
     EXPECT_EQ(matches_[2], (DetectorMatch{1, 40 * kHop, 65000, 0.0}));
 }
 
-TEST_F(ReferenceMatcher, FlushesInListOrderAndOnce) {
+TEST_F(ReferenceMatcherTest, FlushesInListOrderAndOnce) {
     const ReferenceFingerprint reference = RandomReference(random_, 30);
     Make({reference, RandomReference(random_, 30), reference}, 0.14);
     Push(reference.words);
@@ -184,7 +185,7 @@ TEST_F(ReferenceMatcher, FlushesInListOrderAndOnce) {
     EXPECT_EQ(matches_[1], (DetectorMatch{2, 0, 4711, 0.0}));
 }
 
-TEST_F(ReferenceMatcher, ForgetsWordsAndCandidatesOnReset) {
+TEST_F(ReferenceMatcherTest, ForgetsWordsAndCandidatesOnReset) {
     const ReferenceFingerprint reference = RandomReference(random_, 30);
     Make({reference}, 0.14);
     Push(reference.words);
@@ -202,11 +203,11 @@ struct StreamCase {
     uint32_t wordMask;  // few bits make ties frequent
 };
 
-class ReferenceMatcherStream : public testing::TestWithParam<StreamCase> {};
+class ReferenceMatcherStreamTest : public testing::TestWithParam<StreamCase> {};
 
 // Long streams of noise with damaged and cut copies of the references in them.
-TEST_P(ReferenceMatcherStream, ReportsWhatTheRulesReadBitByBitDo) {
-    CTestRandom random(5);
+TEST_P(ReferenceMatcherStreamTest, ReportsWhatTheRulesReadBitByBitDo) {
+    TestRandom random(5);
     const uint32_t mask = GetParam().wordMask;
     std::vector<ReferenceFingerprint> references;
     for (const size_t words : {16u, 17u, 33u, 100u, 240u, 17u}) {
@@ -216,9 +217,9 @@ TEST_P(ReferenceMatcherStream, ReportsWhatTheRulesReadBitByBitDo) {
     references.push_back(references[2]);
 
     std::vector<DetectorMatch> matches;
-    CReferenceMatcher matcher(references, GetParam().threshold,
-                              [&](const DetectorMatch& match) { matches.push_back(match); });
-    CNaiveMatcher naive(references, GetParam().threshold);
+    ReferenceMatcher matcher(references, GetParam().threshold,
+                             [&](const DetectorMatch& match) { matches.push_back(match); });
+    NaiveMatcher naive(references, GetParam().threshold);
     uint64_t pushed = 0;
     const auto push = [&](uint32_t word) {
         ++pushed;
@@ -244,7 +245,7 @@ TEST_P(ReferenceMatcherStream, ReportsWhatTheRulesReadBitByBitDo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Thresholds, ReferenceMatcherStream,
+    Thresholds, ReferenceMatcherStreamTest,
     testing::Values(StreamCase{"None", 0.0, UINT32_MAX}, StreamCase{"NoneOfFewBits", 0.0, 0x11},
                     StreamCase{"Usual", 0.14, UINT32_MAX}, StreamCase{"UsualOfFewBits", 0.14, 0xF},
                     StreamCase{"Third", 1.0 / 3.0, UINT32_MAX},
@@ -253,3 +254,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<StreamCase>& which) { return which.param.name; });
 
 }  // namespace
+}  // namespace receiver

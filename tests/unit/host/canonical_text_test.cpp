@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -20,7 +22,7 @@ std::string Nested(const std::string& open, const std::string& core, const std::
 
 }  // namespace
 
-TEST(CanonicalTextTest, IsTheLibrarysCompactText) {
+TEST(CanonicalText, IsTheLibrarysCompactText) {
     for (const char* text :
          {"null", "true", "-1", "18446744073709551615", "0.1", "1e300", R"("a\"\\\u0007é😀")", "[]",
           "{}", R"({"":[]})", R"([[],{},[{}],{"a":[]}])",
@@ -30,21 +32,23 @@ TEST(CanonicalTextTest, IsTheLibrarysCompactText) {
     }
 }
 
-TEST(CanonicalTextTest, TheOrderOfKeysDoesNotMatter) {
+TEST(CanonicalText, TheOrderOfKeysDoesNotMatter) {
     EXPECT_EQ(CanonicalText(json::parse(R"({ "a" : 1, "b" : [ 2 ] })")),
               CanonicalText(json::parse(R"({"b":[2],"a":1})")));
 }
 
-TEST(CanonicalTextTest, AnIntegerDiffersFromTheEqualFloat) {
+TEST(CanonicalText, AnIntegerDiffersFromTheEqualFloat) {
     EXPECT_NE(CanonicalText(json::parse("1")), CanonicalText(json::parse("1.0")));
 }
 
-TEST(CanonicalTextTest, ArraysNestAsDeepAsAFrameAllows) {
+TEST(CanonicalText, ArraysNestAsDeepAsAFrameAllows) {
     const std::string text = Nested("[", "", "]", 32768);
     EXPECT_EQ(CanonicalText(json::parse(text)), text);
 }
 
-TEST(CanonicalTextTest, ObjectsNestAsDeepAsAFrameAllows) {
+TEST(CanonicalText, ObjectsNestAsDeepAsAFrameAllows) {
     const std::string text = Nested(R"({"":)", "1", "}", 13107);
     EXPECT_EQ(CanonicalText(json::parse(text)), text);
 }
+
+}  // namespace receiver

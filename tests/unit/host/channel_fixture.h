@@ -17,13 +17,15 @@
 #include "platform/ids.h"
 #include "support/raw_control_client.h"
 
+namespace receiver {
+
 inline std::string UniqueControlUri() {
     return "pcm-pipe://test-control-" + CreateInstanceId();
 }
 
-class CMemoryLog final : public IStoreLog {
+class MemoryLog final : public IStoreLog {
 public:
-    explicit CMemoryLog(std::vector<std::string>& lines) : lines_(lines) {}
+    explicit MemoryLog(std::vector<std::string>& lines) : lines_(lines) {}
     void Flush() override {}
     int32_t Write(std::string_view line) override {
         lines_.emplace_back(line);
@@ -38,7 +40,7 @@ private:
 class ChannelTest : public testing::Test {
 protected:
     ChannelTest()
-        : log_(std::make_unique<CMemoryLog>(lines_), CLog::Options{}), channel_(uri_, pipe_, log_) {
+        : log_(std::make_unique<MemoryLog>(lines_), CLog::Options{}), channel_(uri_, pipe_, log_) {
         channel_.Listen();
     }
 
@@ -52,7 +54,7 @@ protected:
     template <typename Pass>
     [[nodiscard]] bool SendFrameWhile(const std::string& body, Pass pass) {
         constexpr size_t kPassBytes = 4096;
-        const std::string frame = CRawControlClient::Frame(body);
+        const std::string frame = RawControlClient::Frame(body);
         for (size_t sent = 0; sent < frame.size(); sent += kPassBytes) {
             if (!client_.Send(std::string_view(frame).substr(sent, kPassBytes))) return false;
             pass();
@@ -80,6 +82,8 @@ protected:
     CPcmPipe pipe_{cancellation_};
     std::vector<std::string> lines_;
     CLog log_;
-    CControlChannel channel_;
-    CRawControlClient client_;
+    ControlChannel channel_;
+    RawControlClient client_;
 };
+
+}  // namespace receiver

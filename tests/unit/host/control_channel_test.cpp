@@ -7,6 +7,8 @@
 #include "platform/clock.h"
 #include "unit/host/channel_fixture.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -60,7 +62,7 @@ TEST_F(ControlChannelTest, WithoutBytesNothingIsRead) {
 
 TEST_F(ControlChannelTest, AFrameInPiecesIsHandledWithItsLastByte) {
     Connect();
-    const std::string frame = CRawControlClient::Frame(R"({"a":1})");
+    const std::string frame = RawControlClient::Frame(R"({"a":1})");
     for (size_t i = 0; i < frame.size(); ++i) {
         EXPECT_TRUE(messages_.empty());
         ASSERT_TRUE(client_.Send(frame.substr(i, 1)));
@@ -71,7 +73,7 @@ TEST_F(ControlChannelTest, AFrameInPiecesIsHandledWithItsLastByte) {
 
 TEST_F(ControlChannelTest, TwoFramesInOneWriteAreHandledInTheSamePassInOrder) {
     Connect();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame("1") + CRawControlClient::Frame("2")));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame("1") + RawControlClient::Frame("2")));
     Read();
     EXPECT_EQ(messages_, (std::vector<json>{1, 2}));
 }
@@ -98,7 +100,7 @@ TEST_F(ControlChannelTest, ABodyOf65536BytesIsAccepted) {
 TEST_F(ControlChannelTest, AnInvalidLengthIsRejectedAndTheClientDisconnected) {
     for (const uint32_t length : {0u, 65537u}) {
         Connect();
-        ASSERT_TRUE(client_.Send(CRawControlClient::LengthField(length) + "rest"));
+        ASSERT_TRUE(client_.Send(RawControlClient::LengthField(length) + "rest"));
         Read();
         EXPECT_EQ(Reply(), Rejected("", "Invalid control frame length"));
         EXPECT_TRUE(client_.WaitForHangUp());
@@ -111,8 +113,8 @@ TEST_F(ControlChannelTest, AnInvalidLengthIsRejectedAndTheClientDisconnected) {
 
 TEST_F(ControlChannelTest, FramesBeforeAnInvalidLengthAreHandled) {
     Connect();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame("1") + CRawControlClient::LengthField(0) +
-                             CRawControlClient::Frame("2")));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame("1") + RawControlClient::LengthField(0) +
+                             RawControlClient::Frame("2")));
     Read();
     EXPECT_EQ(messages_, std::vector<json>{1});
 }
@@ -126,7 +128,7 @@ TEST_F(ControlChannelTest, AnArrayReachesTheHandler) {
 
 TEST_F(ControlChannelTest, ABodyThatIsNotJsonIsRejectedWithTheParsersTextAndTheConnectionKept) {
     Connect();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame("nonsense") + CRawControlClient::Frame("2")));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame("nonsense") + RawControlClient::Frame("2")));
     Read();
     EXPECT_EQ(Reply(),
               Rejected("",
@@ -155,7 +157,7 @@ TEST_F(ControlChannelTest, EachIllFormedByteThatTheParserQuotesBecomesU_FFFD) {
 
 TEST_F(ControlChannelTest, WhatTheHandlerThrowsIsRejectedAndTheNextFrameHandled) {
     Connect();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame("1") + CRawControlClient::Frame("2")));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame("1") + RawControlClient::Frame("2")));
     int handled = 0;
     channel_.ReadMessages([&](const json&) -> bool {
         if (++handled == 1) throw std::runtime_error("cannot be");
@@ -167,7 +169,7 @@ TEST_F(ControlChannelTest, WhatTheHandlerThrowsIsRejectedAndTheNextFrameHandled)
 
 TEST_F(ControlChannelTest, AHandlerThatAsksToStopLeavesTheNextFrame) {
     Connect();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame("1") + CRawControlClient::Frame("2")));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame("1") + RawControlClient::Frame("2")));
     channel_.ReadMessages([&](const json& message) {
         messages_.push_back(message);
         return false;
@@ -207,7 +209,7 @@ TEST_F(ControlChannelTest, AClientThatGoesAwayIsLoggedAndANewOneMayCome) {
 
 TEST_F(ControlChannelTest, AHalfFrameGoesWithItsClient) {
     Connect();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame("12345").substr(0, 6)));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame("12345").substr(0, 6)));
     Read();
     client_.Close();
     Read();
@@ -269,31 +271,31 @@ TEST_F(ControlChannelTest, AClientThatDoesNotReadIsDisconnected) {
 
 TEST_F(ControlChannelTest, ListeningOnATakenNameFails) {
     CPcmPipe otherPipe(std::make_shared<CPcmPipeCancellation>());
-    CControlChannel other(uri_, otherPipe, log_);
+    ControlChannel other(uri_, otherPipe, log_);
     try {
         other.Listen();
         FAIL();
-    } catch (const CControlListenError& error) {
+    } catch (const ControlListenError& error) {
         EXPECT_STREQ(error.what(), "Control Listen failed");
     }
 }
 
 TEST_F(ControlChannelTest, ABadUriCannotBeListenedOn) {
     CPcmPipe otherPipe(std::make_shared<CPcmPipeCancellation>());
-    CControlChannel other("tcp://x", otherPipe, log_);
-    EXPECT_THROW(other.Listen(), CControlListenError);
+    ControlChannel other("tcp://x", otherPipe, log_);
+    EXPECT_THROW(other.Listen(), ControlListenError);
 }
 
 TEST_F(ControlChannelTest, AListenErrorInAHandlerIsNotAnswered) {
     Connect();
     ASSERT_TRUE(client_.SendFrame("1"));
-    EXPECT_THROW(channel_.ReadMessages([](const json&) -> bool { throw CControlListenError(); }),
-                 CControlListenError);
+    EXPECT_THROW(channel_.ReadMessages([](const json&) -> bool { throw ControlListenError(); }),
+                 ControlListenError);
 }
 
 TEST_F(ControlChannelTest, AListenThatFailsOnceAStopIsExpectedIsNoError) {
     CPcmPipe otherPipe(std::make_shared<CPcmPipeCancellation>());
-    CControlChannel other(uri_, otherPipe, log_);
+    ControlChannel other(uri_, otherPipe, log_);
     other.ExpectStop();
     EXPECT_NO_THROW(other.Listen());
 }
@@ -301,7 +303,7 @@ TEST_F(ControlChannelTest, AListenThatFailsOnceAStopIsExpectedIsNoError) {
 TEST_F(ControlChannelTest, AListenThatFailsAfterACancellationIsNoError) {
     const auto cancellation = std::make_shared<CPcmPipeCancellation>();
     CPcmPipe otherPipe(cancellation);
-    CControlChannel other(uri_, otherPipe, log_);
+    ControlChannel other(uri_, otherPipe, log_);
     cancellation->Cancel();
     EXPECT_NO_THROW(other.Listen());
 }
@@ -311,3 +313,5 @@ TEST_F(ControlChannelTest, ACancellationEndsTheWaitForAClient) {
     channel_.AcceptClient(kPatienceMs);
     EXPECT_FALSE(channel_.IsConnected());
 }
+
+}  // namespace receiver

@@ -6,6 +6,8 @@
 #include "unit/session/scripted_source.h"
 #include "unit/session/session_fixture.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -14,8 +16,8 @@ constexpr const char* kInstance = "0F0E0D0C-0B0A-4908-8706-050403020100";
 
 class ControlProtocolTest : public ChannelTest {
 protected:
-    static const CReferenceFiles& Files() {
-        static const CReferenceFiles files;
+    static const ReferenceFiles& Files() {
+        static const ReferenceFiles files;
         return files;
     }
 
@@ -76,9 +78,9 @@ protected:
         while (!slot_.SnapshotOf("").is_null()) Pass();
     }
 
-    CScriptedSource source_;
-    CSessionSlot slot_{kInstance, source_.Factory()};
-    CControlProtocol protocol_{kInstance, channel_, slot_};
+    ScriptedSource source_;
+    SessionSlot slot_{kInstance, source_.Factory()};
+    ControlProtocol protocol_{kInstance, channel_, slot_};
 };
 
 std::string AudioUri(int counter) {
@@ -261,7 +263,7 @@ TEST_F(ControlProtocolTest, TheSameCancelIsCarriedOutTwice) {
     Introduce();
     ASSERT_EQ(Ask(PrepareCommand())["type"], "ACK");
     ASSERT_EQ(WaitFor("CONNECTED")["type"], "CONNECTED");
-    const std::string cancel = CRawControlClient::Frame(CancelCommand("c", "s-1").dump());
+    const std::string cancel = RawControlClient::Frame(CancelCommand("c", "s-1").dump());
     ASSERT_TRUE(client_.Send(cancel + cancel));
     Pass();
     for (int i = 0; i < 2; ++i) {
@@ -280,7 +282,7 @@ TEST_F(ControlProtocolTest, ACancelWithItsKeysInAnotherOrderIsTheSameCommand) {
     ASSERT_EQ(WaitFor("CONNECTED")["type"], "CONNECTED");
     const std::string one = R"({"type":"CANCEL","requestId":"c","version":1,"sessionId":"s-1"})";
     const std::string two = R"({ "sessionId":"s-1","version":1,"requestId":"c","type":"CANCEL" })";
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame(one) + CRawControlClient::Frame(two)));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame(one) + RawControlClient::Frame(two)));
     Pass();
     EXPECT_EQ(Reply()["type"], "ACK");
     EXPECT_EQ(Reply()["type"], "ACK");
@@ -356,8 +358,8 @@ TEST_F(ControlProtocolTest, ShutdownIsAcknowledgedBeforeTheStop) {
 
 TEST_F(ControlProtocolTest, FramesAfterShutdownAreNotHandled) {
     Introduce();
-    ASSERT_TRUE(client_.Send(CRawControlClient::Frame(Command("SHUTDOWN", "s").dump()) +
-                             CRawControlClient::Frame(PrepareCommand().dump())));
+    ASSERT_TRUE(client_.Send(RawControlClient::Frame(Command("SHUTDOWN", "s").dump()) +
+                             RawControlClient::Frame(PrepareCommand().dump())));
     Pass();
     EXPECT_TRUE(slot_.SnapshotOf("").is_null());
 }
@@ -386,3 +388,5 @@ TEST_F(ControlProtocolTest, DeepNestingWhereAStringBelongsIsRejected) {
     EXPECT_EQ(AskRaw(R"({"version":)" + deep + R"(,"type":"HELLO","requestId":"a"})"),
               Rejected("a", "Unsupported protocol version"));
 }
+
+}  // namespace receiver

@@ -6,23 +6,25 @@
 
 #include "log/log.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
-TEST(LogRecordTest, TheTypeComesFirstThenTheKeysInOrder) {
+TEST(LogRecord, TheTypeComesFirstThenTheKeysInOrder) {
     EXPECT_EQ(FormatLogRecord({{"type", "ACK"}, {"version", 1}, {"command", "CANCEL"}}),
               "RECEIVER ACK command=CANCEL version=1");
 }
 
-TEST(LogRecordTest, WithoutATypeItsPlaceStaysEmpty) {
+TEST(LogRecord, WithoutATypeItsPlaceStaysEmpty) {
     EXPECT_EQ(FormatLogRecord({{"a", 1}}), "RECEIVER  a=1");
 }
 
-TEST(LogRecordTest, NestedObjectsAreNamedByTheirPath) {
+TEST(LogRecord, NestedObjectsAreNamedByTheirPath) {
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", {{"type", "inner"}, {"b", {{"c", 2}}}}}}),
               "RECEIVER T a.b.c=2 a.type=inner");
 }
 
-TEST(LogRecordTest, ArrayElementsAreNamedByTheirIndexInOrder) {
+TEST(LogRecord, ArrayElementsAreNamedByTheirIndexInOrder) {
     json list = json::array();
     for (int i = 0; i < 11; ++i) list.push_back(i);
     list.push_back({{"x", json::array({true})}});
@@ -31,12 +33,12 @@ TEST(LogRecordTest, ArrayElementsAreNamedByTheirIndexInOrder) {
               " a.11.x.0=true");
 }
 
-TEST(LogRecordTest, EmptyArraysAndObjectsAreValues) {
+TEST(LogRecord, EmptyArraysAndObjectsAreValues) {
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", json::array()}, {"b", json::object()}}),
               "RECEIVER T a=[] b={}");
 }
 
-TEST(LogRecordTest, ScalarsAreCompactJsonAndStringsStandAsTheyAre) {
+TEST(LogRecord, ScalarsAreCompactJsonAndStringsStandAsTheyAre) {
     EXPECT_EQ(FormatLogRecord({{"type", "T"},
                                {"a", nullptr},
                                {"b", false},
@@ -48,7 +50,7 @@ TEST(LogRecordTest, ScalarsAreCompactJsonAndStringsStandAsTheyAre) {
               " f=");
 }
 
-TEST(LogRecordTest, TextWithASeparatorIsQuoted) {
+TEST(LogRecord, TextWithASeparatorIsQuoted) {
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "two words"}}), "RECEIVER T a=\"two words\"");
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "k=v"}}), "RECEIVER T a=\"k=v\"");
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "say \"x\""}}),
@@ -56,7 +58,7 @@ TEST(LogRecordTest, TextWithASeparatorIsQuoted) {
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "1\r\n2"}}), "RECEIVER T a=\"1\\r\\n2\"");
 }
 
-TEST(LogRecordTest, ErrorsRejectionsAndFailuresAreLoggedAsErrors) {
+TEST(LogRecord, ErrorsRejectionsAndFailuresAreLoggedAsErrors) {
     for (const char* type : {"SOURCE_ERROR", "REJECTED", "X_FAILED_Y"}) {
         EXPECT_EQ(LogLevelOf({{"type", type}, {"x", 1}}), CLog::kError) << type;
     }
@@ -65,3 +67,5 @@ TEST(LogRecordTest, ErrorsRejectionsAndFailuresAreLoggedAsErrors) {
     }
     EXPECT_EQ(LogLevelOf(json::object()), CLog::kInformation);
 }
+
+}  // namespace receiver

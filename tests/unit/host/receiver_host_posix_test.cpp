@@ -6,6 +6,7 @@
 
 #include "running_host.h"
 
+namespace receiver {
 namespace {
 
 class HostSignalTest : public ReceiverHostTest, public testing::WithParamInterface<int> {
@@ -45,3 +46,5 @@ INSTANTIATE_TEST_SUITE_P(Signals, HostSignalTest, testing::Values(SIGINT, SIGTER
                                                 : signal.param == SIGTERM ? "Terminate"
                                                                           : "HangUp");
                          });
+
+}  // namespace receiver

@@ -9,6 +9,8 @@
 #include "pipe/pcm_pipe.h"
 #include "running_host.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 TEST_F(ReceiverHostTest, ALogInAFolderThatDoesNotExistIsRefused) {
@@ -22,7 +24,7 @@ TEST_F(ReceiverHostTest, ALogInAFolderThatDoesNotExistIsRefused) {
 
 TEST_F(ReceiverHostTest, ABadControlUriFailsToListen) {
     CReceiverHost host("pcm-pipe://", log_);
-    EXPECT_THROW(host.Run(), CControlListenError);
+    EXPECT_THROW(host.Run(), ControlListenError);
 }
 
 TEST_F(ReceiverHostTest, ShutdownEndsTheRunAndIsLogged) {
@@ -95,3 +97,5 @@ TEST_F(ReceiverHostTest, AnotherReceiverOnTheSameNameIsRefused) {
     EXPECT_FALSE(other.Listen(uri_));
     Ask({{"type", "SHUTDOWN"}});
 }
+
+}  // namespace receiver

@@ -18,6 +18,8 @@
 #include "unit/session/scripted_source.h"
 #include "unit/session/session_fixture.h"
 
+namespace receiver {
+
 class ReceiverHostTest : public testing::Test {
 protected:
     ~ReceiverHostTest() override {
@@ -58,14 +60,16 @@ protected:
         return text;
     }
 
-    const CTempFolder folder_;
-    const CReferenceFiles files_;
+    const TempFolder folder_;
+    const ReferenceFiles files_;
     const std::string uri_ = "pcm-pipe://test-host-" + CreateInstanceId();
     const std::string log_ = folder_.File("receiver.log");
-    CScriptedSource source_;
-    CRawControlClient client_;
+    ScriptedSource source_;
+    RawControlClient client_;
     std::unique_ptr<CReceiverHost> host_;
     std::thread runner_;
     int exitCode_ = -1;
     int requests_ = 0;
 };
+
+}  // namespace receiver

@@ -10,6 +10,8 @@
 
 #include "support/temp_folder.h"
 
+namespace receiver {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -37,7 +39,7 @@ TEST(TimeStampedLogName, AnExtensionInAFolderWithAPointIsOne) {
               "logs.d/receiver_20240302_090501.log");
 }
 
-class FileLog : public testing::Test {
+class FileLogTest : public testing::Test {
 protected:
     static std::string Content(const fs::path& path) {
         std::ifstream file(path, std::ios::binary);
@@ -53,29 +55,29 @@ protected:
         return files;
     }
 
-    const CTempFolder folder_;
+    const TempFolder folder_;
     const std::string path_ = folder_.File("receiver.log");
 };
 
-TEST_F(FileLog, WithoutALimitTheFileHasThePathItself) {
+TEST_F(FileLogTest, WithoutALimitTheFileHasThePathItself) {
     const CFileLog log(path_, 0, 64);
     EXPECT_TRUE(log.IsOpen());
     EXPECT_EQ(Files(), std::vector<fs::path>{path_});
 }
 
-TEST_F(FileLog, WithALimitTheFilesNameTellsWhenItWasOpened) {
+TEST_F(FileLogTest, WithALimitTheFilesNameTellsWhenItWasOpened) {
     const CFileLog log(path_, 1000, 64);
     ASSERT_EQ(Files().size(), 1u);
     EXPECT_TRUE(std::regex_match(Files()[0].filename().string(),
                                  std::regex("receiver_[0-9]{8}_[0-9]{6}\\.log")));
 }
 
-TEST_F(FileLog, AFolderThatDoesNotExistLeavesItClosed) {
+TEST_F(FileLogTest, AFolderThatDoesNotExistLeavesItClosed) {
     const CFileLog log(folder_.File("missing") + "/receiver.log", 1000, 64);
     EXPECT_FALSE(log.IsOpen());
 }
 
-TEST_F(FileLog, WritingToAClosedLogLosesTheLineSilently) {
+TEST_F(FileLogTest, WritingToAClosedLogLosesTheLineSilently) {
     CFileLog log(folder_.File("missing") + "/receiver.log", 1000, 8);
     EXPECT_EQ(log.Write("longer than the buffer"), 0);
     EXPECT_EQ(log.Write("abc"), 0);
@@ -83,7 +85,7 @@ TEST_F(FileLog, WritingToAClosedLogLosesTheLineSilently) {
     EXPECT_FALSE(log.IsOpen());
 }
 
-TEST_F(FileLog, AShortLineWaitsInTheBufferUntilTheFlush) {
+TEST_F(FileLogTest, AShortLineWaitsInTheBufferUntilTheFlush) {
     CFileLog log(path_, 0, 64);
     EXPECT_EQ(log.Write("abc\n"), 0);
     EXPECT_EQ(Content(), "");
@@ -91,7 +93,7 @@ TEST_F(FileLog, AShortLineWaitsInTheBufferUntilTheFlush) {
     EXPECT_EQ(Content(), "abc\n");
 }
 
-TEST_F(FileLog, AFlushTwiceWritesOnce) {
+TEST_F(FileLogTest, AFlushTwiceWritesOnce) {
     CFileLog log(path_, 0, 64);
     log.Write("abc\n");
     log.Flush();
@@ -100,7 +102,7 @@ TEST_F(FileLog, AFlushTwiceWritesOnce) {
 }
 
 // The last place of the buffer stays free: 4 + 3 < 8 fits, 4 + 4 does not.
-TEST_F(FileLog, ALineThatFillsTheBufferWritesWhatWaitsAndThenItself) {
+TEST_F(FileLogTest, ALineThatFillsTheBufferWritesWhatWaitsAndThenItself) {
     CFileLog log(path_, 0, 8);
     EXPECT_EQ(log.Write("abcd"), 0);
     EXPECT_EQ(log.Write("efg"), 0);
@@ -109,7 +111,7 @@ TEST_F(FileLog, ALineThatFillsTheBufferWritesWhatWaitsAndThenItself) {
     EXPECT_EQ(Content(), "abcdefgh");
 }
 
-TEST_F(FileLog, ALineOfTheBuffersSizeGoesPastWhatWaitsInIt) {
+TEST_F(FileLogTest, ALineOfTheBuffersSizeGoesPastWhatWaitsInIt) {
     CFileLog log(path_, 0, 8);
     EXPECT_EQ(log.Write("abc"), 0);
     EXPECT_EQ(log.Write("12345678"), 8);
@@ -118,12 +120,12 @@ TEST_F(FileLog, ALineOfTheBuffersSizeGoesPastWhatWaitsInIt) {
     EXPECT_EQ(Content(), "12345678abc");
 }
 
-TEST_F(FileLog, ItsEndLeavesTheBufferUnwritten) {
+TEST_F(FileLogTest, ItsEndLeavesTheBufferUnwritten) {
     { CFileLog(path_, 0, 64).Write("abc"); }
     EXPECT_EQ(Content(), "");
 }
 
-TEST_F(FileLog, AnExistingFileIsContinuedAtItsEnd) {
+TEST_F(FileLogTest, AnExistingFileIsContinuedAtItsEnd) {
     std::ofstream(path_, std::ios::binary) << "old\n";
     CFileLog log(path_, 0, 64);
     log.Write("new\n");
@@ -131,7 +133,7 @@ TEST_F(FileLog, AnExistingFileIsContinuedAtItsEnd) {
     EXPECT_EQ(Content(), "old\nnew\n");
 }
 
-TEST_F(FileLog, SetBufferSizeFlushesAndTakesTheNewSize) {
+TEST_F(FileLogTest, SetBufferSizeFlushesAndTakesTheNewSize) {
     CFileLog log(path_, 0, 64);
     log.Write("abc");
     log.SetBufferSize(4);
@@ -140,7 +142,7 @@ TEST_F(FileLog, SetBufferSizeFlushesAndTakesTheNewSize) {
     EXPECT_EQ(Content(), "abc1234");
 }
 
-TEST_F(FileLog, ALineUpToTheLimitStaysInTheFile) {
+TEST_F(FileLogTest, ALineUpToTheLimitStaysInTheFile) {
     CFileLog log(path_, 10, 64);
     log.Write("12345");
     log.Flush();
@@ -153,7 +155,7 @@ TEST_F(FileLog, ALineUpToTheLimitStaysInTheFile) {
 // A roll-over within the second of the opening takes the same name, so the file starts anew;
 // one in a later second takes a new name. Either way the file with the last line holds
 // nothing else.
-TEST_F(FileLog, ALineBeyondTheLimitStartsANewFile) {
+TEST_F(FileLogTest, ALineBeyondTheLimitStartsANewFile) {
     CFileLog log(path_, 10, 64);
     log.Write("1234567890");
     log.Flush();
@@ -162,7 +164,7 @@ TEST_F(FileLog, ALineBeyondTheLimitStartsANewFile) {
     EXPECT_EQ(Content(Files().back()), "next");
 }
 
-TEST_F(FileLog, TheNewFilesSizeIsCountedFromZero) {
+TEST_F(FileLogTest, TheNewFilesSizeIsCountedFromZero) {
     CFileLog log(path_, 10, 64);
     log.Write("1234567890");
     log.Flush();
@@ -173,7 +175,7 @@ TEST_F(FileLog, TheNewFilesSizeIsCountedFromZero) {
     EXPECT_EQ(Content(Files().back()), "1234567890");
 }
 
-TEST_F(FileLog, WhatWaitsInTheBufferIsWrittenBeforeTheRollOver) {
+TEST_F(FileLogTest, WhatWaitsInTheBufferIsWrittenBeforeTheRollOver) {
     CFileLog log(path_, 10, 64);
     log.Write("12345678");
     log.Write("overflowing");  // the limit is met by this line alone
@@ -183,7 +185,7 @@ TEST_F(FileLog, WhatWaitsInTheBufferIsWrittenBeforeTheRollOver) {
 
 // Two roll-overs in one second meet with near certainty in twenty; more names than
 // roll-overs would show that one did not replace the file.
-TEST_F(FileLog, RollOversWithinOneSecondReplaceTheFilesContents) {
+TEST_F(FileLogTest, RollOversWithinOneSecondReplaceTheFilesContents) {
     CFileLog log(path_, 4, 64);
     for (int i = 0; i < 20; ++i) {
         log.Write("line");
@@ -193,7 +195,7 @@ TEST_F(FileLog, RollOversWithinOneSecondReplaceTheFilesContents) {
     for (const fs::path& file : Files()) EXPECT_EQ(Content(file), "line");
 }
 
-TEST_F(FileLog, AFailedRollOverLeavesItClosedWithoutALimit) {
+TEST_F(FileLogTest, AFailedRollOverLeavesItClosedWithoutALimit) {
     const fs::path inner = folder_.Path() / "inner";
     fs::create_directory(inner);
     CFileLog log((inner / "receiver.log").string(), 4, 64);
@@ -213,7 +215,7 @@ TEST_F(FileLog, AFailedRollOverLeavesItClosedWithoutALimit) {
     EXPECT_TRUE(fs::is_empty(inner));
 }
 
-TEST_F(FileLog, LinesOfSeveralThreadsNeverMix) {
+TEST_F(FileLogTest, LinesOfSeveralThreadsNeverMix) {
     CFileLog log(path_, 0, 64);
     const auto writeLines = [&log](char c) {
         for (int i = 0; i < 200; ++i) log.Write(std::string(20, c) + "\n");
@@ -233,3 +235,4 @@ TEST_F(FileLog, LinesOfSeveralThreadsNeverMix) {
 }
 
 }  // namespace
+}  // namespace receiver

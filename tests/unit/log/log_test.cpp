@@ -8,12 +8,13 @@
 
 #include "platform/ids.h"
 
+namespace receiver {
 namespace {
 
 // Keeps what a front does with its sink, in order; a flush is an entry "<flush>".
-class RecordingSink final : public IStoreLog {
+class CollectingSink final : public IStoreLog {
 public:
-    explicit RecordingSink(std::vector<std::string>& calls) : calls_(calls) {}
+    explicit CollectingSink(std::vector<std::string>& calls) : calls_(calls) {}
     void Flush() override { calls_.push_back("<flush>"); }
     int32_t Write(std::string_view line) override {
         calls_.emplace_back(line);
@@ -25,10 +26,10 @@ private:
     std::vector<std::string>& calls_;
 };
 
-class Log : public testing::Test {
+class LogTest : public testing::Test {
 protected:
     std::unique_ptr<CLog> Create(CLog::Options options) {
-        return std::make_unique<CLog>(std::make_unique<RecordingSink>(calls_), options);
+        return std::make_unique<CLog>(std::make_unique<CollectingSink>(calls_), options);
     }
     static CLog::Options Plain() {
         CLog::Options options;
@@ -48,12 +49,12 @@ protected:
     std::vector<std::string> calls_;
 };
 
-TEST_F(Log, ALineNamesProcessThreadLevelAndMessage) {
+TEST_F(LogTest, ALineNamesProcessThreadLevelAndMessage) {
     Create(Plain())->Write(CLog::kInformation, "hello");
     EXPECT_EQ(calls_.front(), Line("    LOG INFO", "hello"));
 }
 
-TEST_F(Log, EachLevelHasItsTextRightAlignedIn12Characters) {
+TEST_F(LogTest, EachLevelHasItsTextRightAlignedIn12Characters) {
     CLog::Options options = Plain();
     options.levelLimit = CLog::kDebug;
     const auto log = Create(options);
@@ -67,30 +68,30 @@ TEST_F(Log, EachLevelHasItsTextRightAlignedIn12Characters) {
                                         Line("    LOG INFO", "m"), Line("   LOG DEBUG", "m")}));
 }
 
-TEST_F(Log, ALineAboveTheLimitWritesNothing) {
+TEST_F(LogTest, ALineAboveTheLimitWritesNothing) {
     const auto log = Create(CLog::Options{});
     EXPECT_EQ(log->Write(CLog::kDebug, "dropped"), 0);
     EXPECT_TRUE(calls_.empty());
 }
 
-TEST_F(Log, WriteAnswersZero) {
+TEST_F(LogTest, WriteAnswersZero) {
     EXPECT_EQ(Create(Plain())->Write(CLog::kInformation, "hello"), 0);
 }
 
-TEST_F(Log, AnUnknownLevelIsNamedByTheCategoryTextUncut) {
+TEST_F(LogTest, AnUnknownLevelIsNamedByTheCategoryTextUncut) {
     CLog::Options options = Plain();
     options.levelLimit = 100;
     Create(options)->Write(7, "m");
     EXPECT_EQ(calls_.front(), Line(" LOG NOT IMPLEMENTED CATEGORY : ", "m"));
 }
 
-TEST_F(Log, ANegativeLevelIsUnknownToo) {
+TEST_F(LogTest, ANegativeLevelIsUnknownToo) {
     Create(Plain())->Write(-1, "m");
     EXPECT_EQ(calls_.front(), Line(" LOG NOT IMPLEMENTED CATEGORY : ", "m"));
 }
 
-TEST_F(Log, ADerivedFrontMayNameItsOwnCategory) {
-    class CAuditLog final : public CLog {
+TEST_F(LogTest, ADerivedFrontMayNameItsOwnCategory) {
+    class AuditLog final : public CLog {
     public:
         using CLog::CLog;
 
@@ -99,11 +100,11 @@ TEST_F(Log, ADerivedFrontMayNameItsOwnCategory) {
     };
     CLog::Options options = Plain();
     options.levelLimit = 100;
-    CAuditLog(std::make_unique<RecordingSink>(calls_), options).Write(7, "m");
+    AuditLog(std::make_unique<CollectingSink>(calls_), options).Write(7, "m");
     EXPECT_EQ(calls_.front(), Line("       AUDIT", "m"));
 }
 
-TEST_F(Log, TheTimeHasHoursMinutesSecondsAndMilliseconds) {
+TEST_F(LogTest, TheTimeHasHoursMinutesSecondsAndMilliseconds) {
     Create(CLog::Options{})->Write(CLog::kInformation, "hello");
     EXPECT_TRUE(std::regex_match(
         calls_.front(),
@@ -113,18 +114,18 @@ TEST_F(Log, TheTimeHasHoursMinutesSecondsAndMilliseconds) {
         << calls_.front();
 }
 
-TEST_F(Log, AMessageIsWrittenWholeWhateverItsLength) {
+TEST_F(LogTest, AMessageIsWrittenWholeWhateverItsLength) {
     const std::string message(100'000, 'm');
     Create(Plain())->Write(CLog::kInformation, message);
     EXPECT_EQ(calls_.front(), Line("    LOG INFO", message));
 }
 
-TEST_F(Log, AMessageIsNoFormat) {
+TEST_F(LogTest, AMessageIsNoFormat) {
     Create(Plain())->Write(CLog::kInformation, "100%s %n");
     EXPECT_EQ(calls_.front(), Line("    LOG INFO", "100%s %n"));
 }
 
-TEST_F(Log, EachLineIsFlushedWhenAskedFor) {
+TEST_F(LogTest, EachLineIsFlushedWhenAskedFor) {
     CLog::Options options = Plain();
     options.flushEachLine = true;
     const auto log = Create(options);
@@ -133,9 +134,10 @@ TEST_F(Log, EachLineIsFlushedWhenAskedFor) {
     EXPECT_EQ(calls_[1], "<flush>");
 }
 
-TEST_F(Log, ItsEndFlushesTheSink) {
+TEST_F(LogTest, ItsEndFlushesTheSink) {
     Create(Plain()).reset();
     EXPECT_EQ(calls_, std::vector<std::string>{"<flush>"});
 }
 
 }  // namespace
+}  // namespace receiver

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace receiver {
 namespace {
 
 TEST(PcmPipeCancellation, StartsUncancelled) {
@@ -19,3 +20,4 @@ TEST(PcmPipeCancellation, StaysCancelled) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -20,6 +20,8 @@
 #include "platform/ids.h"
 #include "platform/unique_fd_posix.h"
 
+namespace receiver {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -64,7 +66,7 @@ private:
     pid_t pid_;
 };
 
-class PcmPipePosix : public testing::Test {
+class PcmPipePosixTest : public testing::Test {
 protected:
     // The entries of the directory that belong to this test's name.
     std::set<std::string> Entries() const {
@@ -90,7 +92,7 @@ protected:
     CPcmPipe client_{std::make_shared<CPcmPipeCancellation>()};
 };
 
-TEST_F(PcmPipePosix, ListeningShowsTheSocketAndTheLock) {
+TEST_F(PcmPipePosixTest, ListeningShowsTheSocketAndTheLock) {
     ASSERT_TRUE(server_.Listen(uri_));
 
     EXPECT_EQ(Entries(), (std::set<std::string>{"Corvadel.PCM." + name_, "lock." + name_}));
@@ -98,7 +100,7 @@ TEST_F(PcmPipePosix, ListeningShowsTheSocketAndTheLock) {
     EXPECT_EQ(fs::status(EndpointDirectoryPath()).permissions(), fs::perms::owner_all);
 }
 
-TEST_F(PcmPipePosix, OnceAClientIsAcceptedTheSocketsNameIsGoneAndTheLockStays) {
+TEST_F(PcmPipePosixTest, OnceAClientIsAcceptedTheSocketsNameIsGoneAndTheLockStays) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
     ASSERT_TRUE(server_.Accept(kSoonMs));
@@ -109,7 +111,7 @@ TEST_F(PcmPipePosix, OnceAClientIsAcceptedTheSocketsNameIsGoneAndTheLockStays) {
     EXPECT_EQ(second.LastError(), kErrorFileNotFound);
 }
 
-TEST_F(PcmPipePosix, CloseLeavesNothingInTheDirectory) {
+TEST_F(PcmPipePosixTest, CloseLeavesNothingInTheDirectory) {
     ASSERT_TRUE(server_.Listen(uri_));
     server_.Close();
 
@@ -117,7 +119,7 @@ TEST_F(PcmPipePosix, CloseLeavesNothingInTheDirectory) {
     EXPECT_EQ(TemporaryEntries(), 0u);
 }
 
-TEST_F(PcmPipePosix, AFailedListenLeavesNothingOfItsOwn) {
+TEST_F(PcmPipePosixTest, AFailedListenLeavesNothingOfItsOwn) {
     fs::create_directory(path_);  // the rename fails
     EXPECT_FALSE(server_.Listen(uri_));
     fs::remove(path_);
@@ -127,7 +129,7 @@ TEST_F(PcmPipePosix, AFailedListenLeavesNothingOfItsOwn) {
     EXPECT_EQ(TemporaryEntries(), 0u);
 }
 
-TEST_F(PcmPipePosix, ASecondServerFailsWithAccessDeniedAndHarmsNothing) {
+TEST_F(PcmPipePosixTest, ASecondServerFailsWithAccessDeniedAndHarmsNothing) {
     CPcmPipe second(std::make_shared<CPcmPipeCancellation>());
     ASSERT_TRUE(server_.Listen(uri_));
     EXPECT_FALSE(second.Listen(uri_));
@@ -137,7 +139,7 @@ TEST_F(PcmPipePosix, ASecondServerFailsWithAccessDeniedAndHarmsNothing) {
     EXPECT_TRUE(client_.Connect(uri_, 0));
 }
 
-TEST_F(PcmPipePosix, TheSocketThatAKilledServerLeftIsReplaced) {
+TEST_F(PcmPipePosixTest, TheSocketThatAKilledServerLeftIsReplaced) {
     UniqueFd listening;
     {
         int ends[2];
@@ -165,7 +167,7 @@ TEST_F(PcmPipePosix, TheSocketThatAKilledServerLeftIsReplaced) {
     EXPECT_TRUE(Entries().empty());
 }
 
-TEST_F(PcmPipePosix, EndpointsDoNotLeakDescriptors) {
+TEST_F(PcmPipePosixTest, EndpointsDoNotLeakDescriptors) {
     // Counted after one round: what the runtime opens once is not ours.
     size_t before = 0;
     for (int round = 0; round < 101; ++round) {
@@ -179,7 +181,7 @@ TEST_F(PcmPipePosix, EndpointsDoNotLeakDescriptors) {
     EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST_F(PcmPipePosix, WritingToAClientThatIsGoneRaisesNoSignal) {
+TEST_F(PcmPipePosixTest, WritingToAClientThatIsGoneRaisesNoSignal) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
     ASSERT_TRUE(server_.Accept(kSoonMs));
@@ -189,7 +191,7 @@ TEST_F(PcmPipePosix, WritingToAClientThatIsGoneRaisesNoSignal) {
     EXPECT_EQ(server_.LastError(), kErrorNoData);
 }
 
-TEST_F(PcmPipePosix, TooManyOpenFilesIsReportedAndLeavesNothing) {
+TEST_F(PcmPipePosixTest, TooManyOpenFilesIsReportedAndLeavesNothing) {
     rlimit old{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
     // Each number of free descriptors fails another step, until all have what they need.
@@ -210,7 +212,7 @@ TEST_F(PcmPipePosix, TooManyOpenFilesIsReportedAndLeavesNothing) {
 }
 
 // In a process of another user, who has a directory of his own that a test may damage.
-class PcmPipeOfAStranger : public PcmPipePosix {
+class PcmPipeOfAStrangerTest : public PcmPipePosixTest {
 protected:
     void SetUp() override {
         if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
@@ -244,7 +246,7 @@ protected:
     const std::string directory_ = "/tmp/corvadel-" + std::to_string(kStranger);
 };
 
-TEST_F(PcmPipeOfAStranger, ListenMakesTheDirectoryForItsUserAlone) {
+TEST_F(PcmPipeOfAStrangerTest, ListenMakesTheDirectoryForItsUserAlone) {
     EXPECT_EQ(ListenError(), 0);
     struct stat status {};
     ASSERT_EQ(stat(directory_.c_str(), &status), 0);
@@ -253,12 +255,12 @@ TEST_F(PcmPipeOfAStranger, ListenMakesTheDirectoryForItsUserAlone) {
     EXPECT_TRUE(fs::is_empty(directory_));
 }
 
-TEST_F(PcmPipeOfAStranger, ConnectDoesNotMakeTheDirectory) {
+TEST_F(PcmPipeOfAStrangerTest, ConnectDoesNotMakeTheDirectory) {
     EXPECT_EQ(ConnectError(), static_cast<int>(kErrorFileNotFound));
     EXPECT_FALSE(fs::exists(directory_));
 }
 
-TEST_F(PcmPipeOfAStranger, ASymbolicLinkInTheDirectorysPlaceIsRefused) {
+TEST_F(PcmPipeOfAStrangerTest, ASymbolicLinkInTheDirectorysPlaceIsRefused) {
     const std::string target = directory_ + "-target";
     fs::create_directory(target);
     fs::permissions(target, fs::perms::owner_all);
@@ -271,13 +273,13 @@ TEST_F(PcmPipeOfAStranger, ASymbolicLinkInTheDirectorysPlaceIsRefused) {
     fs::remove(target);
 }
 
-TEST_F(PcmPipeOfAStranger, AFileInTheDirectorysPlaceIsRefused) {
+TEST_F(PcmPipeOfAStrangerTest, AFileInTheDirectorysPlaceIsRefused) {
     std::ofstream(directory_).put('x');
     EXPECT_EQ(ListenError(), static_cast<int>(kErrorAccessDenied));
     EXPECT_EQ(ConnectError(), static_cast<int>(kErrorAccessDenied));
 }
 
-TEST_F(PcmPipeOfAStranger, ADirectoryThatGroupOrOthersMayEnterIsRefused) {
+TEST_F(PcmPipeOfAStrangerTest, ADirectoryThatGroupOrOthersMayEnterIsRefused) {
     for (const auto extra : {fs::perms::group_exec, fs::perms::group_read, fs::perms::others_write,
                              fs::perms::others_exec}) {
         MakeDirectory(fs::perms::owner_all | extra, kStranger);
@@ -287,7 +289,7 @@ TEST_F(PcmPipeOfAStranger, ADirectoryThatGroupOrOthersMayEnterIsRefused) {
     }
 }
 
-TEST_F(PcmPipeOfAStranger, ADirectoryOfAnotherUserIsRefused) {
+TEST_F(PcmPipeOfAStrangerTest, ADirectoryOfAnotherUserIsRefused) {
     MakeDirectory(fs::perms::owner_all, kStranger + 1);
     EXPECT_EQ(ListenError(), static_cast<int>(kErrorAccessDenied));
     EXPECT_EQ(ConnectError(), static_cast<int>(kErrorAccessDenied));
@@ -295,7 +297,7 @@ TEST_F(PcmPipeOfAStranger, ADirectoryOfAnotherUserIsRefused) {
 
 // Runs the receiver as one user and its caller as another; the directory is opened for the
 // test, since a private one does not even let a stranger reach the socket.
-class PcmPipePeer : public PcmPipeOfAStranger {
+class PcmPipePeerTest : public PcmPipeOfAStrangerTest {
 protected:
     // Connects as `user` to the socket at `path`, then says whether the server kept the
     // connection: it writes a byte to those it accepts.
@@ -315,7 +317,7 @@ protected:
     static constexpr int kDropped = 0;
 };
 
-TEST_F(PcmPipePeer, AStrangerIsDroppedAndWaitingGoesOn) {
+TEST_F(PcmPipePeerTest, AStrangerIsDroppedAndWaitingGoesOn) {
     ASSERT_TRUE(server_.Listen(uri_));
     fs::permissions(EndpointDirectoryPath(), static_cast<fs::perms>(0711));
     fs::permissions(path_, static_cast<fs::perms>(0666));
@@ -335,7 +337,7 @@ TEST_F(PcmPipePeer, AStrangerIsDroppedAndWaitingGoesOn) {
     EXPECT_TRUE(server_.Read(&byte, 1, TickMs() + kSoonMs));
 }
 
-TEST_F(PcmPipePeer, RootIsWelcomeAtAnotherUsersReceiver) {
+TEST_F(PcmPipePeerTest, RootIsWelcomeAtAnotherUsersReceiver) {
     MakeDirectory(fs::perms::owner_all, kStranger);
     const std::string path = directory_ + "/Corvadel.PCM." + name_;
     int ends[2];
@@ -359,3 +361,4 @@ TEST_F(PcmPipePeer, RootIsWelcomeAtAnotherUsersReceiver) {
 }
 
 }  // namespace
+}  // namespace receiver

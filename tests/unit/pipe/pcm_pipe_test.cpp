@@ -11,6 +11,7 @@
 #include "platform/error_codes.h"
 #include "platform/ids.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kSoonMs = 10000;
@@ -19,7 +20,7 @@ uint64_t Soon() {
     return TickMs() + kSoonMs;
 }
 
-class PcmPipe : public testing::Test {
+class PcmPipeTest : public testing::Test {
 protected:
     const std::string uri_ = "pcm-pipe://unit-" + CreateInstanceId();
     std::shared_ptr<CPcmPipeCancellation> cancellation_ = std::make_shared<CPcmPipeCancellation>();
@@ -27,7 +28,7 @@ protected:
     CPcmPipe client_{std::make_shared<CPcmPipeCancellation>()};
 };
 
-TEST_F(PcmPipe, NeedsACancellation) {
+TEST_F(PcmPipeTest, NeedsACancellation) {
     try {
         const CPcmPipe pipe(nullptr);
         FAIL() << "constructed";
@@ -36,17 +37,17 @@ TEST_F(PcmPipe, NeedsACancellation) {
     }
 }
 
-TEST_F(PcmPipe, ListenRefusesABadUri) {
+TEST_F(PcmPipeTest, ListenRefusesABadUri) {
     EXPECT_FALSE(server_.Listen("pcm-pipe://a/b"));
     EXPECT_EQ(server_.LastError(), kErrorInvalidName);
 }
 
-TEST_F(PcmPipe, ConnectRefusesABadUri) {
+TEST_F(PcmPipeTest, ConnectRefusesABadUri) {
     EXPECT_FALSE(client_.Connect("pcm-pipe://", kSoonMs));
     EXPECT_EQ(client_.LastError(), kErrorInvalidName);
 }
 
-TEST_F(PcmPipe, AcceptWithoutAClientTimesOutNotBeforeItsTime) {
+TEST_F(PcmPipeTest, AcceptWithoutAClientTimesOutNotBeforeItsTime) {
     ASSERT_TRUE(server_.Listen(uri_));
 
     const auto start = std::chrono::steady_clock::now();
@@ -55,7 +56,7 @@ TEST_F(PcmPipe, AcceptWithoutAClientTimesOutNotBeforeItsTime) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
 }
 
-TEST_F(PcmPipe, AcceptAfterATimeOutStillTakesAClient) {
+TEST_F(PcmPipeTest, AcceptAfterATimeOutStillTakesAClient) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_FALSE(server_.Accept(1));
 
@@ -64,7 +65,7 @@ TEST_F(PcmPipe, AcceptAfterATimeOutStillTakesAClient) {
     EXPECT_EQ(server_.LastError(), kErrorNone);
 }
 
-TEST_F(PcmPipe, AClientThatCameBeforeAcceptIsTakenAtOnce) {
+TEST_F(PcmPipeTest, AClientThatCameBeforeAcceptIsTakenAtOnce) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
 
@@ -72,7 +73,7 @@ TEST_F(PcmPipe, AClientThatCameBeforeAcceptIsTakenAtOnce) {
     EXPECT_EQ(server_.LastError(), kErrorNone);
 }
 
-TEST_F(PcmPipe, AClientMayWriteBeforeItIsAccepted) {
+TEST_F(PcmPipeTest, AClientMayWriteBeforeItIsAccepted) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
     ASSERT_TRUE(client_.Write("early", 5, Soon()));
@@ -83,7 +84,7 @@ TEST_F(PcmPipe, AClientMayWriteBeforeItIsAccepted) {
     EXPECT_EQ(std::string(bytes, 5), "early");
 }
 
-TEST_F(PcmPipe, AcceptTakesAClientThatComesWhileItWaits) {
+TEST_F(PcmPipeTest, AcceptTakesAClientThatComesWhileItWaits) {
     ASSERT_TRUE(server_.Listen(uri_));
     std::thread client([this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
 
@@ -91,7 +92,7 @@ TEST_F(PcmPipe, AcceptTakesAClientThatComesWhileItWaits) {
     client.join();
 }
 
-TEST_F(PcmPipe, CancellationEndsAnAcceptFromAnotherThread) {
+TEST_F(PcmPipeTest, CancellationEndsAnAcceptFromAnotherThread) {
     ASSERT_TRUE(server_.Listen(uri_));
     std::thread canceller([this] { cancellation_->Cancel(); });
 
@@ -100,7 +101,7 @@ TEST_F(PcmPipe, CancellationEndsAnAcceptFromAnotherThread) {
     EXPECT_EQ(server_.LastError(), kErrorCancelled);
 }
 
-TEST_F(PcmPipe, ACancelledAcceptLeavesTheWaitingClientAlone) {
+TEST_F(PcmPipeTest, ACancelledAcceptLeavesTheWaitingClientAlone) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
     cancellation_->Cancel();
@@ -109,7 +110,7 @@ TEST_F(PcmPipe, ACancelledAcceptLeavesTheWaitingClientAlone) {
     EXPECT_EQ(server_.LastError(), kErrorCancelled);
 }
 
-TEST_F(PcmPipe, OnceCancelledConnectFailsAtOnce) {
+TEST_F(PcmPipeTest, OnceCancelledConnectFailsAtOnce) {
     CPcmPipe cancelled(cancellation_);
     cancellation_->Cancel();
 
@@ -117,7 +118,7 @@ TEST_F(PcmPipe, OnceCancelledConnectFailsAtOnce) {
     EXPECT_EQ(cancelled.LastError(), kErrorCancelled);
 }
 
-TEST_F(PcmPipe, CancellationEndsAConnectThatTriesAgain) {
+TEST_F(PcmPipeTest, CancellationEndsAConnectThatTriesAgain) {
     CPcmPipe cancelled(cancellation_);
     std::thread canceller([this] { cancellation_->Cancel(); });
 
@@ -126,19 +127,19 @@ TEST_F(PcmPipe, CancellationEndsAConnectThatTriesAgain) {
     EXPECT_EQ(cancelled.LastError(), kErrorCancelled);
 }
 
-TEST_F(PcmPipe, ConnectWithoutATimeOutTriesOnce) {
+TEST_F(PcmPipeTest, ConnectWithoutATimeOutTriesOnce) {
     EXPECT_FALSE(client_.Connect(uri_, 0));
     EXPECT_EQ(client_.LastError(), kErrorFileNotFound);
 }
 
-TEST_F(PcmPipe, ConnectTimesOutNotBeforeItsTime) {
+TEST_F(PcmPipeTest, ConnectTimesOutNotBeforeItsTime) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(client_.Connect(uri_, 100));
     EXPECT_EQ(client_.LastError(), kErrorTimedOut);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
 }
 
-TEST_F(PcmPipe, ConnectWaitsForAServerThatStartsLater) {
+TEST_F(PcmPipeTest, ConnectWaitsForAServerThatStartsLater) {
     std::thread client([this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
 
     EXPECT_TRUE(server_.Listen(uri_));
@@ -146,7 +147,7 @@ TEST_F(PcmPipe, ConnectWaitsForAServerThatStartsLater) {
     client.join();
 }
 
-TEST_F(PcmPipe, ASecondClientMeetsABusyServer) {
+TEST_F(PcmPipeTest, ASecondClientMeetsABusyServer) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
 
@@ -155,7 +156,7 @@ TEST_F(PcmPipe, ASecondClientMeetsABusyServer) {
     EXPECT_EQ(second.LastError(), kErrorPipeBusy);
 }
 
-TEST_F(PcmPipe, AClientThatVanishedBeforeAcceptDoesNotStopTheNext) {
+TEST_F(PcmPipeTest, AClientThatVanishedBeforeAcceptDoesNotStopTheNext) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, 0));
     client_.Close();
@@ -172,7 +173,7 @@ TEST_F(PcmPipe, AClientThatVanishedBeforeAcceptDoesNotStopTheNext) {
 
 // A client that connects is served: none may slip in behind the one that is being accepted
 // and be cut off with it.
-TEST_F(PcmPipe, ClientsThatRaceForTheServerAreAllServed) {
+TEST_F(PcmPipeTest, ClientsThatRaceForTheServerAreAllServed) {
     constexpr int kVisits = 100;
     const auto visit = [this] {
         for (int i = 0; i < kVisits; ++i) {
@@ -200,7 +201,7 @@ TEST_F(PcmPipe, ClientsThatRaceForTheServerAreAllServed) {
     second.join();
 }
 
-TEST_F(PcmPipe, ListenAgainDropsTheOldClientAndTakesANewOne) {
+TEST_F(PcmPipeTest, ListenAgainDropsTheOldClientAndTakesANewOne) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
     ASSERT_TRUE(server_.Accept(kSoonMs));
@@ -213,7 +214,7 @@ TEST_F(PcmPipe, ListenAgainDropsTheOldClientAndTakesANewOne) {
     EXPECT_TRUE(server_.Accept(kSoonMs));
 }
 
-TEST_F(PcmPipe, AFailedListenHasClosedWhatWasOpen) {
+TEST_F(PcmPipeTest, AFailedListenHasClosedWhatWasOpen) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_FALSE(server_.Listen("no uri"));
 
@@ -221,7 +222,7 @@ TEST_F(PcmPipe, AFailedListenHasClosedWhatWasOpen) {
     EXPECT_EQ(client_.LastError(), kErrorFileNotFound);
 }
 
-TEST_F(PcmPipe, ASecondServerOnANameFailsUntilTheFirstCloses) {
+TEST_F(PcmPipeTest, ASecondServerOnANameFailsUntilTheFirstCloses) {
     CPcmPipe second(cancellation_);
     ASSERT_TRUE(server_.Listen(uri_));
     EXPECT_FALSE(second.Listen(uri_));
@@ -231,7 +232,7 @@ TEST_F(PcmPipe, ASecondServerOnANameFailsUntilTheFirstCloses) {
     EXPECT_TRUE(second.Listen(uri_));
 }
 
-TEST_F(PcmPipe, ASecondServerFailsAlsoWhileTheFirstServesItsClient) {
+TEST_F(PcmPipeTest, ASecondServerFailsAlsoWhileTheFirstServesItsClient) {
     ASSERT_TRUE(server_.Listen(uri_));
     ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
     ASSERT_TRUE(server_.Accept(kSoonMs));
@@ -240,13 +241,13 @@ TEST_F(PcmPipe, ASecondServerFailsAlsoWhileTheFirstServesItsClient) {
     EXPECT_FALSE(second.Listen(uri_));
 }
 
-TEST_F(PcmPipe, AcceptWithoutListenFails) {
+TEST_F(PcmPipeTest, AcceptWithoutListenFails) {
     EXPECT_FALSE(server_.Accept(kSoonMs));
     EXPECT_NE(server_.LastError(), kErrorNone);
     EXPECT_NE(server_.LastError(), kErrorTimedOut);
 }
 
-TEST_F(PcmPipe, LongestNameWorks) {
+TEST_F(PcmPipeTest, LongestNameWorks) {
     std::string name = CreateInstanceId();
     name.resize(180, 'n');
     ASSERT_TRUE(server_.Listen("pcm-pipe://" + name)) << server_.LastError();
@@ -255,3 +256,4 @@ TEST_F(PcmPipe, LongestNameWorks) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -12,6 +12,7 @@
 #include "platform/ids.h"
 #include "platform/unique_handle_win32.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint32_t kPatienceMs = 10000;
@@ -92,3 +93,5 @@ TEST_F(NamedPipeTest, TheNameIsFreeOnceTheServerIsClosed) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
     EXPECT_TRUE(server_.Listen(uri_));
 }
+
+}  // namespace receiver

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+namespace receiver {
 namespace {
 
 struct Case {
@@ -30,3 +31,4 @@ TEST(PipeErrorPosix, EveryErrorOfTheSystemHasItsNumber) {
 }
 
 }  // namespace
+}  // namespace receiver

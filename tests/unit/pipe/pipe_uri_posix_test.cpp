@@ -3,6 +3,7 @@
 
 #include "pipe/pipe_uri.h"
 
+namespace receiver {
 namespace {
 
 TEST(PipeUriPosix, PathIsInTheDirectoryOfTheEffectiveUser) {
@@ -11,3 +12,4 @@ TEST(PipeUriPosix, PathIsInTheDirectoryOfTheEffectiveUser) {
 }
 
 }  // namespace
+}  // namespace receiver

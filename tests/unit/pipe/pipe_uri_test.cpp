@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace receiver {
 namespace {
 
 TEST(PipeUri, PrefixIsComparedWithoutRegardToCase) {
@@ -55,3 +56,4 @@ TEST(PipeUri, ABadUriMapsToNothing) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -2,6 +2,7 @@
 
 #include "pipe/pipe_uri.h"
 
+namespace receiver {
 namespace {
 
 TEST(PipeUriWin32, PathIsInThePipeNamespace) {
@@ -9,3 +10,4 @@ TEST(PipeUriWin32, PathIsInThePipeNamespace) {
 }
 
 }  // namespace
+}  // namespace receiver

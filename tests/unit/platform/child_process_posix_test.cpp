@@ -10,6 +10,7 @@
 #include "platform/executable_path.h"
 #include "support/process_probe_posix.h"
 
+namespace receiver {
 namespace {
 
 uint64_t Soon() {
@@ -21,14 +22,14 @@ std::string Program() {
 }
 
 TEST(ChildProcessPosix, InterruptAsksForACleanEnd) {
-    CChildProcess child(Program(), {"wait"});
+    ChildProcess child(Program(), {"wait"});
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
     child.Interrupt();
     EXPECT_EQ(child.WaitForExit(Soon()), 3);
 }
 
 TEST(ChildProcessPosix, TerminateAsksForACleanEnd) {
-    CChildProcess child(Program(), {"wait"});
+    ChildProcess child(Program(), {"wait"});
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
     child.Terminate();
     EXPECT_EQ(child.WaitForExit(Soon()), 3);
@@ -37,7 +38,7 @@ TEST(ChildProcessPosix, TerminateAsksForACleanEnd) {
 TEST(ChildProcessPosix, ItsEndKillsAndReapsTheChild) {
     pid_t pid = 0;
     {
-        CChildProcess child(Program(), {"wait"});
+        ChildProcess child(Program(), {"wait"});
         ASSERT_EQ(child.ReadLine(Soon()), "waiting");
         pid = static_cast<pid_t>(child.ProcessId());
         ASSERT_EQ(kill(pid, 0), 0);
@@ -47,7 +48,7 @@ TEST(ChildProcessPosix, ItsEndKillsAndReapsTheChild) {
 }
 
 TEST(ChildProcessPosix, TheChildLeadsAGroupOfItsOwn) {
-    CChildProcess child(Program(), {"wait"});
+    ChildProcess child(Program(), {"wait"});
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
     EXPECT_EQ(getpgid(static_cast<pid_t>(child.ProcessId())),
               static_cast<pid_t>(child.ProcessId()));
@@ -55,7 +56,7 @@ TEST(ChildProcessPosix, TheChildLeadsAGroupOfItsOwn) {
 
 TEST(ChildProcessPosix, ASignalThatTheParentIgnoresReachesTheChild) {
     const auto previous = signal(SIGINT, SIG_IGN);
-    CChildProcess child("sleep", {"60"});
+    ChildProcess child("sleep", {"60"});
     signal(SIGINT, previous);
     child.Interrupt();
     EXPECT_EQ(child.WaitForExit(Soon()), 128 + SIGINT);
@@ -63,8 +64,8 @@ TEST(ChildProcessPosix, ASignalThatTheParentIgnoresReachesTheChild) {
 
 // A child that held an end of another's pipe would keep the reader from seeing its end.
 TEST(ChildProcessPosix, AChildDoesNotInheritThePipesOfAnother) {
-    CChildProcess other(Program(), {"wait"}, CChildProcess::ErrorStream::kCapture);
-    CChildProcess child(Program(), {"wait"}, CChildProcess::ErrorStream::kCapture);
+    ChildProcess other(Program(), {"wait"}, ChildProcess::ErrorStream::kCapture);
+    ChildProcess child(Program(), {"wait"}, ChildProcess::ErrorStream::kCapture);
     ASSERT_EQ(other.ReadLine(Soon()), "waiting");
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
 
@@ -81,16 +82,17 @@ TEST(ChildProcessPosix, AChildDoesNotInheritThePipesOfAnother) {
 }
 
 TEST(ChildProcessPosix, ChildrenLeaveNoDescriptors) {
-    { CChildProcess(Program(), {"exit", "0"}).WaitForExit(Soon()); }
+    { ChildProcess(Program(), {"exit", "0"}).WaitForExit(Soon()); }
     const size_t before = DescriptorsOf(getpid()).size();
     for (int i = 0; i < 20; ++i) {
-        CChildProcess child(Program(), {"errors"}, CChildProcess::ErrorStream::kCapture);
+        ChildProcess child(Program(), {"errors"}, ChildProcess::ErrorStream::kCapture);
         EXPECT_EQ(child.WaitForExit(Soon()), 0);
     }
     for (int i = 0; i < 20; ++i) {
-        EXPECT_THROW(CChildProcess("./no-such-program", {}), std::runtime_error);
+        EXPECT_THROW(ChildProcess("./no-such-program", {}), std::runtime_error);
     }
     EXPECT_EQ(DescriptorsOf(getpid()).size(), before);
 }
 
 }  // namespace
+}  // namespace receiver

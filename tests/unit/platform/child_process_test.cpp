@@ -7,9 +7,10 @@
 #include "platform/clock.h"
 #include "platform/executable_path.h"
 
+namespace receiver {
 namespace {
 
-using ErrorStream = CChildProcess::ErrorStream;
+using ErrorStream = ChildProcess::ErrorStream;
 
 uint64_t Soon() {
     return TickMs() + 10000;
@@ -20,7 +21,7 @@ std::string Program() {
 }
 
 TEST(ChildProcess, GivesItsOutputLineByLine) {
-    CChildProcess child(Program(), {"echo", "one", "two"});
+    ChildProcess child(Program(), {"echo", "one", "two"});
     EXPECT_EQ(child.ReadLine(Soon()), "one");
     EXPECT_EQ(child.ReadLine(Soon()), "two");
     EXPECT_EQ(child.ReadLine(Soon()), std::nullopt);
@@ -34,58 +35,58 @@ TEST(ChildProcess, ArgumentsArriveAsTheyAre) {
     };
     std::vector<std::string> all{"echo"};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    CChildProcess child(Program(), all);
+    ChildProcess child(Program(), all);
     for (const std::string& argument : arguments) EXPECT_EQ(child.ReadLine(Soon()), argument);
     EXPECT_EQ(child.ReadLine(Soon()), std::nullopt);
 }
 
 TEST(ChildProcess, ALastLineMayLackItsLineEnd) {
-    CChildProcess child(Program(), {"unfinished"});
+    ChildProcess child(Program(), {"unfinished"});
     EXPECT_EQ(child.ReadLine(Soon()), "one");
     EXPECT_EQ(child.ReadLine(Soon()), "two");
     EXPECT_EQ(child.ReadLine(Soon()), std::nullopt);
 }
 
 TEST(ChildProcess, ReadAllGivesWhatTheLinesLeft) {
-    CChildProcess child(Program(), {"echo", "one", "two", "three"});
+    ChildProcess child(Program(), {"echo", "one", "two", "three"});
     EXPECT_EQ(child.ReadLine(Soon()), "one");
     EXPECT_EQ(child.ReadAllOutput(Soon()), "two\nthree\n");
 }
 
 TEST(ChildProcess, CapturesTheErrorStreamApart) {
-    CChildProcess child(Program(), {"errors"}, ErrorStream::kCapture);
+    ChildProcess child(Program(), {"errors"}, ErrorStream::kCapture);
     EXPECT_EQ(child.ReadErrorLine(Soon()), "error one");
     EXPECT_EQ(child.ReadAllErrors(Soon()), "error two\n");
     EXPECT_EQ(child.ReadAllOutput(Soon()), "output\n");
 }
 
 TEST(ChildProcess, AnErrorStreamThatIsNotCapturedIsAtItsEnd) {
-    CChildProcess child(Program(), {"errors"}, ErrorStream::kNull);
+    ChildProcess child(Program(), {"errors"}, ErrorStream::kNull);
     EXPECT_EQ(child.ReadErrorLine(Soon()), std::nullopt);
     EXPECT_EQ(child.ReadAllErrors(Soon()), "");
     EXPECT_EQ(child.ReadAllOutput(Soon()), "output\n");
 }
 
 TEST(ChildProcess, ItsInputIsEmpty) {
-    CChildProcess child(Program(), {"input"});
+    ChildProcess child(Program(), {"input"});
     EXPECT_EQ(child.ReadLine(Soon()), "read 0");
 }
 
 TEST(ChildProcess, TellsTheExitCode) {
-    CChildProcess child(Program(), {"exit", "42"});
+    ChildProcess child(Program(), {"exit", "42"});
     EXPECT_EQ(child.WaitForExit(Soon()), 42);
     EXPECT_EQ(child.WaitForExit(TickMs()), 42);
 }
 
 TEST(ChildProcess, AChildThatSaysMuchDoesNotBlockTheWaitForItsExit) {
-    CChildProcess child(Program(), {"flood"}, ErrorStream::kCapture);
+    ChildProcess child(Program(), {"flood"}, ErrorStream::kCapture);
     EXPECT_EQ(child.WaitForExit(Soon()), 0);
     EXPECT_EQ(child.ReadAllOutput(Soon()).value_or("").size(), 1'000'000u);
     EXPECT_EQ(child.ReadAllErrors(Soon()).value_or("").size(), 1'000'000u);
 }
 
 TEST(ChildProcess, EveryWaitEndsAtItsDeadline) {
-    CChildProcess child(Program(), {"wait"}, ErrorStream::kCapture);
+    ChildProcess child(Program(), {"wait"}, ErrorStream::kCapture);
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
     EXPECT_EQ(child.ReadLine(TickMs() + 20), std::nullopt);
     EXPECT_EQ(child.ReadErrorLine(TickMs() + 20), std::nullopt);
@@ -94,14 +95,14 @@ TEST(ChildProcess, EveryWaitEndsAtItsDeadline) {
 }
 
 TEST(ChildProcess, KillEndsAChildThatWouldGoOn) {
-    CChildProcess child(Program(), {"wait"});
+    ChildProcess child(Program(), {"wait"});
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
     child.Kill();
     EXPECT_EQ(child.WaitForExit(Soon()), 137);
 }
 
 TEST(ChildProcess, SignalsToAChildThatHasEndedDoNothing) {
-    CChildProcess child(Program(), {"exit", "0"});
+    ChildProcess child(Program(), {"exit", "0"});
     ASSERT_EQ(child.WaitForExit(Soon()), 0);
     child.Interrupt();
     child.Terminate();
@@ -111,7 +112,7 @@ TEST(ChildProcess, SignalsToAChildThatHasEndedDoNothing) {
 
 TEST(ChildProcess, AProgramThatDoesNotExistCannotBeStarted) {
     try {
-        const CChildProcess child("./no-such-program", {});
+        const ChildProcess child("./no-such-program", {});
         FAIL() << "started";
     } catch (const std::runtime_error& error) {
         EXPECT_STREQ(error.what(), "Cannot start ./no-such-program");
@@ -119,10 +120,11 @@ TEST(ChildProcess, AProgramThatDoesNotExistCannotBeStarted) {
 }
 
 TEST(ChildProcess, HasAProcessId) {
-    CChildProcess first(Program(), {"exit", "0"});
-    CChildProcess second(Program(), {"exit", "0"});
+    ChildProcess first(Program(), {"exit", "0"});
+    ChildProcess second(Program(), {"exit", "0"});
     EXPECT_NE(first.ProcessId(), 0u);
     EXPECT_NE(first.ProcessId(), second.ProcessId());
 }
 
 }  // namespace
+}  // namespace receiver

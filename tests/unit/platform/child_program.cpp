@@ -1,26 +1,29 @@
-// Started by the tests of CChildProcess: does what its first argument says.
+// Started by the tests of ChildProcess: does what its first argument says.
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
 #include <string>
 
 #include "platform/console_control.h"
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 #include "platform/standard_streams.h"
 
+namespace receiver {
 namespace {
 
 // Until it is asked to end, or, should nobody ask, until the test has long failed.
 int WaitForRequest() {
-    CEvent requested;
-    const CConsoleControl control(requested);
+    ManualResetEvent requested;
+    const ConsoleControl control(requested);
     WriteStandardOutputLine("waiting");
     return requested.Wait(60000) ? 3 : 4;
 }
 
 }  // namespace
+}  // namespace receiver
 
 int main(int count, char** arguments) {
+    using namespace receiver;
     const std::string mode = count > 1 ? arguments[1] : "";
     if (mode == "echo") {
         for (int i = 2; i < count; ++i) WriteStandardOutputLine(arguments[i]);

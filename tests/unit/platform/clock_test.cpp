@@ -4,19 +4,20 @@
 
 #include <ctime>
 
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 
+namespace receiver {
 namespace {
 
 TEST(Clock, TickGoesOnByMilliseconds) {
-    const CEvent never;
+    const ManualResetEvent never;
     const uint64_t start = TickMs();
     never.Wait(100);
     EXPECT_GE(TickMs() - start, 80u);  // a tick may step by 16 ms
 }
 
 TEST(Clock, PerformanceCounterGrows) {
-    const CEvent never;
+    const ManualResetEvent never;
     const uint64_t start = PerformanceCounter();
     never.Wait(1);
     EXPECT_GT(PerformanceCounter(), start);
@@ -40,3 +41,4 @@ TEST(Clock, LocalTimeIsTheTimeOfTheLocalZone) {
 }
 
 }  // namespace
+}  // namespace receiver

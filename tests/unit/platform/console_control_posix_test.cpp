@@ -8,6 +8,7 @@
 
 #include "platform/console_control.h"
 
+namespace receiver {
 namespace {
 
 using Handler = void (*)(int);
@@ -20,16 +21,16 @@ Handler CurrentHandler(int signal) {
 
 TEST(ConsoleControlPosix, EachRequestToEndSignalsTheEvent) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        CEvent event;
-        const CConsoleControl control(event);
+        ManualResetEvent event;
+        const ConsoleControl control(event);
         ASSERT_EQ(raise(signal), 0);
         EXPECT_TRUE(event.IsSignalled()) << signal;
     }
 }
 
 TEST(ConsoleControlPosix, ABrokenPipeDoesNotEndTheProcessNorSignal) {
-    CEvent event;
-    const CConsoleControl control(event);
+    ManualResetEvent event;
+    const ConsoleControl control(event);
     ASSERT_EQ(raise(SIGPIPE), 0);
     EXPECT_FALSE(event.IsSignalled());
 }
@@ -38,8 +39,8 @@ TEST(ConsoleControlPosix, ItsEndPutsBackWhatWasSet) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         const Handler before = CurrentHandler(signal);
         {
-            CEvent event;
-            const CConsoleControl control(event);
+            ManualResetEvent event;
+            const ConsoleControl control(event);
             EXPECT_NE(CurrentHandler(signal), before);
         }
         EXPECT_EQ(CurrentHandler(signal), before);
@@ -47,11 +48,12 @@ TEST(ConsoleControlPosix, ItsEndPutsBackWhatWasSet) {
 }
 
 TEST(ConsoleControlPosix, TheHandlerLeavesErrnoAlone) {
-    CEvent event;
-    const CConsoleControl control(event);
+    ManualResetEvent event;
+    const ConsoleControl control(event);
     errno = ENOENT;
     ASSERT_EQ(raise(SIGINT), 0);
     EXPECT_EQ(errno, ENOENT);
 }
 
 }  // namespace
+}  // namespace receiver

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace receiver {
 namespace {
 
 TEST(ExecutablePath, IsTheDirectoryOfThisProgram) {
@@ -13,3 +14,4 @@ TEST(ExecutablePath, IsTheDirectoryOfThisProgram) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -2,11 +2,12 @@
 
 #include "platform/files.h"
 
+namespace receiver {
 namespace {
 
 TEST(FilesPosix, AFullDiskIsReportedByTheBytesWritten) {
-    CAppendFile file;
-    ASSERT_TRUE(file.Open("/dev/full", CAppendFile::Mode::kOpenAlways));
+    AppendFile file;
+    ASSERT_TRUE(file.Open("/dev/full", AppendFile::Mode::kOpenAlways));
     EXPECT_EQ(file.Write("lost", 4), 0u);
 }
 
@@ -15,3 +16,4 @@ TEST(FilesPosix, ADeviceIsAFile) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -6,14 +6,15 @@
 #include "platform/text.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
 namespace {
 
 TEST(FilesWin32, APathWithCharactersOutsideWindows1252Works) {
-    const CTempFolder folder;
+    const TempFolder folder;
     const std::string path =
         folder.File("") + Utf8ToAnsi("\xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x8E\xB5.log");
-    CAppendFile file;
-    ASSERT_TRUE(file.Open(path, CAppendFile::Mode::kOpenAlways));
+    AppendFile file;
+    ASSERT_TRUE(file.Open(path, AppendFile::Mode::kOpenAlways));
     EXPECT_EQ(file.Write("line", 4), 4u);
     EXPECT_TRUE(IsExistingFile(path));
 
@@ -24,3 +25,4 @@ TEST(FilesWin32, APathWithCharactersOutsideWindows1252Works) {
 }
 
 }  // namespace
+}  // namespace receiver

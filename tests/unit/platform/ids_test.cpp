@@ -5,6 +5,7 @@
 #include <regex>
 #include <thread>
 
+namespace receiver {
 namespace {
 
 TEST(Ids, AnInstanceIdIsAnUpperCaseVersion4Uuid) {
@@ -32,3 +33,4 @@ TEST(Ids, ThreadsOfOneProcessHaveIdsOfTheirOwn) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -11,6 +11,7 @@
 #include "platform/ids.h"
 #include "platform/text.h"
 
+namespace receiver {
 namespace {
 
 // Greek, Chinese and a character beyond 16 bits: in no single code page of old.
@@ -39,8 +40,8 @@ TEST_F(ManifestTest, TextOutsideEveryOldCodePageKeepsItsCharacters) {
 }
 
 TEST_F(ManifestTest, AFileOfSuchANameIsTheOneThatTheSystemSees) {
-    CAppendFile file;
-    ASSERT_TRUE(file.Open(PathOf(kName), CAppendFile::Mode::kCreateAlways));
+    AppendFile file;
+    ASSERT_TRUE(file.Open(PathOf(kName), AppendFile::Mode::kCreateAlways));
     EXPECT_EQ(file.Write("abc", 3), 3u);
     file.Close();
 
@@ -50,8 +51,10 @@ TEST_F(ManifestTest, AFileOfSuchANameIsTheOneThatTheSystemSees) {
     EXPECT_EQ(std::filesystem::file_size(wide), 3u);
 }
 
-TEST(StackTest, TheMainThreadHasAKilobyteForEachLevelOfTheDeepestFrame) {
+TEST(Stack, TheMainThreadHasAKilobyteForEachLevelOfTheDeepestFrame) {
     ULONG_PTR low = 0, high = 0;
     GetCurrentThreadStackLimits(&low, &high);
     EXPECT_GE(high - low, 65536u / 2 * 1024);  // a bracket opened and closed a level
 }
+
+}  // namespace receiver

@@ -8,10 +8,11 @@
 #include "platform/standard_streams.h"
 #include "platform/unique_fd_posix.h"
 
+namespace receiver {
 namespace {
 
 // Standard output goes into a pipe for the test.
-class StandardStreamsPosix : public testing::Test {
+class StandardStreamsPosixTest : public testing::Test {
 protected:
     void SetUp() override {
         int ends[2];
@@ -31,13 +32,13 @@ protected:
     UniqueFd saved_;
 };
 
-TEST_F(StandardStreamsPosix, ABrokenPipeIsIgnored) {
+TEST_F(StandardStreamsPosixTest, ABrokenPipeIsIgnored) {
     readEnd_.Reset();
     WriteStandardOutputLine("lost");  // the default action of SIGPIPE would end the test
     Restore();
 }
 
-TEST_F(StandardStreamsPosix, ALongLineIsWrittenWholeThroughANonBlockingPipe) {
+TEST_F(StandardStreamsPosixTest, ALongLineIsWrittenWholeThroughANonBlockingPipe) {
     fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
     const std::string line(300'000, 'x');
     std::string received;
@@ -56,3 +57,4 @@ TEST_F(StandardStreamsPosix, ALongLineIsWrittenWholeThroughANonBlockingPipe) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -2,6 +2,7 @@
 
 #include "platform/text.h"
 
+namespace receiver {
 namespace {
 
 TEST(TextPosix, BytesThatAreNoTextAreKept) {
@@ -10,3 +11,4 @@ TEST(TextPosix, BytesThatAreNoTextAreKept) {
 }
 
 }  // namespace
+}  // namespace receiver

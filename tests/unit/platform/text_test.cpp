@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace receiver {
 namespace {
 
 constexpr char kReplacement[] = "\xEF\xBF\xBD";
@@ -30,9 +31,9 @@ struct IllFormed {
     std::string bytes;
 };
 
-class IllFormedText : public testing::TestWithParam<IllFormed> {};
+class IllFormedTextTest : public testing::TestWithParam<IllFormed> {};
 
-TEST_P(IllFormedText, EachByteIsReplacedAndItsSurroundingsStay) {
+TEST_P(IllFormedTextTest, EachByteIsReplacedAndItsSurroundingsStay) {
     const std::string& bytes = GetParam().bytes;
     EXPECT_EQ(ReplaceIllFormedUtf8("a" + bytes + "z"),
               "a" + Replacements(static_cast<int>(bytes.size())) + "z");
@@ -40,7 +41,7 @@ TEST_P(IllFormedText, EachByteIsReplacedAndItsSurroundingsStay) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Cases, IllFormedText,
+    Cases, IllFormedTextTest,
     testing::Values(IllFormed{"Continuation", "\x80"}, IllFormed{"LastContinuation", "\xBF"},
                     IllFormed{"OverlongSlash", "\xC0\xAF"}, IllFormed{"OverlongDel", "\xC1\xBF"},
                     IllFormed{"OverlongOf3", "\xE0\x9F\xBF"},
@@ -71,3 +72,4 @@ TEST(Text, NoCharacterIsLostToTheCodePage) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -6,6 +6,7 @@
 
 #include "platform/thread_name.h"
 
+namespace receiver {
 namespace {
 
 std::string NameAfterSetting(const char* name) {
@@ -26,3 +27,4 @@ TEST(ThreadNamePosix, ALongNameKeepsItsFirst15Characters) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+namespace receiver {
 namespace {
 
 std::vector<int> closed;
@@ -63,3 +64,4 @@ TEST_F(UniqueResourceTest, ResettingToItselfKeepsItOpen) {
 }
 
 }  // namespace
+}  // namespace receiver

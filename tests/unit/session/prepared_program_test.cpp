@@ -10,6 +10,8 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -58,7 +60,7 @@ protected:
         return "";
     }
 
-    const CTempFolder folder_;
+    const TempFolder folder_;
     const std::string file_ = folder_.File("reference.wav");
     json request_;
 };
@@ -335,3 +337,5 @@ TEST_F(PreparedProgramTest, APathKeepsItsNonAsciiCharacters) {
     const std::u8string utf8 = path.u8string();
     EXPECT_EQ(TextWith("/references/0/path", std::string(utf8.begin(), utf8.end())), "");
 }
+
+}  // namespace receiver

@@ -1,6 +1,8 @@
 // Where a session says that its program ends, and when it says so.
 #include "unit/session/running_session.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -17,7 +19,7 @@ protected:
     }
 };
 
-constexpr uint64_t kReferenceFrames = CReferenceFiles::kReferenceFrames;
+constexpr uint64_t kReferenceFrames = ReferenceFiles::kReferenceFrames;
 
 }  // namespace
 
@@ -159,3 +161,5 @@ TEST_F(ProgramEndTest, ASourceThatEndsAfterTheMaximumChangesNothing) {
     EXPECT_EQ(Finished()["program"]["reason"], "maximum");
     EXPECT_EQ(client_.Frames(), kOneSecond);
 }
+
+}  // namespace receiver

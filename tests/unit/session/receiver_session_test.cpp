@@ -6,6 +6,8 @@
 
 #include "unit/session/running_session.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -151,8 +153,8 @@ TEST_F(ReceiverSessionTest, ASourceErrorWhileScanningStopsTheSession) {
     const std::string seenByWorker = "Start reference not found before source ended or failed";
     bool stoppedByPoll = false;
     for (int attempt = 0; attempt < kAttempts && !stoppedByPoll; ++attempt) {
-        CEventLog events;
-        CScriptedSource source;
+        EventLog events;
+        ScriptedSource source;
         ReceiverSession session(program_, audioUri_, events.Sink(), source.Factory());
         session.Start();
         ASSERT_FALSE(events.WaitFor("CONNECTED").is_null());
@@ -277,3 +279,5 @@ TEST_F(ReceiverSessionTest, JoiningFromTheWorkerItselfIsAnError) {
     session->Join();
     EXPECT_EQ(code, std::errc::resource_deadlock_would_occur);
 }
+
+}  // namespace receiver

@@ -13,6 +13,8 @@
 #include "unit/session/scripted_source.h"
 #include "unit/session/session_fixture.h"
 
+namespace receiver {
+
 class SessionTest : public testing::Test {
 protected:
     static constexpr uint64_t kStart = 1000;  // where the start reference is heard
@@ -20,8 +22,8 @@ protected:
 
     SessionTest() : program_(MakeRequest(Files())) {}
 
-    static const CReferenceFiles& Files() {
-        static const CReferenceFiles files;
+    static const ReferenceFiles& Files() {
+        static const ReferenceFiles files;
         return files;
     }
 
@@ -61,8 +63,10 @@ protected:
 
     PreparedProgram program_;
     const std::string audioUri_ = UniqueAudioUri();
-    CEventLog events_;
-    CScriptedSource source_;
-    CRawAudioClient client_;
+    EventLog events_;
+    ScriptedSource source_;
+    RawAudioClient client_;
     std::unique_ptr<ReceiverSession> session_;  // last: its threads use the others
 };
+
+}  // namespace receiver

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+namespace receiver {
 namespace {
 
 constexpr uint64_t kPatienceForScriptMs = 30000;
@@ -15,9 +16,9 @@ WAVEFORMATEX StreamFormat() {
 
 }  // namespace
 
-class CScriptedSource::File final : public CAudioFile {
+class ScriptedSource::File final : public CAudioFile {
 public:
-    File(CScriptedSource& script, std::function<void(const DetectorMatch&)> onMatch)
+    File(ScriptedSource& script, std::function<void(const DetectorMatch&)> onMatch)
         : script_(script), onMatch_(std::move(onMatch)), record_(StreamFormat()) {}
 
     BOOL Open(const std::string&) override {
@@ -36,72 +37,72 @@ public:
     bool IsOpen() const override { return open_ != 0; }
 
 private:
-    CScriptedSource& script_;
+    ScriptedSource& script_;
     const std::function<void(const DetectorMatch&)> onMatch_;
     const WAVEFORMATEX record_;
 };
 
-ReceiverSession::SourceFactory CScriptedSource::Factory() {
+ReceiverSession::SourceFactory ScriptedSource::Factory() {
     return [this](std::vector<ReferenceFingerprint>&&,
                   std::function<void(const DetectorMatch&)> onMatch) {
         return SessionSource{std::make_unique<File>(*this, std::move(onMatch)), [this] { Stop(); }};
     };
 }
 
-void CScriptedSource::HoldOpen() {
-    CLock lock(mutex_);
+void ScriptedSource::HoldOpen() {
+    MutexLock lock(mutex_);
     holdsOpen_ = true;
 }
 
-void CScriptedSource::LetOpen() {
-    CLock lock(mutex_);
+void ScriptedSource::LetOpen() {
+    MutexLock lock(mutex_);
     holdsOpen_ = false;
     changed_.notify_all();
 }
 
-void CScriptedSource::RefuseOpen() {
-    CLock lock(mutex_);
+void ScriptedSource::RefuseOpen() {
+    MutexLock lock(mutex_);
     refusesOpen_ = true;
 }
 
-void CScriptedSource::MatchWhileOpening(const DetectorMatch& match) {
-    CLock lock(mutex_);
+void ScriptedSource::MatchWhileOpening(const DetectorMatch& match) {
+    MutexLock lock(mutex_);
     openingMatches_.push_back(match);
 }
 
-void CScriptedSource::Push(Part part) {
-    CLock lock(mutex_);
+void ScriptedSource::Push(Part part) {
+    MutexLock lock(mutex_);
     parts_.push_back(part);
     waiting_ = false;
     changed_.notify_all();
 }
 
-void CScriptedSource::Stop() {
-    CLock lock(mutex_);
+void ScriptedSource::Stop() {
+    MutexLock lock(mutex_);
     stopped_ = true;
     changed_.notify_all();
 }
 
-bool CScriptedSource::WaitUntilOpening() {
+bool ScriptedSource::WaitUntilOpening() {
     const SteadyTime deadline = DeadlineIn(kPatienceForScriptMs);
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     while (!opening_) {
         if (!lock.WaitUntil(changed_, deadline)) return opening_;
     }
     return true;
 }
 
-bool CScriptedSource::WaitUntilDrained() {
+bool ScriptedSource::WaitUntilDrained() {
     const SteadyTime deadline = DeadlineIn(kPatienceForScriptMs);
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     while (!waiting_) {
         if (!lock.WaitUntil(changed_, deadline)) return waiting_;
     }
     return true;
 }
 
-BOOL CScriptedSource::Open(const std::function<void(const DetectorMatch&)>& onMatch) {
-    CLock lock(mutex_);
+BOOL ScriptedSource::Open(const std::function<void(const DetectorMatch&)>& onMatch) {
+    MutexLock lock(mutex_);
     const std::vector<DetectorMatch> matches = openingMatches_;
     lock.Unlock();
     for (const DetectorMatch& match : matches) onMatch(match);
@@ -114,9 +115,9 @@ BOOL CScriptedSource::Open(const std::function<void(const DetectorMatch&)>& onMa
     return stopped_ || refusesOpen_ ? 0 : 1;
 }
 
-int32_t CScriptedSource::Read(void* buffer, uint32_t count,
-                              const std::function<void(const DetectorMatch&)>& onMatch) {
-    CLock lock(mutex_);
+int32_t ScriptedSource::Read(void* buffer, uint32_t count,
+                             const std::function<void(const DetectorMatch&)>& onMatch) {
+    MutexLock lock(mutex_);
     while (true) {
         while (parts_.empty() && !stopped_) {
             waiting_ = true;
@@ -149,3 +150,5 @@ int32_t CScriptedSource::Read(void* buffer, uint32_t count,
         if (now > 0) return static_cast<int32_t>(now * kBlockAlign);
     }
 }
+
+}  // namespace receiver

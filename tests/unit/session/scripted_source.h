@@ -18,7 +18,9 @@
 #include "platform/thread_safety.h"
 #include "session/receiver_session.h"
 
-class CScriptedSource final {
+namespace receiver {
+
+class ScriptedSource final {
 public:
     // What the frame holds: its number's low and high half.
     static int16_t Left(uint64_t frame) { return static_cast<int16_t>(frame & 0xFFFF); }
@@ -58,7 +60,7 @@ private:
     int32_t Read(void* buffer, uint32_t count,
                  const std::function<void(const DetectorMatch&)>& onMatch) EXCLUDES(mutex_);
 
-    CMutex mutex_;
+    Mutex mutex_;
     std::condition_variable changed_;
     std::deque<Part> parts_ GUARDED_BY(mutex_);
     std::vector<DetectorMatch> openingMatches_ GUARDED_BY(mutex_);
@@ -69,3 +71,5 @@ private:
     bool stopped_ GUARDED_BY(mutex_) = false;
     uint64_t nextFrame_ GUARDED_BY(mutex_) = 0;
 };
+
+}  // namespace receiver

@@ -4,7 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
-TEST(SessionEventsTest, AMatchObjectNamesItsReferenceAndRole) {
+namespace receiver {
+
+TEST(SessionEvents, AMatchObjectNamesItsReferenceAndRole) {
     const PreparedReference reference{.id = "jingle", .role = "start", .path = "x.wav"};
     const DetectorMatch match{
         .referenceIndex = 3, .sample = 10, .observedAfterSample = 20, .ber = 0.125};
@@ -13,14 +15,14 @@ TEST(SessionEventsTest, AMatchObjectNamesItsReferenceAndRole) {
               R"("sample":10})");
 }
 
-TEST(SessionEventsTest, AProgramObjectCountsAt44100Hz) {
+TEST(SessionEvents, AProgramObjectCountsAt44100Hz) {
     const ProgramEnd end{.startSample = 1, .endSample = 5, .fadeFrames = 4, .reason = "maximum"};
     EXPECT_EQ(MakeProgramObject(end).dump(),
               R"({"endSample":5,"fadeFrames":4,"reason":"maximum","sampleRate":44100,)"
               R"("startSample":1})");
 }
 
-TEST(SessionEventsTest, AStatisticsObjectHoldsEveryReportedField) {
+TEST(SessionEvents, AStatisticsObjectHoldsEveryReportedField) {
     CRubberBufferAudioFile::Stats stats;
     stats.receivedBytes = 1;
     stats.retainedBytes = 2;
@@ -43,3 +45,5 @@ TEST(SessionEventsTest, AStatisticsObjectHoldsEveryReportedField) {
               R"("readBytes":4,"readSample":5,"receivedBytes":1,"retainedBytes":2,)"
               R"("sampleRate":9})");
 }
+
+}  // namespace receiver

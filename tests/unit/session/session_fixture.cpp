@@ -6,6 +6,8 @@
 #include "support/audio_generator.h"
 #include "support/wav_file.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -15,23 +17,23 @@ constexpr uint64_t kHostWaitMs = 10;
 
 }  // namespace
 
-ReceiverSession::EventSink CEventLog::Sink() {
+ReceiverSession::EventSink EventLog::Sink() {
     return [this](json event) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         events_.push_back(std::move(event));
         posted_.notify_all();
     };
 }
 
-const json* CEventLog::Find(const std::string& type) const {
+const json* EventLog::Find(const std::string& type) const {
     const auto found = std::find_if(events_.begin(), events_.end(),
                                     [&](const json& event) { return event["type"] == type; });
     return found == events_.end() ? nullptr : &*found;
 }
 
-json CEventLog::WaitFor(const std::string& type) {
+json EventLog::WaitFor(const std::string& type) {
     const SteadyTime deadline = DeadlineIn(kPatienceForEventMs);
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     while (!Find(type)) {
         if (!lock.WaitUntil(posted_, deadline)) break;
     }
@@ -39,39 +41,39 @@ json CEventLog::WaitFor(const std::string& type) {
     return found ? *found : json();
 }
 
-void CEventLog::WaitForNews() {
+void EventLog::WaitForNews() {
     const SteadyTime deadline = DeadlineIn(kHostWaitMs);
-    CLock lock(mutex_);
+    MutexLock lock(mutex_);
     const size_t before = events_.size();
     while (events_.size() == before) {
         if (!lock.WaitUntil(posted_, deadline)) return;
     }
 }
 
-std::vector<json> CEventLog::All() {
-    CLock lock(mutex_);
+std::vector<json> EventLog::All() {
+    MutexLock lock(mutex_);
     return events_;
 }
 
-std::vector<std::string> CEventLog::Types() {
+std::vector<std::string> EventLog::Types() {
     std::vector<std::string> types;
     for (const json& event : All()) types.push_back(event["type"]);
     return types;
 }
 
-size_t CEventLog::Count(const std::string& type) {
+size_t EventLog::Count(const std::string& type) {
     const auto types = Types();
     return static_cast<size_t>(std::count(types.begin(), types.end(), type));
 }
 
-CReferenceFiles::CReferenceFiles() {
+ReferenceFiles::ReferenceFiles() {
     uint64_t seed = 1;
     for (const char* role : {"start", "end", "other"}) {
         WriteWavFile(Path(role), MakeNoise(seed++, 22050, 1, kReferenceFrames / 2));
     }
 }
 
-PreparedProgram MakeRequest(const CReferenceFiles& files) {
+PreparedProgram MakeRequest(const ReferenceFiles& files) {
     PreparedProgram program;
     program.sessionId = "session-1";
     program.url = "http://127.0.0.1/stream";
@@ -91,3 +93,5 @@ DetectorMatch MatchAt(uint64_t referenceIndex, uint64_t sample) {
             .observedAfterSample = sample + 30000,
             .ber = 0.0625};
 }
+
+}  // namespace receiver

@@ -13,8 +13,10 @@
 #include "session/receiver_session.h"
 #include "support/temp_folder.h"
 
+namespace receiver {
+
 // The events that a session has posted. Any thread.
-class CEventLog final {
+class EventLog final {
 public:
     ReceiverSession::EventSink Sink();
 
@@ -29,21 +31,21 @@ public:
 private:
     const nlohmann::json* Find(const std::string& type) const REQUIRES(mutex_);
 
-    CMutex mutex_;
+    Mutex mutex_;
     std::condition_variable posted_;
     std::vector<nlohmann::json> events_ GUARDED_BY(mutex_);
 };
 
 // Files "start", "end" and "other", each of kReferenceFrames frames of the stream.
-class CReferenceFiles final {
+class ReferenceFiles final {
 public:
     static constexpr uint64_t kReferenceFrames = 2 * 13230;
 
-    CReferenceFiles();
+    ReferenceFiles();
     std::string Path(const std::string& role) const { return folder_.File(role + ".wav"); }
 
 private:
-    const CTempFolder folder_;
+    const TempFolder folder_;
 };
 
 // The places of the request's references, in its list.
@@ -51,6 +53,8 @@ inline constexpr uint64_t kStartReference = 0;
 inline constexpr uint64_t kEndReference = 1;
 inline constexpr uint64_t kOtherReference = 2;
 
-PreparedProgram MakeRequest(const CReferenceFiles& files);
+PreparedProgram MakeRequest(const ReferenceFiles& files);
 std::string UniqueAudioUri();
 DetectorMatch MatchAt(uint64_t referenceIndex, uint64_t sample);
+
+}  // namespace receiver

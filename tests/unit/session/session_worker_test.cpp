@@ -3,6 +3,8 @@
 #include "support/wav_file.h"
 #include "unit/session/running_session.h"
 
+namespace receiver {
+
 using nlohmann::json;
 
 namespace {
@@ -22,8 +24,8 @@ protected:
     void ExpectStreamFrom(uint64_t firstFrame, uint64_t frames) {
         ASSERT_EQ(client_.Frames(), frames);
         for (uint64_t i = 0; i < frames; ++i) {
-            ASSERT_EQ(client_.Pcm()[2 * i], CScriptedSource::Left(firstFrame + i)) << i;
-            ASSERT_EQ(client_.Pcm()[2 * i + 1], CScriptedSource::Right(firstFrame + i)) << i;
+            ASSERT_EQ(client_.Pcm()[2 * i], ScriptedSource::Left(firstFrame + i)) << i;
+            ASSERT_EQ(client_.Pcm()[2 * i + 1], ScriptedSource::Right(firstFrame + i)) << i;
         }
     }
 };
@@ -31,7 +33,7 @@ protected:
 }  // namespace
 
 TEST_F(SessionWorkerTest, AReferenceThatIsNoAudioEndsTheSessionWithItsText) {
-    const CTempFolder folder;
+    const TempFolder folder;
     program_.references[1].path = folder.File("text.wav");
     WriteFileBytes(program_.references[1].path, "this is no recording");
     Start();
@@ -54,7 +56,7 @@ TEST_F(SessionWorkerTest, AStopBeforeTheSourceIsOpenedIsNoticed) {
 
 TEST_F(SessionWorkerTest, TheReferencesAreLoadedInTheRequestsOrder) {
     std::vector<uint64_t> lengths;
-    const CTempFolder folder;
+    const TempFolder folder;
     program_.references[1].path = folder.File("longer.wav");
     WriteWavFile(program_.references[1].path, MakeNoise(9, 22050, 1, 20000));
     session_ = std::make_unique<ReceiverSession>(
@@ -262,3 +264,5 @@ TEST_F(SessionWorkerTest, ASessionWithoutAFactoryListensToTheNetwork) {
     Start();
     ExpectFinished("error", "Network source Open failed");
 }
+
+}  // namespace receiver

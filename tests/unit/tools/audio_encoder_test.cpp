@@ -13,6 +13,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr size_t kFrames = 100000;
@@ -49,7 +50,7 @@ protected:
         return ReadToEnd(decoder).Samples();
     }
     // In pieces of odd sizes, as they come from a pipe.
-    static bool WriteAll(CAudioEncoder& encoder, const TestPcm& pcm) {
+    static bool WriteAll(AudioEncoder& encoder, const TestPcm& pcm) {
         size_t piece = 1;
         for (size_t at = 0; at < pcm.Frames(); at += piece) {
             piece = std::min(at * 2 + 1, pcm.Frames() - at) % 20000 + 1;
@@ -60,8 +61,8 @@ protected:
         return true;
     }
 
-    CTempFolder folder_;
-    CFakeSink sink_;
+    TempFolder folder_;
+    FakeSink sink_;
 };
 
 }  // namespace
@@ -70,9 +71,9 @@ TEST_F(AudioEncoderTest, LosslessFormatsGiveBackEverySample) {
     for (const int channels : {1, 2}) {
         for (const char* extension : {".wav", ".flac"}) {
             const TestPcm pcm = MakeNoise(1, 44100, channels, kFrames);
-            CFakeSink sink;
-            CAudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100,
-                                  static_cast<uint16_t>(channels), {}, sink);
+            FakeSink sink;
+            AudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100,
+                                 static_cast<uint16_t>(channels), {}, sink);
             ASSERT_TRUE(WriteAll(encoder, pcm));
             ASSERT_TRUE(encoder.Finish()) << encoder.FailureText();
             EXPECT_EQ(Decode(sink.Bytes(), extension), pcm.samples) << extension << channels;
@@ -84,8 +85,8 @@ TEST_F(AudioEncoderTest, LossyFormatsKeepTheLengthAndTheLevel) {
     for (const char* extension : {".opus", ".ogg", ".mp3", ".m4a"}) {
         if (SupportedExtensions().find(extension) == std::string::npos) continue;
         const TestPcm pcm = MakeTone(44100, 2, kFrames, 1000);
-        CFakeSink sink;
-        CAudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {}, sink);
+        FakeSink sink;
+        AudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {}, sink);
         ASSERT_TRUE(WriteAll(encoder, pcm));
         ASSERT_TRUE(encoder.Finish()) << encoder.FailureText();
         const std::vector<int16_t> decoded = Decode(sink.Bytes(), extension);
@@ -100,14 +101,14 @@ TEST_F(AudioEncoderTest, LossyFormatsKeepTheLengthAndTheLevel) {
 }
 
 TEST_F(AudioEncoderTest, AnEmptyRecordingIsAValidFile) {
-    CAudioEncoder encoder(WavFormat(), 44100, 2, {}, sink_);
+    AudioEncoder encoder(WavFormat(), 44100, 2, {}, sink_);
     EXPECT_TRUE(encoder.Finish());
     EXPECT_TRUE(Decode(sink_.Bytes(), ".wav").empty());
 }
 
 TEST_F(AudioEncoderTest, TheWavHeadTellsTheSizesOfWhatIsThere) {
     const TestPcm pcm = MakeNoise(1, 44100, 2, 1000);
-    CAudioEncoder encoder(WavFormat(), 44100, 2, {{"comment", "from a test"}}, sink_);
+    AudioEncoder encoder(WavFormat(), 44100, 2, {{"comment", "from a test"}}, sink_);
     ASSERT_TRUE(WriteAll(encoder, pcm));
     ASSERT_TRUE(encoder.Finish());
     const std::string wav = sink_.Bytes();
@@ -121,7 +122,7 @@ TEST_F(AudioEncoderTest, TheWavHeadTellsTheSizesOfWhatIsThere) {
 TEST_F(AudioEncoderTest, AWavFileAbove4GiBIsRf64WithItsTrueSizes) {
     constexpr uint64_t kBigFrames = (1ULL << 32) / 4 + 100000;
     sink_.KeepOnly(1 << 20);
-    CAudioEncoder encoder(WavFormat(), 44100, 2, {}, sink_);
+    AudioEncoder encoder(WavFormat(), 44100, 2, {}, sink_);
     const TestPcm pcm = MakeSilence(44100, 2, 1 << 20);
     for (uint64_t written = 0; written < kBigFrames;) {
         const auto piece =
@@ -141,7 +142,7 @@ TEST_F(AudioEncoderTest, AWavFileAbove4GiBIsRf64WithItsTrueSizes) {
 TEST_F(AudioEncoderTest, WavForAPipeNeedsNoSeeking) {
     sink_.SetSeekable(false);
     const TestPcm pcm = MakeNoise(1, 44100, 2, kFrames);
-    CAudioEncoder encoder(WavFormat(), 44100, 2, {}, sink_);
+    AudioEncoder encoder(WavFormat(), 44100, 2, {}, sink_);
     ASSERT_TRUE(WriteAll(encoder, pcm));
     ASSERT_TRUE(encoder.Finish());
     EXPECT_EQ(Decode(sink_.Bytes(), ".wav"), pcm.samples);
@@ -153,10 +154,9 @@ TEST_F(AudioEncoderTest, AFullDiskLeavesAPlayableFileWithWhatFitted) {
     const TestPcm pcm = MakeNoise(1, 44100, 2, kFrames);
     for (const char* extension : {".wav", ".flac"}) {
         for (const uint64_t capacity : {60000, 100001, 250003, 300000}) {
-            CFakeSink sink;
+            FakeSink sink;
             sink.SetCapacity(capacity);
-            CAudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {},
-                                  sink);
+            AudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {}, sink);
             EXPECT_FALSE(WriteAll(encoder, pcm) && encoder.FailureText().empty());
             EXPECT_TRUE(encoder.Finish());
             EXPECT_EQ(encoder.FailureText(), "No space left");
@@ -177,9 +177,9 @@ TEST_F(AudioEncoderTest, AFullDiskLeavesPlayableLossyFiles) {
     const TestPcm pcm = MakeMusic(1, 44100, 2, 44100 * 20);
     for (const char* extension : {".opus", ".ogg", ".mp3", ".m4a"}) {
         if (SupportedExtensions().find(extension) == std::string::npos) continue;
-        CFakeSink sink;
+        FakeSink sink;
         sink.SetCapacity(300000);
-        CAudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {}, sink);
+        AudioEncoder encoder(OutputFormatFor(std::string("x") + extension), 44100, 2, {}, sink);
         EXPECT_FALSE(WriteAll(encoder, pcm));
         encoder.Finish();
         EXPECT_GT(Decode(sink.Bytes(), extension).size(), 44100u * 2 * 5) << extension;
@@ -188,5 +188,7 @@ TEST_F(AudioEncoderTest, AFullDiskLeavesPlayableLossyFiles) {
 
 TEST_F(AudioEncoderTest, ADiskWithoutRoomForTheHeadIsAnErrorAtOnce) {
     sink_.SetCapacity(10);
-    EXPECT_THROW(CAudioEncoder(WavFormat(), 44100, 2, {}, sink_), std::runtime_error);
+    EXPECT_THROW(AudioEncoder(WavFormat(), 44100, 2, {}, sink_), std::runtime_error);
 }
+
+}  // namespace receiver

@@ -6,11 +6,12 @@
 #include "unit/client/fake_peer.h"
 #include "wire/pcm1_record.h"
 
+namespace receiver {
 namespace {
 
-using End = CAudioIntake::End;
+using End = AudioIntake::End;
 
-void SendHeader(CFakePeer& peer) {
+void SendHeader(FakePeer& peer) {
     Pcm1Header header;
     header.sampleRate = 44100;
     header.channels = 2;
@@ -18,20 +19,20 @@ void SendHeader(CFakePeer& peer) {
     peer.Send(&header, sizeof(header));
 }
 
-void SendFrames(CFakePeer& peer, uint64_t first, uint32_t frames) {
+void SendFrames(FakePeer& peer, uint64_t first, uint32_t frames) {
     const Pcm1ChunkRecord record{kPcm1Data, frames * 4, first, 0};
     peer.Send(&record, sizeof(record));
     peer.Send(std::string(frames * 4, '\1'));
 }
 
-void SendEnd(CFakePeer& peer, uint32_t type, uint64_t frames, uint64_t status) {
+void SendEnd(FakePeer& peer, uint32_t type, uint64_t frames, uint64_t status) {
     const Pcm1ChunkRecord record{type, 0, frames, status};
     peer.Send(&record, sizeof(record));
     Pcm1Acknowledgement acknowledgement;
     peer.Receive(&acknowledgement, sizeof(acknowledgement));
 }
 
-void SendWholeStream(CFakePeer& peer) {
+void SendWholeStream(FakePeer& peer) {
     SendHeader(peer);
     SendFrames(peer, 0, 441);
     SendFrames(peer, 441, 441);
@@ -40,23 +41,23 @@ void SendWholeStream(CFakePeer& peer) {
 
 class AudioIntakeTest : public testing::Test {
 protected:
-    CAudioIntake::Progress RunAgainst(CFakePeer& peer, std::optional<uint64_t> frames = {}) {
-        CAudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
+    AudioIntake::Progress RunAgainst(FakePeer& peer, std::optional<uint64_t> frames = {}) {
+        AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
         intake.WaitForEnd();
         EXPECT_TRUE(intake.Ended());
         intake.Finish(frames);
         peak_ = intake.TakePeak();
         return intake.GetProgress();
     }
-    CFakeSink sink_;
+    FakeSink sink_;
     double peak_ = 0;
 };
 
 }  // namespace
 
 TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
-    CFakePeer peer(SendWholeStream);
-    const CAudioIntake::Progress progress = RunAgainst(peer);
+    FakePeer peer(SendWholeStream);
+    const AudioIntake::Progress progress = RunAgainst(peer);
     EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
     EXPECT_EQ(progress.writer.framesWritten, 882u);
     EXPECT_EQ(progress.format.channels, 2);
@@ -65,31 +66,31 @@ TEST_F(AudioIntakeTest, AWholeStreamIsWrittenAndAcknowledged) {
 }
 
 TEST_F(AudioIntakeTest, WhatCameBeyondTheProgramIsCutOff) {
-    CFakePeer peer(SendWholeStream);
-    const CAudioIntake::Progress progress = RunAgainst(peer, 500);
+    FakePeer peer(SendWholeStream);
+    const AudioIntake::Progress progress = RunAgainst(peer, 500);
     EXPECT_EQ(progress.end, End::kComplete) << progress.failure;
     EXPECT_EQ(progress.writer.framesWritten, 500u);
     EXPECT_TRUE(progress.playable);
 }
 
 TEST_F(AudioIntakeTest, AFailedSourceKeepsWhatCame) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendHeader(p);
         SendFrames(p, 0, 441);
         SendEnd(p, kPcm1SourceFailed, 441, kPcm1SourceFailedStatus);
     });
-    const CAudioIntake::Progress progress = RunAgainst(peer);
+    const AudioIntake::Progress progress = RunAgainst(peer);
     EXPECT_EQ(progress.end, End::kSourceFailed);
     EXPECT_EQ(progress.writer.framesWritten, 441u);
     EXPECT_TRUE(progress.playable);
 }
 
 TEST_F(AudioIntakeTest, APipeThatBreaksKeepsWhatCame) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendHeader(p);
         SendFrames(p, 0, 441);
     });
-    const CAudioIntake::Progress progress = RunAgainst(peer);
+    const AudioIntake::Progress progress = RunAgainst(peer);
     EXPECT_EQ(progress.end, End::kLost);
     EXPECT_NE(progress.failure, "");
     EXPECT_EQ(progress.writer.framesWritten, 441u);
@@ -97,25 +98,25 @@ TEST_F(AudioIntakeTest, APipeThatBreaksKeepsWhatCame) {
 }
 
 TEST_F(AudioIntakeTest, WhatIsNoAudioStreamIsRefused) {
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         p.Send(std::string(40, 'x'));
         p.WaitForHangUp();
     });
-    const CAudioIntake::Progress progress = RunAgainst(peer);
+    const AudioIntake::Progress progress = RunAgainst(peer);
     EXPECT_EQ(progress.end, End::kLost);
     EXPECT_FALSE(progress.playable);
     EXPECT_EQ(sink_.Size(), 0u);
 }
 
 TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
-    CEvent sent;
-    CFakePeer peer([&](CFakePeer& p) {
+    ManualResetEvent sent;
+    FakePeer peer([&](FakePeer& p) {
         SendHeader(p);
         SendFrames(p, 0, 441);
         sent.Signal();
         p.WaitForHangUp();
     });
-    CAudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
+    AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
     ASSERT_TRUE(sent.Wait(kPatience));
     intake.Stop();
     intake.WaitForEnd();
@@ -124,11 +125,13 @@ TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
 
 TEST_F(AudioIntakeTest, AnOutputThatFailsEndsTheIntake) {
     sink_.SetCapacity(2000);
-    CFakePeer peer([](CFakePeer& p) {
+    FakePeer peer([](FakePeer& p) {
         SendHeader(p);
         for (uint64_t first = 0;; first += 441) SendFrames(p, first, 441);
     });
-    const CAudioIntake::Progress progress = RunAgainst(peer);
+    const AudioIntake::Progress progress = RunAgainst(peer);
     EXPECT_EQ(progress.end, End::kOutputFailed);
     EXPECT_EQ(progress.failure, "No space left");
 }
+
+}  // namespace receiver

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-TEST(DurationTest, UnitsMayBeCombinedFromLargeToSmall) {
+namespace receiver {
+
+TEST(Duration, UnitsMayBeCombinedFromLargeToSmall) {
     EXPECT_EQ(ParseDuration("90s"), 90000u);
     EXPECT_EQ(ParseDuration("55m"), 3300000u);
     EXPECT_EQ(ParseDuration("1h30m"), 5400000u);
@@ -11,26 +13,26 @@ TEST(DurationTest, UnitsMayBeCombinedFromLargeToSmall) {
     EXPECT_EQ(ParseDuration("0s"), 0u);
 }
 
-TEST(DurationTest, ANumberAloneIsSeconds) {
+TEST(Duration, ANumberAloneIsSeconds) {
     EXPECT_EQ(ParseDuration("90"), 90000u);
     EXPECT_EQ(ParseDuration("1.5"), 1500u);
 }
 
-TEST(DurationTest, EveryUnitTakesAFraction) {
+TEST(Duration, EveryUnitTakesAFraction) {
     EXPECT_EQ(ParseDuration("2.5s"), 2500u);
     EXPECT_EQ(ParseDuration("1.5m"), 90000u);
     EXPECT_EQ(ParseDuration("0.001s"), 1u);
     EXPECT_EQ(ParseDuration("0.0019s"), 1u);
 }
 
-TEST(DurationTest, ClockTimesHaveTwoOrThreeFields) {
+TEST(Duration, ClockTimesHaveTwoOrThreeFields) {
     EXPECT_EQ(ParseDuration("00:55:00"), 3300000u);
     EXPECT_EQ(ParseDuration("55:00"), 3300000u);
     EXPECT_EQ(ParseDuration("1:02:03.25"), 3723250u);
     EXPECT_EQ(ParseDuration("90:00"), 5400000u);
 }
 
-TEST(DurationTest, WhatIsNoDurationGivesNothing) {
+TEST(Duration, WhatIsNoDurationGivesNothing) {
     for (const char* text : {"",
                              " ",
                              "s",
@@ -56,9 +58,11 @@ TEST(DurationTest, WhatIsNoDurationGivesNothing) {
     }
 }
 
-TEST(DurationTest, TimesAreWrittenAsAClock) {
+TEST(Duration, TimesAreWrittenAsAClock) {
     EXPECT_EQ(FormatClock(3723999), "01:02:03");
     EXPECT_EQ(FormatClock(0), "00:00:00");
     EXPECT_EQ(FormatClock(360000000), "100:00:00");
     EXPECT_EQ(FormatPosition(3723004), "01:02:03.004");
 }
+
+}  // namespace receiver

@@ -10,11 +10,13 @@
 #include "platform/thread_safety.h"
 #include "recording/recording_sink.h"
 
-class CFakeSink final : public IRecordingSink {
+namespace receiver {
+
+class FakeSink final : public RecordingSink {
 public:
     bool CanSeek() const override { return seekable_; }
     bool WriteAt(uint64_t offset, const void* data, size_t size) override EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         ++blocked_;
         changed_.notify_all();
         while (held_) lock.Wait(changed_);
@@ -25,7 +27,7 @@ public:
         return taken == size;
     }
     bool Truncate(uint64_t size) override EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         bytes_.resize(static_cast<size_t>(std::min<uint64_t>(size, kept_)));
         size_ = size;
         return true;
@@ -41,7 +43,7 @@ public:
     void Release() EXCLUDES(mutex_) { SetHeld(false); }
     // True once a write waits at the gate.
     bool WaitUntilBlocked(uint64_t ms) EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         const SteadyTime deadline = DeadlineIn(ms);
         while (blocked_ == 0 || !held_) {
             if (!lock.WaitUntil(changed_, deadline)) return blocked_ > 0 && held_;
@@ -50,7 +52,7 @@ public:
     }
     // True once so many bytes are there.
     bool WaitForSize(uint64_t bytes, uint64_t ms) EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         const SteadyTime deadline = DeadlineIn(ms);
         while (size_ < bytes) {
             if (!lock.WaitUntil(changed_, deadline)) return size_ >= bytes;
@@ -58,17 +60,17 @@ public:
         return true;
     }
     std::string Bytes() EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         return bytes_;
     }
     uint64_t Size() EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         return size_;
     }
 
 private:
     void SetHeld(bool held) EXCLUDES(mutex_) {
-        CLock lock(mutex_);
+        MutexLock lock(mutex_);
         held_ = held;
         changed_.notify_all();
     }
@@ -85,10 +87,12 @@ private:
     uint64_t capacity_ = std::numeric_limits<uint64_t>::max();
     uint64_t kept_ = std::numeric_limits<uint64_t>::max();
 
-    CMutex mutex_;
+    Mutex mutex_;
     std::condition_variable changed_;
     std::string bytes_ GUARDED_BY(mutex_);
     uint64_t size_ GUARDED_BY(mutex_) = 0;
     bool held_ GUARDED_BY(mutex_) = false;
     int blocked_ GUARDED_BY(mutex_) = 0;
 };
+
+}  // namespace receiver

@@ -4,6 +4,7 @@
 
 #include "record/command_line_app.h"
 
+namespace receiver {
 namespace {
 
 std::string Document(const std::string& kind) {
@@ -15,7 +16,7 @@ std::string Document(const std::string& kind) {
 
 }  // namespace
 
-TEST(HelpDocumentsTest, TheManualHasEveryOptionExampleAndExitCode) {
+TEST(HelpDocuments, TheManualHasEveryOptionExampleAndExitCode) {
     const std::string manual = Document("man");
     EXPECT_EQ(manual.rfind(".TH RECEIVER\\-RECORD 1", 0), 0u);
     for (const char* part : {"\\-\\-start", "\\-\\-io\\-timeout", "\\-o\\fR, \\fB\\-\\-output",
@@ -25,7 +26,7 @@ TEST(HelpDocumentsTest, TheManualHasEveryOptionExampleAndExitCode) {
     EXPECT_EQ(manual.find("generate"), std::string::npos);
 }
 
-TEST(HelpDocumentsTest, CompletionsOfferFilesWhereAFileIsMeant) {
+TEST(HelpDocuments, CompletionsOfferFilesWhereAFileIsMeant) {
     const std::string bash = Document("bash");
     EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--receiver|--log|=)"), std::string::npos)
         << bash;
@@ -38,6 +39,8 @@ TEST(HelpDocumentsTest, CompletionsOfferFilesWhereAFileIsMeant) {
     EXPECT_NE(zsh.find("FILE:{compset -P \"*=\"; _files}'"), std::string::npos);
 }
 
-TEST(HelpDocumentsTest, OtherDocumentsDoNotExist) {
+TEST(HelpDocuments, OtherDocumentsDoNotExist) {
     EXPECT_EQ(Document("html"), "");
 }
+
+}  // namespace receiver

@@ -4,19 +4,21 @@
 
 #include <stdexcept>
 
-TEST(OutputFormatTest, TheExtensionChoosesInAnyCase) {
+namespace receiver {
+
+TEST(OutputFormat, TheExtensionChoosesInAnyCase) {
     EXPECT_STREQ(OutputFormatFor("a.wav").muxer, "wav");
     EXPECT_STREQ(OutputFormatFor("dir.wav/a.b.FLAC").muxer, "flac");
     EXPECT_STREQ(WavFormat().muxer, "wav");
 }
 
-TEST(OutputFormatTest, NoExtensionOrAnUnknownOneIsRefused) {
+TEST(OutputFormat, NoExtensionOrAnUnknownOneIsRefused) {
     for (const char* name : {"", "wav", ".wav", "a.xyz", "a.wav.txt", "a"}) {
         EXPECT_THROW(OutputFormatFor(name), std::invalid_argument) << name;
     }
 }
 
-TEST(OutputFormatTest, EachSupportedExtensionIsNamedOnceAndWorks) {
+TEST(OutputFormat, EachSupportedExtensionIsNamedOnceAndWorks) {
     const std::string all = SupportedExtensions() + " ";
     size_t at = 0;
     for (size_t space; (space = all.find(' ', at)) != std::string::npos; at = space + 1) {
@@ -26,3 +28,5 @@ TEST(OutputFormatTest, EachSupportedExtensionIsNamedOnceAndWorks) {
     }
     EXPECT_EQ(all.rfind(".wav .flac ", 0), 0u);
 }
+
+}  // namespace receiver

@@ -9,6 +9,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
@@ -20,7 +21,7 @@ std::string ReadBack(const fs::path& path) {
 
 class PartFileTest : public testing::Test {
 protected:
-    CTempFolder folder_;
+    TempFolder folder_;
     const fs::path target_ = folder_.Path() / "a.wav";
     const fs::path part_ = folder_.Path() / "a.wav.part";
 };
@@ -29,7 +30,7 @@ protected:
 
 TEST_F(PartFileTest, AMissingFolderIsNamed) {
     try {
-        CPartFile(folder_.Path() / "none" / "a.wav", true);
+        PartFile(folder_.Path() / "none" / "a.wav", true);
         FAIL() << "created";
     } catch (const std::runtime_error& error) {
         EXPECT_NE(std::string(error.what()).find("There is no folder"), std::string::npos);
@@ -37,7 +38,7 @@ TEST_F(PartFileTest, AMissingFolderIsNamed) {
 }
 
 TEST_F(PartFileTest, TheTargetAppearsOnlyWithCommit) {
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "hello", 5));
     EXPECT_FALSE(fs::exists(target_));
     EXPECT_TRUE(fs::exists(part_));
@@ -47,7 +48,7 @@ TEST_F(PartFileTest, TheTargetAppearsOnlyWithCommit) {
 }
 
 TEST_F(PartFileTest, BytesGoWhereTheyBelongAndTheRestIsCutOff) {
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "abcdef", 6));
     ASSERT_TRUE(file.WriteAt(2, "XY", 2));
     ASSERT_TRUE(file.Truncate(5));
@@ -57,34 +58,34 @@ TEST_F(PartFileTest, BytesGoWhereTheyBelongAndTheRestIsCutOff) {
 
 TEST_F(PartFileTest, WhatIsNeitherCommittedNorDiscardedStays) {
     {
-        CPartFile file(target_, false);
+        PartFile file(target_, false);
         ASSERT_TRUE(file.WriteAt(0, "x", 1));
     }
     EXPECT_EQ(ReadBack(part_), "x");
 }
 
 TEST_F(PartFileTest, DiscardLeavesNothing) {
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     file.Discard();
     EXPECT_TRUE(fs::is_empty(folder_.Path()));
 }
 
 TEST_F(PartFileTest, WithoutOverwriteAnExistingFileIsRefused) {
     WriteFileBytes(target_.string(), "old");
-    EXPECT_THROW(CPartFile(target_, false), std::runtime_error);
+    EXPECT_THROW(PartFile(target_, false), std::runtime_error);
     EXPECT_EQ(ReadBack(target_), "old");
 }
 
 TEST_F(PartFileTest, WithoutOverwriteAnEarlierPartFileIsRefused) {
     WriteFileBytes(part_.string(), "of an earlier recording");
-    EXPECT_THROW(CPartFile(target_, false), std::runtime_error);
+    EXPECT_THROW(PartFile(target_, false), std::runtime_error);
     EXPECT_EQ(ReadBack(part_), "of an earlier recording");
 }
 
 TEST_F(PartFileTest, OverwriteReplacesBoth) {
     WriteFileBytes(target_.string(), "old");
     WriteFileBytes(part_.string(), "older and longer");
-    CPartFile file(target_, true);
+    PartFile file(target_, true);
     ASSERT_TRUE(file.WriteAt(0, "new", 3));
     EXPECT_EQ(ReadBack(target_), "old");
     ASSERT_TRUE(file.Commit()) << file.FailureText();
@@ -92,7 +93,7 @@ TEST_F(PartFileTest, OverwriteReplacesBoth) {
 }
 
 TEST_F(PartFileTest, AFileThatAppearedMeanwhileIsNotOverwritten) {
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "mine", 4));
     WriteFileBytes(target_.string(), "theirs");
     EXPECT_FALSE(file.Commit());
@@ -101,14 +102,14 @@ TEST_F(PartFileTest, AFileThatAppearedMeanwhileIsNotOverwritten) {
 }
 
 TEST_F(PartFileTest, AFolderThatDoesNotExistIsAnError) {
-    EXPECT_THROW(CPartFile(folder_.Path() / "no" / "a.wav", true), std::runtime_error);
-    EXPECT_THROW(CPartFile(folder_.Path(), true), std::runtime_error);
+    EXPECT_THROW(PartFile(folder_.Path() / "no" / "a.wav", true), std::runtime_error);
+    EXPECT_THROW(PartFile(folder_.Path(), true), std::runtime_error);
 }
 
 TEST_F(PartFileTest, AChangedCopyTakesThePlaceOfTheWholeFile) {
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "hello", 5));
-    ASSERT_TRUE(file.ReplaceBy([&](const fs::path& from, IRecordingSink& to) {
+    ASSERT_TRUE(file.ReplaceBy([&](const fs::path& from, RecordingSink& to) {
         EXPECT_EQ(ReadBack(from), "hello");
         EXPECT_TRUE(to.WriteAt(0, "hello, world", 12));
         EXPECT_TRUE(to.WriteAt(0, "H", 1));
@@ -122,9 +123,9 @@ TEST_F(PartFileTest, AChangedCopyTakesThePlaceOfTheWholeFile) {
 }
 
 TEST_F(PartFileTest, ACopyThatFailsLeavesWhatWasRecorded) {
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "hello", 5));
-    EXPECT_FALSE(file.ReplaceBy([](const fs::path&, IRecordingSink& to) {
+    EXPECT_FALSE(file.ReplaceBy([](const fs::path&, RecordingSink& to) {
         to.WriteAt(0, "x", 1);
         throw std::runtime_error("no room");
     }));
@@ -136,10 +137,12 @@ TEST_F(PartFileTest, ACopyThatFailsLeavesWhatWasRecorded) {
 
 TEST_F(PartFileTest, ACopyThatWasLeftByACrashIsNoObstacle) {
     WriteFileBytes(part_.string() + ".copy", "half a co");
-    CPartFile file(target_, false);
+    PartFile file(target_, false);
     ASSERT_TRUE(file.WriteAt(0, "hello", 5));
-    ASSERT_TRUE(file.ReplaceBy([](const fs::path&, IRecordingSink& to) { to.WriteAt(0, "a", 1); }))
+    ASSERT_TRUE(file.ReplaceBy([](const fs::path&, RecordingSink& to) { to.WriteAt(0, "a", 1); }))
         << file.FailureText();
     ASSERT_TRUE(file.Commit());
     EXPECT_EQ(ReadBack(target_), "a");
 }
+
+}  // namespace receiver

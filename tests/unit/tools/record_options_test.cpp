@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+namespace receiver {
 namespace {
 
 CommandLine Parse(std::vector<const char*> arguments) {
@@ -30,7 +31,7 @@ std::string Refusal(std::vector<const char*> further) {
 
 }  // namespace
 
-TEST(RecordOptionsTest, EveryOptionReachesTheRecording) {
+TEST(RecordOptions, EveryOptionReachesTheRecording) {
     const RecordOptions options =
         Options({"--end",        "o.wav",   "--end",     "p.wav",      "--other",
                  "n=n.wav",      "--max",   "55m",       "--fade",     "3s",
@@ -52,27 +53,27 @@ TEST(RecordOptionsTest, EveryOptionReachesTheRecording) {
     EXPECT_TRUE(options.json && options.quiet && options.verbose && options.force);
 }
 
-TEST(RecordOptionsTest, WithoutAnEndOrAMaximumTheProgramHasNoBounds) {
+TEST(RecordOptions, WithoutAnEndOrAMaximumTheProgramHasNoBounds) {
     EXPECT_FALSE(Options({"-o", "a.wav"}).program);
 }
 
-TEST(RecordOptionsTest, AnEndRecordingAloneIsBoundedByTheLongestProgram) {
+TEST(RecordOptions, AnEndRecordingAloneIsBoundedByTheLongestProgram) {
     const RecordOptions options = Options({"--end", "o.wav", "-o", "a.wav"});
     ASSERT_TRUE(options.program);
     EXPECT_EQ(options.program->maximumMs, 3600000u);
     EXPECT_EQ(options.program->fadeMs, 0u);
 }
 
-TEST(RecordOptionsTest, AHyphenIsStandardOutput) {
+TEST(RecordOptions, AHyphenIsStandardOutput) {
     EXPECT_TRUE(Options({"-o", "-"}).ToStandardOutput());
     EXPECT_FALSE(Options({"-o", "./-.wav"}).ToStandardOutput());
 }
 
-TEST(RecordOptionsTest, ARunningReceiverCanBeJoined) {
+TEST(RecordOptions, ARunningReceiverCanBeJoined) {
     EXPECT_EQ(Options({"--control", "pcm-pipe://r", "-o", "a.wav"}).controlUri, "pcm-pipe://r");
 }
 
-TEST(RecordOptionsTest, HelpIsNoErrorAndNamesExamplesAndExitCodes) {
+TEST(RecordOptions, HelpIsNoErrorAndNamesExamplesAndExitCodes) {
     const CommandLine line = Parse({"--help"});
     EXPECT_EQ(line.exitCode, 0);
     for (const char* part : {"--start", "What to listen for", "Examples:", "Exit codes:", ".wav"}) {
@@ -81,19 +82,19 @@ TEST(RecordOptionsTest, HelpIsNoErrorAndNamesExamplesAndExitCodes) {
     EXPECT_EQ(line.text.find("--generate"), std::string::npos);
 }
 
-TEST(RecordOptionsTest, WhatIsMissingIsAUsageError) {
+TEST(RecordOptions, WhatIsMissingIsAUsageError) {
     EXPECT_EQ(Parse({}).exitCode, 2);
     EXPECT_EQ(Parse({"http://radio/", "-o", "a.wav"}).exitCode, 2);
     EXPECT_EQ(Parse({"http://radio/", "--start", "j.wav"}).exitCode, 2);
     EXPECT_EQ(Parse({"--start", "j.wav", "-o", "a.wav"}).exitCode, 2);
 }
 
-TEST(RecordOptionsTest, OnlyHttpSourcesAreTaken) {
+TEST(RecordOptions, OnlyHttpSourcesAreTaken) {
     EXPECT_EQ(Parse({"ftp://radio/", "--start", "j.wav", "-o", "a.wav"}).exitCode, 2);
     EXPECT_FALSE(Parse({"https://radio/", "--start", "j.wav", "-o", "a.wav"}).exitCode);
 }
 
-TEST(RecordOptionsTest, ValuesOutOfRangeNameTheirOption) {
+TEST(RecordOptions, ValuesOutOfRangeNameTheirOption) {
     EXPECT_NE(Refusal({"-o", "a.wav", "--max", "999ms"}).find("--max"), std::string::npos);
     EXPECT_NE(Refusal({"-o", "a.wav", "--max", "61m"}).find("--max"), std::string::npos);
     EXPECT_NE(Refusal({"-o", "a.wav", "--fade", "2h"}).find("--fade"), std::string::npos);
@@ -105,16 +106,16 @@ TEST(RecordOptionsTest, ValuesOutOfRangeNameTheirOption) {
     EXPECT_NE(Refusal({"-o", "a.wav", "--wait", "soon"}).find("--wait"), std::string::npos);
 }
 
-TEST(RecordOptionsTest, AnUnknownOutputFormatNamesThePossibleOnes) {
+TEST(RecordOptions, AnUnknownOutputFormatNamesThePossibleOnes) {
     EXPECT_NE(Refusal({"-o", "a.xyz"}).find(".flac"), std::string::npos);
 }
 
-TEST(RecordOptionsTest, OptionsThatContradictEachOtherAreRefused) {
+TEST(RecordOptions, OptionsThatContradictEachOtherAreRefused) {
     Refusal({"-o", "-", "--json"});
     Refusal({"-o", "a.wav", "--control", "pcm-pipe://r", "--log", "r.log"});
 }
 
-TEST(RecordOptionsTest, MoreThan32RecordingsAreRefused) {
+TEST(RecordOptions, MoreThan32RecordingsAreRefused) {
     std::vector<const char*> arguments = {"-o", "a.wav"};
     for (int i = 0; i < 31; ++i) arguments.insert(arguments.end(), {"--other", "n.wav"});
     Options(arguments);
@@ -122,7 +123,7 @@ TEST(RecordOptionsTest, MoreThan32RecordingsAreRefused) {
     Refusal(arguments);
 }
 
-TEST(RecordOptionsTest, TheUrlMayStandAnywhere) {
+TEST(RecordOptions, TheUrlMayStandAnywhere) {
     const CommandLine line = Parse(
         {"--start", "j.wav", "http://radio/", "--end", "o.wav", "--other", "n.wav", "-o", "a.wav"});
     EXPECT_FALSE(line.exitCode) << line.text;
@@ -130,13 +131,13 @@ TEST(RecordOptionsTest, TheUrlMayStandAnywhere) {
     EXPECT_EQ(line.options.references.size(), 3u);
 }
 
-TEST(RecordOptionsTest, NoTwoEmptyLinesOfTheHelpStandTogether) {
+TEST(RecordOptions, NoTwoEmptyLinesOfTheHelpStandTogether) {
     const std::string help = Parse({"--help"}).text;
     EXPECT_NE(help.find("\n\nOutput:\n"), std::string::npos);
     EXPECT_EQ(help.find("\n\n\n"), std::string::npos);
 }
 
-TEST(RecordOptionsTest, TheOptionsOfTheHelpFitIntoAUsualTerminal) {
+TEST(RecordOptions, TheOptionsOfTheHelpFitIntoAUsualTerminal) {
     std::istringstream help(Parse({"--help"}).text);
     for (std::string line; std::getline(help, line);) {
         if (line.rfind("  ", 0) == 0) {
@@ -144,3 +145,5 @@ TEST(RecordOptionsTest, TheOptionsOfTheHelpFitIntoAUsualTerminal) {
         }
     }
 }
+
+}  // namespace receiver

@@ -4,6 +4,7 @@
 
 #include <map>
 
+namespace receiver {
 namespace {
 
 std::map<std::string, std::string> Tags(const RecordReport& report) {
@@ -27,7 +28,7 @@ RecordReport Complete() {
 
 }  // namespace
 
-TEST(RecordingTagsTest, AFinishedRecordingTellsAll) {
+TEST(RecordingTags, AFinishedRecordingTellsAll) {
     std::map<std::string, std::string> tags = Tags(Complete());
     EXPECT_EQ(tags["source"], "http://radio/");
     EXPECT_EQ(tags["start_sample"], "44100");
@@ -40,14 +41,14 @@ TEST(RecordingTagsTest, AFinishedRecordingTellsAll) {
               "error rate 0.0000)");
 }
 
-TEST(RecordingTagsTest, TheCommentHasAllOfItInOne) {
+TEST(RecordingTags, TheCommentHasAllOfItInOne) {
     EXPECT_EQ(Tags(Complete())["comment"],
               "Recorded from http://radio/, from sample 44100 to 132300, ended by outro, "
               "2026-01-02T03:04:05.006Z to 2026-01-02T04:04:05.006Z; heard start jingle at sample "
               "44100 (bit error rate 0.0123), end bye at sample 99 (bit error rate 0.0000)");
 }
 
-TEST(RecordingTagsTest, AnIncompleteRecordingDoesNotClaimThePlannedEnd) {
+TEST(RecordingTags, AnIncompleteRecordingDoesNotClaimThePlannedEnd) {
     RecordReport report = Complete();
     report.exitCode = ExitCode::kInterrupted;
     report.frames = 100;
@@ -55,7 +56,7 @@ TEST(RecordingTagsTest, AnIncompleteRecordingDoesNotClaimThePlannedEnd) {
     EXPECT_EQ(Tags(report)["end_sample"], "44200");
 }
 
-TEST(RecordingTagsTest, ARecordingThatGoesOnTellsOnlyItsBeginning) {
+TEST(RecordingTags, ARecordingThatGoesOnTellsOnlyItsBeginning) {
     RecordReport report = Complete();
     report.finishedAt.clear();
     std::map<std::string, std::string> tags = Tags(report);
@@ -63,10 +64,12 @@ TEST(RecordingTagsTest, ARecordingThatGoesOnTellsOnlyItsBeginning) {
     EXPECT_EQ(tags.count("end_sample") + tags.count("reason") + tags.count("finished_at"), 0u);
 }
 
-TEST(RecordingTagsTest, OfVeryManyMatchesTheRestIsCounted) {
+TEST(RecordingTags, OfVeryManyMatchesTheRestIsCounted) {
     RecordReport report = Complete();
     report.matches.resize(500, report.matches[0]);
     const std::string matches = Tags(report)["matches"];
     EXPECT_LT(matches.size(), 2000u);
     EXPECT_NE(matches.find("and 480 more"), std::string::npos);
 }
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 #include "fake_sink.h"
 #include "support/audio_generator.h"
 
+namespace receiver {
 namespace {
 
 constexpr receiver::PcmFormat kStereo = {44100, 2};
@@ -19,18 +20,18 @@ std::span<const std::byte> BytesIn(const TestPcm& pcm) {
 
 class RecordingWriterTest : public testing::Test {
 protected:
-    CFakeSink sink_;
+    FakeSink sink_;
     const TestPcm second_ = MakeNoise(1, 44100, 2, 44100);
 };
 
 }  // namespace
 
 TEST_F(RecordingWriterTest, EverythingThatWasAppendedIsWritten) {
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
     EXPECT_TRUE(writer.Finish());
-    const CRecordingWriter::Progress progress = writer.GetProgress();
+    const RecordingWriter::Progress progress = writer.GetProgress();
     EXPECT_EQ(progress.framesQueued, 88200u);
     EXPECT_EQ(progress.framesWritten, 88200u);
     EXPECT_EQ(progress.failure, "");
@@ -40,7 +41,7 @@ TEST_F(RecordingWriterTest, EverythingThatWasAppendedIsWritten) {
 // The reader of the pipe must never wait, however long the disk does.
 TEST_F(RecordingWriterTest, AnOutputThatStandsStillDoesNotHoldTheReader) {
     sink_.Hold();
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, 100 * second_.Bytes());
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, 100 * second_.Bytes());
     ASSERT_TRUE(sink_.WaitUntilBlocked(kPatience));
     for (int i = 0; i < 60; ++i) ASSERT_TRUE(writer.Append(BytesIn(second_)));
     EXPECT_EQ(writer.GetProgress().framesQueued, 60u * 44100);
@@ -51,7 +52,7 @@ TEST_F(RecordingWriterTest, AnOutputThatStandsStillDoesNotHoldTheReader) {
 }
 
 TEST_F(RecordingWriterTest, TheNewestSecondCanStillBeCutToTheFrame) {
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
     EXPECT_TRUE(writer.Finish(44101));
@@ -62,14 +63,14 @@ TEST_F(RecordingWriterTest, TheNewestSecondCanStillBeCutToTheFrame) {
 }
 
 TEST_F(RecordingWriterTest, WholeBlocksBehindTheEndAreDropped) {
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(writer.Append(BytesIn(MakeNoise(2, 44100, 2, 100))));
     EXPECT_TRUE(writer.Finish(150));
     EXPECT_EQ(writer.GetProgress().framesWritten, 150u);
 }
 
 TEST_F(RecordingWriterTest, WhatIsOlderThanASecondIsWrittenWhileMoreComes) {
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     for (int i = 0; i < 3; ++i) ASSERT_TRUE(writer.Append(BytesIn(second_)));
     EXPECT_TRUE(sink_.WaitForSize(2 * second_.Bytes() - kEncoderBytes, kPatience));
     EXPECT_TRUE(writer.Finish(0));
@@ -77,7 +78,7 @@ TEST_F(RecordingWriterTest, WhatIsOlderThanASecondIsWrittenWhileMoreComes) {
 }
 
 TEST_F(RecordingWriterTest, AnEndThatHasNotComeCutsNothing) {
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
     EXPECT_TRUE(writer.Finish(44101));
     EXPECT_EQ(writer.GetProgress().framesWritten, 44100u);
@@ -85,7 +86,7 @@ TEST_F(RecordingWriterTest, AnEndThatHasNotComeCutsNothing) {
 
 TEST_F(RecordingWriterTest, AnOutputThatFallsTooFarBehindIsAnErrorAndKeepsWhatWasTaken) {
     sink_.Hold();
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, 2 * second_.Bytes());
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, 2 * second_.Bytes());
     ASSERT_TRUE(sink_.WaitUntilBlocked(kPatience));
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
     ASSERT_TRUE(writer.Append(BytesIn(second_)));
@@ -100,7 +101,7 @@ TEST_F(RecordingWriterTest, AnOutputThatFallsTooFarBehindIsAnErrorAndKeepsWhatWa
 
 TEST_F(RecordingWriterTest, AFullDiskIsToldAndTheFileCanStillBePlayed) {
     sink_.SetCapacity(second_.Bytes());
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, 100 * kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, 100 * kMegabyte);
     for (int i = 0; i < 5; ++i) writer.Append(BytesIn(second_));
     EXPECT_TRUE(writer.Finish());
     EXPECT_EQ(writer.GetProgress().failure, "No space left");
@@ -109,16 +110,18 @@ TEST_F(RecordingWriterTest, AFullDiskIsToldAndTheFileCanStillBePlayed) {
 
 TEST_F(RecordingWriterTest, AnOutputThatFailsAtOnceCannotBePlayed) {
     sink_.SetCapacity(0);
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     EXPECT_FALSE(writer.Finish());
     EXPECT_NE(writer.GetProgress().failure, "");
 }
 
 TEST_F(RecordingWriterTest, ThePeakIsTheHighestSampleSinceTheLastLook) {
-    CRecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
+    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
     TestPcm pcm = MakeSilence(44100, 2, 10);
     pcm.samples[3] = -16384;
     ASSERT_TRUE(writer.Append(BytesIn(pcm)));
     EXPECT_EQ(writer.TakePeak(), 0.5);
     EXPECT_EQ(writer.TakePeak(), 0);
 }
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+namespace receiver {
 namespace {
 
 using receiver::Role;
@@ -17,7 +18,7 @@ std::vector<std::string> Ids(const std::vector<receiver::Reference>& references)
 
 }  // namespace
 
-TEST(ReferenceListTest, AFileIsCalledAfterItself) {
+TEST(ReferenceList, AFileIsCalledAfterItself) {
     const auto references = MakeReferences({"sounds/jingle.wav"}, {"outro.mp3"}, {"news.flac"});
     EXPECT_EQ(Ids(references), (std::vector<std::string>{"jingle", "outro", "news"}));
     EXPECT_EQ(references[0].role, Role::kStart);
@@ -25,42 +26,44 @@ TEST(ReferenceListTest, AFileIsCalledAfterItself) {
     EXPECT_EQ(references[2].role, Role::kOther);
 }
 
-TEST(ReferenceListTest, ANameInFrontOfTheFileIsTaken) {
+TEST(ReferenceList, ANameInFrontOfTheFileIsTaken) {
     const auto references = MakeReferences({"top_of-hour=a=b.wav"}, {}, {});
     EXPECT_EQ(references[0].id, "top_of-hour");
     EXPECT_EQ(std::filesystem::path(references[0].path).filename(), "a=b.wav");
 }
 
-TEST(ReferenceListTest, WhatIsNoNameBelongsToTheFile) {
+TEST(ReferenceList, WhatIsNoNameBelongsToTheFile) {
     const auto references = MakeReferences({"./a=b.wav", "=c.wav"}, {}, {});
     EXPECT_EQ(std::filesystem::path(references[0].path).filename(), "a=b.wav");
     EXPECT_EQ(std::filesystem::path(references[1].path).filename(), "=c.wav");
 }
 
-TEST(ReferenceListTest, NamesThatWouldBeEqualAreNumbered) {
+TEST(ReferenceList, NamesThatWouldBeEqualAreNumbered) {
     const auto references =
         MakeReferences({"a/j.wav", "b/j.wav"}, {"c/j.wav"}, {"j-2=d/other.wav"});
     EXPECT_EQ(Ids(references), (std::vector<std::string>{"j", "j-3", "j-4", "j-2"}));
 }
 
-TEST(ReferenceListTest, OtherCharactersBecomeHyphens) {
+TEST(ReferenceList, OtherCharactersBecomeHyphens) {
     const auto references = MakeReferences({"my jingle (1).wav", "J\xC3\xBC.wav"}, {}, {});
     EXPECT_EQ(Ids(references), (std::vector<std::string>{"my-jingle--1-", "J--"}));
 }
 
-TEST(ReferenceListTest, ALongNameIsCutToWhatTheReceiverTakes) {
+TEST(ReferenceList, ALongNameIsCutToWhatTheReceiverTakes) {
     std::string name(200, 'x');
     name += ".wav";
     const auto references = MakeReferences({name}, {}, {});
     EXPECT_LE(references[0].id.size(), 80u);
 }
 
-TEST(ReferenceListTest, ANameGivenTwiceIsRefused) {
+TEST(ReferenceList, ANameGivenTwiceIsRefused) {
     EXPECT_THROW(MakeReferences({"a=1.wav"}, {"a=2.wav"}, {}), std::invalid_argument);
 }
 
-TEST(ReferenceListTest, PathsAreAbsolute) {
+TEST(ReferenceList, PathsAreAbsolute) {
     const auto references = MakeReferences({"x/../jingle.wav"}, {}, {});
     EXPECT_EQ(std::filesystem::path(references[0].path),
               std::filesystem::current_path() / "jingle.wav");
 }
+
+}  // namespace receiver

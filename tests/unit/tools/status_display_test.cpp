@@ -4,9 +4,10 @@
 
 #include <sstream>
 
+namespace receiver {
 namespace {
 
-using Clock = CStatusDisplay::Clock;
+using Clock = StatusDisplay::Clock;
 using std::chrono::milliseconds;
 
 RecordStatus Status(const std::string& state) {
@@ -17,7 +18,7 @@ RecordStatus Status(const std::string& state) {
 
 class StatusDisplayTest : public testing::Test {
 protected:
-    CStatusDisplay::Settings Settings(bool colour = false) {
+    StatusDisplay::Settings Settings(bool colour = false) {
         return {[this] { return width_; }, [] { return std::string("12:00:00"); }, colour};
     }
     // What was put out since the last call.
@@ -36,14 +37,14 @@ protected:
 
 TEST_F(StatusDisplayTest, WithoutATerminalEveryLineHasATimeStampAndThereIsNoStatus) {
     width_ = 0;
-    CStatusDisplay display(out_, Settings(true));
+    StatusDisplay display(out_, Settings(true));
     display.PrintLine("hello");
     display.ShowStatus(Status("SCANNING"), start_);
     EXPECT_EQ(Take(), "12:00:00 hello\n");
 }
 
 TEST_F(StatusDisplayTest, LinesScrollAboveTheStatus) {
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.ShowStatus(Status("SCANNING"), start_);
     EXPECT_EQ(Take(), "SCANNING");
     display.PrintLine("hello", start_ + milliseconds(100));
@@ -51,7 +52,7 @@ TEST_F(StatusDisplayTest, LinesScrollAboveTheStatus) {
 }
 
 TEST_F(StatusDisplayTest, ManyLinesAtOnceDoNotRedrawTheStatusMoreOften) {
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.ShowStatus(Status("A"), start_);
     Take();
     display.PrintLine("one", start_ + milliseconds(1));
@@ -62,7 +63,7 @@ TEST_F(StatusDisplayTest, ManyLinesAtOnceDoNotRedrawTheStatusMoreOften) {
 }
 
 TEST_F(StatusDisplayTest, TheStatusBelowALineKeepsItsColour) {
-    CStatusDisplay display(out_, Settings(true));
+    StatusDisplay display(out_, Settings(true));
     display.ShowStatus(Status("A"), start_);
     Take();
     display.PrintLine("hello", start_ + milliseconds(100));
@@ -71,7 +72,7 @@ TEST_F(StatusDisplayTest, TheStatusBelowALineKeepsItsColour) {
 
 TEST_F(StatusDisplayTest, TheStatusBelowALineIsCutToTheTerminalAsItIsNow) {
     width_ = 80;
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.ShowStatus(Status(std::string(70, 'x')), start_);
     Take();
     width_ = 40;
@@ -80,7 +81,7 @@ TEST_F(StatusDisplayTest, TheStatusBelowALineIsCutToTheTerminalAsItIsNow) {
 }
 
 TEST_F(StatusDisplayTest, NothingThatATerminalWouldObeyReachesIt) {
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.PrintLine(
         "a\x1b]0;b\x07\nc\x7f\xc2\x9b"
         "d \xc3\xa4");
@@ -91,20 +92,20 @@ TEST_F(StatusDisplayTest, NothingThatATerminalWouldObeyReachesIt) {
 
 TEST_F(StatusDisplayTest, ALongLineIsBrokenBetweenWords) {
     width_ = 12;
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.PrintLine("Heard the jingle at last, http://radio.example/live");
     EXPECT_EQ(Take(), "Heard the\n  jingle at\n  last,\n  http://radio.example/live\n");
 }
 
 TEST_F(StatusDisplayTest, ALineThatJustFitsIsNotBroken) {
     width_ = 11;
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.PrintLine("Hello world");
     EXPECT_EQ(Take(), "Hello world\n");
 }
 
 TEST_F(StatusDisplayTest, TheStatusIsRedrawnAtMostTenTimesASecond) {
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.ShowStatus(Status("A"), start_);
     Take();
     display.ShowStatus(Status("B"), start_ + milliseconds(99));
@@ -114,7 +115,7 @@ TEST_F(StatusDisplayTest, TheStatusIsRedrawnAtMostTenTimesASecond) {
 }
 
 TEST_F(StatusDisplayTest, ANarrowerTerminalHasWrappedTheLineAndAllItsRowsAreErased) {
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.ShowStatus(Status(std::string(70, 'x')), start_);
     Take();
     width_ = 30;
@@ -124,14 +125,14 @@ TEST_F(StatusDisplayTest, ANarrowerTerminalHasWrappedTheLineAndAllItsRowsAreEras
 
 TEST_F(StatusDisplayTest, TheLastColumnStaysFree) {
     width_ = 40;
-    CStatusDisplay display(out_, Settings());
+    StatusDisplay display(out_, Settings());
     display.ShowStatus(Status(std::string(60, 'x')), start_);
     EXPECT_EQ(Take(), std::string(39, 'x'));
 }
 
 TEST_F(StatusDisplayTest, TheStatusIsGoneAtTheEnd) {
     {
-        CStatusDisplay display(out_, Settings());
+        StatusDisplay display(out_, Settings());
         display.ShowStatus(Status("A"), start_);
         Take();
     }
@@ -139,7 +140,9 @@ TEST_F(StatusDisplayTest, TheStatusIsGoneAtTheEnd) {
 }
 
 TEST_F(StatusDisplayTest, OnlyWithColourThereAreColours) {
-    CStatusDisplay display(out_, Settings(true));
+    StatusDisplay display(out_, Settings(true));
     display.ShowStatus(Status("A"), start_);
     EXPECT_EQ(Take(), "\x1b[1;32mA\x1b[0m");
 }
+
+}  // namespace receiver

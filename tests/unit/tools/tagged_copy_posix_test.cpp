@@ -10,6 +10,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr uint64_t kBigFrames = (1ULL << 32) / 4 + 100000;
@@ -37,13 +38,13 @@ std::string BigHead() {
 
 }  // namespace
 
-TEST(TaggedCopyPosixTest, ACopyAbove4GiBIsRf64WithItsTrueSizes) {
-    const CTempFolder folder;
+TEST(TaggedCopyPosix, ACopyAbove4GiBIsRf64WithItsTrueSizes) {
+    const TempFolder folder;
     const std::string path = folder.File("big.wav");
     WriteFileBytes(path, BigHead());
     std::filesystem::resize_file(path, BigHead().size() + kBigFrames * 4);
 
-    CFakeSink copy;
+    FakeSink copy;
     copy.KeepOnly(1 << 20);
     CopyWithTags(path, WavFormat(), {{"comment", "late"}}, kBigFrames / 44100.0 - 1, copy);
     const std::string head = copy.Bytes();
@@ -53,3 +54,5 @@ TEST(TaggedCopyPosixTest, ACopyAbove4GiBIsRf64WithItsTrueSizes) {
     EXPECT_EQ(LittleEndian64(head, ds64 + 8), kBigFrames * 4);
     EXPECT_NE(head.find("late"), std::string::npos);
 }
+
+}  // namespace receiver

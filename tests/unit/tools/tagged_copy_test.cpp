@@ -14,6 +14,7 @@
 #include "support/temp_folder.h"
 #include "support/wav_file.h"
 
+namespace receiver {
 namespace {
 
 constexpr size_t kFrames = 100000;
@@ -50,8 +51,8 @@ class TaggedCopyTest : public testing::Test {
 protected:
     // A recording that knows nothing of its end yet.
     std::string Record(const std::string& extension) {
-        CFakeSink sink;
-        CAudioEncoder encoder(OutputFormatFor(extension), 44100, 2, {{"comment", "early"}}, sink);
+        FakeSink sink;
+        AudioEncoder encoder(OutputFormatFor(extension), 44100, 2, {{"comment", "early"}}, sink);
         const TestPcm pcm = MakeMusic(1, 44100, 2, kFrames);
         EXPECT_TRUE(encoder.Write(pcm.samples.data(), kFrames));
         EXPECT_TRUE(encoder.Finish()) << encoder.FailureText();
@@ -60,8 +61,8 @@ protected:
         return path;
     }
 
-    CTempFolder folder_;
-    CFakeSink sink_;
+    TempFolder folder_;
+    FakeSink sink_;
     const RecordingTags tags_ = {{"comment", "from 5 to 9"}, {"end_sample", "9"}};
 };
 
@@ -126,3 +127,5 @@ TEST_F(TaggedCopyTest, WhatIsNoRecordingIsAnError) {
     WriteFileBytes(path, "no audio at all");
     EXPECT_THROW(CopyWithTags(path, WavFormat(), tags_, 0, sink_), std::runtime_error);
 }
+
+}  // namespace receiver

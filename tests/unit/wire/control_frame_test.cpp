@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
+namespace receiver {
 namespace {
 
-using Result = CFrameAssembler::Result;
+using Result = FrameAssembler::Result;
 
 std::string LengthField(uint32_t length) {
     std::string field;
@@ -15,18 +16,18 @@ std::string LengthField(uint32_t length) {
     return field;
 }
 
-void Append(CFrameAssembler& assembler, const std::string& bytes) {
+void Append(FrameAssembler& assembler, const std::string& bytes) {
     assembler.Append(bytes.data(), bytes.size());
 }
 
 }  // namespace
 
-TEST(ControlFrameTest, AFrameIsItsLengthLittleEndianAndItsBody) {
+TEST(ControlFrame, AFrameIsItsLengthLittleEndianAndItsBody) {
     EXPECT_EQ(EncodeFrame("{}"), std::string("\x02\0\0\0{}", 6));
     EXPECT_EQ(EncodeFrame(std::string(65536, 'x')).substr(0, 4), std::string("\0\0\1\0", 4));
 }
 
-TEST(ControlFrameTest, ABodyHas1To65536Bytes) {
+TEST(ControlFrame, ABodyHas1To65536Bytes) {
     EXPECT_FALSE(IsValidFrameLength(0));
     EXPECT_TRUE(IsValidFrameLength(1));
     EXPECT_TRUE(IsValidFrameLength(65536));
@@ -34,16 +35,16 @@ TEST(ControlFrameTest, ABodyHas1To65536Bytes) {
     EXPECT_FALSE(IsValidFrameLength(0xFFFFFFFF));
 }
 
-TEST(ControlFrameTest, AnEmptyAssemblerHasNoFrame) {
-    CFrameAssembler assembler;
+TEST(ControlFrame, AnEmptyAssemblerHasNoFrame) {
+    FrameAssembler assembler;
     std::string body = "untouched";
     EXPECT_EQ(assembler.Next(&body), Result::kIncomplete);
     EXPECT_EQ(body, "untouched");
 }
 
-TEST(ControlFrameTest, AFrameIsCompleteWithItsLastByte) {
+TEST(ControlFrame, AFrameIsCompleteWithItsLastByte) {
     const std::string frame = EncodeFrame("hello");
-    CFrameAssembler assembler;
+    FrameAssembler assembler;
     std::string body;
     for (size_t i = 0; i + 1 < frame.size(); ++i) {
         Append(assembler, frame.substr(i, 1));
@@ -55,13 +56,13 @@ TEST(ControlFrameTest, AFrameIsCompleteWithItsLastByte) {
     EXPECT_EQ(assembler.Next(&body), Result::kIncomplete);
 }
 
-TEST(ControlFrameTest, FramesComeOutInOrderWhateverThePiecesTheyCameIn) {
+TEST(ControlFrame, FramesComeOutInOrderWhateverThePiecesTheyCameIn) {
     const std::vector<std::string> bodies = {"a", std::string(300, 'b'), "c",
                                              std::string(65536, 'd'), "e"};
     std::string stream;
     for (const auto& body : bodies) stream += EncodeFrame(body);
     for (const size_t piece : {size_t{1}, size_t{3}, size_t{7}, size_t{4096}, stream.size()}) {
-        CFrameAssembler assembler;
+        FrameAssembler assembler;
         std::vector<std::string> out;
         for (size_t at = 0; at < stream.size(); at += piece) {
             Append(assembler, stream.substr(at, piece));
@@ -72,31 +73,31 @@ TEST(ControlFrameTest, FramesComeOutInOrderWhateverThePiecesTheyCameIn) {
     }
 }
 
-TEST(ControlFrameTest, ALengthOf0IsInvalid) {
-    CFrameAssembler assembler;
+TEST(ControlFrame, ALengthOf0IsInvalid) {
+    FrameAssembler assembler;
     std::string body = "untouched";
     Append(assembler, LengthField(0));
     EXPECT_EQ(assembler.Next(&body), Result::kInvalidLength);
     EXPECT_EQ(body, "untouched");
 }
 
-TEST(ControlFrameTest, ALengthOf65537IsInvalidBeforeItsBodyArrives) {
-    CFrameAssembler assembler;
+TEST(ControlFrame, ALengthOf65537IsInvalidBeforeItsBodyArrives) {
+    FrameAssembler assembler;
     std::string body;
     Append(assembler, LengthField(65537));
     EXPECT_EQ(assembler.Next(&body), Result::kInvalidLength);
     EXPECT_EQ(assembler.Next(&body), Result::kInvalidLength);
 }
 
-TEST(ControlFrameTest, ALengthWithItsHighestBitSetIsInvalid) {
-    CFrameAssembler assembler;
+TEST(ControlFrame, ALengthWithItsHighestBitSetIsInvalid) {
+    FrameAssembler assembler;
     std::string body;
     Append(assembler, LengthField(0x80000001));
     EXPECT_EQ(assembler.Next(&body), Result::kInvalidLength);
 }
 
-TEST(ControlFrameTest, ClearForgetsAHalfFrame) {
-    CFrameAssembler assembler;
+TEST(ControlFrame, ClearForgetsAHalfFrame) {
+    FrameAssembler assembler;
     std::string body;
     Append(assembler, EncodeFrame("hello").substr(0, 6));
     assembler.Clear();
@@ -104,3 +105,5 @@ TEST(ControlFrameTest, ClearForgetsAHalfFrame) {
     EXPECT_EQ(assembler.Next(&body), Result::kFrame);
     EXPECT_EQ(body, "new");
 }
+
+}  // namespace receiver

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+namespace receiver {
 namespace {
 
 template <typename Record>
@@ -16,7 +17,7 @@ std::vector<uint8_t> BytesOf(const Record& record) {
 
 }  // namespace
 
-TEST(Pcm1RecordTest, TheHeaderLiesAsOnTheWire) {
+TEST(Pcm1Record, TheHeaderLiesAsOnTheWire) {
     Pcm1Header header;
     header.sampleRate = 44100;
     header.channels = 2;
@@ -29,20 +30,22 @@ TEST(Pcm1RecordTest, TheHeaderLiesAsOnTheWire) {
                               0xFF, 0xFF, 0xFF, 0xFF, 1,  2, 3, 4, 5,  6, 7,    8}));
 }
 
-TEST(Pcm1RecordTest, AChunkRecordLiesAsOnTheWire) {
+TEST(Pcm1Record, AChunkRecordLiesAsOnTheWire) {
     const Pcm1ChunkRecord record{kPcm1Data, 1764, 0x0102030405, 0};
     EXPECT_EQ(BytesOf(record), (std::vector<uint8_t>{1, 0, 0, 0, 0xE4, 6, 0, 0, 5, 4, 3, 2,
                                                      1, 0, 0, 0, 0,    0, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST(Pcm1RecordTest, TheEndOfAFailedSourceLiesAsOnTheWire) {
+TEST(Pcm1Record, TheEndOfAFailedSourceLiesAsOnTheWire) {
     const Pcm1ChunkRecord record{kPcm1SourceFailed, 0, 9, kPcm1SourceFailedStatus};
     EXPECT_EQ(BytesOf(record), (std::vector<uint8_t>{3, 0, 0, 0, 0,  0, 0, 0, 9, 0, 0, 0,
                                                      0, 0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST(Pcm1RecordTest, AnAcknowledgementLiesAsOnTheWire) {
+TEST(Pcm1Record, AnAcknowledgementLiesAsOnTheWire) {
     const Pcm1Acknowledgement answer{kPcm1Magic, 0, 0x0807060504030201};
     EXPECT_EQ(BytesOf(answer),
               (std::vector<uint8_t>{'P', 'C', 'M', '1', 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8}));
 }
+
+}  // namespace receiver

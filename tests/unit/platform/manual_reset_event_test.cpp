@@ -1,42 +1,43 @@
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <thread>
 
+namespace receiver {
 namespace {
 
-TEST(Event, StartsUnsignalled) {
-    const CEvent event;
+TEST(ManualResetEvent, StartsUnsignalled) {
+    const ManualResetEvent event;
     EXPECT_FALSE(event.IsSignalled());
     EXPECT_FALSE(event.Wait(0));
 }
 
-TEST(Event, StaysSignalledForEveryWait) {
-    CEvent event;
+TEST(ManualResetEvent, StaysSignalledForEveryWait) {
+    ManualResetEvent event;
     event.Signal();
     EXPECT_TRUE(event.Wait(0));
     EXPECT_TRUE(event.Wait(UINT32_MAX));
     EXPECT_TRUE(event.IsSignalled());
 }
 
-TEST(Event, SignallingTwiceIsSignallingOnce) {
-    CEvent event;
+TEST(ManualResetEvent, SignallingTwiceIsSignallingOnce) {
+    ManualResetEvent event;
     event.Signal();
     event.Signal();
     EXPECT_TRUE(event.IsSignalled());
 }
 
-TEST(Event, AWaitWithoutASignalEndsNotBeforeItsTime) {
-    const CEvent event;
+TEST(ManualResetEvent, AWaitWithoutASignalEndsNotBeforeItsTime) {
+    const ManualResetEvent event;
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(event.Wait(100));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
 }
 
-TEST(Event, ASignalFromAnotherThreadEndsAWait) {
-    CEvent event;
+TEST(ManualResetEvent, ASignalFromAnotherThreadEndsAWait) {
+    ManualResetEvent event;
     std::thread signaller([&event] { event.Signal(); });
     EXPECT_TRUE(event.Wait(UINT32_MAX));
     EXPECT_TRUE(event.IsSignalled());
@@ -44,3 +45,4 @@ TEST(Event, ASignalFromAnotherThreadEndsAWait) {
 }
 
 }  // namespace
+}  // namespace receiver

@@ -1,10 +1,11 @@
-#include "session/identifier.h"
+#include "wire/identifier.h"
 
 #include <algorithm>
 
+namespace receiver {
 namespace {
 
-constexpr size_t kLongestIdentifier = 80;
+constexpr size_t kMaxIdentifierLength = 80;
 
 // Not std::isalnum: its answer for a byte of 128 or above depends on the locale.
 bool IsIdentifierCharacter(char c) {
@@ -15,6 +16,8 @@ bool IsIdentifierCharacter(char c) {
 }  // namespace
 
 bool IsValidSessionId(std::string_view id) {
-    return !id.empty() && id.size() <= kLongestIdentifier &&
+    return !id.empty() && id.size() <= kMaxIdentifierLength &&
            std::all_of(id.begin(), id.end(), IsIdentifierCharacter);
 }
+
+}  // namespace receiver

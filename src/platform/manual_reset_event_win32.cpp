@@ -3,31 +3,34 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/event.h"
+#include "platform/manual_reset_event.h"
 
+namespace receiver {
 namespace {
 
-HANDLE ToHandle(CEvent::NativeHandle native) {
+HANDLE ToHandle(ManualResetEvent::NativeHandle native) {
     return reinterpret_cast<HANDLE>(native);
 }
 
 }  // namespace
 
-CEvent::CEvent()
+ManualResetEvent::ManualResetEvent()
     : native_(reinterpret_cast<NativeHandle>(CreateEventA(nullptr, TRUE, FALSE, nullptr))) {
     if (ToHandle(native_) == nullptr) throw std::runtime_error("Could not create event");
 }
 
-CEvent::~CEvent() {
+ManualResetEvent::~ManualResetEvent() {
     CloseHandle(ToHandle(native_));
 }
 
-void CEvent::Signal() noexcept {
+void ManualResetEvent::Signal() noexcept {
     signalled_ = true;
     SetEvent(ToHandle(native_));
 }
 
-bool CEvent::Wait(uint32_t ms) const noexcept {
+bool ManualResetEvent::Wait(uint32_t ms) const noexcept {
     const DWORD bounded = std::min<DWORD>(ms, INFINITE - 1);
     return WaitForSingleObject(ToHandle(native_), bounded) == WAIT_OBJECT_0;
 }
+
+}  // namespace receiver

@@ -9,15 +9,17 @@
 #include <atomic>
 #include <cstdint>
 
-class CEvent final {
+namespace receiver {
+
+class ManualResetEvent final {
 public:
     // An eventfd on Linux, an event HANDLE on Windows, for the platform files' waits.
     using NativeHandle = std::intptr_t;
 
-    CEvent();
-    ~CEvent();
-    CEvent(const CEvent&) = delete;
-    CEvent& operator=(const CEvent&) = delete;
+    ManualResetEvent();
+    ~ManualResetEvent();
+    ManualResetEvent(const ManualResetEvent&) = delete;
+    ManualResetEvent& operator=(const ManualResetEvent&) = delete;
 
     void Signal() noexcept;
     // What Wait(0) tells, without a call of the system: it is asked at every step of a transfer.
@@ -31,3 +33,5 @@ private:
     std::atomic<bool> signalled_{false};  // set before the system's event, so no wait sees less
     static_assert(std::atomic<bool>::is_always_lock_free);
 };
+
+}  // namespace receiver
