@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "detect/audio_fingerprinter.h"
-#include "support/audio_encoder.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_encoder.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

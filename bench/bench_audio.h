@@ -9,7 +9,7 @@
 
 #include "audio/audio_file.h"
 #include "detect/reference_loading.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

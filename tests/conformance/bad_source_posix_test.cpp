@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include "conformance/session_fixture.h"
-#include "support/tls_station_posix.h"
+#include "testing/tls_station_posix.h"
 
 namespace receiver {
 

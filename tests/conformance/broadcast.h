@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

@@ -7,8 +7,8 @@
 
 #include "platform/child_process.h"
 #include "platform/clock.h"
-#include "support/receiver_driver.h"
-#include "support/temp_folder.h"
+#include "testing/receiver_driver.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 namespace {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "support/receiver_driver.h"
+#include "testing/receiver_driver.h"
 
 namespace receiver {
 

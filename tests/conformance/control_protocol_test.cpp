@@ -4,7 +4,7 @@
 
 #include <regex>
 
-#include "support/receiver_driver.h"
+#include "testing/receiver_driver.h"
 
 namespace receiver {
 

@@ -8,7 +8,7 @@
 
 #include "conformance/session_fixture.h"
 #include "platform/clock.h"
-#include "support/tcp_socket.h"
+#include "testing/tcp_socket.h"
 
 namespace receiver {
 

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "support/receiver_driver.h"
-#include "support/temp_folder.h"
+#include "testing/receiver_driver.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 

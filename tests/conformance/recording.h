@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "support/raw_audio_client.h"
-#include "support/receiver_driver.h"
+#include "testing/raw_audio_client.h"
+#include "testing/receiver_driver.h"
 
 namespace receiver {
 

@@ -9,11 +9,11 @@
 
 #include "conformance/broadcast.h"
 #include "conformance/recording.h"
-#include "support/audio_encoder.h"
-#include "support/http_station.h"
-#include "support/receiver_driver.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_encoder.h"
+#include "testing/http_station.h"
+#include "testing/receiver_driver.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 

@@ -7,7 +7,7 @@
 
 #include "conformance/session_fixture.h"
 #include "platform/clock.h"
-#include "support/process_probe_posix.h"
+#include "testing/process_probe_posix.h"
 
 namespace receiver {
 

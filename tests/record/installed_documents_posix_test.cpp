@@ -12,7 +12,7 @@
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "record_run.h"
-#include "support/temp_folder.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 namespace {

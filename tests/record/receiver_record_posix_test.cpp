@@ -18,9 +18,9 @@
 
 #include "platform/clock.h"
 #include "record_run.h"
-#include "support/process_probe_posix.h"
-#include "support/receiver_driver.h"
-#include "support/wav_file.h"
+#include "testing/process_probe_posix.h"
+#include "testing/receiver_driver.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

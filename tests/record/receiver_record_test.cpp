@@ -5,8 +5,8 @@
 
 #include "platform/clock.h"
 #include "record_run.h"
-#include "support/receiver_driver.h"
-#include "support/wav_file.h"
+#include "testing/receiver_driver.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

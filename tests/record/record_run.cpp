@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "platform/clock.h"
-#include "support/wav_file.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 

@@ -9,8 +9,8 @@
 
 #include "conformance/broadcast.h"
 #include "platform/child_process.h"
-#include "support/http_station.h"
-#include "support/temp_folder.h"
+#include "testing/http_station.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 

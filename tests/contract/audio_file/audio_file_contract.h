@@ -12,7 +12,7 @@
 #include <string>
 
 #include "audio/audio_file.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "support/pcm_reading.h"
+#include "testing/pcm_reading.h"
 
 namespace receiver {
 

@@ -3,11 +3,11 @@
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "audio/rubber_buffer_audio_file.h"
 #include "contract/audio_file/audio_file_contract.h"
-#include "support/audio_encoder.h"
-#include "support/http_station.h"
-#include "support/scripted_audio_file.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_encoder.h"
+#include "testing/http_station.h"
+#include "testing/scripted_audio_file.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

@@ -3,8 +3,8 @@
 #include "contract/audio_file/audio_file_contract.h"
 #include "detect/detector_audio_file.h"
 #include "detect/receiver_program_audio_file.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

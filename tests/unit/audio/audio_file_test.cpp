@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "support/scripted_audio_file.h"
+#include "testing/scripted_audio_file.h"
 
 namespace receiver {
 namespace {

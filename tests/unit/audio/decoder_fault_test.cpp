@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "audio/ffmpeg_streaming_decoder.h"
-#include "support/audio_encoder.h"
-#include "support/pcm_reading.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_encoder.h"
+#include "testing/pcm_reading.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

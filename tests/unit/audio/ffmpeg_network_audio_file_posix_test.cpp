@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "audio/ffmpeg_network_audio_file.h"
-#include "support/audio_encoder.h"
-#include "support/scripted_audio_file.h"
-#include "support/tls_station_posix.h"
+#include "testing/audio_encoder.h"
+#include "testing/scripted_audio_file.h"
+#include "testing/tls_station_posix.h"
 
 namespace receiver {
 

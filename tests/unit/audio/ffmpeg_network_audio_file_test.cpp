@@ -6,11 +6,11 @@
 #include <memory>
 
 #include "platform/clock.h"
-#include "support/audio_encoder.h"
-#include "support/http_station.h"
-#include "support/pcm_reading.h"
-#include "support/scripted_audio_file.h"
-#include "support/tcp_socket.h"
+#include "testing/audio_encoder.h"
+#include "testing/http_station.h"
+#include "testing/pcm_reading.h"
+#include "testing/scripted_audio_file.h"
+#include "testing/tcp_socket.h"
 
 namespace receiver {
 namespace {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

@@ -10,8 +10,8 @@
 
 #include "platform/clock.h"
 #include "platform/ids.h"
-#include "support/pcm_reading.h"
-#include "support/scripted_audio_file.h"
+#include "testing/pcm_reading.h"
+#include "testing/scripted_audio_file.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {

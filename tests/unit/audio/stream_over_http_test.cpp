@@ -8,12 +8,12 @@
 
 #include "audio/ffmpeg_network_audio_file.h"
 #include "audio/rubber_buffer_audio_file.h"
-#include "support/audio_encoder.h"
-#include "support/http_station.h"
-#include "support/pcm_reading.h"
-#include "support/scripted_audio_file.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_encoder.h"
+#include "testing/http_station.h"
+#include "testing/pcm_reading.h"
+#include "testing/scripted_audio_file.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

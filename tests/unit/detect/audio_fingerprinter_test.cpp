@@ -7,7 +7,7 @@
 #include <numbers>
 #include <vector>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

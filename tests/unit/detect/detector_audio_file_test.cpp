@@ -11,7 +11,7 @@
 #include "detect/mono_mix.h"
 #include "memory_audio_file.h"
 #include "naive_detector.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

@@ -7,10 +7,10 @@
 
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "detect/detector_audio_file.h"
-#include "support/audio_encoder.h"
-#include "support/audio_generator.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_encoder.h"
+#include "testing/audio_generator.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

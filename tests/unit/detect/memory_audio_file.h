@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "audio/audio_file.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

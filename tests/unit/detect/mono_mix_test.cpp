@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

@@ -3,9 +3,9 @@
 #include <filesystem>
 
 #include "detect/reference_hash.h"
-#include "support/audio_generator.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_generator.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

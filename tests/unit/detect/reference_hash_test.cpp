@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "detect/audio_fingerprinter.h"
-#include "support/audio_generator.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_generator.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

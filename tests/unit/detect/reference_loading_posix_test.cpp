@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "detect/reference_loading.h"
-#include "support/temp_folder.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "naive_detector.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

@@ -15,7 +15,7 @@
 #include "log/store_log.h"
 #include "pipe/pcm_pipe.h"
 #include "platform/ids.h"
-#include "support/raw_control_client.h"
+#include "testing/raw_control_client.h"
 
 namespace receiver {
 

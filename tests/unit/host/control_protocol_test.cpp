@@ -1,7 +1,7 @@
 #include "host/control_protocol.h"
 
 #include "host/session_slot.h"
-#include "support/raw_audio_client.h"
+#include "testing/raw_audio_client.h"
 #include "unit/host/channel_fixture.h"
 #include "unit/session/scripted_source.h"
 #include "unit/session/session_fixture.h"

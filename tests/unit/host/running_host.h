@@ -13,8 +13,8 @@
 
 #include "host/receiver_host.h"
 #include "platform/ids.h"
-#include "support/raw_control_client.h"
-#include "support/temp_folder.h"
+#include "testing/raw_control_client.h"
+#include "testing/temp_folder.h"
 #include "unit/session/scripted_source.h"
 #include "unit/session/session_fixture.h"
 

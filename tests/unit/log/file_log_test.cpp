@@ -8,7 +8,7 @@
 #include <regex>
 #include <thread>
 
-#include "support/temp_folder.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 

@@ -8,7 +8,7 @@
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/executable_path.h"
-#include "support/process_probe_posix.h"
+#include "testing/process_probe_posix.h"
 
 namespace receiver {
 namespace {

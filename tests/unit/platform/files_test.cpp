@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "support/temp_folder.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 namespace {

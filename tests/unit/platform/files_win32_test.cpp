@@ -4,7 +4,7 @@
 
 #include "platform/files.h"
 #include "platform/text.h"
-#include "support/temp_folder.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 namespace {

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/raw_audio_client.h"
+#include "testing/raw_audio_client.h"
 #include "unit/session/scripted_source.h"
 #include "unit/session/session_fixture.h"
 

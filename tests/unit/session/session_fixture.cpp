@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/ids.h"
-#include "support/audio_generator.h"
-#include "support/wav_file.h"
+#include "testing/audio_generator.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 

@@ -11,7 +11,7 @@
 #include "platform/thread_safety.h"
 #include "session/prepared_program.h"
 #include "session/receiver_session.h"
-#include "support/temp_folder.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 

@@ -1,6 +1,6 @@
 #include "session/session_worker.h"
 
-#include "support/wav_file.h"
+#include "testing/wav_file.h"
 #include "unit/session/running_session.h"
 
 namespace receiver {

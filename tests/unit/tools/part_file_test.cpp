@@ -6,8 +6,8 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

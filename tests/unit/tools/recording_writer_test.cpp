@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_sink.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 namespace {

@@ -6,9 +6,9 @@
 
 #include "fake_sink.h"
 #include "recording/tagged_copy.h"
-#include "support/audio_generator.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_generator.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

@@ -9,10 +9,10 @@
 #include "audio/ffmpeg.h"
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "fake_sink.h"
-#include "support/audio_generator.h"
-#include "support/pcm_reading.h"
-#include "support/temp_folder.h"
-#include "support/wav_file.h"
+#include "testing/audio_generator.h"
+#include "testing/pcm_reading.h"
+#include "testing/temp_folder.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

@@ -1,10 +1,10 @@
-#include "support/audio_encoder.h"
+#include "testing/audio_encoder.h"
 
 #include <algorithm>
 #include <stdexcept>
 
 #include "audio/ffmpeg.h"
-#include "support/wav_file.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/tcp_socket.h"
+#include "testing/tcp_socket.h"
 
 #include <stdexcept>
 #include <utility>

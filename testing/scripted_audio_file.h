@@ -12,7 +12,7 @@
 
 #include "audio/audio_file.h"
 #include "platform/thread_safety.h"
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

@@ -1,4 +1,4 @@
-#include "support/receiver_driver.h"
+#include "testing/receiver_driver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "support/scripted_audio_file.h"
+#include "testing/scripted_audio_file.h"
 
 #include <algorithm>
 #include <cstring>

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "pipe/pcm_pipe.h"
-#include "support/raw_control_client.h"
+#include "testing/raw_control_client.h"
 
 namespace receiver {
 

@@ -1,4 +1,4 @@
-#include "support/wav_file.h"
+#include "testing/wav_file.h"
 
 #include <cstdint>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "support/tls_station_posix.h"
+#include "testing/tls_station_posix.h"
 
 #include <httplib.h>
 #include <openssl/evp.h>

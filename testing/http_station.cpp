@@ -1,4 +1,4 @@
-#include "support/http_station.h"
+#include "testing/http_station.h"
 
 #include <algorithm>
 #include <array>

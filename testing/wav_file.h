@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

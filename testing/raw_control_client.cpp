@@ -1,4 +1,4 @@
-#include "support/raw_control_client.h"
+#include "testing/raw_control_client.h"
 
 #include "pipe/pcm_pipe_cancellation.h"
 #include "platform/clock.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 namespace receiver {
 

@@ -1,4 +1,4 @@
-#include "support/pcm_reading.h"
+#include "testing/pcm_reading.h"
 
 #include <algorithm>
 #include <cstring>

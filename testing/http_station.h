@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "platform/thread_safety.h"
-#include "support/tcp_socket.h"
+#include "testing/tcp_socket.h"
 
 namespace receiver {
 

@@ -1,4 +1,4 @@
-#include "support/raw_audio_client.h"
+#include "testing/raw_audio_client.h"
 
 #include <algorithm>
 #include <cstring>

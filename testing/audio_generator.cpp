@@ -1,4 +1,4 @@
-#include "support/audio_generator.h"
+#include "testing/audio_generator.h"
 
 #include <algorithm>
 #include <cmath>

@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "platform/child_process.h"
-#include "support/raw_control_client.h"
-#include "support/temp_folder.h"
+#include "testing/raw_control_client.h"
+#include "testing/temp_folder.h"
 
 namespace receiver {
 
