@@ -29,7 +29,7 @@ std::string BytesOf(const std::string& path) {
 }
 
 const std::string& Document() {
-    static const std::string text = BytesOf(DOCS_PATH "/formats.md");
+    static const std::string text = BytesOf(SOURCE_PATH "/docs/formats.md");
     return text;
 }
 
