@@ -35,7 +35,7 @@ inline constexpr const char* kReasonEof = "eof";
 inline constexpr const char* kReasonError = "error";
 inline constexpr const char* kReasonCancelled = "cancelled";
 
-// Why a program ends where it does.
+// Why a programme ends where it does.
 inline constexpr const char* kEndMaximum = "maximum";
 inline constexpr const char* kEndOutro = "outro";
 inline constexpr const char* kEndInterrupted = "interrupted";
