@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "wire/rejections.h"
+
 namespace receiver {
 
 using nlohmann::json;
@@ -12,7 +14,7 @@ SessionSlot::SessionSlot(std::string instanceId, ReceiverSession::SourceFactory 
 
 void SessionSlot::Create(PreparedProgram program) {
     Reap();
-    if (session_) throw std::runtime_error("Receiver already has an active session");
+    if (session_) throw std::runtime_error(kRejectedActiveSession);
     ++counter_;
     session_ = std::make_unique<ReceiverSession>(
         std::move(program),

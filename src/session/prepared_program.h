@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "wire/prepare_limits.h"
+
 namespace receiver {
 
 struct PreparedReference {
@@ -17,8 +19,8 @@ struct PreparedReference {
 struct PreparedProgram {
     std::string sessionId;
     std::string url;  // HTTP(S), in the ANSI code page
-    uint32_t ioTimeoutMs = 15000;
-    uint32_t blockBytes = 8192;
+    uint32_t ioTimeoutMs = kDefaultIoTimeoutMs;
+    uint32_t blockBytes = kDefaultBlockBytes;
     uint32_t maximumMs = 0;  // 0: no program bounds were asked for
     uint32_t fadeMs = 0;
     std::vector<PreparedReference> references;  // 1..32, at least one "start"
