@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/canonical_text.h"
+#include "host/event_filter.h"
 #include "session/prepared_program.h"
 #include "wire/identifier.h"
 #include "wire/messages.h"
@@ -22,16 +23,6 @@ void Require(bool holds, const char* text) {
 bool HasSupportedVersion(const json& message) {
     const auto version = message.find("version");
     return version != message.end() && version->is_number_integer() && *version == kProtocolVersion;
-}
-
-// What the client was told by a stop or an end must not be contradicted by an event
-// that was queued before it.
-bool IsOvertaken(const std::string& type, const json& snapshot) {
-    if (type == "FINISHED" || snapshot.is_null()) return false;
-    const std::string state = snapshot.value("state", std::string());
-    if (type == "READY" && (state == "FINISHED" || state == "STOPPING")) return true;
-    return state == "CANCELLING" ||
-           (state == "FINISHED" && snapshot.value("reason", std::string()) == "cancelled");
 }
 
 }  // namespace
@@ -98,7 +89,7 @@ void ControlProtocol::Prepare(const json& message, const std::string& requestId)
 
 void ControlProtocol::Cancel(const json& message, const std::string& requestId) {
     const std::string sessionId = message.at("sessionId").get<std::string>();
-    Require(!sessionId.empty() && !slot_.SnapshotOf(sessionId).is_null(), kRejectedUnknownSession);
+    Require(!sessionId.empty() && slot_.Holds(sessionId), kRejectedUnknownSession);
     slot_.RequestStop();
     channel_.Send({{"type", kReplyAck},
                    {"command", kCommandCancel},
@@ -114,8 +105,8 @@ void ControlProtocol::ShutDown(const std::string& requestId) {
 
 void ControlProtocol::ForwardEvents() {
     for (json& event : slot_.TakeEvents()) {
-        const json snapshot = slot_.SnapshotOf(event.value("sessionId", std::string()));
-        if (IsOvertaken(event.value("type", std::string()), snapshot)) continue;
+        const auto session = slot_.StandingOf(event.value("sessionId", std::string()));
+        if (IsOvertaken(event.value("type", std::string()), session)) continue;
         if (channel_.IsConnected() && channel_.IsIntroduced()) {
             channel_.Send(std::move(event));
         } else {

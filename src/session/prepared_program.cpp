@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -74,16 +75,15 @@ void ReadBounds(const json& message, PreparedProgram& program) {
 }
 
 PreparedReference ReadReference(const json& element, std::set<std::string>& seenIds) {
-    PreparedReference reference{ReadString(element, "id"), ReadString(element, "role"),
-                                ReadString(element, "path")};
-    Require(IsValidSessionId(reference.id) && seenIds.insert(reference.id).second,
-            kRejectedReferenceId);
-    Require(reference.role == "start" || reference.role == "end" || reference.role == "other",
-            kRejectedReferenceRole);
-    Require(!reference.path.empty() && reference.path.size() <= kMaxPathBytes &&
-                reference.path.find("://") == std::string::npos,
+    const std::string id = ReadString(element, "id");
+    const std::string roleName = ReadString(element, "role");
+    const std::string path = ReadString(element, "path");
+    Require(IsValidSessionId(id) && seenIds.insert(id).second, kRejectedReferenceId);
+    const std::optional<ReferenceRole> role = ReferenceRoleNamed(roleName);
+    Require(role.has_value(), kRejectedReferenceRole);
+    Require(!path.empty() && path.size() <= kMaxPathBytes && path.find("://") == std::string::npos,
             kRejectedReferencePath);
-    reference.path = Utf8ToAnsi(reference.path);
+    PreparedReference reference{id, *role, Utf8ToAnsi(path)};
     Require(IsExistingFile(reference.path), kRejectedReferenceMissing);
     return reference;
 }
@@ -96,7 +96,7 @@ void ReadReferences(const json& message, PreparedProgram& program) {
     bool hasStart = false;
     for (const json& element : references) {
         program.references.push_back(ReadReference(element, seenIds));
-        hasStart = hasStart || program.references.back().role == "start";
+        hasStart = hasStart || program.references.back().role == ReferenceRole::kStart;
     }
     Require(hasStart, kRejectedNoStart);
 }

@@ -6,13 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "session/reference_role.h"
 #include "wire/prepare_limits.h"
 
 namespace receiver {
 
 struct PreparedReference {
-    std::string id;    // unique in the request
-    std::string role;  // "start", "end" or "other"
+    std::string id;  // unique in the request
+    ReferenceRole role = ReferenceRole::kOther;
     std::string path;  // local file, in the ANSI code page
 };
 
