@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "wire/messages.h"
+
 namespace receiver {
 namespace {
 
@@ -24,7 +26,7 @@ CReceiverProgramAudioFile::CReceiverProgramAudioFile(CAudioFile& source, uint64_
     const WAVEFORMATEX* format = nullptr;
     if (source_.GetFormat(&format) != kFormatOk || format->wFormatTag != kFormatTagPcm ||
         format->wBitsPerSample != 16 || format->nBlockAlign == 0) {
-        throw std::runtime_error("Invalid prepared program format");
+        throw std::runtime_error(kFinishedProgramFormat);
     }
     record_ = *format;
     format_ = &record_;

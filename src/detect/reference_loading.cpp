@@ -8,6 +8,7 @@
 #include "detect/audio_fingerprinter.h"
 #include "detect/mono_mix.h"
 #include "platform/files.h"
+#include "wire/messages.h"
 
 namespace receiver {
 namespace {
@@ -28,17 +29,17 @@ std::vector<int16_t> DecodeMono(const std::string& path,
     const WAVEFORMATEX* format = nullptr;
     if (!IsRegularFile(path) || !decoder.Open(path) ||
         decoder.GetFormat(&format) != CAudioFile::kFormatOk) {
-        throw std::runtime_error("Reference Open failed");
+        throw std::runtime_error(kFinishedReferenceOpen);
     }
 
     std::vector<int16_t> mono;
     std::vector<std::byte> chunk(kReadBytes);
     for (;;) {
         if (stopRequested && stopRequested()) {
-            throw std::runtime_error("Cancelled during reference loading");
+            throw std::runtime_error(kFinishedCancelledLoading);
         }
         const int32_t read = decoder.Read(chunk.data(), kReadBytes);
-        if (read < 0) throw std::runtime_error("Reference decode failed");
+        if (read < 0) throw std::runtime_error(kFinishedReferenceDecode);
         if (read == 0) return mono;
         // A chunk that is no whole number of frames loses its last one.
         const size_t frames = static_cast<size_t>(read) / format->nBlockAlign;
@@ -66,7 +67,7 @@ ReferenceFingerprint LoadReference(const std::string& path,
         clock.Advance();
     }
     if (reference.words.size() < kMinReferenceWords) {
-        throw std::runtime_error("Reference too short");
+        throw std::runtime_error(kFinishedReferenceShort);
     }
     return reference;
 }

@@ -6,6 +6,9 @@ namespace receiver {
 
 inline constexpr int kProtocolVersion = 1;
 
+// A receiver's one line on its standard output once it can be reached: this and its URI.
+inline constexpr const char* kListeningPrefix = "LISTENING ";
+
 inline constexpr const char* kCommandHello = "HELLO";
 inline constexpr const char* kCommandPrepare = "PREPARE";
 inline constexpr const char* kCommandCancel = "CANCEL";
