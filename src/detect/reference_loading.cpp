@@ -7,7 +7,7 @@
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "detect/audio_fingerprinter.h"
 #include "detect/mono_mix.h"
-#include "platform/files.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
