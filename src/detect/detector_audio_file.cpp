@@ -31,11 +31,6 @@ std::vector<ReferenceFingerprint> CheckedReferences(
     return std::exchange(references, {});
 }
 
-bool IsAnalysable(const WAVEFORMATEX& format) {
-    return format.wFormatTag == kFormatTagPcm && format.wBitsPerSample == 16 &&
-           format.nChannels >= 1 && format.nChannels <= kMaxChannels;
-}
-
 uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample) {
     const double product = static_cast<double>(sourceRate) * static_cast<double>(analysisSample);
     return static_cast<uint64_t>(std::llrint(product / kAnalysisRate));
@@ -56,8 +51,8 @@ CDetectorAudioFile::~CDetectorAudioFile() {
 
 BOOL CDetectorAudioFile::Open(const std::string& path) {
     if (IsOpen() || !source_->Open(path)) return 0;
-    const WAVEFORMATEX* format = nullptr;
-    if (source_->GetFormat(&format) != kFormatOk || !IsAnalysable(*format)) {
+    const WAVEFORMATEX* format = FormatOf16BitPcm(*source_);
+    if (!format || format->nChannels < 1 || format->nChannels > kMaxChannels) {
         source_->Close();
         return 0;
     }

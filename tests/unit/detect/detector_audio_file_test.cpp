@@ -203,6 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(FormatCase{"FloatingPoint", [](WAVEFORMATEX& f) { f.wFormatTag = 3; }},
                     FormatCase{"EightBits", [](WAVEFORMATEX& f) { f.wBitsPerSample = 8; }},
                     FormatCase{"ThirtyTwoBits", [](WAVEFORMATEX& f) { f.wBitsPerSample = 32; }},
+                    FormatCase{"NoFrameSize", [](WAVEFORMATEX& f) { f.nBlockAlign = 0; }},
                     FormatCase{"NoChannels", [](WAVEFORMATEX& f) { f.nChannels = 0; }},
                     FormatCase{"NineChannels", [](WAVEFORMATEX& f) { f.nChannels = 9; }},
                     FormatCase{"NoRate", [](WAVEFORMATEX& f) { f.nSamplesPerSec = 0; }}),
