@@ -110,7 +110,8 @@ function(receiver_add_test name)
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main
                           receiver_test_options)
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src
+                               ${PROJECT_SOURCE_DIR}/tests)
     target_precompile_headers(${name} REUSE_FROM receiver_test_headers)
     receiver_windows_program(${name})
     set(properties TIMEOUT ${arg_TIMEOUT})
