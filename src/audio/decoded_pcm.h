@@ -35,9 +35,10 @@ public:
 
 private:
     FrameConverter converter_;
-    std::vector<uint8_t> kept_;  // its size is the capacity
-    size_t keptStart_ = 0;       // what is kept: the bytes
-    size_t keptEnd_ = 0;         // keptStart_..keptEnd_ of kept_
+    // Bytes keptStart_ up to keptEnd_ are kept; its size is the capacity.
+    std::vector<uint8_t> kept_;
+    size_t keptStart_ = 0;
+    size_t keptEnd_ = 0;
 };
 
 }  // namespace receiver

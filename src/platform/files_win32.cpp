@@ -1,8 +1,8 @@
-#include "platform/files.h"
-
 #include <windows.h>
 
 #include <algorithm>
+
+#include "platform/files.h"
 
 namespace receiver {
 namespace {
