@@ -7,6 +7,7 @@
 
 #include "audio/ffmpeg.h"
 #include "platform/clock.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
@@ -20,8 +21,7 @@ constexpr size_t kErrorTextBytes = 64;
 // when it is of another scheme.
 std::string ToHttpUrl(const std::string& url) {
     for (const std::string_view scheme : {"http://", "https://"}) {
-        std::string start = url.substr(0, scheme.size());
-        for (char& c : start) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        const std::string start = ToLowerAscii(url.substr(0, scheme.size()));
         if (start == scheme) return start + url.substr(scheme.size());
     }
     return {};

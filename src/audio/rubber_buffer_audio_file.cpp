@@ -77,11 +77,8 @@ uint32_t CRubberBufferAudioFile::Fill(const std::string& path) {
 
 uint32_t CRubberBufferAudioFile::OpenInner(const std::string& path) {
     if (!inner_->Open(path)) throw std::runtime_error("Inner Open failed");
-    const WAVEFORMATEX* format = nullptr;
-    if (inner_->GetFormat(&format) != kFormatOk || !format || format->wFormatTag != kFormatTagPcm ||
-        format->wBitsPerSample != 16 || format->nBlockAlign == 0) {
-        throw std::runtime_error("Invalid PCM format");
-    }
+    const WAVEFORMATEX* format = FormatOf16BitPcm(*inner_);
+    if (!format) throw std::runtime_error("Invalid PCM format");
     MutexLock lock(mutex_);
     record_ = *format;
     format_ = &record_;

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/text.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
@@ -398,8 +399,7 @@ TEST_F(PreparedProgramTest, APathKeepsItsNonAsciiCharacters) {
     const std::u8string name = u8"R\u00e9f\u00e9rence \u65e5\u672c.wav";
     const auto path = folder_.Path() / std::filesystem::path(name);
     std::filesystem::copy_file(std::filesystem::path(file_), path);
-    const std::u8string utf8 = path.u8string();
-    EXPECT_EQ(TextWith("/references/0/path", std::string(utf8.begin(), utf8.end())), "");
+    EXPECT_EQ(TextWith("/references/0/path", ToUtf8(path)), "");
 }
 
 }  // namespace receiver
