@@ -53,6 +53,18 @@ if(RECEIVER_SANITIZE MATCHES undefined)
     target_compile_options(receiver_test_options INTERFACE -fno-sanitize=undefined)
 endif()
 
+# receiver_filter_platform(LIST): drops the files of a list that are for the other platform,
+# those whose base names have the word "posix" or "win32" in them.
+function(receiver_filter_platform list)
+    set(sources ${${list}})
+    if(WIN32)
+        list(FILTER sources EXCLUDE REGEX "_posix(_[a-z]+)*\\.cpp$")
+    else()
+        list(FILTER sources EXCLUDE REGEX "_win32(_[a-z]+)*\\.cpp$")
+    endif()
+    set(${list} ${sources} PARENT_SCOPE)
+endfunction()
+
 # receiver_add_library(NAME SOURCES... LIBS...): one src/ folder. LIBS names all
 # that it may use, so that the linker refuses an arrow in the wrong direction.
 # PLATFORM names the base of each pair of files X_win32.cpp / X_posix.cpp.

@@ -10,7 +10,7 @@
 #include "fuzz.h"
 #include "platform/manual_reset_event.h"
 #include "receiver_client/pcm1_reader.h"
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {

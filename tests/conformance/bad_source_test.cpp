@@ -1,8 +1,8 @@
 // Sources and references that fail: each has its one answer, and the receiver goes on.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -10,7 +10,7 @@ using nlohmann::json;
 
 namespace {
 
-class BadSourceTest : public SessionTest {
+class BadSourceTest : public ReceiverTest {
 protected:
     BadSourceTest() : broadcast_(MakeBroadcast(44100, 2)) {}
 

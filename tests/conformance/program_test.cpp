@@ -1,5 +1,5 @@
 // Whole programs over HTTP, compared with the decoded stream sample by sample.
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 
 #include <gmock/gmock.h>
 
@@ -36,7 +36,7 @@ uint64_t Distance(uint64_t a, uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-class ProgramTest : public SessionTest {
+class ProgramTest : public ReceiverTest {
 protected:
     // What was served is the decoded stream from start to end with the fade announced last.
     void ExpectExactProgram(const Recording& recording, const DecodedStream& stream) {

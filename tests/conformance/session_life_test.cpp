@@ -1,7 +1,7 @@
 // The life of sessions: one after another, cancelled at every stage, left by their client.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -19,7 +19,7 @@ enum class Stage {
     kServing
 };
 
-class SessionLifeTest : public SessionTest {
+class SessionLifeTest : public ReceiverTest {
 protected:
     json Cancel(const std::string& sessionId = "s") {
         return receiver_.Ask({{"type", "CANCEL"}, {"sessionId", sessionId}});

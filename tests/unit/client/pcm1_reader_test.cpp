@@ -6,8 +6,8 @@
 #include <future>
 #include <vector>
 
-#include "fake_peer.h"
 #include "platform/manual_reset_event.h"
+#include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {

@@ -4,8 +4,8 @@
 
 #include <future>
 
-#include "fake_peer.h"
 #include "platform/manual_reset_event.h"
+#include "testing/fake_peer.h"
 
 namespace receiver {
 namespace {

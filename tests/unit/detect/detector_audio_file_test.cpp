@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "detect/mono_mix.h"
-#include "memory_audio_file.h"
 #include "naive_detector.h"
 #include "testing/audio_generator.h"
+#include "testing/memory_audio_file.h"
 
 namespace receiver {
 namespace {

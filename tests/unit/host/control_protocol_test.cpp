@@ -2,9 +2,9 @@
 
 #include "host/session_slot.h"
 #include "testing/raw_audio_client.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 #include "unit/host/channel_fixture.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
 
 namespace receiver {
 

@@ -14,9 +14,9 @@
 #include "host/receiver_host.h"
 #include "platform/ids.h"
 #include "testing/raw_control_client.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 #include "testing/temp_folder.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
 
 namespace receiver {
 

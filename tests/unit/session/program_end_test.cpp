@@ -1,5 +1,5 @@
 // Where a session says that its program ends, and when it says so.
-#include "unit/session/running_session.h"
+#include "testing/running_session.h"
 
 namespace receiver {
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_sink.h"
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {

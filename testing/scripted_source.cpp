@@ -1,4 +1,4 @@
-#include "unit/session/scripted_source.h"
+#include "testing/scripted_source.h"
 
 #include <algorithm>
 #include <cstring>

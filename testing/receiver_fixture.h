@@ -7,17 +7,17 @@
 #include <string>
 #include <vector>
 
-#include "conformance/broadcast.h"
-#include "conformance/recording.h"
 #include "testing/audio_encoder.h"
+#include "testing/broadcast.h"
 #include "testing/http_station.h"
 #include "testing/receiver_driver.h"
+#include "testing/recording.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
 namespace receiver {
 
-class SessionTest : public testing::Test {
+class ReceiverTest : public testing::Test {
 protected:
     void SetUp() override { receiver_.Introduce(); }
 

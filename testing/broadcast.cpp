@@ -1,4 +1,4 @@
-#include "conformance/broadcast.h"
+#include "testing/broadcast.h"
 
 #include <cmath>
 #include <stdexcept>

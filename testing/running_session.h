@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "testing/raw_audio_client.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 
 namespace receiver {
 

@@ -1,4 +1,4 @@
-#include "unit/session/session_fixture.h"
+#include "testing/session_fixture.h"
 
 #include <algorithm>
 
