@@ -189,7 +189,7 @@ TEST_F(BadSourceTest, OnlyTheEndJingleIsHeard) {
 
 TEST_F(BadSourceTest, TheStreamStallsWhileItIsServed) {
     StationRoute route = WavRoute(broadcast_.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     route.stallAfter = 44 + broadcast_.endJingleFrame * 4;
     const Recording recording = Record(receiver_, Prepare(ServeAll(std::move(route))));
     ExpectSoundEvents(recording, true);
