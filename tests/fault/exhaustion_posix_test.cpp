@@ -31,11 +31,6 @@ protected:
     Outcome RunWithDescriptors(int count);
     Outcome RunSession(RawControlClient& client);
 
-    void WaitUntilNoSession() {
-        while (Snapshot().is_object()) {
-        }
-    }
-
     const Broadcast broadcast_;
     json prepare_;
 };

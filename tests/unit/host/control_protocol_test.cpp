@@ -308,7 +308,11 @@ TEST_F(ControlProtocolTest, AfterCancelOnlyFinishedIsDelivered) {
     ASSERT_TRUE(source_.WaitUntilOpening());
     source_.LetOpen();
     // READY is queued, but no pass has forwarded anything yet.
-    while (slot_.SnapshotOf("")["state"] != "READY") slot_.WaitForEvents(1);
+    const SteadyTime deadline = DeadlineIn(kPatienceMs);
+    while (slot_.SnapshotOf("")["state"] != "READY") {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << slot_.SnapshotOf("");
+        slot_.WaitForEvents(1);
+    }
     EXPECT_EQ(Ask(CancelCommand("c", "s-1"))["session"]["canDrain"], false);
     WaitUntilReaped();
     EXPECT_EQ(Reply()["type"], "FINISHED");

@@ -117,7 +117,7 @@ TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
         p.WaitForHangUp();
     });
     AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
-    ASSERT_TRUE(sent.Wait(kPatience));
+    ASSERT_TRUE(sent.Wait(kPatienceMs));
     intake.Stop();
     intake.WaitForEnd();
     EXPECT_EQ(intake.GetProgress().end, End::kLost);
