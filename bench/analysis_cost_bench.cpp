@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 
 #include <ctime>
-#include <memory>
 #include <vector>
 
 #include "audio/ffmpeg_streaming_decoder.h"
@@ -32,11 +31,11 @@ double TimeDecoding() {
 }
 
 double TimeResampling(const TestPcm& mono) {
-    constexpr int kBlock = kReadBytes / (kStreamChannels * sizeof(int16_t));
+    constexpr int kBlock = kReadBytes / (kBenchChannels * sizeof(int16_t));
     std::vector<int16_t> output(2 * kBlock);
     const std::clock_t start = std::clock();
     MonoResampler resampler;
-    resampler.Open(kStreamRate, kAnalysisRate);
+    resampler.Open(kBenchRate, kAnalysisRate);
     for (size_t at = 0; at + kBlock <= mono.Frames(); at += kBlock) {
         resampler.Convert(mono.samples.data() + at, kBlock, output.data(), 2 * kBlock);
     }
@@ -47,7 +46,7 @@ double TimeFfts() {
     constexpr uint32_t kSize = 8192;
     Fft fft(kSize);
     std::fill_n(fft.Data(), kSize, 0.0);
-    const int64_t last = int64_t{kAnalysisRate} * kStreamSeconds - 1;
+    const int64_t last = int64_t{kAnalysisRate} * kBenchSeconds - 1;
     const std::clock_t start = std::clock();
     for (FrameClock clock; clock.StartSample() <= last; clock.Advance()) fft.Execute();
     return SecondsSince(start);
@@ -60,9 +59,9 @@ double TimeDetector(CDetectorAudioFile& detector) {
 }
 
 void AnalysisCost(benchmark::State& state) {
-    const TestPcm mono = MakeMusic(1, kStreamRate, 1, size_t{kStreamRate} * kStreamSeconds);
+    const TestPcm mono = MakeMusic(1, kBenchRate, 1, size_t{kBenchRate} * kBenchSeconds);
     CDetectorAudioFile detector(
-        std::make_unique<StreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
+        MakeStreamFile(), RandomReferences(static_cast<size_t>(state.range(0))),
         [](const DetectorMatch&) {}, 0.14);
     double decoding = 0.0;
     double resampling = 0.0;

@@ -1,8 +1,8 @@
 // Clients that misbehave in the middle of a session, on either pipe.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -10,7 +10,7 @@ using nlohmann::json;
 
 namespace {
 
-class BadClientTest : public SessionTest {
+class BadClientTest : public ReceiverTest {
 protected:
     BadClientTest() : broadcast_(MakeBroadcast(44100, 2)) {}
 

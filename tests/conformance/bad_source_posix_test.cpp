@@ -2,12 +2,12 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 #include "testing/tls_station_posix.h"
 
 namespace receiver {
 
-using BadSourcePosixTest = SessionTest;
+using BadSourcePosixTest = ReceiverTest;
 
 TEST_F(BadSourcePosixTest, ACertificateThatNobodyVouchesForIsRefused) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <fstream>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
+#include "testing/receiver_fixture.h"
 #include "testing/tcp_socket.h"
 
 namespace receiver {
@@ -82,7 +82,7 @@ private:
     ChildProcess process_;
 };
 
-class IcecastTest : public SessionTest, public testing::WithParamInterface<AudioCoding> {};
+class IcecastTest : public ReceiverTest, public testing::WithParamInterface<AudioCoding> {};
 
 }  // namespace
 

@@ -1,5 +1,5 @@
 // A system that has no thread left for one moment of a session.
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -16,7 +16,7 @@ ReceiverDriver::Options WithFailingThread(int number) {
     return options;
 }
 
-class ThreadStartTest : public SessionTest {
+class ThreadStartTest : public ReceiverTest {
 protected:
     ThreadStartTest() : broadcast_(MakeBroadcast(22050, 1)) {
         station_.Serve(kPath, WavRoute(broadcast_.audio));

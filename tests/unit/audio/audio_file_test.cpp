@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "testing/pcm_format.h"
 #include "testing/scripted_audio_file.h"
 
 namespace receiver {
@@ -12,14 +13,7 @@ namespace {
 // The least that a stage of the chain is; its length and format are the test's.
 class PlainAudioFile final : public CAudioFile {
 public:
-    explicit PlainAudioFile(uint16_t bits = 16) {
-        record_.wFormatTag = kFormatTagPcm;
-        record_.nChannels = 2;
-        record_.nSamplesPerSec = 44100;
-        record_.wBitsPerSample = bits;
-        record_.nBlockAlign = static_cast<uint16_t>(bits / 8 * 2);
-        record_.nAvgBytesPerSec = record_.nBlockAlign * 44100U;
-    }
+    explicit PlainAudioFile(int bits = 16) : record_(FormatOf(2, 44100, bits)) {}
     BOOL Open(const std::string&) override {
         format_ = &record_;
         open_ = 1;
@@ -41,7 +35,7 @@ public:
     void OpenWithoutFormat() { open_ = 1; }
 
 private:
-    WAVEFORMATEX record_;
+    const WAVEFORMATEX record_;
 };
 
 }  // namespace

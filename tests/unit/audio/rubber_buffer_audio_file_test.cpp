@@ -12,6 +12,7 @@
 #include "platform/ids.h"
 #include "testing/pcm_reading.h"
 #include "testing/scripted_audio_file.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -183,28 +184,27 @@ TEST_F(RubberBufferTest, AStopBeforeOpenRefusesItAndStartsNothing) {
 TEST_F(RubberBufferTest, AStopDuringABlockedOpenEndsIt) {
     source_->Hold();
     MakeBuffer();
-    auto opened = std::async(std::launch::async, [&] { return buffer_->Open("scripted"); });
+    TestTask opened("the opened call", [&] { return buffer_->Open("scripted"); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     buffer_->RequestStop();
-    EXPECT_EQ(opened.get(), 0);
+    EXPECT_EQ(opened.Get(), 0);
     EXPECT_EQ(buffer_->Close(), 1);
 }
 
 TEST_F(RubberBufferTest, AStopDuringABlockedReadEndsIt) {
     ASSERT_TRUE(OpenBuffer());
-    auto read = std::async(std::launch::async, [&] { return buffer_->Read(pcm_, 4); });
+    TestTask read("the read call", [&] { return buffer_->Read(pcm_, 4); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     buffer_->RequestStop();
-    EXPECT_EQ(read.get(), -1);
+    EXPECT_EQ(read.Get(), -1);
 }
 
 TEST_F(RubberBufferTest, AStopDuringAWaitForASampleEndsIt) {
     ASSERT_TRUE(OpenBuffer());
-    auto waited =
-        std::async(std::launch::async, [&] { return buffer_->WaitForSample(0, kTestDeadlineMs); });
+    TestTask waited("the waited call", [&] { return buffer_->WaitForSample(0, kTestDeadlineMs); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     buffer_->RequestStop();
-    EXPECT_EQ(waited.get(), 0);
+    EXPECT_EQ(waited.Get(), 0);
 }
 
 TEST_F(RubberBufferTest, AStopIsFinal) {
@@ -266,7 +266,8 @@ TEST_F(RubberBufferTest, CloseFromTheFillerIsADeadlockError) {
         [] {}, 4096, kTestDeadlineMs);
     buffer = &closing;
     EXPECT_EQ(closing.Open(""), 0);
-    EXPECT_EQ(thrown.get_future().get(), std::errc::resource_deadlock_would_occur);
+    EXPECT_EQ(Await(thrown.get_future(), "the filler's Close"),
+              std::errc::resource_deadlock_would_occur);
 }
 
 TEST_F(RubberBufferTest, ReadGivesThePcmInOrder) {
@@ -328,10 +329,10 @@ TEST_F(RubberBufferTest, ReadAfterTimeOutDeliversWhatArrivesLater) {
 
 TEST_F(RubberBufferTest, AReadAtTheLiveEdgeWaitsForData) {
     ASSERT_TRUE(OpenBuffer());
-    auto read = std::async(std::launch::async, [&] { return buffer_->Read(pcm_, 4096); });
+    TestTask read("the read call", [&] { return buffer_->Read(pcm_, 4096); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     source_->Deliver(8);
-    EXPECT_EQ(read.get(), 8);
+    EXPECT_EQ(read.Get(), 8);
     ExpectPattern(0, 8);
 }
 
@@ -439,21 +440,21 @@ TEST_F(RubberBufferTest, SeekByTimeRefusesWhatIsNoPosition) {
 
 TEST_F(RubberBufferTest, WaitForSampleEndsWhenTheSampleIsIn) {
     ASSERT_TRUE(OpenBuffer());
-    auto waited = std::async(std::launch::async,
-                             [&] { return buffer_->WaitForSample(999, kTestDeadlineMs); });
+    TestTask waited("the waited call",
+                    [&] { return buffer_->WaitForSample(999, kTestDeadlineMs); });
     Fill(3996);
     EXPECT_EQ(buffer_->GetStats().nextSample, 999u);
     Fill(4);
-    EXPECT_EQ(waited.get(), 1);
+    EXPECT_EQ(waited.Get(), 1);
 }
 
 TEST_F(RubberBufferTest, WaitForSampleEndsWhenTheSourceDoes) {
     ASSERT_TRUE(OpenBuffer());
-    auto waited = std::async(std::launch::async,
-                             [&] { return buffer_->WaitForSample(1000, kTestDeadlineMs); });
+    TestTask waited("the waited call",
+                    [&] { return buffer_->WaitForSample(1000, kTestDeadlineMs); });
     source_->Deliver(4000);
     source_->End();
-    EXPECT_EQ(waited.get(), 0);
+    EXPECT_EQ(waited.Get(), 0);
     EXPECT_EQ(buffer_->WaitForSample(999, 0), 1);
 }
 
@@ -574,7 +575,7 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
     buffer_->SetReleaseConsumed(true);
     source_->Deliver(200000);
     std::promise<void> halfway;
-    auto reader = std::async(std::launch::async, [&] {
+    TestTask reader("the reader call", [&] {
         uint64_t position = 0;
         for (;;) {
             uint8_t piece[100];
@@ -586,7 +587,7 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
             }
         }
     });
-    auto observer = std::async(std::launch::async, [&] {
+    TestTask observer("the observer call", [&] {
         for (bool finished = false; !finished;) {
             const auto stats = buffer_->GetStats();
             EXPECT_LE(stats.firstSample, stats.readSample);
@@ -594,11 +595,10 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
             finished = stats.finished;
         }
     });
-    ASSERT_EQ(halfway.get_future().wait_for(std::chrono::milliseconds(kTestDeadlineMs)),
-              std::future_status::ready);
+    Await(halfway.get_future(), "half of the stream");
     buffer_->RequestStop();
-    EXPECT_GT(reader.get(), 100000u);
-    observer.get();
+    EXPECT_GT(reader.Get(), 100000u);
+    observer.Get();
 }
 
 }  // namespace receiver

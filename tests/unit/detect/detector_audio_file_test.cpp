@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <vector>
 
-#include "memory_audio_file.h"
 #include "naive_detector.h"
 #include "testing/audio_generator.h"
+#include "testing/memory_audio_file.h"
 #include "whole_buffer_words.h"
 
 namespace receiver {

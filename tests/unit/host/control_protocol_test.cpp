@@ -2,9 +2,9 @@
 
 #include "host/session_slot.h"
 #include "testing/raw_audio_client.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 #include "unit/host/channel_fixture.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
 
 namespace receiver {
 
@@ -308,7 +308,11 @@ TEST_F(ControlProtocolTest, AfterCancelOnlyFinishedIsDelivered) {
     ASSERT_TRUE(source_.WaitUntilOpening());
     source_.LetOpen();
     // READY is queued, but no pass has forwarded anything yet.
-    while (slot_.SnapshotOf("")["state"] != "READY") slot_.WaitForEvents(1);
+    const SteadyTime deadline = DeadlineIn(kPatienceMs);
+    while (slot_.SnapshotOf("")["state"] != "READY") {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << slot_.SnapshotOf("");
+        slot_.WaitForEvents(1);
+    }
     EXPECT_EQ(Ask(CancelCommand("c", "s-1"))["session"]["canDrain"], false);
     WaitUntilReaped();
     EXPECT_EQ(Reply()["type"], "FINISHED");

@@ -31,8 +31,7 @@ TEST_F(ReceiverHostTest, ShutdownEndsTheRunAndIsLogged) {
     Run();
     Introduce();
     EXPECT_EQ(Ask({{"type", "SHUTDOWN"}})["command"], "SHUTDOWN");
-    runner_.join();
-    EXPECT_EQ(exitCode_, 0);
+    EXPECT_EQ(ExitCode(), 0);
     EXPECT_NE(LogText().find("RECEIVER HOST_STOPPED processId="), std::string::npos);
 }
 
@@ -45,8 +44,7 @@ TEST_F(ReceiverHostTest, ShutdownStopsTheSessionAndStillSendsFinished) {
     const json finished = Receive();
     EXPECT_EQ(finished["type"], "FINISHED");
     EXPECT_EQ(finished["reason"], "cancelled");
-    runner_.join();
-    EXPECT_EQ(exitCode_, 0);
+    EXPECT_EQ(ExitCode(), 0);
 }
 
 TEST_F(ReceiverHostTest, AFinishedSessionMakesRoomForTheNext) {

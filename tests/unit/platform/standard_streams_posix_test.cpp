@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <string>
-#include <thread>
 
 #include "platform/standard_streams.h"
 #include "platform/unique_fd_posix.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -42,7 +42,7 @@ TEST_F(StandardStreamsPosixTest, ALongLineIsWrittenWholeThroughANonBlockingPipe)
     fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
     const std::string line(300'000, 'x');
     std::string received;
-    std::thread reader([&] {
+    TestTask reader("the reader", [&] {
         char bytes[4096];
         while (received.size() <= line.size()) {
             const ssize_t moved = read(readEnd_.Get(), bytes, sizeof bytes);
@@ -52,7 +52,7 @@ TEST_F(StandardStreamsPosixTest, ALongLineIsWrittenWholeThroughANonBlockingPipe)
     });
     WriteStandardOutputLine(line);
     Restore();
-    reader.join();
+    reader.Get();
     EXPECT_TRUE(received == line + "\n");
 }
 

@@ -1,7 +1,7 @@
 #include "session/session_worker.h"
 
+#include "testing/running_session.h"
 #include "testing/wav_file.h"
-#include "unit/session/running_session.h"
 
 namespace receiver {
 

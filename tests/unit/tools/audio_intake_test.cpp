@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_sink.h"
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {
@@ -117,7 +117,7 @@ TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
         p.WaitForHangUp();
     });
     AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
-    ASSERT_TRUE(sent.Wait(kPatience));
+    ASSERT_TRUE(sent.Wait(kPatienceMs));
     intake.Stop();
     intake.WaitForEnd();
     EXPECT_EQ(intake.GetProgress().end, End::kLost);

@@ -1,4 +1,4 @@
-#include "conformance/recording.h"
+#include "testing/recording.h"
 
 #include <gtest/gtest.h>
 

@@ -7,16 +7,14 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 #include "pipe/pcm_pipe.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
+#include "testing/test_task.h"
 #include "wire/control_frame.h"
 
 namespace receiver {
-
-inline constexpr uint32_t kPatience = 30000;  // ms
 
 class FakePeer final {
 public:
@@ -28,7 +26,7 @@ public:
           cancellation_(std::make_shared<CPcmPipeCancellation>()),
           pipe_(cancellation_) {
         if (!pipe_.Listen(uri_)) throw std::runtime_error("the fake peer cannot listen");
-        thread_ = std::thread([this, accept, script = std::move(script)] {
+        thread_ = TestTask("the fake peer", [this, accept, script = std::move(script)] {
             try {
                 if (accept) Accept();
                 script(*this);
@@ -47,11 +45,11 @@ public:
     const std::string& Uri() const { return uri_; }
     // Waits for the script's end.
     void Join() {
-        if (thread_.joinable()) thread_.join();
+        if (thread_.IsRunning()) thread_.Get(kMaxHoldMs);
     }
 
     void Accept() {
-        if (!pipe_.Accept(kPatience)) throw std::runtime_error("nobody came");
+        if (!pipe_.Accept(kPatienceMs)) throw std::runtime_error("nobody came");
     }
     // Closes the connection and takes the next one.
     void AcceptAgain() {
@@ -59,12 +57,12 @@ public:
         Accept();
     }
     void Send(const void* bytes, size_t count) {
-        if (!pipe_.Write(bytes, count, TickMs() + kPatience)) throw std::runtime_error("write");
+        if (!pipe_.Write(bytes, count, TickMs() + kPatienceMs)) throw std::runtime_error("write");
     }
     void Send(const std::string& bytes) { Send(bytes.data(), bytes.size()); }
     void SendMessage(const nlohmann::json& message) { Send(EncodeFrame(message.dump())); }
     void Receive(void* bytes, size_t count) {
-        if (!pipe_.Read(bytes, count, TickMs() + kPatience)) throw std::runtime_error("read");
+        if (!pipe_.Read(bytes, count, TickMs() + kPatienceMs)) throw std::runtime_error("read");
     }
     nlohmann::json ReceiveMessage() {
         uint32_t length = 0;
@@ -85,14 +83,14 @@ public:
     // Returns once the client has gone, or the test ends.
     void WaitForHangUp() {
         char byte;
-        pipe_.Read(&byte, 1, TickMs() + kPatience);
+        pipe_.Read(&byte, 1, TickMs() + kPatienceMs);
     }
 
 private:
     const std::string uri_;
     const std::shared_ptr<CPcmPipeCancellation> cancellation_;
     CPcmPipe pipe_;
-    std::thread thread_;
+    TestTask<void> thread_;
 };
 
 }  // namespace receiver

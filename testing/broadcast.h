@@ -1,11 +1,10 @@
-// What a station sends in these tests: noise, a start jingle, a programme, an end
-// jingle, noise; and what a receiver must make of it.
+// What a station sends: something, a start jingle, a programme, an end jingle, something; and
+// what a receiver must make of it.
 //
 //   Units    "Frame" counts frames at the station's rate, "sample" frames at 44100 Hz.
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -25,18 +24,14 @@ struct Broadcast {
     uint64_t SampleOf(size_t frame) const;
 };
 
+// Of these parts, all of one rate and channel count.
+Broadcast MakeBroadcast(const TestPcm& before, const TestPcm& startJingle, const TestPcm& programme,
+                        const TestPcm& endJingle, const TestPcm& after);
 // Jingles of 1.2 s, a programme of 4 s, 1.5 s of noise on either side.
 Broadcast MakeBroadcast(int rate, int channels);
 
 // The stream's PCM as the receiver's own decoder makes it of a local file: 44100 Hz, 16 bits.
-struct DecodedStream {
-    int channels = 0;
-    std::vector<int16_t> samples;
-
-    uint64_t Frames() const { return samples.size() / static_cast<size_t>(channels); }
-    std::vector<int16_t> Range(uint64_t firstSample, uint64_t endSample) const;
-};
-DecodedStream DecodeStream(const std::string& path);
+TestPcm DecodeStream(const std::string& path);
 // Samples of a reference at 22050 Hz, twice: how long an outro lasts in the stream.
 uint64_t OutroLength(const std::string& referencePath);
 

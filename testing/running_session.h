@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -10,8 +11,8 @@
 #include <vector>
 
 #include "testing/raw_audio_client.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 
 namespace receiver {
 
@@ -55,7 +56,11 @@ protected:
     }
     // Polls as the host does until the buffer has seen its source end or fail.
     void WaitUntilSourceEnded() {
-        while (session_->Snapshot()["buffer"]["finished"] == false) events_.WaitForNews();
+        const SteadyTime deadline = DeadlineIn(kPatienceMs);
+        while (session_->Snapshot()["buffer"]["finished"] == false) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << session_->Snapshot();
+            events_.WaitForNews();
+        }
         session_->PollSource();
     }
     nlohmann::json Finished() { return events_.WaitFor("FINISHED"); }

@@ -3,21 +3,24 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "conformance/broadcast.h"
-#include "conformance/recording.h"
+#include "platform/clock.h"
 #include "testing/audio_encoder.h"
+#include "testing/broadcast.h"
 #include "testing/http_station.h"
 #include "testing/receiver_driver.h"
+#include "testing/recording.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
 namespace receiver {
 
-class SessionTest : public testing::Test {
+class ReceiverTest : public testing::Test {
 protected:
     void SetUp() override { receiver_.Introduce(); }
 
@@ -55,7 +58,7 @@ protected:
         return route;
     }
 
-    DecodedStream Decode(const std::string& body) {
+    TestPcm Decode(const std::string& body) {
         const std::string path = folder_.File("stream");
         WriteFileBytes(path, body);
         return DecodeStream(path);
@@ -63,22 +66,36 @@ protected:
 
     // The session's snapshot, as HELLO shows it.
     nlohmann::json Snapshot() { return receiver_.Ask({{"type", "HELLO"}})["active"]; }
-    // Asks until the receiver has taken in all that the source sends: there is no event for it.
-    void WaitUntilSourceFinished() {
-        while (!Snapshot()["buffer"]["finished"]) {
+    // Asks until the snapshot is as wanted: for changes that no event tells. Throws when it is
+    // not in time.
+    void WaitForSnapshot(const std::function<bool(const nlohmann::json&)>& isAsWanted) {
+        const uint64_t deadline = TickMs() + kPatienceMs;
+        for (nlohmann::json snapshot = Snapshot(); !isAsWanted(snapshot); snapshot = Snapshot()) {
+            if (TickMs() >= deadline) {
+                throw std::runtime_error("the snapshot stays " + snapshot.dump());
+            }
         }
     }
-
+    // Until the receiver has taken in all that the source sends.
+    void WaitUntilSourceFinished() {
+        WaitForSnapshot([](const auto& snapshot) {
+            return snapshot.at("buffer").at("finished").template get<bool>();
+        });
+    }
     // A reader that is done before the host looks again would leave the error unreported.
     void WaitUntilSourceErrorIsKnown() {
-        while (!Snapshot().contains("sourceError")) {
-        }
+        WaitForSnapshot([](const auto& snapshot) { return snapshot.contains("sourceError"); });
     }
     // A reader at the live edge has passed the end of the outro when its match is reported;
     // one that comes after that gets not a sample more than the program.
     void WaitUntilOutroIsKnown() {
-        while (Snapshot()["program"]["reason"] != "outro") {
-        }
+        WaitForSnapshot([](const auto& snapshot) {
+            return snapshot.contains("program") &&
+                   snapshot["program"].value("reason", nlohmann::json()) == "outro";
+        });
+    }
+    void WaitUntilNoSession() {
+        WaitForSnapshot([](const auto& snapshot) { return snapshot.is_null(); });
     }
 
     // A short session from start to end, to show that the receiver is as good as new.
@@ -93,7 +110,7 @@ protected:
         ExpectSoundEvents(recording, /*withProgram=*/true);
         EXPECT_EQ(recording.finished["reason"], "eof");
         EXPECT_EQ(recording.finished["program"]["reason"], "outro");
-        const DecodedStream stream = Decode(route.body);
+        const TestPcm stream = Decode(route.body);
         EXPECT_TRUE(recording.pcm == stream.Range(recording.ready["sourceSample"],
                                                   recording.finished["program"]["endSample"]));
     }

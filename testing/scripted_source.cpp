@@ -1,25 +1,22 @@
-#include "unit/session/scripted_source.h"
+#include "testing/scripted_source.h"
 
 #include <algorithm>
 #include <cstring>
 
+#include "testing/patience.h"
+#include "testing/pcm_format.h"
+
 namespace receiver {
 namespace {
 
-constexpr uint64_t kPatienceForScriptMs = 30000;
 constexpr uint16_t kBlockAlign = 4;
-
-WAVEFORMATEX StreamFormat() {
-    return {
-        kFormatTagPcm, 2, kStreamSampleRate, kStreamSampleRate * kBlockAlign, kBlockAlign, 16, 0};
-}
 
 }  // namespace
 
 class ScriptedSource::File final : public CAudioFile {
 public:
     File(ScriptedSource& script, std::function<void(const DetectorMatch&)> onMatch)
-        : script_(script), onMatch_(std::move(onMatch)), record_(StreamFormat()) {}
+        : script_(script), onMatch_(std::move(onMatch)), record_(FormatOf(2, kStreamSampleRate)) {}
 
     BOOL Open(const std::string&) override {
         open_ = script_.Open(onMatch_);
@@ -84,7 +81,7 @@ void ScriptedSource::Stop() {
 }
 
 bool ScriptedSource::WaitUntilOpening() {
-    const SteadyTime deadline = DeadlineIn(kPatienceForScriptMs);
+    const SteadyTime deadline = DeadlineIn(kPatienceMs);
     MutexLock lock(mutex_);
     while (!opening_) {
         if (!lock.WaitUntil(changed_, deadline)) return opening_;
@@ -93,7 +90,7 @@ bool ScriptedSource::WaitUntilOpening() {
 }
 
 bool ScriptedSource::WaitUntilDrained() {
-    const SteadyTime deadline = DeadlineIn(kPatienceForScriptMs);
+    const SteadyTime deadline = DeadlineIn(kPatienceMs);
     MutexLock lock(mutex_);
     while (!waiting_) {
         if (!lock.WaitUntil(changed_, deadline)) return waiting_;
@@ -111,18 +108,22 @@ BOOL ScriptedSource::Open(const std::function<void(const DetectorMatch&)>& onMat
     stopped_ = false;
     nextFrame_ = 0;
     changed_.notify_all();
-    while (holdsOpen_ && !stopped_) lock.Wait(changed_);
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
+    while (holdsOpen_ && !stopped_) {
+        if (!lock.WaitUntil(changed_, deadline)) GiveUp("nobody lets the source open", kMaxHoldMs);
+    }
     return stopped_ || refusesOpen_ ? 0 : 1;
 }
 
 int32_t ScriptedSource::Read(void* buffer, uint32_t count,
                              const std::function<void(const DetectorMatch&)>& onMatch) {
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
     MutexLock lock(mutex_);
     while (true) {
         while (parts_.empty() && !stopped_) {
             waiting_ = true;
             changed_.notify_all();
-            lock.Wait(changed_);
+            if (!lock.WaitUntil(changed_, deadline)) GiveUp("nobody feeds the source", kMaxHoldMs);
         }
         if (stopped_) return -1;
         if (const auto* last = std::get_if<Last>(&parts_.front())) {

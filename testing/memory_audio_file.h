@@ -12,19 +12,9 @@
 
 #include "audio/audio_file.h"
 #include "testing/audio_generator.h"
+#include "testing/pcm_format.h"
 
 namespace receiver {
-
-inline WAVEFORMATEX FormatOf(int channels, int rate) {
-    WAVEFORMATEX format;
-    format.wFormatTag = kFormatTagPcm;
-    format.nChannels = static_cast<uint16_t>(channels);
-    format.nSamplesPerSec = static_cast<uint32_t>(rate);
-    format.nBlockAlign = static_cast<uint16_t>(2 * channels);
-    format.nAvgBytesPerSec = static_cast<uint32_t>(2 * channels * rate);
-    format.wBitsPerSample = 16;
-    return format;
-}
 
 class MemoryAudioFile final : public CAudioFile {
 public:
@@ -49,6 +39,7 @@ public:
         ++reads;
         if (onRead) onRead();
         if (!open_ || !buffer) return -1;
+        if (at_ == bytes_.size() && repeats) at_ = 0;
         if (at_ == bytes_.size()) return endResult;
         size_t size = std::min<size_t>(count, bytes_.size() - at_);
         if (!readSizes.empty()) size = std::min(size, readSizes[reads % readSizes.size()]);
@@ -65,6 +56,7 @@ public:
     std::vector<size_t> readSizes;  // bytes, used in turn; empty: what was asked for
     std::function<void()> onRead;
     bool failOpen = false;
+    bool repeats = false;   // from the beginning, after the last byte
     int32_t endResult = 0;  // of reads after the last byte
     std::string openedPath;
     size_t reads = 0;

@@ -1,9 +1,10 @@
-#include "unit/session/session_fixture.h"
+#include "testing/session_fixture.h"
 
 #include <algorithm>
 
 #include "platform/ids.h"
 #include "testing/audio_generator.h"
+#include "testing/patience.h"
 #include "testing/wav_file.h"
 
 namespace receiver {
@@ -12,7 +13,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr uint64_t kPatienceForEventMs = 30000;
 constexpr uint64_t kHostWaitMs = 10;
 
 }  // namespace
@@ -32,7 +32,7 @@ const json* EventLog::Find(const std::string& type) const {
 }
 
 json EventLog::WaitFor(const std::string& type) {
-    const SteadyTime deadline = DeadlineIn(kPatienceForEventMs);
+    const SteadyTime deadline = DeadlineIn(kPatienceMs);
     MutexLock lock(mutex_);
     while (!Find(type)) {
         if (!lock.WaitUntil(posted_, deadline)) break;

@@ -1,0 +1,25 @@
+// How long tests wait for what must come, and what becomes of a test in which it does not.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace receiver {
+
+// For what the tested code does: long, because it only costs time in a failure.
+inline constexpr uint32_t kPatienceMs = 30000;
+// For what only the test itself ends, as a stalled station or a held read: longer than any test
+// has reason to hold it, and less than ctest gives a test.
+inline constexpr uint32_t kMaxHoldMs = 100000;
+
+// Ends the program with a sentence: for a wait whose thread, once it hangs, cannot be taken down
+// in order.
+[[noreturn]] inline void GiveUp(const std::string& what, uint32_t waitedMs) {
+    std::fprintf(stderr, "Gave up after %u ms: %s\n", waitedMs, what.c_str());
+    std::fflush(stderr);
+    std::abort();
+}
+
+}  // namespace receiver
