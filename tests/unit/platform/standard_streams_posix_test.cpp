@@ -1,12 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <thread>
 
 #include "platform/standard_streams.h"
 #include "platform/unique_fd_posix.h"
+#include "testing/missing_streams_posix.h"
 
 namespace receiver {
 namespace {
@@ -54,6 +57,32 @@ TEST_F(StandardStreamsPosixTest, ALongLineIsWrittenWholeThroughANonBlockingPipe)
     Restore();
     reader.join();
     EXPECT_TRUE(received == line + "\n");
+}
+
+// In a process of its own, which has closed what `missing` names. 0, or the number of what
+// is wrong.
+int OpenWithout(int missing) {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (IsMissing(missing, fd)) close(fd);
+    }
+    if (OpenMissingStandardStreams() != IsMissing(missing, STDOUT_FILENO)) return 1;
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (!IsMissing(missing, fd)) continue;
+        const std::string path = "/proc/self/fd/" + std::to_string(fd);
+        if (std::filesystem::read_symlink(path) != "/dev/null") return 2;
+        if (fcntl(fd, F_GETFD) != 0) return 3;  // children have it too
+    }
+    return UniqueFd(open("/", O_RDONLY)).Get() > STDERR_FILENO ? 0 : 4;
+}
+
+TEST(MissingStandardStreams, AreTheNullDeviceFromThenOn) {
+    for (int missing = kNoStreamMissing; missing <= kAllStreamsMissing; ++missing) {
+        const pid_t child = fork();
+        if (child == 0) _exit(OpenWithout(missing));
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(WEXITSTATUS(status), 0) << missing;
+    }
 }
 
 }  // namespace
