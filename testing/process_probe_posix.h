@@ -41,6 +41,15 @@ inline bool HasChildren(long pid) {
     return false;
 }
 
+inline bool IgnoresSignal(long pid, int signal) {
+    std::ifstream status(ProcessFolder(pid) / "status");
+    for (std::string line; std::getline(status, line);) {
+        if (!line.starts_with("SigIgn:")) continue;
+        return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
+    }
+    return false;
+}
+
 // Resident memory, kB.
 inline size_t ResidentKilobytesOf(long pid) {
     std::ifstream status(ProcessFolder(pid) / "status");
