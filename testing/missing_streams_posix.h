@@ -15,13 +15,16 @@ inline bool IsMissing(int missing, int fd) {
     return (missing >> fd & 1) != 0;
 }
 
-// Put before a command line, starts it with these streams closed.
-inline std::vector<std::string> WithoutStreams(int missing) {
+// The arguments of `sh` that make it run a command with these streams closed.
+inline std::vector<std::string> WithoutStreams(int missing,
+                                               const std::vector<std::string>& command) {
     std::string script = "exec \"$@\"";
     if (IsMissing(missing, 0)) script += " <&-";
     if (IsMissing(missing, 1)) script += " >&-";
     if (IsMissing(missing, 2)) script += " 2>&-";
-    return {"-c", script, "sh"};
+    std::vector<std::string> arguments{"-c", script, "sh"};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    return arguments;
 }
 
 }  // namespace receiver
