@@ -35,7 +35,7 @@ void ExpectStandardStreams(long pid, int missing) {
     }
 }
 
-int Run(int missing, const std::vector<std::string>& command) {
+int ExitCodeOf(int missing, const std::vector<std::string>& command) {
     ChildProcess process("sh", WithoutStreams(missing, command),
                          ChildProcess::ErrorStream::kCapture);
     return process.WaitForExit(Soon()).value_or(-1);
@@ -79,7 +79,7 @@ TEST_P(MissingStreamsTest, AFingerprintHoldsNothingElse) {
     ChildProcess good(Program("receiver-hash"), {folder_.File("good.wav")});
     ASSERT_EQ(good.WaitForExit(Soon()), 0);
 
-    EXPECT_EQ(Run(GetParam(), {Program("receiver-hash"), folder_.File("tried.wav")}), 0);
+    EXPECT_EQ(ExitCodeOf(GetParam(), {Program("receiver-hash"), folder_.File("tried.wav")}), 0);
     EXPECT_EQ(ReadFileBytes(folder_.File("tried.wav.hash")),
               ReadFileBytes(folder_.File("good.wav.hash")));
 }
@@ -91,7 +91,8 @@ INSTANTIATE_TEST_SUITE_P(Combinations, MissingStreamsTest,
 // It writes its files one after another.
 TEST(MissingStreamsOfDemo, TheStudioWritesItsFiles) {
     const TempFolder folder;
-    EXPECT_EQ(Run(kAllStreamsMissing, {Program("receiver-demo"), "studio", folder.Path().string()}),
+    EXPECT_EQ(ExitCodeOf(kAllStreamsMissing,
+                         {Program("receiver-demo"), "studio", folder.Path().string()}),
               0);
     EXPECT_EQ(ReadFileBytes(folder.File("broadcast.wav")).substr(0, 4), "RIFF");
 }

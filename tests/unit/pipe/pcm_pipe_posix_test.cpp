@@ -77,6 +77,7 @@ protected:
         }
         return names;
     }
+    std::string LockPath() const { return EndpointDirectoryPath() + "/lock." + name_; }
     size_t TemporaryEntries() const {
         size_t count = 0;
         for (const auto& entry : fs::directory_iterator(EndpointDirectoryPath())) {
@@ -165,6 +166,41 @@ TEST_F(PcmPipePosixTest, TheSocketThatAKilledServerLeftIsReplaced) {
     EXPECT_TRUE(server_.Accept(kSoonMs));
     server_.Close();
     EXPECT_TRUE(Entries().empty());
+}
+
+TEST_F(PcmPipePosixTest, AServerThatWaitsMakesItsNameAnewWhenItIsRemoved) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    fs::remove(path_);
+    fs::remove(LockPath());
+    std::thread server([this] { EXPECT_TRUE(server_.Accept(kSoonMs)); });
+    EXPECT_TRUE(client_.Connect(uri_, kSoonMs)) << client_.LastError();
+    server.join();
+    EXPECT_TRUE(fs::exists(LockPath()));
+}
+
+TEST_F(PcmPipePosixTest, AServerThatLooksForBytesTakesItsLockAnewWhenItIsRemoved) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+    ASSERT_TRUE(server_.Accept(kSoonMs));
+    fs::remove(LockPath());
+    const uint64_t deadline = TickMs() + kSoonMs;
+    size_t available = 0;
+    while (!fs::exists(LockPath()) && TickMs() < deadline) {
+        ASSERT_TRUE(server_.Peek(&available));
+        server_.Cancellation().Event().Wait(10);
+    }
+    EXPECT_TRUE(fs::exists(LockPath()));
+}
+
+TEST_F(PcmPipePosixTest, AServerThatWaitsEndsItsWaitWhenAnotherHasTakenTheName) {
+    CPcmPipe other(std::make_shared<CPcmPipeCancellation>());
+    ASSERT_TRUE(server_.Listen(uri_));
+    fs::remove(LockPath());
+    ASSERT_TRUE(other.Listen(uri_));
+    EXPECT_FALSE(server_.Accept(kSoonMs));
+    EXPECT_EQ(server_.LastError(), kErrorAccessDenied);
+    server_.Close();
+    EXPECT_TRUE(client_.Connect(uri_, 0)) << client_.LastError();
 }
 
 TEST_F(PcmPipePosixTest, EndpointsDoNotLeakDescriptors) {
