@@ -54,15 +54,6 @@ private:
     const int fd_;
 };
 
-long ChildOf(long pid) {
-    for (const auto& task : fs::directory_iterator(ProcessFolder(pid) / "task")) {
-        std::ifstream children(task.path() / "children");
-        long child = 0;
-        if (children >> child) return child;
-    }
-    return 0;
-}
-
 // A FIFO that a program writes into and nobody empties until ReadAll.
 class StalledOutput {
 public:
