@@ -5,14 +5,13 @@
 
 #include <functional>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "platform/clock.h"
 #include "testing/audio_encoder.h"
 #include "testing/broadcast.h"
 #include "testing/http_station.h"
+#include "testing/patience.h"
 #include "testing/receiver_driver.h"
 #include "testing/recording.h"
 #include "testing/temp_folder.h"
@@ -66,36 +65,34 @@ protected:
 
     // The session's snapshot, as HELLO shows it.
     nlohmann::json Snapshot() { return receiver_.Ask({{"type", "HELLO"}})["active"]; }
-    // Asks until the snapshot is as wanted: for changes that no event tells. Throws when it is
-    // not in time.
-    void WaitForSnapshot(const std::function<bool(const nlohmann::json&)>& isAsWanted) {
-        const uint64_t deadline = TickMs() + kPatienceMs;
-        for (nlohmann::json snapshot = Snapshot(); !isAsWanted(snapshot); snapshot = Snapshot()) {
-            if (TickMs() >= deadline) {
-                throw std::runtime_error("the snapshot stays " + snapshot.dump());
-            }
-        }
+    // Asks until the snapshot is as wanted: for changes that no event tells.
+    void WaitForSnapshot(const std::string& what,
+                         const std::function<bool(const nlohmann::json&)>& isAsWanted) {
+        const Patience patience(what);
+        while (!isAsWanted(Snapshot())) patience.Check();
     }
     // Until the receiver has taken in all that the source sends.
     void WaitUntilSourceFinished() {
-        WaitForSnapshot([](const auto& snapshot) {
+        WaitForSnapshot("the end of the source", [](const auto& snapshot) {
             return snapshot.at("buffer").at("finished").template get<bool>();
         });
     }
     // A reader that is done before the host looks again would leave the error unreported.
     void WaitUntilSourceErrorIsKnown() {
-        WaitForSnapshot([](const auto& snapshot) { return snapshot.contains("sourceError"); });
+        WaitForSnapshot("the source's error",
+                        [](const auto& snapshot) { return snapshot.contains("sourceError"); });
     }
     // A reader at the live edge has passed the end of the outro when its match is reported;
     // one that comes after that gets not a sample more than the program.
     void WaitUntilOutroIsKnown() {
-        WaitForSnapshot([](const auto& snapshot) {
+        WaitForSnapshot("the outro", [](const auto& snapshot) {
             return snapshot.contains("program") &&
                    snapshot["program"].value("reason", nlohmann::json()) == "outro";
         });
     }
     void WaitUntilNoSession() {
-        WaitForSnapshot([](const auto& snapshot) { return snapshot.is_null(); });
+        WaitForSnapshot("the end of the session",
+                        [](const auto& snapshot) { return snapshot.is_null(); });
     }
 
     // A short session from start to end, to show that the receiver is as good as new.

@@ -132,7 +132,9 @@ Recording Record(ReceiverDriver& receiver, const json& prepare,
     if (reply["type"] != "ACK") throw std::runtime_error("PREPARE was answered " + reply.dump());
     recording.acknowledged = reply["session"];
 
+    const Patience patience("FINISHED", kMaxHoldMs);
     const auto take = [&] {
+        patience.Check();
         recording.events.push_back(receiver.NextEvent());
         return recording.events.back()["type"].get<std::string>();
     };

@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "testing/patience.h"
 #include "testing/raw_audio_client.h"
 #include "testing/scripted_source.h"
 #include "testing/session_fixture.h"
@@ -56,9 +56,9 @@ protected:
     }
     // Polls as the host does until the buffer has seen its source end or fail.
     void WaitUntilSourceEnded() {
-        const SteadyTime deadline = DeadlineIn(kPatienceMs);
+        const Patience patience("the end of the source");
         while (session_->Snapshot()["buffer"]["finished"] == false) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << session_->Snapshot();
+            patience.Check();
             events_.WaitForNews();
         }
         session_->PollSource();

@@ -49,7 +49,8 @@ public:
     // Reads its log up to a line with this text.
     void WaitForLog(const std::string& text) {
         std::string last;
-        while (const auto line = process_->ReadErrorLine(TickMs() + kPatienceMs)) {
+        const uint64_t deadline = TickMs() + kPatienceMs;
+        while (const auto line = process_->ReadErrorLine(deadline)) {
             last = *line;
             if (last.find(text) != std::string::npos) return;
         }

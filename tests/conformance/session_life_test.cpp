@@ -156,8 +156,7 @@ TEST_F(SessionLifeTest, WithoutAnIntroducedClientEventsAreLoggedOnly) {
     ReleaseRest();
     ASSERT_TRUE(audio.ReadToEnd() && audio.Acknowledge() && audio.WaitForHangUp());
     // The next PREPARE is accepted once the session is over; until then HELLO shows it.
-    json active = Snapshot();
-    while (active.is_object()) active = Snapshot();
+    WaitUntilNoSession();
     receiver_.Shutdown();
     EXPECT_THAT(receiver_.LogText(), testing::ContainsRegex("RECEIVER FINISHED .*reason=eof"));
 }

@@ -83,7 +83,8 @@ TEST_F(ReceiverHostTest, TheAudioUriCarriesTheInstanceId) {
     source_.Deliver(10);
     ASSERT_EQ(Prepare()["command"], "PREPARE");
     json event = Receive();
-    while (event["type"] != "READY") event = Receive();
+    while (!event.is_null() && event["type"] != "READY") event = Receive();
+    ASSERT_FALSE(event.is_null());
     EXPECT_EQ(event["uri"], "pcm-pipe://receiver-audio-" + instance + "-1");
     client_.SendFrame(R"({"type":"SHUTDOWN","requestId":"end","version":1})");
 }
