@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "audio/ffmpeg_decoder_state.h"
+#include "audio/source_policy.h"
 #include "platform/text.h"
 
 namespace receiver {
@@ -22,8 +23,8 @@ CFFmpegStreamingDecoder::~CFFmpegStreamingDecoder() {
     CFFmpegStreamingDecoder::Close();
 }
 
-int CFFmpegStreamingDecoder::ConfigureInput(AVFormatContext*, AVDictionary**) {
-    return 0;
+int CFFmpegStreamingDecoder::ConfigureInput(AVFormatContext* context, AVDictionary** options) {
+    return RestrictToOneFile(context, options);
 }
 
 BOOL CFFmpegStreamingDecoder::Open(const std::string& path) {

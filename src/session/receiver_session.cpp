@@ -52,7 +52,7 @@ void ReceiverSession::RequestStop() {
 }
 
 void ReceiverSession::CancelChain(CRubberBufferAudioFile* buffer) {
-    networkCancellation_->cancelled = true;
+    networkCancellation_->Cancel();
     pipeCancellation_->Cancel();
     if (buffer) buffer->RequestStop();
 }

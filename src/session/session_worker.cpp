@@ -79,7 +79,7 @@ SessionSource SessionWorker::MakeNetworkSource(
     network->SetOutputBitsPerSample(16);
     auto detector = std::make_unique<CDetectorAudioFile>(std::move(network), std::move(references),
                                                          onMatch, kBerThreshold);
-    return {std::move(detector), [cancellation] { cancellation->cancelled = true; }};
+    return {std::move(detector), [cancellation] { cancellation->Cancel(); }};
 }
 
 void SessionWorker::BuildChain() {
