@@ -10,6 +10,7 @@
 #include "audio/media_input.h"
 #include "audio/media_length.h"
 #include "audio/sample_seek.h"
+#include "audio/source_policy.h"
 
 namespace receiver {
 
@@ -28,8 +29,8 @@ CFFmpegStreamingDecoder::~CFFmpegStreamingDecoder() {
     CFFmpegStreamingDecoder::Close();
 }
 
-int CFFmpegStreamingDecoder::ConfigureInput(AVFormatContext*, AVDictionary**) {
-    return 0;
+int CFFmpegStreamingDecoder::ConfigureInput(AVFormatContext* context, AVDictionary** options) {
+    return RestrictToOneFile(context, options);
 }
 
 BOOL CFFmpegStreamingDecoder::Open(const std::string& path) {

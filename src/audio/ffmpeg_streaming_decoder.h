@@ -46,7 +46,8 @@ public:
 
 protected:
     // Called by Open with the new context and an empty dictionary, before anything
-    // is opened. A negative FFmpeg error code aborts Open.
+    // is opened. A negative FFmpeg error code aborts Open. The base restricts it to the file
+    // that the path names.
     virtual int ConfigureInput(AVFormatContext* context, AVDictionary** options);
     virtual bool ComputesLength() const { return true; }
 

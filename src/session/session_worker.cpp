@@ -49,7 +49,7 @@ void SessionWorker::Run() noexcept {
 }
 
 void SessionWorker::CancelChain() {
-    networkCancellation_->cancelled = true;
+    networkCancellation_->Cancel();
     pipeCancellation_->Cancel();
     if (CRubberBufferAudioFile* buffer = sharedBuffer_) buffer->RequestStop();
 }
@@ -96,7 +96,7 @@ SessionSource SessionWorker::MakeNetworkSource(
     network->SetOutputBitsPerSample(16);
     auto detector = std::make_unique<CDetectorAudioFile>(std::move(network), std::move(references),
                                                          std::move(onMatch), kBerThreshold);
-    return {std::move(detector), [cancellation] { cancellation->cancelled = true; }};
+    return {std::move(detector), [cancellation] { cancellation->Cancel(); }};
 }
 
 CRubberBufferAudioFile& SessionWorker::BuildChain(std::vector<ReferenceFingerprint>&& references) {
