@@ -21,13 +21,13 @@ void SetAudioRate(benchmark::State& state, double secondsPerIteration) {
         static_cast<double>(state.iterations()) * secondsPerIteration, benchmark::Counter::kIsRate);
 }
 
-void Fft(benchmark::State& state) {
+void Transform(benchmark::State& state) {
     Fft fft(8192);
     std::fill_n(fft.Data(), 8192, 0.0);
     for (auto _ : state) fft.Execute();
     SetAudioRate(state, kHopSeconds);
 }
-BENCHMARK(Fft)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Transform)->Unit(benchmark::kMicrosecond);
 
 void FingerprintWord(benchmark::State& state) {
     const TestPcm pcm = MakeMusic(1, kAnalysisRate, 1, kAnalysisRate);
