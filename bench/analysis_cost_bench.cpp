@@ -11,9 +11,9 @@
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "audio/mono_resampler.h"
 #include "bench_audio.h"
-#include "best_transform.h"
 #include "detect/audio_fingerprinter.h"
 #include "detect/detector_audio_file.h"
+#include "planned_transform.h"
 
 namespace receiver {
 namespace {
@@ -44,7 +44,7 @@ double TimeResampling(const TestPcm& mono) {
     return SecondsSince(start);
 }
 
-double TimeTransforms(BestTransform& transform) {
+double TimeTransforms(PlannedTransform& transform) {
     const int64_t last = int64_t{kAnalysisRate} * kStreamSeconds - 1;
     const std::clock_t start = std::clock();
     for (FrameClock clock; clock.StartSample() <= last; clock.Advance()) {
@@ -68,7 +68,7 @@ void AnalysisCost(benchmark::State& state) {
     double resampling = 0.0;
     double transforms = 0.0;
     double all = 0.0;
-    BestTransform transform;
+    PlannedTransform transform(Planning::kBest);
     TimeDecoding();  // makes the file
     if (!detector.Open("stream")) {
         state.SkipWithError("the detector does not open");
