@@ -10,9 +10,9 @@
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "audio/mono_resampler.h"
 #include "bench_audio.h"
-#include "best_transform.h"
 #include "detect/audio_fingerprinter.h"
 #include "detect/detector_audio_file.h"
+#include "planned_transform.h"
 
 namespace receiver {
 namespace {
@@ -43,7 +43,7 @@ double TimeResampling(const TestPcm& mono) {
     return SecondsSince(start);
 }
 
-double TimeTransforms(BestTransform& transform) {
+double TimeTransforms(PlannedTransform& transform) {
     const int64_t last = int64_t{kAnalysisRate} * kBenchSeconds - 1;
     const std::clock_t start = std::clock();
     for (FrameClock clock; clock.StartSample() <= last; clock.Advance()) {
@@ -67,7 +67,7 @@ void AnalysisCost(benchmark::State& state) {
     double resampling = 0.0;
     double transforms = 0.0;
     double all = 0.0;
-    BestTransform transform;
+    PlannedTransform transform(Planning::kBest);
     TimeDecoding();  // makes the file
     if (!detector.Open("stream")) {
         state.SkipWithError("the detector does not open");

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "bench_audio.h"
-#include "best_transform.h"
 #include "detect/audio_fingerprinter.h"
 #include "detect/fft.h"
 #include "detect/kernels.h"
+#include "planned_transform.h"
 
 namespace receiver {
 namespace {
@@ -72,12 +72,14 @@ void Stages(benchmark::State& state) {
     Frame frame;
     CAudioFingerprinter fingerprinter;
     fingerprinter.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
-    BestTransform best;
+    PlannedTransform best(Planning::kBest);
+    PlannedTransform unaided(Planning::kUnaided);
     Fft used(8192);
     std::fill_n(used.Data(), 8192, 0.0);
 
     std::vector<Stage> stages = {{"floor", [&] { best.Execute(); }},
-                                 {"transform", [&] { used.Execute(); }}};
+                                 {"transform", [&] { used.Execute(); }},
+                                 {"transform_unaided", [&] { unaided.Execute(); }}};
     AddStages(stages, frame, FastestKernels(), fingerprinter.BandEdges(), "");
     AddStages(stages, frame, AvailableKernels().front(), fingerprinter.BandEdges(), "_portable");
     for (auto _ : state) {

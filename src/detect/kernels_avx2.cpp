@@ -1,7 +1,8 @@
-// Windows keeps a thread's stack at multiples of 16 bytes, and GCC spills 32-byte registers
-// there with instructions that want 32: a crash by chance. Loads and stores in this file are
-// unaligned, no such value is passed or kept in an array, and for Windows the assembler turns
-// the compiler's own aligned moves into unaligned ones (CMakeLists.txt), which cost the same.
+// Windows keeps a thread's stack at multiples of 16 bytes, and GCC, unless patched by its
+// packager, spills 32-byte registers there with instructions that want 32: a crash by chance.
+// Loads and stores in this file are unaligned, no such value is passed or kept in an array,
+// and for Windows the assembler turns the compiler's own aligned moves into unaligned ones
+// (CMakeLists.txt), which cost the same.
 #include <immintrin.h>
 
 #include "detect/kernel_counting.h"

@@ -1,11 +1,12 @@
 // Counts what is allocated, in C or in C++, by standing before glibc's allocator. The
 // sanitizers stand there themselves.
+#include <cstdlib>  // defines __GLIBC__
+
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 

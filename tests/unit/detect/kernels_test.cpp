@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "detect/audio_fingerprinter.h"
+#include "random_words.h"
 #include "testing/audio_generator.h"
 
 namespace receiver {
@@ -24,20 +25,6 @@ Bins RandomBins(TestRandom& random, size_t count) {
                std::ldexp(random.Between(-1.0, 1.0), static_cast<int>(random.Below(40)))};
     }
     return bins;
-}
-
-std::vector<uint32_t> RandomWords(TestRandom& random, size_t count) {
-    std::vector<uint32_t> words(count);
-    for (uint32_t& word : words) word = static_cast<uint32_t>(random.Next());
-    return words;
-}
-
-uint64_t CountBitByBit(const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
-    uint64_t bits = 0;
-    for (size_t i = 0; i < a.size(); ++i) {
-        for (int bit = 0; bit < 32; ++bit) bits += ((a[i] ^ b[i]) >> bit) & 1u;
-    }
-    return bits;
 }
 
 // The order by its statement, with no loop that a compiler could order anew.

@@ -1,4 +1,4 @@
-#include "best_transform.h"
+#include "planned_transform.h"
 
 #include <fftw3.h>
 
@@ -27,17 +27,19 @@ std::string& BestWisdom() {
 
 }  // namespace
 
-struct BestTransform::Plan {
+struct PlannedTransform::Plan {
     fftw_complex* data = fftw_alloc_complex(kSize);
     fftw_plan handle = nullptr;
 
-    Plan() {
+    explicit Plan(Planning planning) {
         if (!data) throw std::bad_alloc();
         const std::string known = ExportedWisdom();
         fftw_forget_wisdom();
-        if (!BestWisdom().empty()) fftw_import_wisdom_from_string(BestWisdom().c_str());
-        handle = fftw_plan_dft_1d(kSize, data, data, FFTW_FORWARD, FFTW_PATIENT);
-        BestWisdom() = ExportedWisdom();
+        const bool best = planning == Planning::kBest;
+        if (best && !BestWisdom().empty()) fftw_import_wisdom_from_string(BestWisdom().c_str());
+        handle =
+            fftw_plan_dft_1d(kSize, data, data, FFTW_FORWARD, best ? FFTW_PATIENT : FFTW_ESTIMATE);
+        if (best) BestWisdom() = ExportedWisdom();
         fftw_forget_wisdom();
         fftw_import_wisdom_from_string(known.c_str());
         std::fill_n(data[0], 2 * kSize, 0.0);
@@ -50,11 +52,11 @@ struct BestTransform::Plan {
     Plan& operator=(const Plan&) = delete;
 };
 
-BestTransform::BestTransform() : plan_(std::make_unique<Plan>()) {}
+PlannedTransform::PlannedTransform(Planning planning) : plan_(std::make_unique<Plan>(planning)) {}
 
-BestTransform::~BestTransform() = default;
+PlannedTransform::~PlannedTransform() = default;
 
-void BestTransform::Execute() {
+void PlannedTransform::Execute() {
     fftw_execute(plan_->handle);
 }
 
