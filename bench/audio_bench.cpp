@@ -13,7 +13,7 @@ namespace {
 
 void SetAudioRate(benchmark::State& state) {
     state.counters["audio_s/s"] = benchmark::Counter(
-        static_cast<double>(state.iterations()) * kStreamSeconds, benchmark::Counter::kIsRate);
+        static_cast<double>(state.iterations()) * kBenchSeconds, benchmark::Counter::kIsRate);
 }
 
 void DecodeMp3(benchmark::State& state) {
@@ -31,12 +31,12 @@ void DecodeMp3(benchmark::State& state) {
 BENCHMARK(DecodeMp3)->Unit(benchmark::kMillisecond);
 
 void Resample(benchmark::State& state) {
-    constexpr int kBlock = kReadBytes / (kStreamChannels * sizeof(int16_t));
-    const TestPcm mono = MakeMusic(1, kStreamRate, 1, size_t{kStreamRate} * kStreamSeconds);
+    constexpr int kBlock = kReadBytes / (kBenchChannels * sizeof(int16_t));
+    const TestPcm mono = MakeMusic(1, kBenchRate, 1, size_t{kBenchRate} * kBenchSeconds);
     std::vector<int16_t> output(2 * kBlock);
     for (auto _ : state) {
         MonoResampler resampler;
-        if (!resampler.Open(kStreamRate, kAnalysisRate)) {
+        if (!resampler.Open(kBenchRate, kAnalysisRate)) {
             state.SkipWithError("the resampler does not open");
             return;
         }

@@ -1,10 +1,10 @@
 #include "bench_audio.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "detect/audio_fingerprinter.h"
 #include "testing/audio_encoder.h"
+#include "testing/memory_audio_file.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
@@ -34,7 +34,7 @@ size_t WordsOfReference() {
 
 const TestPcm& StreamPcm() {
     static const TestPcm pcm =
-        MakeMusic(kSeed, kStreamRate, kStreamChannels, size_t{kStreamRate} * kStreamSeconds);
+        MakeMusic(kSeed, kBenchRate, kBenchChannels, size_t{kBenchRate} * kBenchSeconds);
     return pcm;
 }
 
@@ -56,33 +56,10 @@ std::vector<ReferenceFingerprint> RandomReferences(size_t count) {
     return references;
 }
 
-StreamFile::StreamFile() {
-    record_.wFormatTag = kFormatTagPcm;
-    record_.nChannels = kStreamChannels;
-    record_.nSamplesPerSec = kStreamRate;
-    record_.nBlockAlign = kStreamChannels * sizeof(int16_t);
-    record_.nAvgBytesPerSec = kStreamRate * record_.nBlockAlign;
-    record_.wBitsPerSample = 16;
-}
-
-BOOL StreamFile::Open(const std::string&) {
-    at_ = 0;
-    format_ = &record_;
-    open_ = 1;
-    return 1;
-}
-
-BOOL StreamFile::Close() {
-    open_ = 0;
-    return 1;
-}
-
-int32_t StreamFile::Read(void* buffer, uint32_t count) {
-    const TestPcm& pcm = StreamPcm();
-    const size_t size = std::min<size_t>(count, pcm.Bytes() - at_);
-    std::memcpy(buffer, reinterpret_cast<const char*>(pcm.samples.data()) + at_, size);
-    at_ = (at_ + size) % pcm.Bytes();
-    return static_cast<int32_t>(size);
+std::unique_ptr<CAudioFile> MakeStreamFile() {
+    auto file = std::make_unique<MemoryAudioFile>(StreamPcm());
+    file->repeats = true;
+    return file;
 }
 
 void ReadStream(CAudioFile& file) {

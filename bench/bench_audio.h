@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,9 +14,9 @@
 
 namespace receiver {
 
-inline constexpr int kStreamRate = 44100;
-inline constexpr int kStreamChannels = 2;
-inline constexpr int kStreamSeconds = 30;
+inline constexpr int kBenchRate = 44100;
+inline constexpr int kBenchChannels = 2;
+inline constexpr int kBenchSeconds = 30;
 inline constexpr uint32_t kReadBytes = 16384;
 
 // Made once; the same in every run.
@@ -24,19 +25,7 @@ const std::string& StreamMp3Path();  // 128 kbit/s, in a folder that the exit re
 std::vector<ReferenceFingerprint> RandomReferences(size_t count);  // of 30 s each
 
 // The stream's PCM over and over, as an audio file that costs no more than copying.
-class StreamFile final : public CAudioFile {
-public:
-    StreamFile();
-    BOOL Open(const std::string& path) override;
-    BOOL Close() override;
-    int32_t Read(void* buffer, uint32_t count) override;
-    BOOL Seek(float) override { return 0; }
-    bool IsOpen() const override { return open_ != 0; }
-
-private:
-    WAVEFORMATEX record_;
-    size_t at_ = 0;  // bytes
-};
+std::unique_ptr<CAudioFile> MakeStreamFile();
 
 // As much as the stream is long.
 void ReadStream(CAudioFile& file);

@@ -1,7 +1,6 @@
 // The detector and its steps. One step stands for one hop of audio.
 #include <benchmark/benchmark.h>
 
-#include <memory>
 #include <vector>
 
 #include "bench_audio.h"
@@ -21,13 +20,13 @@ void SetAudioRate(benchmark::State& state, double secondsPerIteration) {
         static_cast<double>(state.iterations()) * secondsPerIteration, benchmark::Counter::kIsRate);
 }
 
-void Fft(benchmark::State& state) {
+void Transform(benchmark::State& state) {
     Fft fft(8192);
     std::fill_n(fft.Data(), 8192, 0.0);
     for (auto _ : state) fft.Execute();
     SetAudioRate(state, kHopSeconds);
 }
-BENCHMARK(Fft)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Transform)->Unit(benchmark::kMicrosecond);
 
 void FingerprintWord(benchmark::State& state) {
     const TestPcm pcm = MakeMusic(1, kAnalysisRate, 1, kAnalysisRate);
@@ -75,7 +74,7 @@ BENCHMARK(MatchStepWithoutEarlyExit)->Arg(1)->Arg(32)->Unit(benchmark::kMicrosec
 
 void DetectorRead(benchmark::State& state) {
     CDetectorAudioFile detector(
-        std::make_unique<StreamFile>(), RandomReferences(static_cast<size_t>(state.range(0))),
+        MakeStreamFile(), RandomReferences(static_cast<size_t>(state.range(0))),
         [](const DetectorMatch&) {}, kThreshold);
     if (!detector.Open("stream")) {
         state.SkipWithError("the detector does not open");
@@ -83,7 +82,7 @@ void DetectorRead(benchmark::State& state) {
     }
     ReadStream(detector);  // until so many words have passed that all can be compared
     for (auto _ : state) ReadStream(detector);
-    SetAudioRate(state, kStreamSeconds);
+    SetAudioRate(state, kBenchSeconds);
 }
 BENCHMARK(DetectorRead)->Arg(1)->Arg(32)->Unit(benchmark::kMillisecond);
 

@@ -53,6 +53,18 @@ if(RECEIVER_SANITIZE MATCHES undefined)
     target_compile_options(receiver_test_options INTERFACE -fno-sanitize=undefined)
 endif()
 
+# receiver_filter_platform(LIST): drops the files of a list that are for the other platform,
+# those whose base names have the word "posix" or "win32" in them.
+function(receiver_filter_platform list)
+    set(sources ${${list}})
+    if(WIN32)
+        list(FILTER sources EXCLUDE REGEX "_posix(_[a-z]+)*\\.cpp$")
+    else()
+        list(FILTER sources EXCLUDE REGEX "_win32(_[a-z]+)*\\.cpp$")
+    endif()
+    set(${list} ${sources} PARENT_SCOPE)
+endfunction()
+
 # receiver_add_library(NAME SOURCES... LIBS...): one src/ folder. LIBS names all
 # that it may use, so that the linker refuses an arrow in the wrong direction.
 # PLATFORM names the base of each pair of files X_win32.cpp / X_posix.cpp.
@@ -89,30 +101,24 @@ function(receiver_windows_program name)
     endif()
 endfunction()
 
-# receiver_add_test(NAME LIBS...): a GoogleTest program of every *_test.cpp of the
-# current folder (below it too), each test registered with ctest under NAME. Tests that
-# the filter SERIAL names change what others share: nothing runs beside them. WHOLE
-# registers the program as one test.
+# receiver_add_test(NAME LIBS... [SOURCES...] [LABELS...] [TIMEOUT SECONDS] [WHOLE]): a GoogleTest
+# program of every *_test.cpp of the current folder (below it too), each test registered with
+# ctest as NAME.SUITE.TEST. The end of a file's name says when and where it runs, in this order:
+#   X_posix_test.cpp, X_win32_test.cpp   on that platform alone
+#   X_serial_test.cpp                    with no other test beside it, because it changes or
+#                                        counts what all share; these are a program of their own,
+#                                        NAME_serial
+#   X_posix_serial_test.cpp              both
+# WHOLE registers the program as one test.
 function(receiver_add_test name)
-    cmake_parse_arguments(arg "WHOLE" "TIMEOUT;SERIAL" "LIBS;LABELS;SOURCES" ${ARGN})
+    cmake_parse_arguments(arg "WHOLE" "TIMEOUT" "LIBS;LABELS;SOURCES" ${ARGN})
     if(NOT arg_SOURCES)
         file(GLOB_RECURSE arg_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
     endif()
-    # X_posix_test.cpp and X_win32_test.cpp hold what only one platform can show.
-    if(WIN32)
-        list(FILTER arg_SOURCES EXCLUDE REGEX "_posix_test\\.cpp$")
-    else()
-        list(FILTER arg_SOURCES EXCLUDE REGEX "_win32_test\\.cpp$")
-    endif()
+    receiver_filter_platform(arg_SOURCES)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    add_executable(${name} ${arg_SOURCES})
-    target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock GTest::gtest_main
-                          receiver_test_options)
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
-    target_precompile_headers(${name} REUSE_FROM receiver_test_headers)
-    receiver_windows_program(${name})
     set(properties TIMEOUT ${arg_TIMEOUT})
     if(arg_LABELS)
         list(APPEND properties LABELS "${arg_LABELS}")
@@ -120,19 +126,38 @@ function(receiver_add_test name)
     if(RECEIVER_TEST_FIXTURES)
         list(APPEND properties FIXTURES_REQUIRED ${RECEIVER_TEST_FIXTURES})
     endif()
+
+    set(serial_sources ${arg_SOURCES})
+    list(FILTER serial_sources INCLUDE REGEX "_serial_test\\.cpp$")
+    list(FILTER arg_SOURCES EXCLUDE REGEX "_serial_test\\.cpp$")
+    receiver_add_test_program(${name} "${arg_SOURCES}" "${arg_LIBS}")
     if(arg_WHOLE)
         add_test(NAME ${name} COMMAND ${name})
         set_tests_properties(${name} PROPERTIES ${properties})
         return()
     endif()
-    # Under an emulator the first listing of tests also sets up its prefix.
-    set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 TEST_PREFIX "${name}.")
-    if(arg_SERIAL)
-        gtest_discover_tests(${name} ${discovery} TEST_FILTER "${arg_SERIAL}"
-                             PROPERTIES ${properties} RUN_SERIAL TRUE)
-        list(APPEND discovery TEST_FILTER "-${arg_SERIAL}")
+    receiver_register_tests(${name} ${properties})
+    if(serial_sources)
+        receiver_add_test_program(${name}_serial "${serial_sources}" "${arg_LIBS}")
+        receiver_register_tests(${name}_serial ${properties} RUN_SERIAL TRUE)
     endif()
-    gtest_discover_tests(${name} ${discovery} PROPERTIES ${properties})
+endfunction()
+
+function(receiver_add_test_program name sources libs)
+    add_executable(${name} ${sources})
+    target_link_libraries(${name} PRIVATE ${libs} GTest::gmock GTest::gtest_main
+                          receiver_test_options)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src
+                               ${PROJECT_SOURCE_DIR}/tests)
+    target_precompile_headers(${name} REUSE_FROM receiver_test_headers)
+    receiver_windows_program(${name})
+endfunction()
+
+# receiver_register_tests(NAME PROPERTIES...)
+function(receiver_register_tests name)
+    # Under an emulator the first listing of tests also sets up its prefix.
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+                         TEST_PREFIX "${name}." PROPERTIES ${ARGN})
 endfunction()
 
 # receiver_add_emulator_fixture(): what runs the tests of a cross-build is made ready

@@ -6,8 +6,10 @@
 #include <iomanip>
 #include <iostream>
 #include <span>
+#include <stdexcept>
+#include <vector>
 
-#include "wav.h"
+#include "testing/pcm_reading.h"
 
 namespace receiver {
 namespace {
@@ -15,6 +17,14 @@ namespace {
 bool Report(bool holds, const std::string& what) {
     std::cout << (holds ? "  ok     " : "  WRONG  ") << what << "\n";
     return holds;
+}
+
+std::vector<int16_t> ReadStereo(const std::filesystem::path& path) {
+    TestPcm pcm = DecodeFile(path.string(), kStudioRate);
+    if (pcm.channels != kStudioChannels) {
+        throw std::runtime_error(path.string() + " is not stereo");
+    }
+    return std::move(pcm.samples);
 }
 
 std::string Milliseconds(int64_t frames) {
@@ -42,7 +52,8 @@ struct Alignment {
     double correlation = -1.0;
 };
 
-Alignment Align(const StereoPcm& recorded, const StereoPcm& broadcast, uint64_t expectedFrame) {
+Alignment Align(const std::vector<int16_t>& recorded, const std::vector<int16_t>& broadcast,
+                uint64_t expectedFrame) {
     constexpr int64_t kWidest = kStudioRate / 20;
     constexpr size_t kLength = size_t{kStudioRate} * kStudioChannels;
     Alignment best;
@@ -56,8 +67,8 @@ Alignment Align(const StereoPcm& recorded, const StereoPcm& broadcast, uint64_t 
     return best;
 }
 
-bool CheckAgainstTape(const Recording& recording, const StereoPcm& recorded) {
-    const StereoPcm tape = ReadAudio(recording.tape);
+bool CheckAgainstTape(const DemoRecording& recording, const std::vector<int16_t>& recorded) {
+    const std::vector<int16_t> tape = ReadStereo(recording.tape);
     const uint64_t frames = recording.endSample - recording.startSample;
     const bool inTape = recording.startSample < recording.endSample &&
                         recording.endSample * kStudioChannels <= tape.size();
@@ -72,29 +83,30 @@ bool CheckAgainstTape(const Recording& recording, const StereoPcm& recorded) {
     return good;
 }
 
-bool CheckAgainstBroadcast(const StereoPcm& recorded, const Broadcast& broadcast) {
+bool CheckAgainstBroadcast(const std::vector<int16_t>& recorded, const Broadcast& broadcast) {
     constexpr int64_t kPrecise = kStudioRate / 50;  // 20 ms
     if (!Report(recorded.size() >= size_t{kStudioRate} * kStudioChannels * 2,
                 "long enough to compare with the broadcast")) {
         return false;
     }
-    const Alignment start = Align(recorded, broadcast.pcm, broadcast.startJingle);
+    const Alignment start = Align(recorded, broadcast.audio.samples, broadcast.startJingleFrame);
     bool good = Report(std::abs(start.lag) <= kPrecise,
                        "begins " + Milliseconds(std::abs(start.lag)) +
                            (start.lag < 0 ? " before" : " after") + " the start jingle does");
 
-    const int64_t aired = static_cast<int64_t>(broadcast.afterEndJingle) -
-                          static_cast<int64_t>(broadcast.startJingle);
+    const int64_t aired = static_cast<int64_t>(broadcast.tailFrame) -
+                          static_cast<int64_t>(broadcast.startJingleFrame);
     const int64_t off = static_cast<int64_t>(recorded.size() / kStudioChannels) + start.lag - aired;
     good &= Report(std::abs(off) <= kPrecise, "ends " + Milliseconds(std::abs(off)) +
                                                   (off < 0 ? " before" : " after") +
                                                   " the end jingle has played out");
 
-    const auto at = static_cast<size_t>(static_cast<int64_t>(broadcast.startJingle) + start.lag) *
-                    kStudioChannels;
-    const size_t length = std::min(recorded.size(), broadcast.pcm.size() - at);
+    const auto at =
+        static_cast<size_t>(static_cast<int64_t>(broadcast.startJingleFrame) + start.lag) *
+        kStudioChannels;
+    const size_t length = std::min(recorded.size(), broadcast.audio.samples.size() - at);
     const double alike = Correlation(std::span(recorded).first(length),
-                                     std::span(broadcast.pcm).subspan(at, length));
+                                     std::span(broadcast.audio.samples).subspan(at, length));
     std::ostringstream text;
     text << "is the programme that the studio made (correlation " << std::fixed
          << std::setprecision(3) << alike << " through the MP3)";
@@ -103,8 +115,8 @@ bool CheckAgainstBroadcast(const StereoPcm& recorded, const Broadcast& broadcast
 
 }  // namespace
 
-bool CheckRecording(const Recording& recording, const Broadcast& broadcast) {
-    const StereoPcm recorded = ReadAudio(recording.wav);
+bool CheckRecording(const DemoRecording& recording, const Broadcast& broadcast) {
+    const std::vector<int16_t> recorded = ReadStereo(recording.wav);
     const bool exact = CheckAgainstTape(recording, recorded);
     return CheckAgainstBroadcast(recorded, broadcast) && exact;
 }

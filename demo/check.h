@@ -8,7 +8,7 @@
 
 namespace receiver {
 
-struct Recording {
+struct DemoRecording {
     std::filesystem::path wav;
     std::filesystem::path tape;  // what the station sent to the recorder
     uint64_t startSample = 0;    // where the receiver says that the programme lies on the tape
@@ -17,6 +17,6 @@ struct Recording {
 
 // Prints a line for each check; true when all hold. Throws std::runtime_error when
 // a file cannot be read.
-bool CheckRecording(const Recording& recording, const Broadcast& broadcast);
+bool CheckRecording(const DemoRecording& recording, const Broadcast& broadcast);
 
 }  // namespace receiver

@@ -6,32 +6,21 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
-#include "audio/ffmpeg_streaming_decoder.h"
 #include "check.h"
+#include "platform/standard_streams.h"
 #include "station.h"
 #include "studio.h"
-#include "wav.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {
 
-constexpr double kProgrammeSeconds = 16.0;
-
-StereoPcm StartJingle() {
-    return MakeJingle(3.0, 21);
-}
-StereoPcm EndJingle() {
-    return MakeJingle(2.5, 22);
-}
-Broadcast TheBroadcast() {
-    return MakeBroadcast(StartJingle(), EndJingle(), kProgrammeSeconds);
-}
-
 void RunStudio(const std::filesystem::path& folder) {
     std::filesystem::create_directories(folder);
-    WriteWav(folder / "start-jingle.wav", StartJingle());
-    WriteWav(folder / "end-jingle.wav", EndJingle());
-    WriteWav(folder / "broadcast.wav", TheBroadcast().pcm);
+    const Broadcast day = MakeStationsDay();
+    WriteWavFile((folder / "start-jingle.wav").string(), day.startJingle);
+    WriteWavFile((folder / "end-jingle.wav").string(), day.endJingle);
+    WriteWavFile((folder / "broadcast.wav").string(), day.audio);
 }
 
 bool RunCheck(const std::filesystem::path& folder) {
@@ -41,7 +30,7 @@ bool RunCheck(const std::filesystem::path& folder) {
                            .tape = folder / "tape.mp3",
                            .startSample = sidecar.at("startSample"),
                            .endSample = sidecar.at("endSample")},
-                          TheBroadcast());
+                          MakeStationsDay());
 }
 
 }  // namespace
@@ -49,6 +38,12 @@ bool RunCheck(const std::filesystem::path& folder) {
 
 int main(int argc, char** argv) {
     using namespace receiver;
+    try {
+        OpenMissingStandardStreams();
+    } catch (const std::exception& error) {
+        std::cerr << "receiver-demo: " << error.what() << "\n";
+        return 1;
+    }
     CLI::App app{"The demo's studio, its radio station, and the check of a recording"};
     app.require_subcommand(1);
     std::filesystem::path folder;
@@ -58,7 +53,8 @@ int main(int argc, char** argv) {
         return command;
     };
     const CLI::App* studio = add("studio", "make the jingles and the broadcast as WAV files");
-    const CLI::App* station = add("station", "put FOLDER/broadcast.mp3 on the air");
+    const CLI::App* station =
+        add("station", "put FOLDER/broadcast.mp3 on the air until the standard input ends");
     add("check", "compare FOLDER/programme.wav with what was broadcast");
     CLI11_PARSE(app, argc, argv);
 
@@ -67,7 +63,7 @@ int main(int argc, char** argv) {
             RunStudio(folder);
         } else if (station->parsed()) {
             const double seconds =
-                static_cast<double>(TheBroadcast().pcm.size()) / kStudioChannels / kStudioRate;
+                static_cast<double>(MakeStationsDay().audio.Frames()) / kStudioRate;
             RunStation(folder / "broadcast.mp3", seconds, folder / "tape.mp3");
         } else if (!RunCheck(folder)) {
             return 1;

@@ -1,17 +1,19 @@
 #include "station.h"
 
-#include <httplib.h>
-
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
+
+#include "testing/audio_encoder.h"
+#include "testing/http_station.h"
 
 namespace receiver {
 namespace {
@@ -59,7 +61,8 @@ public:
           tape_(tape, std::ios::binary | std::ios::trunc),
           next_(onAir.Position() - std::min(onAir.Position(), onAir.BytesIn(2.0))) {}
 
-    bool SendNext(httplib::DataSink& sink) {
+    // When it is due.
+    std::string Next() {
         const uint64_t piece = onAir_.BytesIn(0.1);
         {
             // The pace of the broadcast: a wait on the clock that nothing cuts short.
@@ -68,11 +71,10 @@ public:
                    std::cv_status::timeout) {
             }
         }
-        const std::string bytes = onAir_.Bytes(next_, piece);
-        if (!sink.write(bytes.data(), bytes.size())) return false;
+        std::string bytes = onAir_.Bytes(next_, piece);
         tape_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush();
         next_ += piece;
-        return true;
+        return bytes;
     }
 
 private:
@@ -92,18 +94,17 @@ void RunStation(const std::filesystem::path& mp3, double secondsPerRound,
     if (round.empty()) throw std::runtime_error("cannot read " + mp3.string());
     const OnAir onAir(std::move(round), secondsPerRound);
 
-    httplib::Server server;
-    server.Get("/live.mp3", [&](const httplib::Request&, httplib::Response& response) {
-        response.set_header("icy-name", "The demo station");
-        const auto listener = std::make_shared<Listener>(onAir, tape);
-        response.set_chunked_content_provider(
-            "audio/mpeg",
-            [listener](size_t, httplib::DataSink& sink) { return listener->SendNext(sink); });
-    });
-    const int port = server.bind_to_any_port("127.0.0.1");
-    if (port <= 0) throw std::runtime_error("the station found no free port");
-    std::cout << "http://127.0.0.1:" << port << "/live.mp3" << std::endl;
-    if (!server.listen_after_bind()) throw std::runtime_error("the station cannot listen");
+    StationRoute live;
+    live.contentType = MimeTypeOf(AudioCoding::kMp3);
+    live.headers = {{"icy-name", "The demo station"}};
+    live.framing = BodyFraming::kChunked;
+    live.tuneIn = [&onAir, &tape] {
+        return [listener = std::make_shared<Listener>(onAir, tape)] { return listener->Next(); };
+    };
+    HttpStation station;
+    station.Serve("/live.mp3", std::move(live));
+    std::cout << station.Url("/live.mp3") << std::endl;
+    std::cin.ignore(std::numeric_limits<std::streamsize>::max());
 }
 
 }  // namespace receiver

@@ -10,7 +10,7 @@
 #include "fuzz.h"
 #include "platform/manual_reset_event.h"
 #include "receiver_client/pcm1_reader.h"
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {
@@ -20,7 +20,7 @@ using receiver::ErrorKind;
 using receiver::Pcm1Reader;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kOpenTimeout(kPatience);
+constexpr milliseconds kOpenTimeout(kPatienceMs);
 constexpr milliseconds kReadStep(2);  // short, so that the pause is noticed
 constexpr uint32_t kMaxChunk = 1048576;
 
@@ -130,7 +130,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         FakePeer peer([&](FakePeer& p) {
             p.Send(stream.substr(0, pauseAfter));
             if (stream.size() > pauseAfter) {
-                readerWaits.Wait(kPatience);
+                readerWaits.Wait(kPatienceMs);
                 p.Send(stream.substr(pauseAfter));
             }
             if (expected.last == Pcm1Reader::Result::kError) return;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
+#include <string>
 
 namespace receiver {
 namespace {
@@ -69,6 +70,17 @@ void WriteFrame(TestPcm& pcm, size_t frame, double left, double right) {
 }
 
 }  // namespace
+
+std::vector<int16_t> TestPcm::Range(uint64_t first, uint64_t end) const {
+    if (first > end || end > Frames()) {
+        throw std::out_of_range("no frames " + std::to_string(first) + " to " +
+                                std::to_string(end) + " of " + std::to_string(Frames()));
+    }
+    const auto at = [this](uint64_t frame) {
+        return samples.begin() + static_cast<std::ptrdiff_t>(frame) * channels;
+    };
+    return {at(first), at(end)};
+}
 
 uint64_t TestRandom::Next() {
     state_ += 0x9E3779B97F4A7C15;
@@ -143,13 +155,7 @@ TestPcm Concatenate(const std::vector<TestPcm>& parts) {
 }
 
 TestPcm Slice(const TestPcm& pcm, size_t first, size_t frames) {
-    const auto channels = static_cast<size_t>(pcm.channels);
-    if (first > pcm.Frames() || frames > pcm.Frames() - first) {
-        throw std::out_of_range("slice beyond the end");
-    }
-    const auto begin = pcm.samples.begin() + static_cast<std::ptrdiff_t>(first * channels);
-    return {pcm.rate, pcm.channels,
-            std::vector<int16_t>(begin, begin + static_cast<std::ptrdiff_t>(frames * channels))};
+    return {pcm.rate, pcm.channels, pcm.Range(first, uint64_t{first} + frames)};
 }
 
 }  // namespace receiver

@@ -18,6 +18,8 @@ struct TestPcm {
 
     size_t Frames() const { return samples.size() / static_cast<size_t>(channels); }
     size_t Bytes() const { return samples.size() * sizeof(int16_t); }
+    // The samples of the frames from `first` up to `end`. Throws std::out_of_range.
+    std::vector<int16_t> Range(uint64_t first, uint64_t end) const;
 };
 
 // SplitMix64: small, portable, and equal on every platform.
@@ -46,7 +48,7 @@ TestPcm MakeMusic(uint64_t seed, int rate, int channels, size_t frames);
 
 // One after the other; all of the first one's rate and channel count.
 TestPcm Concatenate(const std::vector<TestPcm>& parts);
-// `frames` frames from `first` on.
+// `frames` frames from `first` on. Throws std::out_of_range.
 TestPcm Slice(const TestPcm& pcm, size_t first, size_t frames);
 
 }  // namespace receiver

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <limits>
+
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
@@ -28,10 +29,8 @@ std::string PathOf(const std::string& head) {
     return head.substr(start + 1, head.find(' ', start + 1) - start - 1);
 }
 
-bool WantsMetadata(std::string head) {
-    std::transform(head.begin(), head.end(), head.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return head.find("icy-metadata: 1") != std::string::npos;
+bool WantsMetadata(std::string_view head) {
+    return ToLowerAscii(head).find("icy-metadata: 1") != std::string::npos;
 }
 
 // A title first, then the empty block that says "unchanged".
@@ -77,7 +76,7 @@ std::string FramePiece(const StationRoute& route, std::string piece) {
 HttpStation::HttpStation()
     : listener_(TcpSocket::ListenOnLoopback()),
       port_(listener_.Port()),
-      acceptor_([this] { AcceptConnections(); }) {}
+      acceptor_("the station's acceptor", [this] { AcceptConnections(); }) {}
 
 HttpStation::~HttpStation() {
     std::list<Connection> connections;
@@ -88,12 +87,12 @@ HttpStation::~HttpStation() {
         changed_.notify_all();
     }
     TcpSocket::ConnectToLoopback(port_);  // a blocked accept returns on every platform
-    acceptor_.join();
+    acceptor_.Get();
     {
         MutexLock lock(mutex_);
         connections.swap(connections_);
     }
-    for (Connection& connection : connections) connection.thread.join();
+    for (Connection& connection : connections) connection.thread.Get();
 }
 
 void HttpStation::Serve(const std::string& path, StationRoute route) {
@@ -146,7 +145,8 @@ void HttpStation::AcceptConnections() {
         if (stopping_ || !socket.IsValid()) return;
         Connection& connection = connections_.emplace_back();
         connection.socket = std::move(socket);
-        connection.thread = std::thread([this, &connection] { Answer(connection); });
+        connection.thread =
+            TestTask("a connection of the station", [this, &connection] { Answer(connection); });
     }
 }
 
@@ -184,7 +184,9 @@ bool HttpStation::SendResponse(Connection& connection, const std::string& path,
         Stall(path);
         return false;
     }
-    if (!SendBody(connection, path, route, body)) return false;
+    const bool sent =
+        route.tuneIn ? SendLive(connection, route) : SendBody(connection, path, route, body);
+    if (!sent) return false;
     return route.framing != BodyFraming::kChunked || connection.socket.Send("0\r\n\r\n");
 }
 
@@ -214,9 +216,20 @@ bool HttpStation::SendBody(Connection& connection, const std::string& path,
     return !route.stallAfter && !route.resetAfter && !route.closeAfter;
 }
 
+bool HttpStation::SendLive(Connection& connection, const StationRoute& route) {
+    const LiveBody body = route.tuneIn();
+    for (std::string piece = body(); !piece.empty(); piece = body()) {
+        if (!connection.socket.Send(FramePiece(route, std::move(piece)))) return false;
+    }
+    return true;
+}
+
 std::optional<size_t> HttpStation::WaitForGate(const std::string& path, size_t position) {
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
     MutexLock lock(mutex_);
-    while (!stopping_ && paths_[path].released <= position) lock.Wait(changed_);
+    while (!stopping_ && paths_[path].released <= position) {
+        if (!lock.WaitUntil(changed_, deadline)) GiveUp("nobody has released " + path, kMaxHoldMs);
+    }
     if (stopping_) return std::nullopt;
     return paths_[path].released;
 }
@@ -225,7 +238,12 @@ void HttpStation::Stall(const std::string& path) {
     MutexLock lock(mutex_);
     ++paths_[path].stalls;
     changed_.notify_all();
-    while (!stopping_) lock.Wait(changed_);
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
+    while (!stopping_) {
+        if (!lock.WaitUntil(changed_, deadline)) {
+            GiveUp("nobody has ended the stall of " + path, kMaxHoldMs);
+        }
+    }
 }
 
 }  // namespace receiver

@@ -1,25 +1,28 @@
-// A radio station on loopback for tests: an HTTP server that answers each path as the
-// test scripts it, with the faults of real networks.
+// A radio station on loopback: an HTTP server that answers each path as a test scripts it,
+// with the faults of real networks, or broadcasts live.
 //
 //   Units    body positions are bytes as they stand in the body, ICY metadata included,
 //            framing excluded.
 //   Threads  any; each connection is served by a thread of the station's, joined by the
 //            destructor, which also ends every stall.
+//   Errors   the constructor throws std::runtime_error. A stall or a gate that nobody has ended
+//            after kMaxHoldMs ends the program.
 #pragma once
 
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/thread_safety.h"
 #include "testing/tcp_socket.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 
@@ -29,11 +32,16 @@ enum class BodyFraming {
     kUntilClose,  // neither; the end of the connection is the end of the body
 };
 
+// Gives the next piece of a body, when it is due; an empty one is the end. One listener's own,
+// called on its connection's thread.
+using LiveBody = std::function<std::string()>;
+
 struct StationRoute {
     int status = 200;
     std::string contentType = "application/octet-stream";
     std::vector<std::pair<std::string, std::string>> headers;  // further ones
     std::string body;
+    std::function<LiveBody()> tuneIn;  // instead of `body`: called once for each listener
     BodyFraming framing = BodyFraming::kContentLength;
     std::string redirectTo;                // with a 30x status
     size_t icyMetaInterval = 0;            // metadata after so many bytes; 0 for none
@@ -75,7 +83,7 @@ private:
     };
     struct Connection {
         TcpSocket socket;  // closed under mutex_ only
-        std::thread thread;
+        TestTask<void> thread;
     };
 
     void AcceptConnections() EXCLUDES(mutex_);
@@ -88,6 +96,7 @@ private:
     // The position up to which the body may go; waits at least for one byte beyond `position`.
     std::optional<size_t> WaitForGate(const std::string& path, size_t position) EXCLUDES(mutex_);
     void Stall(const std::string& path) EXCLUDES(mutex_);
+    static bool SendLive(Connection& connection, const StationRoute& route);
 
     TcpSocket listener_;
     const uint16_t port_;
@@ -97,7 +106,7 @@ private:
     std::list<Connection> connections_ GUARDED_BY(mutex_);
     size_t requests_ GUARDED_BY(mutex_) = 0;
     bool stopping_ GUARDED_BY(mutex_) = false;
-    std::thread acceptor_;
+    TestTask<void> acceptor_;
 };
 
 }  // namespace receiver

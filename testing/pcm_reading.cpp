@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <stdexcept>
+
+#include "audio/ffmpeg_streaming_decoder.h"
 
 namespace receiver {
 namespace {
@@ -46,6 +49,21 @@ std::vector<uint8_t> BytesOf(const TestPcm& pcm) {
     std::vector<uint8_t> bytes(pcm.Bytes());
     if (!bytes.empty()) std::memcpy(bytes.data(), pcm.samples.data(), bytes.size());
     return bytes;
+}
+
+TestPcm DecodeFile(const std::string& path, uint32_t rate) {
+    CFFmpegStreamingDecoder decoder;
+    decoder.SetOutputSampleRate(rate);
+    decoder.SetOutputBitsPerSample(16);
+    const WAVEFORMATEX* format = nullptr;
+    if (!decoder.Open(path) || decoder.GetFormat(&format) != CAudioFile::kFormatOk) {
+        throw std::runtime_error("cannot decode " + path);
+    }
+    TestPcm pcm{static_cast<int>(rate), format->nChannels, {}};
+    const ReadOutcome outcome = ReadToEnd(decoder);
+    if (outcome.last != 0) throw std::runtime_error("cannot decode all of " + path);
+    pcm.samples = outcome.Samples();
+    return pcm;
 }
 
 }  // namespace receiver

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "audio/audio_file.h"
@@ -23,5 +24,9 @@ ReadOutcome ReadToEnd(CAudioFile& file, const std::vector<uint32_t>& pieceBytes 
 ReadOutcome ReadBytes(CAudioFile& file, size_t bytes);
 
 std::vector<uint8_t> BytesOf(const TestPcm& pcm);
+
+// A file of any coding as 16-bit PCM at `rate`, by the receiver's own decoder. Throws
+// std::runtime_error with a text that names the file.
+TestPcm DecodeFile(const std::string& path, uint32_t rate);
 
 }  // namespace receiver

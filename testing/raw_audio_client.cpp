@@ -65,7 +65,9 @@ bool RawAudioClient::ReadRecord() {
 }
 
 bool RawAudioClient::ReadToEnd() {
+    const Patience patience("the end of the audio stream", kMaxHoldMs);
     do {
+        patience.Check();
         if (!ReadRecord()) return false;
     } while (record_.type == kData);
     return true;

@@ -4,7 +4,8 @@
 //
 //   Units    PCM is interleaved 16-bit; frames are one sample of every channel.
 //   Threads  one at a time.
-//   Errors   by result; ReadToEnd also reports a broken record as a failed read.
+//   Errors   by result; ReadToEnd also reports a broken record as a failed read, and throws
+//            std::runtime_error when the stream goes on for kMaxHoldMs.
 #pragma once
 
 #include <array>

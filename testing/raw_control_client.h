@@ -12,11 +12,9 @@
 #include <string_view>
 
 #include "pipe/pcm_pipe.h"
+#include "testing/patience.h"
 
 namespace receiver {
-
-// How long a test waits for what must come: long, because it only costs time in a failure.
-inline constexpr uint32_t kPatienceMs = 30000;
 
 class RawControlClient final {
 public:

@@ -97,8 +97,10 @@ json ReceiverDriver::Ask(json command) {
 
 ReceiverDriver::Message ReceiverDriver::AskRaw(const std::string& body) {
     if (!control_.SendFrame(body)) throw std::runtime_error("cannot send " + body.substr(0, 200));
+    const Patience patience("the reply to " + body.substr(0, 200));
     Message message = Receive();
     while (!IsReply(message.value)) {
+        patience.Check();
         waitingEvents_.push_back(std::move(message));
         message = Receive();
     }
@@ -118,8 +120,10 @@ ReceiverDriver::Message ReceiverDriver::NextEventMessage() {
 }
 
 json ReceiverDriver::WaitFor(const std::string& type) {
+    const Patience patience(type);
     json event = NextEvent();
     while (event["type"] != type) {
+        patience.Check();
         if (event["type"] == "FINISHED") {
             throw std::runtime_error("FINISHED without " + type + ": " + event.dump());
         }

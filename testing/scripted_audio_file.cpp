@@ -5,19 +5,16 @@
 #include <new>
 #include <stdexcept>
 
+#include "testing/patience.h"
+#include "testing/pcm_format.h"
+
 namespace receiver {
 
-ScriptedAudioFile::ScriptedAudioFile(uint16_t channels, uint32_t rate, uint16_t bits) {
-    record.wFormatTag = kFormatTagPcm;
-    record.nChannels = channels;
-    record.nSamplesPerSec = rate;
-    record.wBitsPerSample = bits;
-    record.nBlockAlign = static_cast<uint16_t>(bits / 8 * channels);
-    record.nAvgBytesPerSec = record.nBlockAlign * rate;
-}
+ScriptedAudioFile::ScriptedAudioFile(int channels, int rate, int bits)
+    : record(FormatOf(channels, rate, bits)) {}
 
 ScriptedAudioFile::ScriptedAudioFile(const TestPcm& pcm)
-    : ScriptedAudioFile(static_cast<uint16_t>(pcm.channels), static_cast<uint32_t>(pcm.rate)) {
+    : ScriptedAudioFile(pcm.channels, pcm.rate) {
     Deliver(pcm);
     End();
 }
@@ -105,10 +102,11 @@ BOOL ScriptedAudioFile::Open(const std::string& path) {
     if (open_ != 0) return 0;
     MutexLock lock(mutex_);
     openedPath_ = path;
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
     while (held_ && !stopped_) {
         blocked_ = true;
         changed_.notify_all();
-        lock.Wait(changed_);
+        if (!lock.WaitUntil(changed_, deadline)) GiveUp("nobody lets the file open", kMaxHoldMs);
     }
     blocked_ = false;
     if (faults.openFails || stopped_) return 0;
@@ -130,10 +128,11 @@ int32_t ScriptedAudioFile::Read(void* buffer, uint32_t count) {
     if (open_ == 0 || !buffer || count == 0) return -1;
     MutexLock lock(mutex_);
     ++readCalls_;
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
     while (taken_ == data_.size() && outcome_ == Outcome::kNone && !stopped_) {
         blocked_ = true;
         changed_.notify_all();
-        lock.Wait(changed_);
+        if (!lock.WaitUntil(changed_, deadline)) GiveUp("nobody feeds the file", kMaxHoldMs);
     }
     blocked_ = false;
     if (stopped_) return -1;

@@ -30,7 +30,7 @@ struct ScriptedFaults {
 
 class ScriptedAudioFile final : public CAudioFile {
 public:
-    explicit ScriptedAudioFile(uint16_t channels = 2, uint32_t rate = 44100, uint16_t bits = 16);
+    explicit ScriptedAudioFile(int channels = 2, int rate = 44100, int bits = 16);
     // Plays `pcm` and ends.
     explicit ScriptedAudioFile(const TestPcm& pcm);
 

@@ -6,8 +6,9 @@
 
 #include <atomic>
 #include <stdexcept>
-#include <thread>
 #include <utility>
+
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -46,7 +47,7 @@ struct TlsStation::Server {
     httplib::SSLServer http{certificate.get(), key.get()};
     std::atomic<size_t> served{0};
     int port = 0;
-    std::thread thread;
+    TestTask<bool> thread;
 };
 
 TlsStation::TlsStation(std::string contentType, std::string body)
@@ -59,7 +60,8 @@ TlsStation::TlsStation(std::string contentType, std::string body)
         });
     server_->port = server_->http.bind_to_any_port("127.0.0.1");
     if (server_->port <= 0) throw std::runtime_error("no loopback listener");
-    server_->thread = std::thread([server = server_.get()] { server->http.listen_after_bind(); });
+    server_->thread = TestTask(
+        "the TLS station", [server = server_.get()] { return server->http.listen_after_bind(); });
     // The first answer shows that it runs, and that only the certificate is in the way.
     httplib::SSLClient client("127.0.0.1", server_->port);
     client.enable_server_certificate_verification(false);
@@ -70,7 +72,7 @@ TlsStation::TlsStation(std::string contentType, std::string body)
 
 TlsStation::~TlsStation() {
     server_->http.stop();
-    server_->thread.join();
+    server_->thread.Get();
 }
 
 std::string TlsStation::Url(const std::string& path) const {

@@ -2,12 +2,23 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 #include "testing/tls_station_posix.h"
 
 namespace receiver {
 
-using BadSourcePosixTest = SessionTest;
+class BadSourcePosixTest : public ReceiverTest {
+protected:
+    void ExpectReferenceFound(const std::string& fileName) {
+        const Broadcast broadcast = MakeBroadcast(44100, 2);
+        const ReferenceFile named{"a", "start", folder_.File(fileName)};
+        WriteWavFile(named.path, broadcast.startJingle);
+        station_.Serve("/radio", WavRoute(broadcast.audio));
+        const Recording recording =
+            Record(receiver_, PrepareCommand("s", station_.Url("/radio"), {named}, 1000, 0));
+        EXPECT_EQ(recording.finished["reason"], "eof");
+    }
+};
 
 TEST_F(BadSourcePosixTest, ACertificateThatNobodyVouchesForIsRefused) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
@@ -45,23 +56,11 @@ TEST_F(BadSourcePosixTest, AReferencePathOfIllFormedUtf8CannotBeSent) {
 }
 
 TEST_F(BadSourcePosixTest, AReferenceNameMayHoldAnyCharacter) {
-    const Broadcast broadcast = MakeBroadcast(44100, 2);
-    ReferenceFile named{"a", "start", folder_.File("J\xC3\xBCngle \xE2\x99\xAB %20 #1?.wav")};
-    WriteWavFile(named.path, broadcast.startJingle);
-    station_.Serve("/radio", WavRoute(broadcast.audio));
-    const Recording recording =
-        Record(receiver_, PrepareCommand("s", station_.Url("/radio"), {named}, 1000, 0));
-    EXPECT_EQ(recording.finished["reason"], "eof");
+    ExpectReferenceFound("J\xC3\xBCngle \xE2\x99\xAB %20 #1?.wav");
 }
 
 TEST_F(BadSourcePosixTest, AReferenceNameWithAColonIsAFileAndNoProtocol) {
-    const Broadcast broadcast = MakeBroadcast(44100, 2);
-    ReferenceFile named{"a", "start", folder_.File("http:a.wav")};
-    WriteWavFile(named.path, broadcast.startJingle);
-    station_.Serve("/radio", WavRoute(broadcast.audio));
-    const Recording recording =
-        Record(receiver_, PrepareCommand("s", station_.Url("/radio"), {named}, 1000, 0));
-    EXPECT_EQ(recording.finished["reason"], "eof");
+    ExpectReferenceFound("http:a.wav");
 }
 
 }  // namespace receiver

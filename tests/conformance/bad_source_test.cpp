@@ -1,8 +1,8 @@
 // Sources and references that fail: each has its one answer, and the receiver goes on.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -10,7 +10,7 @@ using nlohmann::json;
 
 namespace {
 
-class BadSourceTest : public SessionTest {
+class BadSourceTest : public ReceiverTest {
 protected:
     BadSourceTest() : broadcast_(MakeBroadcast(44100, 2)) {}
 
@@ -189,7 +189,7 @@ TEST_F(BadSourceTest, OnlyTheEndJingleIsHeard) {
 
 TEST_F(BadSourceTest, TheStreamStallsWhileItIsServed) {
     StationRoute route = WavRoute(broadcast_.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     route.stallAfter = 44 + broadcast_.endJingleFrame * 4;
     const Recording recording = Record(receiver_, Prepare(ServeAll(std::move(route))));
     ExpectSoundEvents(recording, true);

@@ -5,16 +5,16 @@
 #include <chrono>
 #include <future>
 
-#include "conformance/session_fixture.h"
 #include "platform/unique_handle_win32.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 namespace {
 
-class ConsoleTest : public SessionTest {
+class ConsoleTest : public ReceiverTest {
 protected:
     void SetUp() override {
-        SessionTest::SetUp();
+        ReceiverTest::SetUp();
         if (GetConsoleCP() != 0) {
             GTEST_SKIP() << "from a console, children ignore Ctrl+C";  // as their process group
         }

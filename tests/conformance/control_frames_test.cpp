@@ -21,6 +21,15 @@ protected:
     std::string Receive() { return client_.Receive().value_or("(nothing)"); }
     std::string TypeReceived() { return json::parse(Receive()).value("type", ""); }
     std::string MessageReceived() { return json::parse(Receive()).value("message", ""); }
+    // To a command after HELLO, whose last value is as deep as a frame can hold.
+    std::string MessageAfterDeepCommand(const std::string& head) {
+        EXPECT_TRUE(client_.SendFrame(kHello));
+        EXPECT_EQ(TypeReceived(), "WELCOME");
+        const size_t depth = (65536 - head.size() - 1) / 2;
+        EXPECT_TRUE(
+            client_.SendFrame(head + std::string(depth, '[') + std::string(depth, ']') + "}"));
+        return MessageReceived();
+    }
 
     ReceiverDriver receiver_;
     RawControlClient& client_ = receiver_.Control();
@@ -187,22 +196,14 @@ TEST_F(ControlFramesTest, TheDeepestObjectIsAnswered) {
 }
 
 TEST_F(ControlFramesTest, ADeeplyNestedCommandIsAnswered) {
-    ASSERT_TRUE(client_.SendFrame(kHello));
-    ASSERT_EQ(TypeReceived(), "WELCOME");
-    const std::string head = R"({"requestId":"deep","type":"CANCEL","version":1,"sessionId":)";
-    const size_t depth = (65536 - head.size() - 1) / 2;
-    ASSERT_TRUE(client_.SendFrame(head + std::string(depth, '[') + std::string(depth, ']') + "}"));
-    EXPECT_EQ(MessageReceived(),
-              "[json.exception.type_error.302] type must be string, but is array");
+    EXPECT_EQ(
+        MessageAfterDeepCommand(R"({"requestId":"deep","type":"CANCEL","version":1,"sessionId":)"),
+        "[json.exception.type_error.302] type must be string, but is array");
 }
 
 TEST_F(ControlFramesTest, AnUnknownCommandMayCarryADeeplyNestedValue) {
-    ASSERT_TRUE(client_.SendFrame(kHello));
-    ASSERT_EQ(TypeReceived(), "WELCOME");
-    const std::string head = R"({"requestId":"deep","type":"NONE","version":1,"x":)";
-    const size_t depth = (65536 - head.size() - 1) / 2;
-    ASSERT_TRUE(client_.SendFrame(head + std::string(depth, '[') + std::string(depth, ']') + "}"));
-    EXPECT_EQ(MessageReceived(), "Unknown command");
+    EXPECT_EQ(MessageAfterDeepCommand(R"({"requestId":"deep","type":"NONE","version":1,"x":)"),
+              "Unknown command");
 }
 
 TEST_F(ControlFramesTest, AClientThatLeavesInMidFrameIsForgotten) {

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <fstream>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
+#include "testing/receiver_fixture.h"
 #include "testing/tcp_socket.h"
 
 namespace receiver {
@@ -49,7 +49,8 @@ public:
     // Reads its log up to a line with this text.
     void WaitForLog(const std::string& text) {
         std::string last;
-        while (const auto line = process_->ReadErrorLine(TickMs() + kPatienceMs)) {
+        const uint64_t deadline = TickMs() + kPatienceMs;
+        while (const auto line = process_->ReadErrorLine(deadline)) {
             last = *line;
             if (last.find(text) != std::string::npos) return;
         }
@@ -82,7 +83,7 @@ private:
     ChildProcess process_;
 };
 
-class IcecastTest : public SessionTest, public testing::WithParamInterface<AudioCoding> {};
+class IcecastTest : public ReceiverTest, public testing::WithParamInterface<AudioCoding> {};
 
 }  // namespace
 

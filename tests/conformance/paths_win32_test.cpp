@@ -1,10 +1,10 @@
 // Names of files that no code page of old could spell, all the way from the command line or
 // the control pipe to the file system.
-#include "conformance/session_fixture.h"
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/executable_path.h"
-#include "platform/files.h"
+#include "platform/text.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 namespace {
@@ -17,10 +17,10 @@ constexpr uint64_t kRunPatienceMs = 60000;
 const std::string kName = "\xCE\xB1-\xE9\x9F\xB3\xE6\xA5\xBD-\xF0\x9D\x84\x9E";
 const std::wstring kWideName = L"\u03B1-\u97F3\u697D-\U0001D11E";
 
-class PathsTest : public SessionTest {
+class PathsTest : public ReceiverTest {
 protected:
     void SetUp() override {
-        SessionTest::SetUp();
+        ReceiverTest::SetUp();
         fs::create_directory(wideFolder_);
     }
 

@@ -1,5 +1,5 @@
 // Whole programs over HTTP, compared with the decoded stream sample by sample.
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 
 #include <gmock/gmock.h>
 
@@ -36,10 +36,10 @@ uint64_t Distance(uint64_t a, uint64_t b) {
     return a > b ? a - b : b - a;
 }
 
-class ProgramTest : public SessionTest {
+class ProgramTest : public ReceiverTest {
 protected:
     // What was served is the decoded stream from start to end with the fade announced last.
-    void ExpectExactProgram(const Recording& recording, const DecodedStream& stream) {
+    void ExpectExactProgram(const Recording& recording, const TestPcm& stream) {
         const json program = recording.finished.value("program", json());
         ASSERT_TRUE(program.is_object()) << recording.finished;
         EXPECT_EQ(program["startSample"], recording.ready["sourceSample"]);
@@ -52,7 +52,7 @@ protected:
         EXPECT_EQ(recording.end.status, 0u);
     }
 
-    void ExpectSamples(const Recording& recording, const DecodedStream& stream,
+    void ExpectSamples(const Recording& recording, const TestPcm& stream,
                        const std::vector<int16_t>& expected) {
         ASSERT_EQ(recording.pcm.size(), expected.size());
         const auto different =
@@ -119,7 +119,7 @@ class EveryStreamTest : public ProgramTest, public testing::WithParamInterface<S
 
 }  // namespace
 
-TEST_P(EveryStreamTest, ServesTheDecodedStreamFromTheStartJingleToTheEndOfTheEndJingle) {
+TEST_P(EveryStreamTest, ServesTheTestPcmFromTheStartJingleToTheEndOfTheEndJingle) {
     const StreamCase& stream = GetParam();
     const Broadcast broadcast = MakeBroadcast(stream.rate, stream.channels);
     const std::vector<ReferenceFile> jingles = SaveJingles(broadcast);
@@ -128,7 +128,7 @@ TEST_P(EveryStreamTest, ServesTheDecodedStreamFromTheStartJingleToTheEndOfTheEnd
     route.body = EncodeAudio(broadcast.audio, stream.coding);
     route.framing = stream.framing;
     route.icyMetaInterval = stream.icyMetaInterval;
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
 
     const Recording recording = Record(
         receiver_, PrepareCommand("s", ServeHalf(std::move(route)), jingles, 60000, 700), [this] {
@@ -178,7 +178,7 @@ TEST_F(ProgramTest, EventsComeInTheOrderOfTheBroadcast) {
 TEST_F(ProgramTest, AReaderAtTheLiveEdgeGetsWhatHadPassedWhenTheEndWasFound) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const Recording recording =
         Record(receiver_,
                PrepareCommand("s", ServeHalf(std::move(route)), SaveJingles(broadcast), 60000, 0),
@@ -200,7 +200,7 @@ TEST_F(ProgramTest, TheMaximumEndsTheProgramWithTheFadeToTheLastBit) {
     for (const int channels : {1, 2}) {
         const Broadcast broadcast = MakeBroadcast(44100, channels);
         StationRoute route = WavRoute(broadcast.audio);
-        const DecodedStream decoded = Decode(route.body);
+        const TestPcm decoded = Decode(route.body);
         const Recording recording =
             Record(receiver_,
                    PrepareCommand("s", ServeAll(std::move(route)),
@@ -221,7 +221,7 @@ TEST_F(ProgramTest, TheMaximumEndsTheProgramWithTheFadeToTheLastBit) {
 TEST_F(ProgramTest, AFadeIsAtMostAsLongAsTheProgram) {
     const Broadcast broadcast = MakeBroadcast(44100, 1);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const Recording recording =
         Record(receiver_,
                PrepareCommand("s", ServeAll(std::move(route)),
@@ -246,7 +246,7 @@ TEST_F(ProgramTest, ALimitOfAnHourIsCountedInSixtyFourBits) {
 TEST_F(ProgramTest, ASourceThatEndsFirstEndsTheProgramWithAFade) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(Slice(broadcast.audio, 0, broadcast.endJingleFrame));
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const Recording recording =
         Record(receiver_,
                PrepareCommand("s", ServeAll(std::move(route)), SaveJingles(broadcast), 60000, 500),
@@ -265,7 +265,7 @@ TEST_F(ProgramTest, ASourceThatEndsFirstEndsTheProgramWithAFade) {
 TEST_F(ProgramTest, ASourceThatBreaksOffAfterReadyIsDrainedToItsLastSample) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     route.resetAfter = 44 + broadcast.endJingleFrame * 4;
     const Recording recording = [&] {
         const json prepare =
@@ -297,7 +297,7 @@ TEST_F(ProgramTest, ASourceThatBreaksOffAfterReadyIsDrainedToItsLastSample) {
 TEST_F(ProgramTest, WithoutBoundsTheStreamIsServedToItsEnd) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const Recording recording =
         Record(receiver_, PrepareCommand("s", ServeAll(std::move(route)), SaveJingles(broadcast)));
     ExpectSoundEvents(recording, /*withProgram=*/false);
@@ -316,7 +316,7 @@ TEST_F(ProgramTest, WithoutBoundsTheStreamIsServedToItsEnd) {
 TEST_F(ProgramTest, WithoutBoundsABrokenSourceEndsTheStreamWithTheFailedRecord) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     route.resetAfter = 44 + broadcast.endJingleFrame * 4;
     const Recording recording =
         Record(receiver_, PrepareCommand("s", ServeHalf(std::move(route)), SaveJingles(broadcast)),
@@ -341,7 +341,7 @@ TEST_F(ProgramTest, AnEndJingleBeforeTheStartDoesNotEndTheProgram) {
     const Broadcast first = MakeBroadcast(44100, 1);
     const TestPcm audio = Concatenate({first.endJingle, first.audio});
     StationRoute route = WavRoute(audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const std::vector<ReferenceFile> jingles = SaveJingles(first);
     const Recording recording =
         Record(receiver_, PrepareCommand("s", ServeAll(std::move(route)), jingles, 60000, 0),
@@ -358,7 +358,7 @@ TEST_F(ProgramTest, AnEndJingleBeforeTheStartDoesNotEndTheProgram) {
 TEST_F(ProgramTest, OtherReferencesAreReportedAndChangeNothing) {
     const Broadcast broadcast = MakeBroadcast(44100, 1);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const std::vector<ReferenceFile> references = {
         SaveReference("noise-like", "other", Slice(broadcast.audio, 4000, 40000)),
         SaveReference("s2", "start", broadcast.startJingle),
@@ -378,7 +378,7 @@ TEST_F(ProgramTest, OtherReferencesAreReportedAndChangeNothing) {
 TEST_F(ProgramTest, EveryBlockSizeServesTheSameProgram) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     const std::string url = ServeAll(std::move(route));
     std::vector<int16_t> first;
     for (const int blockBytes : {4, 4097, 1048576}) {
@@ -396,7 +396,7 @@ TEST_F(ProgramTest, EveryBlockSizeServesTheSameProgram) {
 TEST_F(ProgramTest, ARedirectedStreamIsFollowed) {
     const Broadcast broadcast = MakeBroadcast(44100, 2);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     ServeAll(std::move(route));
     for (const int status : {301, 302, 303, 307, 308}) {
         SCOPED_TRACE(status);
@@ -414,7 +414,7 @@ TEST_F(ProgramTest, ARedirectedStreamIsFollowed) {
 TEST_F(ProgramTest, TheStartIsFoundInThirtyTwoReferences) {
     const Broadcast broadcast = MakeBroadcast(44100, 1);
     StationRoute route = WavRoute(broadcast.audio);
-    const DecodedStream decoded = Decode(route.body);
+    const TestPcm decoded = Decode(route.body);
     std::vector<ReferenceFile> references;
     for (int i = 0; i < 31; ++i) {
         references.push_back(

@@ -1,101 +1,11 @@
 // The life of sessions: one after another, cancelled at every stage, left by their client.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
+#include "conformance/session_life_fixture.h"
 
 namespace receiver {
 
 using nlohmann::json;
-
-namespace {
-
-// Where a session can be held so that a stop meets it there.
-enum class Stage {
-    kLoadingReferences,
-    kOpeningSource,
-    kProbingSource,
-    kScanning,
-    kReady,
-    kServing
-};
-
-class SessionLifeTest : public SessionTest {
-protected:
-    json Cancel(const std::string& sessionId = "s") {
-        return receiver_.Ask({{"type", "CANCEL"}, {"sessionId", sessionId}});
-    }
-
-    // Starts session "s" and brings it to the stage, where it stays.
-    void Reach(Stage stage) {
-        const Broadcast broadcast = MakeBroadcast(44100, 2);
-        StationRoute route = WavRoute(broadcast.audio);
-        std::vector<ReferenceFile> references = SaveJingles(broadcast);
-        if (stage == Stage::kLoadingReferences) {
-            // Long enough to be in the works for seconds, and eight of them.
-            const TestPcm hour = MakeSilence(8000, 1, 8000u * 3600);
-            references.front() = SaveReference("long", "start", hour);
-            for (int i = 0; i < 7; ++i) {
-                references.push_back({"more" + std::to_string(i), "end", references[0].path});
-            }
-        }
-        if (stage == Stage::kOpeningSource) route.headStallAfter = 0;
-        if (stage == Stage::kProbingSource) route.stallAfter = 20;
-        if (stage == Stage::kScanning) {
-            // No jingle, and more than the 512 KiB that FFmpeg may want before it has opened it.
-            route = WavRoute(MakeNoise(1006, 44100, 2, FramesOf(44100, 8000)));
-            route.stallAfter = route.body.size() / 2;
-        }
-        const std::string url = stage >= Stage::kReady ? ServeHalf(route) : ServeAll(route);
-        ASSERT_EQ(receiver_.Ask(PrepareCommand("s", url, references, 60000, 0))["type"], "ACK");
-        if (stage == Stage::kOpeningSource || stage == Stage::kProbingSource ||
-            stage == Stage::kScanning) {
-            ASSERT_TRUE(station_.WaitForStall(kPath, kPatienceMs));
-        }
-        if (stage == Stage::kScanning) receiver_.WaitFor("CONNECTED");
-        if (stage >= Stage::kReady) {
-            const json ready = receiver_.WaitFor("READY");
-            if (stage == Stage::kServing) {
-                ASSERT_TRUE(audio_.Connect(ready["uri"]) && audio_.ReadHeader() &&
-                            audio_.ReadRecord());
-            }
-        }
-    }
-
-    void ExpectCancelled(const json& finished) {
-        EXPECT_EQ(finished["reason"], "cancelled");
-        EXPECT_EQ(finished["state"], "FINISHED");
-        EXPECT_EQ(finished["canDrain"], false);
-        EXPECT_FALSE(finished.contains("uri"));
-    }
-
-    static const char* MessageOf(Stage stage) {
-        switch (stage) {
-            case Stage::kLoadingReferences:
-                return "Cancelled during reference loading";
-            case Stage::kOpeningSource:
-            case Stage::kProbingSource:
-                return "Network source Open failed";
-            case Stage::kScanning:
-                return "Session stopped during detection";
-            case Stage::kReady:
-            case Stage::kServing:
-                return "Audio connection or source ended with an error (pipe=995)";
-        }
-        return "";
-    }
-
-    RawAudioClient audio_;
-};
-
-class EveryStageTest : public SessionLifeTest, public testing::WithParamInterface<Stage> {};
-
-std::string NameOfStage(const testing::TestParamInfo<Stage>& info) {
-    static constexpr const char* kNames[] = {"LoadingReferences", "OpeningSource", "ProbingSource",
-                                             "Scanning",          "Ready",         "Serving"};
-    return kNames[static_cast<size_t>(info.param)];
-}
-
-}  // namespace
 
 TEST_P(EveryStageTest, CancelFinishesTheSessionAndTheNextOneRunsCleanly) {
     Reach(GetParam());
@@ -136,18 +46,6 @@ TEST_P(EveryStageTest, AnInterruptStopsTheSessionAndLogsItsEnd) {
     EXPECT_THAT(log, testing::HasSubstr(" reason=cancelled "));
 }
 
-#ifndef _WIN32  // where termination gives a program no chance to end by itself
-TEST_P(EveryStageTest, ATerminationStopsTheSessionAndLogsItsEnd) {
-    Reach(GetParam());
-    receiver_.Process().Terminate();
-    receiver_.ExpectCleanEnd();
-    EXPECT_THAT(receiver_.LogLines().back(), testing::HasSubstr(" RECEIVER HOST_STOPPED "));
-    const std::string log = receiver_.LogText();
-    EXPECT_THAT(log, testing::HasSubstr(" RECEIVER FINISHED "));
-    EXPECT_THAT(log, testing::HasSubstr(" reason=cancelled "));
-}
-#endif
-
 TEST_P(EveryStageTest, AClientThatLeavesFindsItsSessionAgain) {
     Reach(GetParam());
     receiver_.Disconnect();
@@ -176,6 +74,16 @@ TEST_P(EveryStageTest, ASecondPrepareIsRefusedAndDoesNotCount) {
         receiver_, PrepareCommand("s2", station_.Url("/second"), SaveJingles(broadcast), 60000, 0));
     EXPECT_EQ(recording.ready["uri"], receiver_.AudioUri(2));
 }
+
+namespace {
+
+std::string NameOfStage(const testing::TestParamInfo<Stage>& info) {
+    static constexpr const char* kNames[] = {"LoadingReferences", "OpeningSource", "ProbingSource",
+                                             "Scanning",          "Ready",         "Serving"};
+    return kNames[static_cast<size_t>(info.param)];
+}
+
+}  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Stages, EveryStageTest,
                          testing::Values(Stage::kLoadingReferences, Stage::kOpeningSource,
@@ -248,8 +156,7 @@ TEST_F(SessionLifeTest, WithoutAnIntroducedClientEventsAreLoggedOnly) {
     ReleaseRest();
     ASSERT_TRUE(audio.ReadToEnd() && audio.Acknowledge() && audio.WaitForHangUp());
     // The next PREPARE is accepted once the session is over; until then HELLO shows it.
-    json active = Snapshot();
-    while (active.is_object()) active = Snapshot();
+    WaitUntilNoSession();
     receiver_.Shutdown();
     EXPECT_THAT(receiver_.LogText(), testing::ContainsRegex("RECEIVER FINISHED .*reason=eof"));
 }

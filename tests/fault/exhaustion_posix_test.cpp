@@ -5,9 +5,9 @@
 #include <chrono>
 #include <ctime>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
 #include "testing/process_probe_posix.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -19,7 +19,7 @@ uint64_t Soon() {
     return TickMs() + kPatienceMs;
 }
 
-class ExhaustionTest : public SessionTest {
+class ExhaustionTest : public ReceiverTest {
 protected:
     ExhaustionTest() : broadcast_(MakeBroadcast(22050, 1)) {
         station_.Serve(kPath, WavRoute(broadcast_.audio));
@@ -30,11 +30,6 @@ protected:
     enum class Outcome { kNotLoaded, kNoStart, kNoClient, kSessionFailed, kProgram };
     Outcome RunWithDescriptors(int count);
     Outcome RunSession(RawControlClient& client);
-
-    void WaitUntilNoSession() {
-        while (Snapshot().is_object()) {
-        }
-    }
 
     const Broadcast broadcast_;
     json prepare_;

@@ -1,5 +1,5 @@
 // A receiver that is killed leaves its name to the next one.
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -23,7 +23,7 @@ TEST(KilledReceiver, IsReplacedAfterItsClientHasSeenTheEnd) {
     EXPECT_EQ(next.Introduce()["type"], "WELCOME");
 }
 
-TEST_F(SessionTest, AReceiverKilledInASessionIsReplaced) {
+TEST_F(ReceiverTest, AReceiverKilledInASessionIsReplaced) {
     const Broadcast broadcast = MakeBroadcast(44100, 1);
     StationRoute route = WavRoute(broadcast.audio);
     route.stallAfter = 44 + broadcast.startJingleFrame * 2;

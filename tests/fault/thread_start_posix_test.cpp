@@ -1,5 +1,5 @@
 // A system that has no thread left for one moment of a session.
-#include "conformance/session_fixture.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -16,7 +16,7 @@ ReceiverDriver::Options WithFailingThread(int number) {
     return options;
 }
 
-class ThreadStartTest : public SessionTest {
+class ThreadStartTest : public ReceiverTest {
 protected:
     ThreadStartTest() : broadcast_(MakeBroadcast(22050, 1)) {
         station_.Serve(kPath, WavRoute(broadcast_.audio));
@@ -45,6 +45,18 @@ TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
     EXPECT_NE(second["message"], "");
 
     EXPECT_EQ(receiver.Ask({{"type", "HELLO"}})["active"], nullptr);
+    EXPECT_EQ(Record(receiver, Prepare("second")).finished["reason"], "eof");
+    receiver.Shutdown();
+}
+
+TEST_F(ThreadStartTest, AConnectionWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
+    ReceiverDriver receiver(WithFailingThread(3));
+    receiver.Introduce();
+
+    const Recording first = Record(receiver, Prepare("first"));
+    EXPECT_EQ(first.finished["reason"], "error");
+    EXPECT_EQ(first.finished["message"], "Network source Open failed");
+
     EXPECT_EQ(Record(receiver, Prepare("second")).finished["reason"], "eof");
     receiver.Shutdown();
 }

@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "platform/executable_path.h"
 #include "testing/audio_generator.h"
+#include "testing/patience.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
@@ -15,14 +16,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint32_t kRunPatienceMs = 60000;
-
 class ReceiverHashTest : public testing::Test {
 protected:
     int Execute(const std::vector<std::string>& arguments) {
         ChildProcess process((ExecutableDirectory() / "receiver-hash").string(), arguments,
                              ChildProcess::ErrorStream::kCapture);
-        const uint64_t deadline = TickMs() + kRunPatienceMs;
+        const uint64_t deadline = TickMs() + kPatienceMs;
         output_ = process.ReadAllOutput(deadline).value_or("");
         errors_ = process.ReadAllErrors(deadline).value_or("");
         // Where lines end in two characters, they are read as one.

@@ -6,7 +6,7 @@
 
 #include "record_run.h"
 #include "terminal_run_posix.h"
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 
 namespace receiver {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "conformance/broadcast.h"
 #include "platform/child_process.h"
+#include "testing/broadcast.h"
 #include "testing/http_station.h"
 #include "testing/temp_folder.h"
 

@@ -1,16 +1,17 @@
 #include "terminal_run_posix.h"
 
-#include <poll.h>
+#include <gtest/gtest.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <stdexcept>
 
+#include "platform/clock.h"
 #include "record_run.h"
+#include "testing/forked_child_posix.h"
 
 namespace receiver {
 namespace {
@@ -57,7 +58,7 @@ TerminalRun::TerminalRun(const std::vector<std::string>& arguments, unsigned sho
 TerminalRun::~TerminalRun() {
     if (child_ > 0) {
         kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
+        if (!WaitForChild(child_)) ADD_FAILURE() << "the killed program stays";
     }
     close(terminal_);
 }
@@ -69,29 +70,34 @@ void TerminalRun::Resize(unsigned short columns) {
 }
 
 bool TerminalRun::ShowUntil(const std::function<bool(const TerminalScreen&)>& wanted) {
+    const uint64_t deadline = TickMs() + kRunPatienceMs;
     while (!wanted(screen_)) {
-        if (!ShowMore()) return false;
+        if (!ShowMore(deadline)) return false;
     }
     return true;
 }
 
 std::optional<int> TerminalRun::Finish() {
-    while (ShowMore()) {
+    const uint64_t deadline = TickMs() + kRunPatienceMs;
+    while (ShowMore(deadline)) {
     }
-    int status = 0;
-    if (waitpid(child_, &status, 0) != child_) return {};
+    const std::optional<int> status = WaitForChild(child_);
+    if (!status) return {};
     child_ = -1;
-    if (!WIFEXITED(status)) return {};
-    return WEXITSTATUS(status);
+    if (!WIFEXITED(*status)) return {};
+    return WEXITSTATUS(*status);
 }
 
 double TerminalRun::Seconds() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
-bool TerminalRun::ShowMore() {
-    pollfd ready = {terminal_, POLLIN, 0};
-    if (poll(&ready, 1, static_cast<int>(kRunPatienceMs)) <= 0) return false;
+bool TerminalRun::ShowMore(uint64_t deadlineTickMs) {
+    const uint64_t now = TickMs();
+    if (now >= deadlineTickMs ||
+        !WaitUntilReadable(terminal_, static_cast<uint32_t>(deadlineTickMs - now))) {
+        return false;
+    }
     char bytes[4096];
     const ssize_t count = read(terminal_, bytes, sizeof(bytes));
     if (count > 0) screen_.Write(std::string(bytes, static_cast<size_t>(count)));

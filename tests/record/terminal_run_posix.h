@@ -25,7 +25,8 @@ public:
     TerminalRun& operator=(const TerminalRun&) = delete;
 
     void Resize(unsigned short columns);
-    // Shows what the program writes until the screen is as wanted; false at its end.
+    // Shows what the program writes until the screen is as wanted; false at its end, and when
+    // that does not come in time.
     bool ShowUntil(const std::function<bool(const TerminalScreen&)>& wanted);
     // Shows all until the program ends; its exit code.
     std::optional<int> Finish();
@@ -34,7 +35,7 @@ public:
     double Seconds() const;  // since the start
 
 private:
-    bool ShowMore();
+    bool ShowMore(uint64_t deadlineTickMs);
 
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     TerminalScreen screen_;

@@ -2,14 +2,14 @@
 
 #include "audio_output/muxer.h"
 #include "audio_output/sink_io.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
 
 InputContextPtr OpenRecording(const std::filesystem::path& path) {
-    const std::u8string text = path.u8string();
     // Not a URL, whatever the name looks like.
-    const std::string name = "file:" + std::string(text.begin(), text.end());
+    const std::string name = "file:" + ToUtf8(path);
     AVFormatContext* context = nullptr;
     Check(avformat_open_input(&context, name.c_str(), nullptr, nullptr),
           "Cannot read the recording");

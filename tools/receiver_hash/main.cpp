@@ -29,6 +29,7 @@ bool Dump(const std::string& path) {
 int main(int argc, char** argv) {
     using namespace receiver;
     try {
+        OpenMissingStandardStreams();
         const HashCommandLine line = ParseHashCommandLine(argc, argv);
         if (line.answer) return Give(*line.answer);
         bool allWritten = true;

@@ -46,8 +46,14 @@ int Run(const RecordOptions& options) {
 int main(int argc, char** argv) {
     using namespace receiver;
     try {
+        const bool isOutputMissing = OpenMissingStandardStreams();
         const CommandLine line = ParseCommandLine(argc, argv);
-        return line.answer ? Give(*line.answer) : Run(line.options);
+        if (line.answer) return Give(*line.answer);
+        if (line.options.ToStandardOutput() && isOutputMissing) {
+            WriteStandardErrorLine("receiver-record: standard output is closed");
+            return static_cast<int>(ExitCode::kOutputError);
+        }
+        return Run(line.options);
     } catch (const std::exception& e) {
         WriteStandardErrorLine(std::string("receiver-record: ") + e.what());
         return static_cast<int>(ExitCode::kFailure);

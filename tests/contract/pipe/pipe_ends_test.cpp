@@ -6,13 +6,13 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "pipe/pcm_pipe.h"
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/ids.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -78,7 +78,7 @@ TEST_P(PipeEndsTest, ReadLeavesWhatItWasNotAskedFor) {
 }
 
 TEST_P(PipeEndsTest, ReadJoinsPiecesThatArriveOneByOne) {
-    std::thread writer([this] {
+    TestTask writer("the writer", [this] {
         EXPECT_TRUE(WriteFar("abc"));
         EXPECT_TRUE(WriteFar("defg"));
         EXPECT_TRUE(WriteFar("hi"));
@@ -86,7 +86,7 @@ TEST_P(PipeEndsTest, ReadJoinsPiecesThatArriveOneByOne) {
 
     size_t transferred = 0;
     EXPECT_TRUE(near_.Read(bytes_.data(), 9, Soon(), &transferred));
-    writer.join();
+    writer.Get();
 
     EXPECT_EQ(std::string(bytes_.data(), 9), "abcdefghi");
     EXPECT_EQ(transferred, 9u);
@@ -95,11 +95,12 @@ TEST_P(PipeEndsTest, ReadJoinsPiecesThatArriveOneByOne) {
 TEST_P(PipeEndsTest, WriteLargerThanAnyBufferArrivesWhole) {
     std::vector<char> sent(kMoreThanAnyBuffer / 4);
     for (size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 31 + i / 251);
-    std::thread writer([&] { EXPECT_TRUE(far_.Write(sent.data(), sent.size(), Soon())); });
+    TestTask writer("the writer",
+                    [&] { EXPECT_TRUE(far_.Write(sent.data(), sent.size(), Soon())); });
 
     std::vector<char> received(sent.size());
     EXPECT_TRUE(near_.Read(received.data(), received.size(), Soon()));
-    writer.join();
+    writer.Get();
 
     EXPECT_TRUE(received == sent);
 }
@@ -175,7 +176,7 @@ TEST_P(PipeEndsTest, ReadThatTimesOutReportsThePartThatCame) {
 TEST_P(PipeEndsTest, ReadsThatGoOnAfterTimeOutsLoseAndRepeatNothing) {
     constexpr int kAnswers = 500;
     const std::string answer = "0123456789abcdef";
-    std::thread far([&] {
+    TestTask far("the far", [&] {
         char request = 0;
         for (int i = 0; i < kAnswers; ++i) {
             EXPECT_TRUE(far_.Read(&request, 1, Soon()));
@@ -193,16 +194,16 @@ TEST_P(PipeEndsTest, ReadsThatGoOnAfterTimeOutsLoseAndRepeatNothing) {
         }
         EXPECT_EQ(std::string(bytes_.data(), got), answer);
     }
-    far.join();
+    far.Get();
 }
 
 TEST_P(PipeEndsTest, ACancelledReadHasReportedOrLeftEveryByte) {
     ASSERT_TRUE(WriteFar("ab"));
-    std::thread canceller([this] { nearCancellation_.Cancel(); });
+    TestTask canceller("the canceller", [this] { nearCancellation_.Cancel(); });
 
     size_t transferred = 99;
     EXPECT_FALSE(near_.Read(bytes_.data(), 5, Soon(), &transferred));
-    canceller.join();
+    canceller.Get();
     size_t available = 99;
     EXPECT_TRUE(near_.Peek(&available));
     EXPECT_EQ(transferred + available, 2u);
@@ -225,11 +226,11 @@ TEST_P(PipeEndsTest, WriteThatNobodyReadsTimesOut) {
 
 TEST_P(PipeEndsTest, ReadFailsWhenThePeerClosesMeanwhile) {
     ASSERT_TRUE(WriteFar("ab"));
-    std::thread closer([this] { far_.Close(); });
+    TestTask closer("the closer", [this] { far_.Close(); });
 
     size_t transferred = 99;
     EXPECT_FALSE(near_.Read(bytes_.data(), 5, Soon(), &transferred));
-    closer.join();
+    closer.Get();
 
     EXPECT_EQ(near_.LastError(), kErrorBrokenPipe);
     EXPECT_EQ(transferred, 2u);
@@ -292,32 +293,32 @@ TEST_P(PipeEndsTest, SuccessClearsTheLastError) {
 
 TEST_P(PipeEndsTest, CancellationFromAnotherThreadEndsARead) {
     ASSERT_TRUE(WriteFar("ab"));
-    std::thread canceller([this] { nearCancellation_.Cancel(); });
+    TestTask canceller("the canceller", [this] { nearCancellation_.Cancel(); });
 
     EXPECT_FALSE(near_.Read(bytes_.data(), 5, Soon()));
-    canceller.join();
+    canceller.Get();
     EXPECT_EQ(near_.LastError(), kErrorCancelled);
 }
 
 TEST_P(PipeEndsTest, CancellationFromAnotherThreadEndsAWriteThatIsUnderWay) {
     const std::vector<char> bytes(kMoreThanAnyBuffer);
-    std::thread canceller([this] {
+    TestTask canceller("the canceller", [this] {
         char first = 0;
         EXPECT_TRUE(far_.Read(&first, 1, Soon()));  // the write has begun, and cannot end
         nearCancellation_.Cancel();
     });
 
     EXPECT_FALSE(near_.Write(bytes.data(), bytes.size(), Soon()));
-    canceller.join();
+    canceller.Get();
     EXPECT_EQ(near_.LastError(), kErrorCancelled);
 }
 
 // Nothing of the cancelled read is left to the system: what arrives later stays out of the
 // buffer and in the pipe.
 TEST_P(PipeEndsTest, ACancelledReadLeavesNothingOutstanding) {
-    std::thread canceller([this] { nearCancellation_.Cancel(); });
+    TestTask canceller("the canceller", [this] { nearCancellation_.Cancel(); });
     EXPECT_FALSE(near_.Read(bytes_.data(), 4, Soon()));
-    canceller.join();
+    canceller.Get();
 
     ASSERT_TRUE(WriteFar("late"));
     size_t available = 0;

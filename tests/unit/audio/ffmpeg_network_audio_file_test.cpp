@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
 #include <memory>
 
 #include "platform/clock.h"
@@ -11,6 +10,7 @@
 #include "testing/pcm_reading.h"
 #include "testing/scripted_audio_file.h"
 #include "testing/tcp_socket.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -214,7 +214,7 @@ TEST_F(NetworkTest, EachReadHasATimeOutOfItsOwn) {
 
 TEST_F(NetworkTest, CancellingBeforeOpenRefusesIt) {
     station_.Serve("/a", FlacRoute());
-    cancellation_->cancelled = true;
+    cancellation_->Cancel();
     const auto file = MakeFile();
     EXPECT_EQ(file->Open(station_.Url("/a")), 0);
     EXPECT_EQ(file->ErrorCode(), kDecoderErrorOpen);
@@ -227,10 +227,10 @@ TEST_F(NetworkTest, CancellingEndsABlockedOpen) {
     route.headStallAfter = 20;
     station_.Serve("/a", route);
     const auto file = MakeFile(600000);
-    auto opened = std::async(std::launch::async, [&] { return file->Open(station_.Url("/a")); });
+    TestTask opened("the opened call", [&] { return file->Open(station_.Url("/a")); });
     EXPECT_TRUE(station_.WaitForStall("/a", kTestDeadlineMs));
-    cancellation_->cancelled = true;
-    EXPECT_EQ(opened.get(), 0);
+    cancellation_->Cancel();
+    EXPECT_EQ(opened.Get(), 0);
     EXPECT_EQ(file->GetErrorText(), "Cancelled");
 }
 
@@ -240,10 +240,10 @@ TEST_F(NetworkTest, CancellingEndsABlockedRead) {
     station_.Serve("/a", route);
     const auto file = MakeFile(600000);
     ASSERT_TRUE(file->Open(station_.Url("/a")));
-    auto read = std::async(std::launch::async, [&] { return ReadToEnd(*file).last; });
+    TestTask read("the read call", [&] { return ReadToEnd(*file).last; });
     EXPECT_TRUE(station_.WaitForStall("/a", kTestDeadlineMs));
-    cancellation_->cancelled = true;
-    EXPECT_EQ(read.get(), -1);
+    cancellation_->Cancel();
+    EXPECT_EQ(read.Get(), -1);
     EXPECT_EQ(file->GetErrorText(), "Cancelled");
     EXPECT_EQ(file->Close(), 1);
 }
@@ -254,7 +254,7 @@ TEST_F(NetworkTest, CancelledIsToldEvenAfterATimeOut) {
     station_.Serve("/a", route);
     const auto file = MakeFile(50);
     ASSERT_EQ(file->Open(station_.Url("/a")), 0);
-    cancellation_->cancelled = true;
+    cancellation_->Cancel();
     EXPECT_EQ(file->GetErrorText(), "Cancelled");
 }
 

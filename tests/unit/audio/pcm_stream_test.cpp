@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <future>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "platform/ids.h"
 #include "testing/pcm_reading.h"
 #include "testing/scripted_audio_file.h"
+#include "testing/test_task.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {
@@ -38,7 +38,7 @@ protected:
     }
 
     void StartServing(const PcmStreamOptions& options) {
-        served_ = std::async(std::launch::async, [this, options] {
+        served_ = TestTask("the server", [this, options] {
             return ServePcmStream(server_, source_, options, [this] { ++connected_; });
         });
     }
@@ -86,7 +86,7 @@ protected:
         Pcm1Acknowledgement answer = GoodAnswer();
         change(answer);
         EXPECT_TRUE(Acknowledge(answer));
-        return served_.get();
+        return served_.Get();
     }
 
     const std::string uri_ = "pcm-pipe://test-" + CreateInstanceId();
@@ -99,7 +99,7 @@ protected:
     Pcm1Header header_;
     std::vector<uint32_t> chunks_;
     std::vector<uint8_t> received_;
-    std::future<bool> served_;  // last: waits for the thread before the rest goes
+    TestTask<bool> served_;  // last: waits for the thread before the rest goes
 };
 
 }  // namespace
@@ -129,7 +129,7 @@ TEST_F(PcmStreamTest, TheWholeStreamArrivesInOrderAndIsAcknowledged) {
     EXPECT_EQ(received_, BytesOf(pcm));
     EXPECT_EQ(chunks_, (std::vector<uint32_t>{1764, 1764, 472}));
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
-    EXPECT_TRUE(served_.get());
+    EXPECT_TRUE(served_.Get());
     EXPECT_EQ(connected_, 1);
 }
 
@@ -142,7 +142,7 @@ TEST_F(PcmStreamTest, ASourceThatEndsAtOnceGivesAnEndRecordAtFrameZero) {
     EXPECT_EQ(+end->type, 2u);
     EXPECT_EQ(+end->firstFrame, 0u);
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
-    EXPECT_TRUE(served_.get());
+    EXPECT_TRUE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, ASourceThatFailsEndsWithARecordOfType3AndStatus30) {
@@ -157,7 +157,7 @@ TEST_F(PcmStreamTest, ASourceThatFailsEndsWithARecordOfType3AndStatus30) {
     EXPECT_EQ(+end->byteCount, 0u);
     EXPECT_EQ(+end->firstFrame, 100u);
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
-    EXPECT_TRUE(served_.get());
+    EXPECT_TRUE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, AWrongTokenInTheAnswerIsNoDelivery) {
@@ -183,7 +183,7 @@ TEST_F(PcmStreamTest, AClientThatHangsUpAfterTheEndRecordHasEverything) {
     ASSERT_TRUE(ConnectAndReadHeader());
     ASSERT_TRUE(ReadChunks());
     client_.Close();
-    EXPECT_TRUE(served_.get());
+    EXPECT_TRUE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, AClientThatHangsUpAfterAFailedSourceHasNot) {
@@ -192,7 +192,7 @@ TEST_F(PcmStreamTest, AClientThatHangsUpAfterAFailedSourceHasNot) {
     ASSERT_TRUE(ConnectAndReadHeader());
     ASSERT_TRUE(ReadChunks());
     client_.Close();
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, AClientThatHangsUpInTheMiddleIsNoDelivery) {
@@ -201,7 +201,7 @@ TEST_F(PcmStreamTest, AClientThatHangsUpInTheMiddleIsNoDelivery) {
     ASSERT_TRUE(source_.WaitUntilBlocked());
     client_.Close();
     source_.Deliver(size_t{4} << 20);  // more than the pipe holds
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, AClientThatNeverAnswersTheEndRunsIntoTheTimeOut) {
@@ -212,7 +212,7 @@ TEST_F(PcmStreamTest, AClientThatNeverAnswersTheEndRunsIntoTheTimeOut) {
     StartServing(options);
     ASSERT_TRUE(ConnectAndReadHeader());
     ASSERT_TRUE(ReadChunks());
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
     EXPECT_GE(TickMs() + 16, start + 50);  // the clock may step by 16 ms
     EXPECT_EQ(server_.LastError(), 1460u);
 }
@@ -224,7 +224,7 @@ TEST_F(PcmStreamTest, AClientThatDoesNotReadRunsIntoTheTimeOut) {
     const uint64_t start = TickMs();
     StartServing(options);
     ASSERT_TRUE(ConnectAndReadHeader());
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
     EXPECT_GE(TickMs() + 16, start + 50);
     EXPECT_EQ(server_.LastError(), 1460u);
 }
@@ -234,7 +234,7 @@ TEST_F(PcmStreamTest, AClientThatNeverComesRunsIntoTheConnectTimeOut) {
     options.connectTimeoutMs = 30;
     const uint64_t start = TickMs();
     StartServing(options);
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
     EXPECT_GE(TickMs() + 16, start + 30);
     EXPECT_EQ(server_.LastError(), 1460u);
     EXPECT_EQ(connected_, 0);
@@ -268,7 +268,7 @@ TEST_F(PcmStreamTest, AChunkOfOneMebibyteIsServed) {
     ASSERT_TRUE(ReadChunks());
     EXPECT_EQ(chunks_, (std::vector<uint32_t>{1048576}));
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
-    EXPECT_TRUE(served_.get());
+    EXPECT_TRUE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, AChunkOfNoFramesIsRefused) {
@@ -307,7 +307,7 @@ TEST_F(PcmStreamTest, AReadOfHalfFramesEndsTheStreamWithoutAnEndRecord) {
     source_.Deliver(400);
     StartServing(Options());
     ASSERT_TRUE(ConnectAndReadHeader());
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
     server_.Close();
     EXPECT_FALSE(ReadChunks());
 }
@@ -317,15 +317,15 @@ TEST_F(PcmStreamTest, AReadBeyondTheBufferEndsTheStreamWithoutAnEndRecord) {
     source_.Deliver(400);
     StartServing(Options());
     ASSERT_TRUE(ConnectAndReadHeader());
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
     server_.Close();
     EXPECT_FALSE(ReadChunks());
 }
 
 TEST_F(PcmStreamTest, CancellingEndsTheWaitForAClient) {
-    auto served = std::async(std::launch::async, [&] { return Serve(Options()); });
+    TestTask served("the served call", [&] { return Serve(Options()); });
     cancellation_->Cancel();
-    EXPECT_FALSE(served.get());
+    EXPECT_FALSE(served.Get());
     EXPECT_EQ(server_.LastError(), 995u);
 }
 
@@ -335,7 +335,7 @@ TEST_F(PcmStreamTest, CancellingEndsTheWaitForTheAnswer) {
     ASSERT_TRUE(ConnectAndReadHeader());
     ASSERT_TRUE(ReadChunks());
     cancellation_->Cancel();
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, CancellingEndsAPacingWait) {
@@ -346,7 +346,7 @@ TEST_F(PcmStreamTest, CancellingEndsAPacingWait) {
     ASSERT_TRUE(ConnectAndReadHeader());
     ASSERT_TRUE(ReadRecord<Pcm1ChunkRecord>());
     cancellation_->Cancel();
-    EXPECT_FALSE(served_.get());
+    EXPECT_FALSE(served_.Get());
     EXPECT_EQ(source_.ReadCalls(), 1u);
 }
 
@@ -366,7 +366,7 @@ TEST_F(PcmStreamTest, PacingHoldsEachChunkBackToItsTime) {
     }
     ASSERT_TRUE(ReadRecord<Pcm1ChunkRecord>());
     ASSERT_TRUE(Acknowledge(GoodAnswer()));
-    EXPECT_TRUE(served_.get());
+    EXPECT_TRUE(served_.Get());
 }
 
 TEST_F(PcmStreamTest, TheNoticeComesBeforeTheHeaderAndIsReleasedWithTheCall) {

@@ -12,78 +12,11 @@
 #include "platform/ids.h"
 #include "testing/pcm_reading.h"
 #include "testing/scripted_audio_file.h"
+#include "testing/test_task.h"
+#include "unit/audio/rubber_buffer_fixture.h"
 
 namespace receiver {
 namespace {
-
-class RubberBufferTest : public testing::Test {
-protected:
-    RubberBufferTest() { UseSource(std::make_unique<ScriptedAudioFile>()); }
-    // No test may leave the filler blocked.
-    ~RubberBufferTest() override { source_->Stop(); }
-
-    void UseSource(std::unique_ptr<ScriptedAudioFile> source) {
-        owned_ = std::move(source);
-        source_ = owned_.get();
-    }
-
-    bool OpenBuffer(uint32_t blockBytes = 4096, uint32_t readTimeoutMs = kTestDeadlineMs) {
-        MakeBuffer(blockBytes, readTimeoutMs);
-        return buffer_->Open("scripted") != 0;
-    }
-
-    void MakeBuffer(uint32_t blockBytes = 4096, uint32_t readTimeoutMs = kTestDeadlineMs) {
-        ScriptedAudioFile* source = source_;
-        buffer_ = std::make_unique<CRubberBufferAudioFile>(
-            std::move(owned_),
-            [this, source] {
-                ++stops_;
-                source->Stop();
-            },
-            blockBytes, readTimeoutMs);
-    }
-
-    // Delivers and waits until all of it is in the buffer.
-    void Fill(size_t bytes) {
-        source_->Deliver(bytes);
-        ASSERT_TRUE(source_->WaitUntilBlocked());
-    }
-
-    void WaitUntilFinished() {
-        // Beyond any sample: returns when the filler has ended.
-        EXPECT_FALSE(buffer_->WaitForSample(uint64_t{1} << 40, kTestDeadlineMs));
-        ASSERT_TRUE(buffer_->GetStats().finished);
-    }
-
-    void ExpectPattern(uint64_t position, size_t bytes) {
-        for (size_t i = 0; i < bytes; ++i) {
-            ASSERT_EQ(pcm_[i], ScriptedAudioFile::PatternByte(position + i)) << i;
-        }
-    }
-
-    void ExpectFailedOpen(uint32_t error) {
-        EXPECT_FALSE(OpenBuffer());
-        EXPECT_FALSE(buffer_->IsOpen());
-        EXPECT_EQ(buffer_->GetStats().error, error);
-        EXPECT_TRUE(buffer_->GetStats().finished);
-    }
-
-    // The filler ends by `error` while it reads.
-    void ExpectFailedRead(uint32_t error) {
-        ASSERT_TRUE(OpenBuffer());
-        source_->Deliver(100);
-        WaitUntilFinished();
-        EXPECT_EQ(buffer_->GetStats().error, error);
-        EXPECT_EQ(buffer_->Read(pcm_, 4), -1);
-        EXPECT_TRUE(source_->WaitUntilClosed());
-    }
-
-    std::unique_ptr<ScriptedAudioFile> owned_;
-    ScriptedAudioFile* source_ = nullptr;  // owned by buffer_ once it is made
-    std::atomic<int> stops_{0};
-    uint8_t pcm_[65536] = {};
-    std::unique_ptr<CRubberBufferAudioFile> buffer_;
-};
 
 std::string ConstructionError(std::unique_ptr<CAudioFile> inner, std::function<void()> stop,
                               uint32_t blockBytes, uint32_t readTimeoutMs) {
@@ -183,28 +116,27 @@ TEST_F(RubberBufferTest, AStopBeforeOpenRefusesItAndStartsNothing) {
 TEST_F(RubberBufferTest, AStopDuringABlockedOpenEndsIt) {
     source_->Hold();
     MakeBuffer();
-    auto opened = std::async(std::launch::async, [&] { return buffer_->Open("scripted"); });
+    TestTask opened("the opened call", [&] { return buffer_->Open("scripted"); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     buffer_->RequestStop();
-    EXPECT_EQ(opened.get(), 0);
+    EXPECT_EQ(opened.Get(), 0);
     EXPECT_EQ(buffer_->Close(), 1);
 }
 
 TEST_F(RubberBufferTest, AStopDuringABlockedReadEndsIt) {
     ASSERT_TRUE(OpenBuffer());
-    auto read = std::async(std::launch::async, [&] { return buffer_->Read(pcm_, 4); });
+    TestTask read("the read call", [&] { return buffer_->Read(pcm_, 4); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     buffer_->RequestStop();
-    EXPECT_EQ(read.get(), -1);
+    EXPECT_EQ(read.Get(), -1);
 }
 
 TEST_F(RubberBufferTest, AStopDuringAWaitForASampleEndsIt) {
     ASSERT_TRUE(OpenBuffer());
-    auto waited =
-        std::async(std::launch::async, [&] { return buffer_->WaitForSample(0, kTestDeadlineMs); });
+    TestTask waited("the waited call", [&] { return buffer_->WaitForSample(0, kTestDeadlineMs); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     buffer_->RequestStop();
-    EXPECT_EQ(waited.get(), 0);
+    EXPECT_EQ(waited.Get(), 0);
 }
 
 TEST_F(RubberBufferTest, AStopIsFinal) {
@@ -266,7 +198,8 @@ TEST_F(RubberBufferTest, CloseFromTheFillerIsADeadlockError) {
         [] {}, 4096, kTestDeadlineMs);
     buffer = &closing;
     EXPECT_EQ(closing.Open(""), 0);
-    EXPECT_EQ(thrown.get_future().get(), std::errc::resource_deadlock_would_occur);
+    EXPECT_EQ(Await(thrown.get_future(), "the filler's Close"),
+              std::errc::resource_deadlock_would_occur);
 }
 
 TEST_F(RubberBufferTest, ReadGivesThePcmInOrder) {
@@ -328,10 +261,10 @@ TEST_F(RubberBufferTest, ReadAfterTimeOutDeliversWhatArrivesLater) {
 
 TEST_F(RubberBufferTest, AReadAtTheLiveEdgeWaitsForData) {
     ASSERT_TRUE(OpenBuffer());
-    auto read = std::async(std::launch::async, [&] { return buffer_->Read(pcm_, 4096); });
+    TestTask read("the read call", [&] { return buffer_->Read(pcm_, 4096); });
     ASSERT_TRUE(source_->WaitUntilBlocked());
     source_->Deliver(8);
-    EXPECT_EQ(read.get(), 8);
+    EXPECT_EQ(read.Get(), 8);
     ExpectPattern(0, 8);
 }
 
@@ -385,148 +318,6 @@ TEST_F(RubberBufferTest, ASourceOutOfMemoryEndsWith8) {
     ExpectFailedRead(8);
 }
 
-TEST_F(RubberBufferTest, SeekToSampleReachesWhatIsHeldAndTheLiveEdge) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(40000);
-    EXPECT_EQ(buffer_->SeekToSample(10000), 1);  // the live edge
-    EXPECT_EQ(buffer_->SeekToSample(10001), 0);
-    EXPECT_EQ(buffer_->GetStats().readSample, 10000u);
-    EXPECT_EQ(buffer_->SeekToSample(5001), 1);
-    ASSERT_EQ(buffer_->Read(pcm_, 100), 100);
-    ExpectPattern(20004, 100);
-    EXPECT_EQ(buffer_->SeekToSample(0), 1);
-}
-
-TEST_F(RubberBufferTest, SeekToSampleRefusesPositionsThatNoByteHas) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(40);
-    EXPECT_EQ(buffer_->SeekToSample(std::numeric_limits<uint64_t>::max() / 4), 0);
-    // 2^62 + 1 frames of 4 bytes would wrap to byte 4.
-    EXPECT_EQ(buffer_->SeekToSample((uint64_t{1} << 62) + 1), 0);
-    EXPECT_EQ(buffer_->WaitForSample((uint64_t{1} << 62) + 1, kTestDeadlineMs), 0);
-}
-
-TEST_F(RubberBufferTest, SeekByTimeRoundsToTheNearestFrame) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(400000);
-    ASSERT_EQ(buffer_->Seek(1000.0F), 1);
-    EXPECT_EQ(buffer_->GetStats().readSample, 44100u);
-    ASSERT_EQ(buffer_->Seek(0.5F), 1);  // 22.05
-    EXPECT_EQ(buffer_->GetStats().readSample, 22u);
-    ASSERT_EQ(buffer_->Seek(0.6F), 1);  // 26.46
-    EXPECT_EQ(buffer_->GetStats().readSample, 26u);
-}
-
-TEST_F(RubberBufferTest, SeekByTimeFormsItsProductInSinglePrecision) {
-    UseSource(std::make_unique<ScriptedAudioFile>(1, 44100));
-    ASSERT_TRUE(OpenBuffer(1 << 20));
-    Fill(2 * 300000);
-    // 269671.5 exactly, which would round to 269672; in single precision 269671.488.
-    ASSERT_EQ(buffer_->Seek(6115.0F), 1);
-    EXPECT_EQ(buffer_->GetStats().readSample, 269671u);
-}
-
-TEST_F(RubberBufferTest, SeekByTimeRefusesWhatIsNoPosition) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(400);
-    for (const float ms :
-         {-1.0F, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-          -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max(), 1.0e6F}) {
-        EXPECT_EQ(buffer_->Seek(ms), 0) << ms;
-    }
-    EXPECT_EQ(buffer_->Seek(-0.0F), 1);
-}
-
-TEST_F(RubberBufferTest, WaitForSampleEndsWhenTheSampleIsIn) {
-    ASSERT_TRUE(OpenBuffer());
-    auto waited = std::async(std::launch::async,
-                             [&] { return buffer_->WaitForSample(999, kTestDeadlineMs); });
-    Fill(3996);
-    EXPECT_EQ(buffer_->GetStats().nextSample, 999u);
-    Fill(4);
-    EXPECT_EQ(waited.get(), 1);
-}
-
-TEST_F(RubberBufferTest, WaitForSampleEndsWhenTheSourceDoes) {
-    ASSERT_TRUE(OpenBuffer());
-    auto waited = std::async(std::launch::async,
-                             [&] { return buffer_->WaitForSample(1000, kTestDeadlineMs); });
-    source_->Deliver(4000);
-    source_->End();
-    EXPECT_EQ(waited.get(), 0);
-    EXPECT_EQ(buffer_->WaitForSample(999, 0), 1);
-}
-
-TEST_F(RubberBufferTest, WaitForSampleEndsAtItsTimeOut) {
-    ASSERT_TRUE(OpenBuffer());
-    const uint64_t start = TickMs();
-    EXPECT_EQ(buffer_->WaitForSample(0, 20), 0);
-    EXPECT_GE(TickMs() + 16, start + 20);
-    EXPECT_EQ(buffer_->GetStats().error, 0u);
-}
-
-TEST_F(RubberBufferTest, WaitForSampleRefusesAReleasedSampleAndAClosedFile) {
-    MakeBuffer();
-    EXPECT_EQ(buffer_->WaitForSample(0, kTestDeadlineMs), 0);
-    ASSERT_EQ(buffer_->Open("scripted"), 1);
-    Fill(8192);
-    ASSERT_EQ(buffer_->SeekToSample(1024), 1);
-    buffer_->SetReleaseConsumed(true);
-    EXPECT_EQ(buffer_->WaitForSample(1023, kTestDeadlineMs), 0);
-    EXPECT_EQ(buffer_->WaitForSample(1024, kTestDeadlineMs), 1);
-}
-
-TEST_F(RubberBufferTest, NothingIsReleasedUntilItIsAskedFor) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(8192);
-    ASSERT_EQ(ReadBytes(*buffer_, 8192).bytes.size(), 8192u);
-    EXPECT_EQ(buffer_->GetStats().retainedBytes, 8192u);
-    EXPECT_EQ(buffer_->SeekToSample(0), 1);
-}
-
-TEST_F(RubberBufferTest, SwitchingReleaseOnFreesAtOnce) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(12288);
-    ASSERT_EQ(buffer_->SeekToSample(2100), 1);
-    buffer_->SetReleaseConsumed(true);
-    const auto stats = buffer_->GetStats();
-    EXPECT_EQ(stats.firstSample, 2048u);
-    EXPECT_EQ(stats.blocks, 1u);
-    EXPECT_EQ(stats.retainedBytes, 4096u);
-    EXPECT_EQ(stats.peakRetainedBytes, 12288u);
-}
-
-TEST_F(RubberBufferTest, WithReleaseOnReadingPastABlockFreesItAndSeekingThereFails) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(12288);
-    buffer_->SetReleaseConsumed(true);
-    ASSERT_EQ(ReadBytes(*buffer_, 5000).bytes.size(), 5000u);
-    EXPECT_EQ(buffer_->GetStats().firstSample, 1024u);
-    EXPECT_EQ(buffer_->SeekToSample(1023), 0);
-    EXPECT_EQ(buffer_->SeekToSample(1024), 1);
-}
-
-TEST_F(RubberBufferTest, WithReleaseOnSeekingForwardFreesWhatWasPassed) {
-    ASSERT_TRUE(OpenBuffer());
-    Fill(12288);
-    buffer_->SetReleaseConsumed(true);
-    ASSERT_EQ(buffer_->SeekToSample(3072), 1);
-    EXPECT_EQ(buffer_->GetStats().blocks, 0u);
-    EXPECT_EQ(buffer_->GetStats().firstSample, 3072u);
-    Fill(4);
-    EXPECT_EQ(buffer_->Read(pcm_, 100), 4);
-    ExpectPattern(12288, 4);
-}
-
-TEST_F(RubberBufferTest, SwitchingReleaseOffKeepsWhatIsReadFromThenOn) {
-    ASSERT_TRUE(OpenBuffer());
-    buffer_->SetReleaseConsumed(true);
-    buffer_->SetReleaseConsumed(false);
-    Fill(4096);
-    ASSERT_EQ(buffer_->Read(pcm_, 4096), 4096);
-    EXPECT_EQ(buffer_->GetStats().blocks, 1u);
-}
-
 TEST_F(RubberBufferTest, StatisticsDescribeTheStream) {
     const uint64_t before = TickMs();
     ASSERT_TRUE(OpenBuffer());
@@ -574,7 +365,7 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
     buffer_->SetReleaseConsumed(true);
     source_->Deliver(200000);
     std::promise<void> halfway;
-    auto reader = std::async(std::launch::async, [&] {
+    TestTask reader("the reader call", [&] {
         uint64_t position = 0;
         for (;;) {
             uint8_t piece[100];
@@ -586,7 +377,7 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
             }
         }
     });
-    auto observer = std::async(std::launch::async, [&] {
+    TestTask observer("the observer call", [&] {
         for (bool finished = false; !finished;) {
             const auto stats = buffer_->GetStats();
             EXPECT_LE(stats.firstSample, stats.readSample);
@@ -594,11 +385,10 @@ TEST_F(RubberBufferTest, ReaderFillerStatisticsAndStopMeetCleanly) {
             finished = stats.finished;
         }
     });
-    ASSERT_EQ(halfway.get_future().wait_for(std::chrono::milliseconds(kTestDeadlineMs)),
-              std::future_status::ready);
+    Await(halfway.get_future(), "half of the stream");
     buffer_->RequestStop();
-    EXPECT_GT(reader.get(), 100000u);
-    observer.get();
+    EXPECT_GT(reader.Get(), 100000u);
+    observer.Get();
 }
 
 }  // namespace receiver

@@ -7,7 +7,7 @@ namespace {
 
 using nlohmann::json;
 
-json FinishedEvent() {
+json FinishedMessage() {
     return json::parse(R"({
         "type": "FINISHED", "version": 1, "sessionId": "s", "sequence": 9,
         "state": "FINISHED", "reason": "eof", "message": "", "canDrain": false,
@@ -25,7 +25,7 @@ json FinishedEvent() {
 }  // namespace
 
 TEST(Messages, FinishedCarriesTheWholeSnapshot) {
-    const receiver::Event event = receiver::ParseEvent(FinishedEvent());
+    const receiver::Event event = receiver::ParseEvent(FinishedMessage());
     EXPECT_EQ(event.sequence, 9u);
     const auto& session = std::get<receiver::FinishedEvent>(event.body).session;
     EXPECT_EQ(session.reason, "eof");
@@ -44,7 +44,7 @@ TEST(Messages, FinishedCarriesTheWholeSnapshot) {
 }
 
 TEST(Messages, KeysThatAreNotKnownAreKept) {
-    const receiver::Event event = receiver::ParseEvent(FinishedEvent());
+    const receiver::Event event = receiver::ParseEvent(FinishedMessage());
     EXPECT_EQ(event.raw["newKey"], (json{{"a", {1}}}));
     EXPECT_EQ(std::get<receiver::FinishedEvent>(event.body).session.raw["newKey"],
               (json{{"a", {1}}}));
@@ -69,13 +69,13 @@ TEST(Messages, SourceErrorTellsWhetherTheBufferIsStillServed) {
 }
 
 TEST(Messages, AMissingKeyOfAKnownEventThrows) {
-    json event = FinishedEvent();
+    json event = FinishedMessage();
     event.erase("state");
     EXPECT_ANY_THROW(receiver::ParseEvent(event));
 }
 
 TEST(Messages, ANumberBeyondItsRangeThrows) {
-    json event = FinishedEvent();
+    json event = FinishedMessage();
     event["buffer"]["sampleRate"] = 1ULL << 32;
     EXPECT_ANY_THROW(receiver::ParseEvent(event));
 }

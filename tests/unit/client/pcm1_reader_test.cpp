@@ -6,8 +6,8 @@
 #include <future>
 #include <vector>
 
-#include "fake_peer.h"
 #include "platform/manual_reset_event.h"
+#include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {
@@ -19,7 +19,7 @@ using receiver::Pcm1Reader;
 using Result = receiver::Pcm1Reader::Result;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLong(kPatience);
+constexpr milliseconds kLong(kPatienceMs);
 constexpr uint64_t kToken = 0x1122334455667788;
 
 Pcm1Header Header(uint16_t channels = 2) {
@@ -82,7 +82,8 @@ TEST_F(Pcm1ReaderTest, AStreamIsReadToItsEndAndAcknowledgedWithItsToken) {
     EXPECT_EQ(bytes_, 0u);
     EXPECT_EQ(reader_.FramesRead(), 3u);
     ASSERT_TRUE(reader_.Acknowledge(kLong));
-    const Pcm1Acknowledgement acknowledgement = acknowledged.get_future().get();
+    const Pcm1Acknowledgement acknowledgement =
+        Await(acknowledged.get_future(), "the acknowledgement");
     EXPECT_EQ(acknowledgement.magic, kPcm1Magic);
     EXPECT_EQ(acknowledgement.status, 0u);
     EXPECT_EQ(acknowledgement.streamToken, kToken);
@@ -138,7 +139,7 @@ TEST_F(Pcm1ReaderTest, ATimeOutAnywhereInTheStreamLosesNothing) {
         SendRecord(p, Header());
         size_t sent = 0;
         for (size_t i = 0; i < cuts.size(); ++i) {
-            go[i].Wait(kPatience);
+            go[i].Wait(kPatienceMs);
             p.Send(stream.substr(sent, cuts[i] - sent));
             sent = cuts[i];
         }

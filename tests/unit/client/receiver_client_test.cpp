@@ -4,8 +4,8 @@
 
 #include <future>
 
-#include "fake_peer.h"
 #include "platform/manual_reset_event.h"
+#include "testing/fake_peer.h"
 
 namespace receiver {
 namespace {
@@ -16,7 +16,7 @@ using receiver::ErrorKind;
 using receiver::ReceiverClient;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLong(kPatience);
+constexpr milliseconds kLong(kPatienceMs);
 
 json Snapshot(const std::string& state = "PREPARING") {
     return {{"sessionId", "s1"}, {"state", state}, {"matches", json::array()}, {"sequence", 0}};
@@ -100,7 +100,7 @@ TEST_F(ReceiverClientTest, PrepareSendsTheRequestAndReturnsTheSnapshot) {
     ASSERT_TRUE(snapshot) << client_.LastError().text;
     EXPECT_EQ(snapshot->state, "PREPARING");
 
-    const json command = received.get_future().get();
+    const json command = Await(received.get_future(), "the command");
     EXPECT_EQ(command["type"], "PREPARE");
     EXPECT_EQ(command["version"], 1);
     EXPECT_EQ(command["sessionId"], "s1");
@@ -222,7 +222,7 @@ TEST_F(ReceiverClientTest, ATimeOutInTheMiddleOfAFrameLosesNothing) {
     FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         p.Send(frame.substr(0, 10));
-        timedOut.Wait(kPatience);
+        timedOut.Wait(kPatienceMs);
         p.Send(frame.substr(10));
         p.WaitForHangUp();
     });
@@ -240,7 +240,7 @@ TEST_F(ReceiverClientTest, AReplyThatComesTooLateIsNoAnswerToTheNextCommand) {
     FakePeer peer([&](FakePeer& p) {
         p.Welcome();
         const json first = p.ReceiveMessage();
-        timedOut.Wait(kPatience);
+        timedOut.Wait(kPatienceMs);
         p.SendMessage(Ack(first, Snapshot("READY")));
         p.SendMessage(Ack(p.ReceiveMessage(), Snapshot("CANCELLING")));
         p.WaitForHangUp();
@@ -258,7 +258,7 @@ TEST_F(ReceiverClientTest, CancellingFromAnotherThreadEndsAWait) {
     ManualResetEvent connected;
     FakePeer peer([&](FakePeer& p) {
         p.Welcome();
-        EXPECT_TRUE(connected.Wait(kPatience));
+        EXPECT_TRUE(connected.Wait(kPatienceMs));
         cancellation_.Cancel();
         p.WaitForHangUp();
     });

@@ -1,9 +1,8 @@
 // Programs of the system that are no receivers.
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "receiver_client/receiver_process.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -34,9 +33,9 @@ TEST(ReceiverProcessPosix, AProgramThatEndsTellsItsExitCode) {
 TEST(ReceiverProcessPosix, ACancellationEndsTheWaitForAProgramThatNeverListens) {
     const Cancellation cancellation;
     ReceiverProcess process{cancellation};
-    std::thread canceller([stop = cancellation]() mutable { stop.Cancel(); });
+    TestTask canceller("the canceller", [stop = cancellation]() mutable { stop.Cancel(); });
     EXPECT_FALSE(process.Start("/usr/bin/tail", "-F", kLong));
-    canceller.join();
+    canceller.Get();
     EXPECT_EQ(process.LastError().kind, ErrorKind::kCancelled);
 }
 

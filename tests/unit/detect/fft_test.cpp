@@ -4,8 +4,9 @@
 
 #include <cmath>
 #include <numbers>
-#include <thread>
 #include <vector>
+
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -25,10 +26,10 @@ TEST(Fft, TransformsForwardInPlace) {
 }
 
 TEST(Fft, IsMadeAndDestroyedOnManyThreadsAtOnce) {
-    std::vector<std::thread> threads;
+    std::vector<TestTask<void>> tasks;
     std::vector<double> sums(4);
     for (double& sum : sums) {
-        threads.emplace_back([&sum] {
+        tasks.emplace_back("a planner", [&sum] {
             for (uint32_t size = 2; size <= 1024; size *= 2) {
                 Fft fft(size);
                 std::fill_n(fft.Data(), size, 1.0);
@@ -37,7 +38,7 @@ TEST(Fft, IsMadeAndDestroyedOnManyThreadsAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (TestTask<void>& task : tasks) task.Get();
     for (const double sum : sums) EXPECT_DOUBLE_EQ(sum, 2046.0);
 }
 

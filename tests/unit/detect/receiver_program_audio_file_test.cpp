@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "memory_audio_file.h"
+#include "testing/memory_audio_file.h"
 
 namespace receiver {
 namespace {

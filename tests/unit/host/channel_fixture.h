@@ -12,9 +12,9 @@
 
 #include "host/control_channel.h"
 #include "log/log.h"
-#include "log/store_log.h"
 #include "pipe/pcm_pipe.h"
 #include "platform/ids.h"
+#include "testing/memory_log.h"
 #include "testing/raw_control_client.h"
 
 namespace receiver {
@@ -22,20 +22,6 @@ namespace receiver {
 inline std::string UniqueControlUri() {
     return "pcm-pipe://test-control-" + CreateInstanceId();
 }
-
-class MemoryLog final : public IStoreLog {
-public:
-    explicit MemoryLog(std::vector<std::string>& lines) : lines_(lines) {}
-    void Flush() override {}
-    int32_t Write(std::string_view line) override {
-        lines_.emplace_back(line);
-        return static_cast<int32_t>(line.size());
-    }
-    void SetBufferSize(int32_t) override {}
-
-private:
-    std::vector<std::string>& lines_;
-};
 
 class ChannelTest : public testing::Test {
 protected:

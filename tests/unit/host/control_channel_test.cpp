@@ -2,9 +2,9 @@
 
 #include <optional>
 #include <stdexcept>
-#include <thread>
 
 #include "platform/clock.h"
+#include "testing/test_task.h"
 #include "unit/host/channel_fixture.h"
 
 namespace receiver {
@@ -81,13 +81,13 @@ TEST_F(ControlChannelTest, TwoFramesInOneWriteAreHandledInTheSamePassInOrder) {
 TEST_F(ControlChannelTest, AtMost4096BytesAreReadInOnePass) {
     Connect();
     const std::string body = "\"" + std::string(5000, 'x') + "\"";
-    std::thread client([&] { EXPECT_TRUE(client_.SendFrame(body)); });
+    TestTask client("the client", [&] { EXPECT_TRUE(client_.SendFrame(body)); });
     EXPECT_TRUE(WaitForBytes(body.size() + 4));
     Read();
     EXPECT_TRUE(messages_.empty());
     Read();
     EXPECT_EQ(messages_.size(), 1u);
-    client.join();
+    client.Get();
 }
 
 TEST_F(ControlChannelTest, ABodyOf65536BytesIsAccepted) {
@@ -244,9 +244,9 @@ TEST_F(ControlChannelTest, AMessageOf65536BytesIsSent) {
     const size_t frame = std::string(R"({"t":"","version":1})").size();
     // The pipe holds less: a reader has to take it while it is written.
     std::optional<std::string> body;
-    std::thread reader([&] { body = client_.Receive(); });
+    TestTask reader("the reader", [&] { body = client_.Receive(); });
     EXPECT_TRUE(channel_.Send({{"t", std::string(65536 - frame, 'x')}}));
-    reader.join();
+    reader.Get();
     ASSERT_TRUE(body);
     EXPECT_EQ(body->size(), 65536u);
 }

@@ -2,9 +2,9 @@
 
 #include "host/session_slot.h"
 #include "testing/raw_audio_client.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 #include "unit/host/channel_fixture.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
 
 namespace receiver {
 
@@ -67,15 +67,25 @@ protected:
     // Passes until a message of this type is in the client's hands; others are dropped.
     json WaitFor(const std::string& type) {
         json message;
+        const Patience patience(type);
         while (message["type"] != type) {
+            patience.Check();
             Pass();
             if (const auto body = client_.Receive(1)) message = json::parse(*body);
         }
         return message;
     }
+    template <typename Condition>
+    void PassWhile(const char* awaited, Condition condition) {
+        const Patience patience(awaited);
+        while (condition()) {
+            patience.Check();
+            Pass();
+        }
+    }
     // Until the session is gone from the slot.
     void WaitUntilReaped() {
-        while (!slot_.SnapshotOf("").is_null()) Pass();
+        PassWhile("the end of the session", [this] { return !slot_.SnapshotOf("").is_null(); });
     }
 
     ScriptedSource source_;
@@ -247,7 +257,7 @@ TEST_F(ControlProtocolTest, ARequestIdIsRememberedAfterReconnecting) {
     Introduce();
     ASSERT_EQ(Ask(PrepareCommand("same"))["type"], "ACK");
     client_.Close();
-    while (channel_.IsConnected()) Pass();
+    PassWhile("the hang-up", [this] { return channel_.IsConnected(); });
     Introduce();
     EXPECT_EQ(Ask(CancelCommand("same", "s-1")),
               Rejected("same", "requestId was already used for a different command"));
@@ -308,7 +318,11 @@ TEST_F(ControlProtocolTest, AfterCancelOnlyFinishedIsDelivered) {
     ASSERT_TRUE(source_.WaitUntilOpening());
     source_.LetOpen();
     // READY is queued, but no pass has forwarded anything yet.
-    while (slot_.SnapshotOf("")["state"] != "READY") slot_.WaitForEvents(1);
+    const Patience patience("READY");
+    while (slot_.SnapshotOf("")["state"] != "READY") {
+        patience.Check();
+        slot_.WaitForEvents(1);
+    }
     EXPECT_EQ(Ask(CancelCommand("c", "s-1"))["session"]["canDrain"], false);
     WaitUntilReaped();
     EXPECT_EQ(Reply()["type"], "FINISHED");

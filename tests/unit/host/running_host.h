@@ -9,27 +9,28 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <thread>
 
 #include "host/receiver_host.h"
 #include "platform/ids.h"
 #include "testing/raw_control_client.h"
+#include "testing/scripted_source.h"
+#include "testing/session_fixture.h"
 #include "testing/temp_folder.h"
-#include "unit/session/scripted_source.h"
-#include "unit/session/session_fixture.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 
 class ReceiverHostTest : public testing::Test {
 protected:
     ~ReceiverHostTest() override {
-        if (runner_.joinable()) runner_.join();
+        if (run_.IsRunning()) run_.Get();
     }
 
     void Run() {
         host_ = std::make_unique<CReceiverHost>(uri_, log_, source_.Factory());
-        runner_ = std::thread([this] { exitCode_ = host_->Run(); });
+        run_ = TestTask("the host", [this] { return host_->Run(); });
     }
+    int ExitCode() { return run_.Get(); }  // once, when the host has been stopped
     void Introduce() {
         ASSERT_TRUE(client_.Connect(uri_));
         ASSERT_EQ(Ask({{"type", "HELLO"}})["type"], "WELCOME");
@@ -67,8 +68,7 @@ protected:
     ScriptedSource source_;
     RawControlClient client_;
     std::unique_ptr<CReceiverHost> host_;
-    std::thread runner_;
-    int exitCode_ = -1;
+    TestTask<int> run_;
     int requests_ = 0;
 };
 

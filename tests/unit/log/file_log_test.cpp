@@ -6,9 +6,9 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
-#include <thread>
 
 #include "testing/temp_folder.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 
@@ -220,10 +220,10 @@ TEST_F(FileLogTest, LinesOfSeveralThreadsNeverMix) {
     const auto writeLines = [&log](char c) {
         for (int i = 0; i < 200; ++i) log.Write(std::string(20, c) + "\n");
     };
-    std::thread first(writeLines, 'a');
-    std::thread second(writeLines, 'b');
-    first.join();
-    second.join();
+    TestTask first("the first writer", [&] { writeLines('a'); });
+    TestTask second("the second writer", [&] { writeLines('b'); });
+    first.Get();
+    second.Get();
     log.Flush();
 
     std::ifstream file(path_);

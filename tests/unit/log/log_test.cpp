@@ -7,29 +7,15 @@
 #include <vector>
 
 #include "platform/ids.h"
+#include "testing/memory_log.h"
 
 namespace receiver {
 namespace {
 
-// Keeps what a front does with its sink, in order; a flush is an entry "<flush>".
-class CollectingSink final : public IStoreLog {
-public:
-    explicit CollectingSink(std::vector<std::string>& calls) : calls_(calls) {}
-    void Flush() override { calls_.push_back("<flush>"); }
-    int32_t Write(std::string_view line) override {
-        calls_.emplace_back(line);
-        return static_cast<int32_t>(line.size());
-    }
-    void SetBufferSize(int32_t) override {}
-
-private:
-    std::vector<std::string>& calls_;
-};
-
 class LogTest : public testing::Test {
 protected:
     std::unique_ptr<CLog> Create(CLog::Options options) {
-        return std::make_unique<CLog>(std::make_unique<CollectingSink>(calls_), options);
+        return std::make_unique<CLog>(std::make_unique<MemoryLog>(calls_), options);
     }
     static CLog::Options Plain() {
         CLog::Options options;
@@ -100,7 +86,7 @@ TEST_F(LogTest, ADerivedFrontMayNameItsOwnCategory) {
     };
     CLog::Options options = Plain();
     options.levelLimit = 100;
-    AuditLog(std::make_unique<CollectingSink>(calls_), options).Write(7, "m");
+    AuditLog(std::make_unique<MemoryLog>(calls_), options).Write(7, "m");
     EXPECT_EQ(calls_.front(), Line("       AUDIT", "m"));
 }
 

@@ -5,11 +5,11 @@
 
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/ids.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -86,18 +86,18 @@ TEST_F(PcmPipeTest, AClientMayWriteBeforeItIsAccepted) {
 
 TEST_F(PcmPipeTest, AcceptTakesAClientThatComesWhileItWaits) {
     ASSERT_TRUE(server_.Listen(uri_));
-    std::thread client([this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
+    TestTask client("the client", [this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
 
     EXPECT_TRUE(server_.Accept(kSoonMs));
-    client.join();
+    client.Get();
 }
 
 TEST_F(PcmPipeTest, CancellationEndsAnAcceptFromAnotherThread) {
     ASSERT_TRUE(server_.Listen(uri_));
-    std::thread canceller([this] { cancellation_->Cancel(); });
+    TestTask canceller("the canceller", [this] { cancellation_->Cancel(); });
 
     EXPECT_FALSE(server_.Accept(kSoonMs));
-    canceller.join();
+    canceller.Get();
     EXPECT_EQ(server_.LastError(), kErrorCancelled);
 }
 
@@ -120,10 +120,10 @@ TEST_F(PcmPipeTest, OnceCancelledConnectFailsAtOnce) {
 
 TEST_F(PcmPipeTest, CancellationEndsAConnectThatTriesAgain) {
     CPcmPipe cancelled(cancellation_);
-    std::thread canceller([this] { cancellation_->Cancel(); });
+    TestTask canceller("the canceller", [this] { cancellation_->Cancel(); });
 
     EXPECT_FALSE(cancelled.Connect(uri_, kSoonMs));
-    canceller.join();
+    canceller.Get();
     EXPECT_EQ(cancelled.LastError(), kErrorCancelled);
 }
 
@@ -140,11 +140,11 @@ TEST_F(PcmPipeTest, ConnectTimesOutNotBeforeItsTime) {
 }
 
 TEST_F(PcmPipeTest, ConnectWaitsForAServerThatStartsLater) {
-    std::thread client([this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
+    TestTask client("the client", [this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
 
     EXPECT_TRUE(server_.Listen(uri_));
     EXPECT_TRUE(server_.Accept(kSoonMs));
-    client.join();
+    client.Get();
 }
 
 TEST_F(PcmPipeTest, ASecondClientMeetsABusyServer) {
@@ -185,8 +185,8 @@ TEST_F(PcmPipeTest, ClientsThatRaceForTheServerAreAllServed) {
             ASSERT_EQ(answer, '!');
         }
     };
-    std::thread first(visit);
-    std::thread second(visit);
+    TestTask first("the first visitor", visit);
+    TestTask second("the second visitor", visit);
 
     for (int i = 0; i < 2 * kVisits; ++i) {
         char question = 0;
@@ -197,8 +197,8 @@ TEST_F(PcmPipeTest, ClientsThatRaceForTheServerAreAllServed) {
         }
         EXPECT_FALSE(server_.Read(&question, 1, Soon()));  // until the client has gone
     }
-    first.join();
-    second.join();
+    first.Get(kMaxHoldMs);
+    second.Get(kMaxHoldMs);
 }
 
 TEST_F(PcmPipeTest, ListenAgainDropsTheOldClientAndTakesANewOne) {

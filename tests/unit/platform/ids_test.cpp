@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <thread>
+
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -23,10 +24,10 @@ TEST(Ids, EveryInstanceIdIsNew) {
 TEST(Ids, ThreadsOfOneProcessHaveIdsOfTheirOwn) {
     uint32_t process = 0;
     uint32_t thread = 0;
-    std::thread([&] {
+    TestTask("the other thread", [&] {
         process = CurrentProcessId();
         thread = CurrentThreadId();
-    }).join();
+    }).Get();
     EXPECT_EQ(process, CurrentProcessId());
     EXPECT_NE(thread, CurrentThreadId());
     EXPECT_NE(thread, 0u);

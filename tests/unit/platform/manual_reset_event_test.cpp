@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <thread>
+
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -38,10 +39,10 @@ TEST(ManualResetEvent, AWaitWithoutASignalEndsNotBeforeItsTime) {
 
 TEST(ManualResetEvent, ASignalFromAnotherThreadEndsAWait) {
     ManualResetEvent event;
-    std::thread signaller([&event] { event.Signal(); });
+    TestTask signaller("the signaller", [&event] { event.Signal(); });
     EXPECT_TRUE(event.Wait(UINT32_MAX));
     EXPECT_TRUE(event.IsSignalled());
-    signaller.join();
+    signaller.Get();
 }
 
 }  // namespace

@@ -2,19 +2,19 @@
 #include <pthread.h>
 
 #include <string>
-#include <thread>
 
 #include "platform/thread_name.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
 
 std::string NameAfterSetting(const char* name) {
     char current[16] = "";
-    std::thread([&] {
+    TestTask("the named thread", [&] {
         SetCurrentThreadName(name);
         pthread_getname_np(pthread_self(), current, sizeof current);
-    }).join();
+    }).Get();
     return current;
 }
 

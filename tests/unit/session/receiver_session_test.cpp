@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "unit/session/running_session.h"
+#include "testing/running_session.h"
 
 namespace receiver {
 

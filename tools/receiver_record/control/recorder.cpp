@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "platform/clock.h"
-#include "platform/files.h"
 #include "platform/ids.h"
+#include "platform/text.h"
 #include "receiver_record/control/buffer_poll.h"
 #include "receiver_record/output/recording_tags.h"
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "audio_output/tagged_copy.h"
-#include "platform/files.h"
+#include "platform/text.h"
 #include "receiver_record/output/sidecar.h"
 
 namespace receiver {

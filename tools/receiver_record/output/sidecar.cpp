@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "audio_output/part_file.h"
-#include "platform/files.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {

@@ -8,18 +8,10 @@
 #include "receiver_record/exit_code.h"
 #include "receiver_record/request/command_line.h"
 #include "receiver_record/request/reference_list.h"
+#include "wire/prepare_limits.h"
 
 namespace receiver {
 namespace {
-
-// What the receiver takes.
-constexpr uint64_t kMinProgramMs = 1000;
-constexpr uint64_t kMaxProgramMs = 3600000;
-constexpr uint64_t kMinIoTimeoutMs = 100;
-constexpr uint64_t kMaxIoTimeoutMs = 60000;
-constexpr unsigned long kMinBlockBytes = 4;
-constexpr unsigned long kMaxBlockBytes = 1048576;
-constexpr size_t kMaxReferences = 32;
 
 static_assert(static_cast<int>(ExitCode::kUsage) == kUsageExitCode);
 
@@ -58,7 +50,7 @@ std::optional<uint32_t> BlockBytes(const std::string& text) {
 std::optional<ProgramLimits> ProgramFrom(const CommandLineValues& values) {
     const std::optional<uint32_t> maximum =
         OptionalDuration("--max", values.maximum, kMinProgramMs, kMaxProgramMs);
-    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxProgramMs);
+    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxFadeMs);
     if (!maximum && !fade && values.ends.empty()) return {};
     return ProgramLimits{maximum.value_or(kMaxProgramMs), fade.value_or(0)};
 }

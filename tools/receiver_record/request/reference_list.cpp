@@ -5,7 +5,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "platform/files.h"
+#include "platform/text.h"
 #include "wire/identifier.h"
 
 namespace receiver {
@@ -16,13 +16,8 @@ namespace {
 
 constexpr size_t kMaxNameLength = 76;  // the longest identifier, less room for a number
 
-std::string Utf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 std::string IdFor(const std::string& file, const std::set<std::string>& taken) {
-    std::string id = Utf8(ToFilesystemPath(file).stem());
+    std::string id = ToUtf8(ToFilesystemPath(file).stem());
     std::replace_if(
         id.begin(), id.end(),
         [](const char& c) {
@@ -70,7 +65,7 @@ std::vector<Reference> MakeReferences(const std::vector<std::string>& starts,
             taken.insert(reference.id);
         }
         // A receiver that was started elsewhere has another working directory.
-        reference.path = Utf8(fs::absolute(ToFilesystemPath(reference.path)).lexically_normal());
+        reference.path = ToUtf8(fs::absolute(ToFilesystemPath(reference.path)).lexically_normal());
     }
     return references;
 }

@@ -9,6 +9,7 @@
 
 #include "audio_output/recording_sink.h"
 #include "platform/thread_safety.h"
+#include "testing/patience.h"
 
 namespace receiver {
 
@@ -19,7 +20,10 @@ public:
         MutexLock lock(mutex_);
         ++blocked_;
         changed_.notify_all();
-        while (held_) lock.Wait(changed_);
+        const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
+        while (held_) {
+            if (!lock.WaitUntil(changed_, deadline)) GiveUp("nobody releases the sink", kMaxHoldMs);
+        }
         --blocked_;
         const uint64_t room = offset < capacity_ ? capacity_ - offset : 0;
         const size_t taken = static_cast<size_t>(std::min<uint64_t>(room, size));

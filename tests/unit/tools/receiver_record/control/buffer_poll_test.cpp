@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "wire/messages.h"
 
 namespace receiver {
@@ -29,7 +29,7 @@ const json kActive = {{"sessionId", "s-1"},
 class BufferPollTest : public testing::Test {
 protected:
     BufferPollTest() {
-        EXPECT_TRUE(client_.Connect(peer_.Uri(), std::chrono::milliseconds(kPatience)));
+        EXPECT_TRUE(client_.Connect(peer_.Uri(), std::chrono::milliseconds(kPatienceMs)));
     }
     // How often the receiver has been asked.
     int Questions() {

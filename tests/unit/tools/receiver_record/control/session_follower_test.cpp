@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "wire/messages.h"
 
 namespace receiver {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "unit/client/fake_peer.h"
+#include "testing/fake_peer.h"
 #include "unit/tools/audio_output/fake_sink.h"
 #include "wire/pcm1_record.h"
 
@@ -115,7 +115,7 @@ TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
         p.WaitForHangUp();
     });
     AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
-    ASSERT_TRUE(sent.Wait(kPatience));
+    ASSERT_TRUE(sent.Wait(kPatienceMs));
     intake.Stop();
     intake.WaitForEnd();
     EXPECT_EQ(intake.GetProgress().end, AudioEnd::kLost);
