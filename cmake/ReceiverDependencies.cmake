@@ -2,6 +2,7 @@
 # scripts/windows-dependencies leaves them for the cross-build.
 find_package(Threads REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
+find_package(CLI11 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswresample libavutil)
 pkg_check_modules(FFTW REQUIRED IMPORTED_TARGET fftw3)

@@ -1,5 +1,5 @@
 // FFmpeg's objects under C++ ownership; the only place that frees them. For audio/ and
-// tools/recording: no other folder includes FFmpeg.
+// tools/audio_output: no other folder includes FFmpeg.
 #pragma once
 
 extern "C" {

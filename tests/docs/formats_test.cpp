@@ -14,7 +14,7 @@
 #include "host/log_record.h"
 #include "log/file_log.h"
 #include "log/log.h"
-#include "record/record_report.h"
+#include "receiver_record/output/sidecar.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "receiver_client/messages.h"
-#include "record/record_report.h"
+#include "receiver_record/display/record_texts.h"
 #include "wire/messages.h"
 
 namespace receiver {

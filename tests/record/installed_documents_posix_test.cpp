@@ -1,8 +1,9 @@
-// The manual and the completions as cmake --install lays them down, used by the programs
+// The manuals and the completions as cmake --install lays them down, used by the programs
 // that they are for.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -11,6 +12,7 @@
 
 #include "platform/child_process.h"
 #include "platform/clock.h"
+#include "platform/executable_path.h"
 #include "record_run.h"
 #include "testing/temp_folder.h"
 
@@ -44,9 +46,13 @@ std::set<std::string> OptionsIn(const std::string& text) {
     return options;
 }
 
+constexpr const char* kPrograms[] = {"ReceiverHost", "receiver-hash", "receiver-record"};
+// Those with options; ReceiverHost has two arguments and nothing else.
+constexpr const char* kTools[] = {"receiver-hash", "receiver-record"};
+
 // As the lists of options in --help begin their lines.
-std::set<std::string> OptionsOfHelp() {
-    std::istringstream help(RunTool(RecordProgram(), {"--help"}).output);
+std::set<std::string> OptionsOfHelp(const std::string& tool) {
+    std::istringstream help(RunTool((ExecutableDirectory() / tool).string(), {"--help"}).output);
     std::set<std::string> options;
     for (std::string line; std::getline(help, line);) {
         if (line.rfind("  -", 0) != 0) continue;
@@ -71,13 +77,14 @@ protected:
     static std::string Installed(const std::string& path) {
         return folder_->File("prefix/" + path);
     }
-    // What bash offers behind these words, of which the last is being typed.
-    static std::vector<std::string> BashOffers(std::vector<std::string> words) {
+    // What bash offers behind the program and these words, of which the last is being typed.
+    static std::vector<std::string> BashOffers(const std::string& program,
+                                               std::vector<std::string> words) {
         words.insert(words.begin(), {"-c",
                                      "source \"$1\"; shift; COMP_WORDS=(\"$@\"); "
-                                     "COMP_CWORD=$(($# - 1)); _receiver_record; "
+                                     "COMP_CWORD=$(($# - 1)); _${1//-/_}; "
                                      "printf '%s\\n' \"${COMPREPLY[@]}\"",
-                                     "bash", Completion(), "receiver-record"});
+                                     "bash", Completion(program), program});
         const Outcome outcome = RunTool("bash", words);
         EXPECT_EQ(outcome.errors, "");
         std::vector<std::string> offers;
@@ -88,8 +95,11 @@ protected:
         std::sort(offers.begin(), offers.end());
         return offers;
     }
-    static std::string Completion() {
-        return Installed("share/bash-completion/completions/receiver-record");
+    static std::string Completion(const std::string& program) {
+        return Installed("share/bash-completion/completions/" + program);
+    }
+    static std::string Manual(const std::string& program) {
+        return Installed("share/man/man1/" + program + ".1");
     }
     static std::vector<std::string> Jingles() {
         return {folder_->File("jingle one.wav"), folder_->File("jingle two.wav")};
@@ -111,62 +121,98 @@ std::unique_ptr<TempFolder> InstalledDocumentsTest::folder_;
 
 }  // namespace
 
-TEST_F(InstalledDocumentsTest, TheManualRendersWithoutAWarning) {
-    const Outcome outcome =
-        RunTool("groff", {"-ww", "-man", "-Tutf8", Installed("share/man/man1/receiver-record.1")});
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_EQ(outcome.errors, "");
-    EXPECT_NE(outcome.output.find("RECEIVER-RECORD(1)"), std::string::npos);
+TEST_F(InstalledDocumentsTest, EveryManualRendersWithoutAWarning) {
+    for (const std::string program : kPrograms) {
+        SCOPED_TRACE(program);
+        const Outcome outcome = RunTool("groff", {"-ww", "-man", "-Tutf8", Manual(program)});
+        EXPECT_EQ(outcome.exitCode, 0);
+        EXPECT_EQ(outcome.errors, "");
+        std::string title = program + "(1)";
+        std::transform(title.begin(), title.end(), title.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        EXPECT_NE(outcome.output.find(title), std::string::npos);
+    }
 }
 
 TEST_F(InstalledDocumentsTest, TheManualNamesEveryOptionOfTheHelp) {
-    const Outcome outcome = RunTool(
-        "groff", {"-man", "-Tascii", "-P-cbou", Installed("share/man/man1/receiver-record.1")});
-    const std::set<std::string> named = OptionsIn(outcome.output);
-    const std::set<std::string> expected = OptionsOfHelp();
-    EXPECT_GE(expected.size(), 18u);
-    for (const std::string& option : expected) EXPECT_EQ(named.count(option), 1u) << option;
+    for (const std::string tool : kTools) {
+        const Outcome outcome = RunTool("groff", {"-man", "-Tascii", "-P-cbou", Manual(tool)});
+        const std::set<std::string> named = OptionsIn(outcome.output);
+        for (const std::string& option : OptionsOfHelp(tool)) {
+            EXPECT_EQ(named.count(option), 1u) << tool << " " << option;
+        }
+    }
+    EXPECT_GE(OptionsOfHelp("receiver-record").size(), 19u);
+    EXPECT_EQ(OptionsOfHelp("receiver-hash"), (std::set<std::string>{"-h", "--help", "--version"}));
 }
 
 TEST_F(InstalledDocumentsTest, BashOffersEveryOptionOfTheHelp) {
-    const std::vector<std::string> offers = BashOffers({"-"});
-    EXPECT_EQ(std::set<std::string>(offers.begin(), offers.end()), OptionsOfHelp());
-    EXPECT_EQ(BashOffers({"http://radio/", "--ve"}), std::vector<std::string>{"--verbose"});
+    for (const std::string tool : kTools) {
+        const std::vector<std::string> offers = BashOffers(tool, {"-"});
+        EXPECT_EQ(std::set<std::string>(offers.begin(), offers.end()), OptionsOfHelp(tool));
+    }
+    EXPECT_EQ(BashOffers("receiver-record", {"http://radio/", "--verb"}),
+              std::vector<std::string>{"--verbose"});
 }
 
 TEST_F(InstalledDocumentsTest, BashOffersFilesWhereAFileIsMeant) {
     const std::string begun = folder_->File("jingle");
-    EXPECT_EQ(BashOffers({"--start", begun}), Jingles());
-    EXPECT_EQ(BashOffers({"--start", "news", "=", begun}), Jingles());  // as bash cuts news=...
-    EXPECT_EQ(BashOffers({"-o", begun}), Jingles());
-    EXPECT_TRUE(BashOffers({"--max", ""}).empty());
+    const std::string record = "receiver-record";
+    EXPECT_EQ(BashOffers(record, {"--start", begun}), Jingles());
+    // As bash cuts news=...
+    EXPECT_EQ(BashOffers(record, {"--start", "news", "=", begun}), Jingles());
+    EXPECT_EQ(BashOffers(record, {"-o", begun}), Jingles());
+    EXPECT_TRUE(BashOffers(record, {"--max", ""}).empty());
+    EXPECT_EQ(BashOffers("receiver-hash", {begun}), Jingles());
+    EXPECT_EQ(BashOffers("receiver-hash", {"a.wav", begun}), Jingles());
 }
 
-TEST_F(InstalledDocumentsTest, BashCompletesTheProgramByIt) {
-    const Outcome outcome =
-        RunTool("bash", {"-c", "source \"$0\" && complete -p receiver-record", Completion()});
-    EXPECT_EQ(outcome.output, "complete -F _receiver_record receiver-record\n");
+TEST_F(InstalledDocumentsTest, BashOffersTheReceiverFilesForItsLogAlone) {
+    const std::string begun = folder_->File("jingle");
+    // As bash cuts pcm-pipe://a.
+    EXPECT_EQ(BashOffers("ReceiverHost", {"pcm-pipe", ":", "//a", begun}), Jingles());
+    EXPECT_TRUE(BashOffers("ReceiverHost", {begun}).empty());
+    EXPECT_TRUE(BashOffers("ReceiverHost", {"pcm-pipe", ":"}).empty());
+    EXPECT_TRUE(BashOffers("ReceiverHost", {"pcm-pipe", ":", folder_->Path().string()}).empty());
 }
 
-TEST_F(InstalledDocumentsTest, ZshCanReadIt) {
-    const Outcome outcome =
-        RunTool("zsh", {"-n", Installed("share/zsh/site-functions/_receiver-record")});
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_EQ(outcome.errors, "");
+TEST_F(InstalledDocumentsTest, BashCompletesEachProgramByItsOwn) {
+    for (const std::string program : kPrograms) {
+        const Outcome outcome = RunTool(
+            "bash", {"-c", "source \"$0\" && complete -p \"$1\"", Completion(program), program});
+        std::string function = "_" + program;
+        std::replace(function.begin(), function.end(), '-', '_');
+        EXPECT_EQ(outcome.output, "complete -F " + function + " " + program + "\n");
+    }
+}
+
+TEST_F(InstalledDocumentsTest, ZshCanReadThem) {
+    for (const std::string program : kPrograms) {
+        const Outcome outcome =
+            RunTool("zsh", {"-n", Installed("share/zsh/site-functions/_" + program)});
+        EXPECT_EQ(outcome.exitCode, 0);
+        EXPECT_EQ(outcome.errors, "");
+    }
 }
 
 TEST_F(InstalledDocumentsTest, ZshOffersEveryOptionOfTheHelp) {
-    const std::set<std::string> shown = OptionsIn(ZshShows("receiver-record -"));
-    for (const std::string& option : OptionsOfHelp()) {
-        EXPECT_EQ(shown.count(option), 1u) << option;
+    for (const std::string tool : kTools) {
+        const std::set<std::string> shown = OptionsIn(ZshShows(tool + " -"));
+        for (const std::string& option : OptionsOfHelp(tool)) {
+            EXPECT_EQ(shown.count(option), 1u) << tool << " " << option;
+        }
     }
 }
 
 TEST_F(InstalledDocumentsTest, ZshCompletesFilesWhereAFileIsMeant) {
-    const std::string shown = ZshShows("receiver-record --start jingle\\ t");
-    EXPECT_NE(shown.find("--start jingle\\ two.wav"), std::string::npos) << shown;
-    const std::string named = ZshShows("receiver-record --start news=jingle\\ t");
-    EXPECT_NE(named.find("news=jingle\\ two.wav"), std::string::npos) << named;
+    for (const std::string begun :
+         {"receiver-record --start ", "receiver-record --start news=", "receiver-hash ",
+          "receiver-hash a.wav ", "ReceiverHost pcm-pipe://a "}) {
+        const std::string shown = ZshShows(begun + "jingle\\ t");
+        EXPECT_NE(shown.find("jingle\\ two.wav"), std::string::npos) << begun << "\n" << shown;
+    }
+    const std::string shown = ZshShows("ReceiverHost jingle\\ t");
+    EXPECT_EQ(shown.find("jingle\\ two.wav"), std::string::npos) << shown;
 }
 
 }  // namespace receiver

@@ -75,10 +75,10 @@ TEST_F(LiveTerminalTest, EventsScrollAboveTheStatusAndTheSummaryStaysAtTheEnd) {
     ASSERT_TRUE(WaitForDraws(*run, 5)) << PrintToString(run->Screen().Lines());
     EXPECT_EQ(run->Screen().Lines().back().rfind("RECORDING", 0), 0u);
     FinishWell(*run);
-    ExpectLines(run->Screen(),
-                {"Waiting for http://", "Connected to the source", "Heard start recording jingle",
-                 "Recording from sample", "Heard end recording outro", "The session has finished",
-                 "Recorded 00:00:06.", "The start was jingle", "Complete: it ended"});
+    ExpectLines(run->Screen(), {"Waiting for http://", "Connected to the source",
+                                "Heard the start recording jingle", "Recording from sample",
+                                "Heard the end recording outro", "The session has finished",
+                                "Recorded 00:00:06.", "The start was jingle", "Complete: the"});
     ExpectNoStatusLeft(run->Screen());
 }
 
@@ -134,8 +134,8 @@ TEST_F(LiveTerminalTest, AfterEachResizeTheStatusFitsAgainAndNothingAboveIsTouch
         }
     }
     FinishWell(*run);
-    ExpectLines(run->Screen(), {"Waiting for", "Connected", "Heard start", "Recording from",
-                                "Complete: it ended"});
+    ExpectLines(run->Screen(),
+                {"Waiting for", "Connected", "Heard the start", "Recording from", "Complete: the"});
     ExpectNoStatusLeft(run->Screen());
 }
 
@@ -199,7 +199,7 @@ TEST_F(LiveTerminalTest, HostileTextsDoNotReachTheTerminalAsTheyAre) {
                     80, {"TERM=xterm"});
     EXPECT_EQ(run.Finish(), 1);
     EXPECT_EQ(run.Screen().Fault(), "");
-    ExpectLines(run.Screen(), {"Waiting for http://radio/?]0;owned??[2J??", "Heard ?]0;owned"});
+    ExpectLines(run.Screen(), {"Waiting for http://radio/?]0;owned??[2J??", "Heard the ?]0;owned"});
 }
 
 TEST_F(LiveTerminalTest, WhatAStationSaysOfItselfIsNotShown) {

@@ -339,7 +339,7 @@ TEST_F(ReceiverRecordPosixTest, ADiskWithoutRoomForTheTagsStillHasTheWholeRecord
     EXPECT_EQ(Execute({"--max", "2s", "-o", output}), 0);
     const std::vector<std::string> told = Errors();
     EXPECT_TRUE(std::any_of(told.begin(), told.end(), [](const std::string& line) {
-        return line.find("The tags lack where and why the recording ended: No space left") !=
+        return line.find("The tags do not say where and why the recording ended: No space left") !=
                std::string::npos;
     })) << testing::PrintToString(told);
     EXPECT_EQ(DecodeStream(output).samples.size(), 88200u * 2);

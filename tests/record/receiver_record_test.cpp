@@ -97,7 +97,7 @@ TEST_F(ReceiverRecordTest, ASourceThatFailsInTheProgramKeepsWhatCame) {
 TEST_F(ReceiverRecordTest, ASourceThatEndsBeforeTheProgramIsASourceError) {
     Serve();
     EXPECT_EQ(Execute({"--max", "1m", "-o", OutputFile()}), 4) << testing::PrintToString(Errors());
-    EXPECT_EQ(Sidecar()["message"], "The source ended before the program did");
+    EXPECT_EQ(Sidecar()["message"], "The source ended before the programme did");
     EXPECT_EQ(Sidecar()["endSample"], broadcast_.audio.Frames());
     ExpectExactFrom(Sidecar());
 }
@@ -120,7 +120,7 @@ TEST_F(ReceiverRecordTest, ARequestThatTheReceiverRefusesIsAFailureWithItsText) 
 TEST_F(ReceiverRecordTest, ARecordingToListenForThatIsMissingIsNamed) {
     EXPECT_EQ(Execute({"--end", folder_.File("missing.wav"), "-o", OutputFile()}), 2);
     ASSERT_FALSE(Errors().empty());
-    EXPECT_NE(Errors().back().find("There is no file"), std::string::npos);
+    EXPECT_NE(Errors().back().find("No such file"), std::string::npos);
     EXPECT_NE(Errors().back().find("missing.wav"), std::string::npos);
     EXPECT_FALSE(PartFileIsLeft());
 }
@@ -141,7 +141,7 @@ TEST_F(ReceiverRecordTest, ARecordingToListenForThatIsUnfitIsAUsageErrorInPlainW
 TEST_F(ReceiverRecordTest, AFolderThatIsMissingIsAnOutputErrorAndNamed) {
     EXPECT_EQ(Execute({"-o", folder_.File("none/out.wav")}), 6);
     ASSERT_FALSE(Errors().empty());
-    EXPECT_NE(Errors().back().find("There is no folder"), std::string::npos);
+    EXPECT_NE(Errors().back().find("No such folder"), std::string::npos);
 }
 
 TEST_F(ReceiverRecordTest, AReceiverThatCannotBeStartedIsAFailure) {

@@ -1,0 +1,96 @@
+#include "receiver_record/display/record_texts.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "unit/tools/receiver_record/complete_report.h"
+#include "wire/messages.h"
+
+namespace receiver {
+
+TEST(RecordTexts, TheSummaryTellsWhatWhereWhyAndHowSure) {
+    EXPECT_EQ(SummaryLines(CompleteReport()),
+              (std::vector<std::string>{
+                  "Recorded 00:00:02.000 to a.wav, samples 44100 to 132300 (00:00:01.000 to "
+                  "00:00:03.000)",
+                  "The start was jingle, with a bit error rate of 0.0123 (a match needs 0.14 or "
+                  "less)",
+                  "Complete: the end recording was heard"}));
+}
+
+TEST(RecordTexts, AnIncompleteRecordingTellsWhy) {
+    RecordReport report = CompleteReport();
+    report.exitCode = ExitCode::kInterrupted;
+    report.message = "interrupted";
+    EXPECT_EQ(SummaryLines(report).back(), "Incomplete: interrupted");
+}
+
+TEST(RecordTexts, NothingRecordedTellsWhy) {
+    RecordReport report;
+    report.message = "no start";
+    EXPECT_EQ(SummaryLines(report), (std::vector<std::string>{"Nothing was recorded: no start"}));
+}
+
+TEST(RecordTexts, EventsAreTold) {
+    Event event;
+    event.body = DetectedEvent{{"jingle", "start", 66150, 70000, 0.05}};
+    EXPECT_EQ(DescribeEvent(event),
+              "Heard the start recording jingle at 00:00:01.500 (bit error rate 0.0500)");
+    event.body = ReadyEvent{"pcm-pipe://x", 66150};
+    EXPECT_EQ(DescribeEvent(event), "Recording from sample 66150 (00:00:01.500)");
+    event.body = UnknownEvent{};
+    EXPECT_EQ(DescribeEvent(event), "");
+}
+
+TEST(RecordTexts, OnlyAnErrorOfTheSessionIsExplained) {
+    Event event;
+    FinishedEvent finished;
+    finished.session.reason = "error";
+    finished.session.message = "why";
+    event.body = finished;
+    EXPECT_EQ(DescribeEvent(event), "The session has finished: error (why)");
+    finished.session.reason = "cancelled";
+    event.body = finished;
+    EXPECT_EQ(DescribeEvent(event), "The session has finished: cancelled");
+}
+
+TEST(RecordTexts, AProgramThatEndsBeforeItBeginsIsNoUnderflow) {
+    Event event;
+    event.body = ProgramEndEvent{{100, 50, 44100, 0, "interrupted"}};
+    EXPECT_NE(DescribeEvent(event).find("after 00:00:00.000"), std::string::npos);
+}
+
+TEST(RecordTexts, EveryEndOfAProgrammeHasItsCause) {
+    const std::map<std::string, std::string> causes = {
+        {kEndMaximum, "the maximum length was reached"},
+        {kEndOutro, "the end recording was heard"},
+        {kEndSourceEnded, "the source ended"},
+        {kEndInterrupted, "the source failed"},
+        {"unheard_of", "unheard_of"},
+    };
+    for (const auto& [reason, cause] : causes) {
+        Event event;
+        event.body = ProgramEndEvent{{44100, 132300, 44100, 0, reason}};
+        EXPECT_EQ(DescribeEvent(event),
+                  "The programme ends at 00:00:03.000, after 00:00:02.000: " + cause);
+    }
+}
+
+TEST(RecordTexts, WhatIsOnlyReportedHasNoRole) {
+    Event event;
+    event.body = DetectedEvent{{"news", kRoleOther, 66150, 70000, 0.05}};
+    EXPECT_EQ(DescribeEvent(event),
+              "Heard the recording news at 00:00:01.500 (bit error rate 0.0500)");
+}
+
+TEST(RecordTexts, AFailureOfTheSourceSaysWhetherSomethingIsLeft) {
+    Event event;
+    event.body = SourceErrorEvent{30, true, 0};
+    EXPECT_EQ(DescribeEvent(event),
+              "The source failed (error 30); what is buffered is still being recorded");
+    event.body = SourceErrorEvent{30, false, 0};
+    EXPECT_EQ(DescribeEvent(event), "The source failed (error 30)");
+}
+
+}  // namespace receiver

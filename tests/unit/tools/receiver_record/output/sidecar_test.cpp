@@ -1,0 +1,43 @@
+#include "receiver_record/output/sidecar.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "testing/temp_folder.h"
+#include "unit/tools/receiver_record/complete_report.h"
+
+namespace receiver {
+
+TEST(Sidecar, TheSidecarCarriesSourceSamplesReasonAndMatches) {
+    const nlohmann::json json = ToJson(CompleteReport());
+    EXPECT_EQ(json["source"], "http://radio/");
+    EXPECT_EQ(json["outcome"], "complete");
+    EXPECT_EQ(json["complete"], true);
+    EXPECT_EQ(json["startSample"], 44100);
+    EXPECT_EQ(json["endSample"], 132300);
+    EXPECT_EQ(json["program"]["reason"], "outro");
+    EXPECT_EQ(json["matches"][0]["referenceId"], "jingle");
+    EXPECT_EQ(json["matches"][0]["ber"], 0.0123);
+    EXPECT_EQ(json["channels"], 2);
+}
+
+TEST(Sidecar, ItIsReplacedAsAWhole) {
+    const TempFolder folder;
+    const std::string path = folder.File("a.wav.json");
+    std::ofstream(path) << "something that is longer than what follows" << std::string(5000, ' ');
+    WriteSidecar(path, CompleteReport());
+    std::ifstream file(path);
+    EXPECT_EQ(nlohmann::json::parse(file), ToJson(CompleteReport()));
+    EXPECT_FALSE(std::filesystem::exists(path + ".part"));
+}
+
+TEST(Sidecar, OneThatCannotBeWrittenSaysWhy) {
+    const TempFolder folder;
+    EXPECT_THROW(WriteSidecar(folder.File("none/a.wav.json"), CompleteReport()),
+                 std::runtime_error);
+}
+
+}  // namespace receiver

@@ -1,0 +1,29 @@
+// Which container and encoder an output file's name asks for. Pure but for the
+// question which encoders the FFmpeg at hand has.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace receiver {
+
+struct OutputFormat {
+    const char* extension;  // lower case, with the dot
+    const char* muxer;
+    const char* encoder;
+    int sampleFormat;          // AVSampleFormat
+    uint32_t sampleRate;       // Hz; 0 keeps the programme's
+    int64_t bitRate;           // bit/s; 0 for lossless ones
+    const char* muxerOptions;  // while recording: "key=value:key=value" or empty
+    const char* copyOptions;   // for the copy of a whole recording, likewise
+};
+
+// By the file name's extension, of any case. Throws std::invalid_argument with a text
+// for people when no format has it or FFmpeg lacks the encoder.
+const OutputFormat& OutputFormatFor(std::string_view fileName);
+const OutputFormat& WavFormat();
+// The extensions that can be written here, as ".wav .flac ...".
+std::string SupportedExtensions();
+
+}  // namespace receiver

@@ -1,0 +1,118 @@
+#include "audio_output/part_file.h"
+
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "platform/text.h"
+
+namespace receiver {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path PartOf(fs::path target) {
+    target += ".part";
+    return target;
+}
+
+class FileSink final : public RecordingSink {
+public:
+    explicit FileSink(OutputFile& file) : file_(file) {}
+    bool CanSeek() const override { return true; }
+    bool WriteAt(uint64_t offset, const void* data, size_t size) override {
+        return file_.WriteAt(offset, data, size);
+    }
+    bool Truncate(uint64_t size) override { return file_.Truncate(size); }
+    std::string FailureText() const override { return file_.FailureText(); }
+
+private:
+    OutputFile& file_;
+};
+
+}  // namespace
+
+PartFile::PartFile(fs::path target, bool overwrite)
+    : target_(std::move(target)), part_(PartOf(target_)), overwrite_(overwrite) {
+    std::error_code error;
+    if (fs::is_directory(target_, error)) {
+        throw std::runtime_error(ToUtf8(target_) + " is a directory");
+    }
+    const fs::path folder = target_.parent_path();
+    if (!folder.empty() && !fs::is_directory(folder, error)) {
+        throw std::runtime_error("No such folder: " + ToUtf8(folder));
+    }
+    if (!overwrite_ && fs::exists(target_, error)) {
+        throw std::runtime_error(ToUtf8(target_) + " already exists (use --force to overwrite it)");
+    }
+    if (!overwrite_ && fs::exists(part_, error)) {
+        throw std::runtime_error(
+            ToUtf8(part_) +
+            " already exists: another recording is writing it, or was cut off (use --force to "
+            "overwrite it)");
+    }
+    if (!file_.Create(part_, overwrite_)) {
+        throw std::runtime_error("Cannot create " + ToUtf8(part_) + ": " + file_.FailureText());
+    }
+}
+
+bool PartFile::WriteAt(uint64_t offset, const void* data, size_t size) {
+    if (file_.WriteAt(offset, data, size)) return true;
+    failure_ = file_.FailureText();
+    return false;
+}
+
+bool PartFile::Truncate(uint64_t size) {
+    if (file_.Truncate(size)) return true;
+    failure_ = file_.FailureText();
+    return false;
+}
+
+bool PartFile::ReplaceBy(const Copy& copy) {
+    if (!FlushAndClose(file_)) return false;
+    fs::path changed = part_;
+    changed += ".copy";
+    std::error_code error;
+    try {
+        OutputFile file;
+        if (!file.Create(changed, true)) throw std::runtime_error(file.FailureText());
+        FileSink sink(file);
+        copy(part_, sink);
+        if (!FlushAndClose(file)) throw std::runtime_error(failure_);
+        fs::rename(changed, part_);
+        return true;
+    } catch (const std::exception& e) {
+        failure_ = e.what();
+    }
+    fs::remove(changed, error);
+    return false;
+}
+
+bool PartFile::FlushAndClose(OutputFile& file) {
+    const bool flushed = !file.IsOpen() || file.Flush();
+    if (!flushed) failure_ = file.FailureText();
+    file.Close();
+    return flushed;
+}
+
+bool PartFile::Commit() {
+    if (!FlushAndClose(file_)) return false;
+    std::error_code error;
+    if (!overwrite_ && fs::exists(target_, error)) {
+        failure_ = ToUtf8(target_) + " was created by another program in the meantime";
+        return false;
+    }
+    fs::rename(part_, target_, error);
+    if (!error) return true;
+    failure_ = error.message();
+    return false;
+}
+
+void PartFile::Discard() {
+    file_.Close();
+    std::error_code error;
+    fs::remove(part_, error);  // an empty file that cannot be removed does no harm
+}
+
+}  // namespace receiver

@@ -1,0 +1,16 @@
+#include "command_line/tool_version.h"
+
+namespace receiver {
+namespace {
+
+constexpr const char* kLicence =
+    "Licence: MIT; built with FFmpeg and FFTW, whose own licences apply to the programs as a "
+    "whole.";
+
+}  // namespace
+
+std::string VersionText(const std::string& toolName) {
+    return toolName + " " + RECEIVER_VERSION + "\n" + kLicence;
+}
+
+}  // namespace receiver

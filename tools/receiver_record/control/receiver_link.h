@@ -1,0 +1,53 @@
+// The receiver behind a recording: one that this object starts and ends, or one that
+// runs already, and the control connection to it.
+//
+//   Threads  one.
+//   Errors   by result, with FailureText() for people.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "platform/manual_reset_event.h"
+#include "receiver_client/receiver_client.h"
+#include "receiver_client/receiver_process.h"
+#include "receiver_record/request/record_options.h"
+
+namespace receiver {
+
+class ReceiverLink final {
+public:
+    // Both outlive the object. The event ends the wait for a receiver.
+    ReceiverLink(const RecordOptions& options, const ManualResetEvent& interrupted);
+    // Ends the receiver that was started, and removes its temporary log unless KeepLog.
+    ~ReceiverLink();
+    ReceiverLink(const ReceiverLink&) = delete;
+    ReceiverLink& operator=(const ReceiverLink&) = delete;
+
+    std::optional<Welcome> Open();
+    ReceiverClient& Client() { return client_; }
+    // What the receiver does, after the connection was lost. Nothing while it cannot be
+    // reached; IsGone tells whether trying again can help.
+    std::optional<Welcome> Reopen();
+    bool IsGone();  // the receiver that was started has ended
+
+    // Keeps the log of a receiver that failed; returns where, or nothing without one.
+    std::string KeepLog();
+    const std::string& FailureText() const { return failure_; }
+
+private:
+    bool Start();
+    std::string ReceiverProgram() const;
+
+    const RecordOptions& options_;
+    const ManualResetEvent& interrupted_;
+    Cancellation cancellation_;
+    ReceiverProcess process_;
+    ReceiverClient client_;
+    bool started_ = false;
+    std::filesystem::path temporaryLog_;  // its folder; empty without one
+    std::string failure_;
+};
+
+}  // namespace receiver

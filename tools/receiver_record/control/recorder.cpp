@@ -1,0 +1,171 @@
+#include "receiver_record/control/recorder.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "platform/clock.h"
+#include "platform/ids.h"
+#include "platform/text.h"
+#include "receiver_record/control/buffer_poll.h"
+#include "receiver_record/output/recording_tags.h"
+
+namespace receiver {
+namespace {
+
+// The receiver would refuse without telling which one it misses.
+std::string FirstMissingFile(const std::vector<Reference>& references) {
+    const auto missing =
+        std::find_if(references.begin(), references.end(), [](const Reference& reference) {
+            std::error_code ignored;
+            return !std::filesystem::is_regular_file(ToFilesystemPath(reference.path), ignored);
+        });
+    return missing == references.end() ? "" : missing->path;
+}
+
+PrepareRequest MakeRequest(const RecordOptions& options, const std::string& sessionId) {
+    PrepareRequest request;
+    request.sessionId = sessionId;
+    request.url = options.url;
+    request.ioTimeoutMs = options.ioTimeoutMs;
+    request.blockBytes = options.blockBytes;
+    request.program = options.program;
+    request.references = options.references;
+    return request;
+}
+
+}  // namespace
+
+Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
+                   RecordConsole& console)
+    : options_(options), interrupted_(interrupted), console_(console), link_(options, interrupted) {
+    report_.url = PublicUrl(options_.url);
+    report_.sessionId = "record-" + CreateInstanceId();
+}
+
+ExitCode Recorder::Run() {
+    report_.startedAt = UtcNow();
+    facts_.missingReference = FirstMissingFile(options_.references);
+    if (facts_.missingReference.empty() && OpenOutput()) {
+        Record();
+        facts_.interrupted = interrupted_.IsSignalled();
+        CloseOutput();
+    } else {
+        report_ = MakeReport(facts_.session);
+    }
+    console_.ShowReport(report_);
+    return report_.exitCode;
+}
+
+bool Recorder::OpenOutput() {
+    try {
+        output_ = std::make_unique<RecordingOutput>(options_);
+    } catch (const std::exception& e) {
+        facts_.outputRefusal = e.what();
+    }
+    return output_ != nullptr;
+}
+
+void Recorder::Record() {
+    console_.ShowStatus(status_.Status());
+    const std::optional<Welcome> welcome = link_.Open();
+    if (!welcome) {
+        facts_.receiverFailure = link_.FailureText();
+        return;
+    }
+    report_.instanceId = welcome->instanceId;
+    console_.Detail("Receiver " + welcome->instanceId);
+    SessionFollower follower(link_, console_, welcome->instanceId);
+    if (follower.Prepare(MakeRequest(options_, report_.sessionId))) {
+        console_.Info("Waiting for " + report_.url);
+        Follow(follower);
+    }
+    facts_.session = follower.Session();
+    facts_.refused = follower.WasRefused();
+    facts_.receiverFailure = follower.FailureText();
+    if (intake_ != nullptr) FinishAudio();
+}
+
+void Recorder::Follow(SessionFollower& follower) {
+    const SessionRecord& session = follower.Session();
+    BufferPoll poll(link_.Client());
+    startDeadline_ =
+        options_.waitMs ? TickMs() + *options_.waitMs : std::numeric_limits<uint64_t>::max();
+    while (follower.Step(intake_ != nullptr && !intake_->Ended())) {
+        StartAudio(session);
+        StopWhenDue(follower);
+        if (console_.WantsStatus() && follower.IsConnected()) {
+            if (const auto buffer = poll.Poll(session, TickMs())) status_.SetBuffer(*buffer);
+        }
+        ShowStatus(session);
+    }
+}
+
+void Recorder::StartAudio(const SessionRecord& session) {
+    if (intake_ != nullptr || session.audioUri.empty() || stopping_) return;
+    intake_ = std::make_unique<AudioIntake>(session.audioUri, output_->Format(),
+                                            MakeTags(MakeReport(session)), output_->Sink());
+}
+
+void Recorder::StopWhenDue(SessionFollower& follower) {
+    if (stopping_) {
+        if (intake_ != nullptr && follower.IsOverdue()) intake_->Stop();
+        return;
+    }
+    const bool hasStarted = follower.Session().startSample.has_value();
+    if (interrupted_.IsSignalled()) {
+        stopping_ = true;
+        console_.Info(hasStarted ? "Interrupted; keeping what was recorded" : "Interrupted");
+    } else if (!hasStarted && TickMs() >= startDeadline_) {
+        stopping_ = facts_.startOverdue = true;
+    } else if (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed) {
+        stopping_ = true;
+    }
+    if (stopping_) follower.Cancel();
+}
+
+void Recorder::ShowStatus(const SessionRecord& session) {
+    status_.SetSession(session, stopping_);
+    if (intake_ != nullptr) status_.SetAudio(intake_->GetProgress(), intake_->TakePeak());
+    console_.ShowStatus(status_.Status());
+}
+
+// What the receiver has sent is still in the pipe, and ends with it. It recognises the end of
+// a programme a moment after it has sent it.
+void Recorder::FinishAudio() {
+    if (!facts_.session.finished && stopping_) intake_->Stop();
+    intake_->WaitForEnd();
+    facts_.audio = intake_->GetProgress();
+    intake_->Finish(IsComplete(facts_) ? ProgramFrames(facts_.session) : std::nullopt);
+    facts_.audio = intake_->GetProgress();
+}
+
+void Recorder::CloseOutput() {
+    report_.finishedAt = UtcNow();
+    if (Decide(facts_).logHelps) {
+        const std::string log = link_.KeepLog();
+        if (!log.empty()) console_.Info("The receiver's log: " + log);
+    }
+    const RecordingOutput::Closing closing =
+        output_->Close(MakeReport(facts_.session), facts_.audio.playable);
+    for (const std::string& warning : closing.warnings) console_.Warning(warning);
+    facts_.closingFailure = closing.failure;
+    report_.output = closing.file;
+    report_ = MakeReport(facts_.session);
+}
+
+RecordReport Recorder::MakeReport(const SessionRecord& session) const {
+    RecordReport report = report_;
+    const Verdict verdict = Decide(facts_);
+    report.exitCode = verdict.exitCode;
+    report.message = verdict.message;
+    report.format = facts_.audio.format;
+    report.frames = facts_.audio.framesWritten;
+    report.startSample = session.startSample;
+    report.program = session.program;
+    report.matches = session.matches;
+    if (session.finished) report.finishedReason = session.finished->reason;
+    return report;
+}
+
+}  // namespace receiver

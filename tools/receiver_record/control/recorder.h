@@ -1,0 +1,57 @@
+// One recording from the request to the closed file: starts what takes part in it, says when
+// the session is to stop, and gathers the facts for the verdict.
+//
+//   Threads  one; the interrupted event may be signalled from anywhere.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/manual_reset_event.h"
+#include "receiver_record/control/receiver_link.h"
+#include "receiver_record/control/session_follower.h"
+#include "receiver_record/control/verdict.h"
+#include "receiver_record/display/live_status.h"
+#include "receiver_record/display/record_console.h"
+#include "receiver_record/output/audio_intake.h"
+#include "receiver_record/output/recording_output.h"
+#include "receiver_record/record_report.h"
+#include "receiver_record/request/record_options.h"
+
+namespace receiver {
+
+class Recorder final {
+public:
+    // All outlive the object.
+    Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
+             RecordConsole& console);
+
+    ExitCode Run();  // once
+
+private:
+    bool OpenOutput();
+    void Record();
+    void Follow(SessionFollower& follower);
+    void StartAudio(const SessionRecord& session);
+    void StopWhenDue(SessionFollower& follower);
+    void ShowStatus(const SessionRecord& session);
+    void FinishAudio();
+    void CloseOutput();
+    // The report as far as the facts go.
+    RecordReport MakeReport(const SessionRecord& session) const;
+
+    const RecordOptions& options_;
+    const ManualResetEvent& interrupted_;
+    RecordConsole& console_;
+    ReceiverLink link_;
+    std::unique_ptr<RecordingOutput> output_;  // outlives the intake
+    std::unique_ptr<AudioIntake> intake_;      // once there is audio
+
+    RecordReport report_;  // what is known of it from the beginning; whole after Run
+    RecordingFacts facts_;
+    LiveStatus status_;
+    uint64_t startDeadline_ = 0;  // TickMs; valid in Follow
+    bool stopping_ = false;
+};
+
+}  // namespace receiver

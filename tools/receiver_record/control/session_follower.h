@@ -1,0 +1,54 @@
+// Follows one session of the receiver from the request to its end, through losses of the
+// control connection.
+//
+//   Units    times ms (TickMs).
+//   Threads  one.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "receiver_record/control/receiver_link.h"
+#include "receiver_record/display/record_console.h"
+#include "receiver_record/session_record.h"
+
+namespace receiver {
+
+class SessionFollower final {
+public:
+    // Link and console outlive the object; instanceId is the receiver's.
+    SessionFollower(ReceiverLink& link, RecordConsole& console, std::string instanceId);
+
+    // Asks for the session. On false FailureText says why.
+    bool Prepare(const PrepareRequest& request);
+    // Waits a moment for what comes next, for a lost connection too: longer while audio still
+    // comes. False when nothing more will come.
+    bool Step(bool audioRuns);
+    // Asks the session to stop, again when a lost connection is back. Its end is waited for
+    // until IsOverdue.
+    void Cancel();
+    bool IsOverdue() const;
+
+    bool IsConnected() const { return lostSince_ == 0; }
+    const SessionRecord& Session() const { return session_; }
+    // Why the session was not prepared, or the receiver is lost; empty while all is well.
+    const std::string& FailureText() const { return failure_; }
+    bool WasRefused() const { return refused_; }
+
+private:
+    bool AwaitEvent();
+    bool Recover(bool audioRuns);
+    bool TakeUp(const Welcome& welcome);  // after a reconnection; false when the session is over
+
+    ReceiverLink& link_;
+    RecordConsole& console_;
+    const std::string instanceId_;
+    std::string sessionId_;
+    SessionRecord session_;
+    std::string failure_;
+    bool refused_ = false;
+    uint64_t lostSince_ = 0;    // 0 while there is a connection
+    uint64_t cancelUntil_ = 0;  // 0 while nobody has cancelled
+};
+
+}  // namespace receiver

@@ -1,0 +1,86 @@
+#include "receiver_record/control/verdict.h"
+
+#include "wire/messages.h"
+
+namespace receiver {
+namespace {
+
+Verdict DecideByFinish(const SessionRecord& session) {
+    const std::string& message = session.finished->message;
+    if (session.finished->reason == kReasonCancelled) {
+        return {ExitCode::kInterrupted, "Another program cancelled the session"};
+    }
+    if (!session.startSample && message == kFinishedSourceOpen) {
+        return {ExitCode::kSourceError,
+                "The source cannot be opened: there is no such host, or no audio stream"};
+    }
+    if (!session.startSample && message == kFinishedStartNotFound) {
+        return {ExitCode::kStartNotFound, "The source ended, and no start recording was heard"};
+    }
+    if (message == kFinishedReferenceShort) {
+        return {ExitCode::kUsage, "A recording to listen for is too short to be recognised"};
+    }
+    if (message == kFinishedReferenceOpen || message == kFinishedReferenceDecode) {
+        return {ExitCode::kUsage,
+                "A recording to listen for cannot be decoded; is it an audio file?"};
+    }
+    return {ExitCode::kFailure, message};
+}
+
+Verdict DecideBySession(const RecordingFacts& facts) {
+    const SessionRecord& session = facts.session;
+    const bool audioIsComplete = facts.audio.end == AudioEnd::kComplete;
+    if (session.sourceFailed || facts.audio.end == AudioEnd::kSourceFailed) {
+        return {ExitCode::kSourceError, "The source failed"};
+    }
+    if (audioIsComplete && !session.finished && !session.over) {
+        return {ExitCode::kFailure, "The receiver was lost before it said how the programme ended"};
+    }
+    if (audioIsComplete) {
+        return {ExitCode::kSourceError, "The source ended before the programme did"};
+    }
+    Verdict verdict;
+    if (session.finished) verdict = DecideByFinish(session);
+    if (verdict.message.empty()) verdict.message = facts.receiverFailure;
+    if (verdict.message.empty()) verdict.message = facts.audio.failure;
+    if (verdict.message.empty()) verdict.message = "The receiver did not say why it stopped";
+    return verdict;
+}
+
+Verdict DecideOutcome(const RecordingFacts& facts) {
+    if (!facts.missingReference.empty()) {
+        return {ExitCode::kUsage, "No such file: " + facts.missingReference};
+    }
+    for (const std::string& failure : {facts.outputRefusal, facts.closingFailure}) {
+        if (!failure.empty()) return {ExitCode::kOutputError, failure};
+    }
+    if (facts.audio.end == AudioEnd::kOutputFailed) {
+        return {ExitCode::kOutputError, facts.audio.failure};
+    }
+    if (IsComplete(facts)) return {ExitCode::kComplete, ""};
+    if (facts.interrupted) return {ExitCode::kInterrupted, "Interrupted"};
+    if (facts.startOverdue) {
+        return {ExitCode::kStartNotFound, "No start recording was heard in time"};
+    }
+    return DecideBySession(facts);
+}
+
+}  // namespace
+
+bool IsComplete(const RecordingFacts& facts) {
+    const SessionRecord& session = facts.session;
+    if (facts.audio.end != AudioEnd::kComplete) return false;
+    if (session.finished && session.finished->reason != kReasonEof) return false;
+    if (!session.program) return true;
+    const std::string& reason = session.program->reason;
+    return (reason == kEndMaximum || reason == kEndOutro) &&
+           facts.audio.framesQueued >= *ProgramFrames(session);
+}
+
+Verdict Decide(const RecordingFacts& facts) {
+    Verdict verdict = DecideOutcome(facts);
+    verdict.logHelps = verdict.exitCode == ExitCode::kFailure && !facts.refused;
+    return verdict;
+}
+
+}  // namespace receiver

@@ -1,0 +1,35 @@
+// How a recording ended, decided from everything that bears on it. Pure.
+#pragma once
+
+#include <string>
+
+#include "receiver_record/exit_code.h"
+#include "receiver_record/output/audio_progress.h"
+#include "receiver_record/session_record.h"
+
+namespace receiver {
+
+struct RecordingFacts {
+    std::string missingReference;  // a recording to listen for that is not there
+    std::string outputRefusal;     // why the output could not be created
+    bool interrupted = false;      // by the user
+    bool startOverdue = false;     // the recorder waited no longer for a start
+    SessionRecord session;
+    bool refused = false;         // the receiver is well, but not willing
+    std::string receiverFailure;  // of the receiver, or of the connection to it
+    AudioProgress audio;
+    std::string closingFailure;  // why a whole file did not get its name
+};
+
+struct Verdict {
+    ExitCode exitCode = ExitCode::kFailure;
+    std::string message;    // why it is not complete; empty when it is
+    bool logHelps = false;  // the receiver's log may say more
+};
+
+// An interruption outweighs what it led to, but not a programme that was complete before.
+Verdict Decide(const RecordingFacts& facts);
+// All of the programme has been received, and it ended by itself.
+bool IsComplete(const RecordingFacts& facts);
+
+}  // namespace receiver

@@ -1,0 +1,52 @@
+#include "receiver_record/display/record_console.h"
+
+#include "platform/standard_streams.h"
+#include "receiver_record/display/record_texts.h"
+#include "receiver_record/output/sidecar.h"
+
+namespace receiver {
+namespace {
+
+std::string JsonLine(const nlohmann::json& value) {
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace
+
+void RecordConsole::ShowEvent(const Event& event) {
+    if (options_.json) WriteStandardOutputLine(JsonLine(event.raw));
+    const std::string line = DescribeEvent(event);
+    if (!line.empty()) Info(line);
+    Detail(event.type + " " + JsonLine(event.raw));
+}
+
+void RecordConsole::ShowStatus(const RecordStatus& status) {
+    if (WantsStatus()) display_.ShowStatus(status, StatusDisplay::Clock::now());
+}
+
+void RecordConsole::Info(const std::string& line) {
+    if (!options_.quiet) display_.PrintLine(line);
+}
+
+void RecordConsole::Detail(const std::string& line) {
+    if (options_.verbose && !options_.quiet) display_.PrintLine(line);
+}
+
+void RecordConsole::Warning(const std::string& line) {
+    display_.PrintLine(line);
+}
+
+void RecordConsole::ShowReport(const RecordReport& report) {
+    display_.ClearStatus();
+    if (options_.json) {
+        nlohmann::json line = ToJson(report);
+        line["type"] = "RECORDED";
+        WriteStandardOutputLine(JsonLine(line));
+    }
+    if (options_.quiet && report.exitCode != ExitCode::kComplete) {
+        display_.PrintLine("receiver-record: " + report.message);
+    }
+    for (const std::string& line : SummaryLines(report)) Info(line);
+}
+
+}  // namespace receiver

@@ -1,0 +1,34 @@
+// What receiver-record says: events and failures for people on standard error, JSON
+// lines on standard output, both as the options ask for.
+//
+//   Threads  one.
+#pragma once
+
+#include <string>
+
+#include "receiver_client/messages.h"
+#include "receiver_record/display/status_display.h"
+#include "receiver_record/record_report.h"
+#include "receiver_record/request/record_options.h"
+
+namespace receiver {
+
+class RecordConsole final {
+public:
+    RecordConsole(const RecordOptions& options, StatusDisplay& display)
+        : options_(options), display_(display) {}
+
+    void ShowEvent(const Event& event);
+    void ShowStatus(const RecordStatus& status);
+    void Info(const std::string& line);     // unless --quiet
+    void Detail(const std::string& line);   // with --verbose
+    void Warning(const std::string& line);  // always
+    void ShowReport(const RecordReport& report);
+    bool WantsStatus() const { return !options_.quiet && display_.IsLive(); }
+
+private:
+    const RecordOptions& options_;
+    StatusDisplay& display_;
+};
+
+}  // namespace receiver

@@ -1,0 +1,93 @@
+#include "receiver_record/display/record_texts.h"
+
+#include <algorithm>
+
+#include "command_line/duration.h"
+#include "wire/messages.h"
+
+namespace receiver {
+namespace {
+
+constexpr uint64_t kStreamRate = 44100;
+// What the receiver takes for a match.
+constexpr const char* kMaxMatchBer = "0.14";
+
+std::string Position(uint64_t sample) {
+    return FormatPosition(sample * 1000 / kStreamRate);
+}
+
+// A whole clause.
+std::string EndCause(const std::string& reason) {
+    if (reason == kEndMaximum) return "the maximum length was reached";
+    if (reason == kEndOutro) return "the end recording was heard";
+    if (reason == kEndSourceEnded) return "the source ended";
+    if (reason == kEndInterrupted) return "the source failed";
+    return reason;
+}
+
+struct EventDescription {
+    std::string operator()(const UnknownEvent&) const { return ""; }
+    std::string operator()(const ConnectedEvent&) const {
+        return "Connected to the source; listening for the start";
+    }
+    std::string operator()(const DetectedEvent& event) const {
+        const Match& match = event.match;
+        const std::string role = match.role == kRoleOther ? "" : match.role + " ";
+        return "Heard the " + role + "recording " + match.referenceId + " at " +
+               Position(match.sample) + " (bit error rate " + FormatBer(match.ber) + ")";
+    }
+    std::string operator()(const ProgramEndEvent& event) const {
+        const Program& program = event.program;
+        const uint64_t start = std::min(program.startSample, program.endSample);
+        return "The programme ends at " + Position(program.endSample) + ", after " +
+               Position(program.endSample - start) + ": " + EndCause(program.reason);
+    }
+    std::string operator()(const ReadyEvent& event) const {
+        return "Recording from sample " + std::to_string(event.sourceSample) + " (" +
+               Position(event.sourceSample) + ")";
+    }
+    std::string operator()(const SourceErrorEvent& event) const {
+        return "The source failed (error " + std::to_string(event.error) + ")" +
+               (event.canDrain ? "; what is buffered is still being recorded" : "");
+    }
+    std::string operator()(const FinishedEvent& event) const {
+        const SessionSnapshot& session = event.session;
+        const bool tells = session.reason == kReasonError && !session.message.empty();
+        return "The session has finished: " + session.reason +
+               (tells ? " (" + session.message + ")" : "");
+    }
+};
+
+}  // namespace
+
+std::string DescribeEvent(const Event& event) {
+    return std::visit(EventDescription{}, event.body);
+}
+
+std::vector<std::string> SummaryLines(const RecordReport& report) {
+    std::vector<std::string> lines;
+    if (report.frames == 0 || !report.startSample) {
+        lines.push_back("Nothing was recorded: " + report.message);
+        return lines;
+    }
+    const uint64_t start = *report.startSample;
+    lines.push_back("Recorded " + FormatPosition(report.frames * 1000 / report.format.sampleRate) +
+                    (report.output.empty() ? "" : " to " + report.output) + ", samples " +
+                    std::to_string(start) + " to " + std::to_string(start + report.frames) + " (" +
+                    Position(start) + " to " + Position(start + report.frames) + ")");
+    const auto best = std::find_if(
+        report.matches.begin(), report.matches.end(),
+        [&](const Match& match) { return match.role == kRoleStart && match.sample == start; });
+    if (best != report.matches.end()) {
+        lines.push_back("The start was " + best->referenceId + ", with a bit error rate of " +
+                        FormatBer(best->ber) + " (a match needs " + kMaxMatchBer + " or less)");
+    }
+    if (report.exitCode != ExitCode::kComplete) {
+        lines.push_back("Incomplete: " + report.message);
+    } else {
+        lines.push_back("Complete: " + EndCause(EndReason(report)));
+    }
+    return lines;
+}
+
+}  // namespace receiver

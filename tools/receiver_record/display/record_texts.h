@@ -1,0 +1,17 @@
+// What people are told of a recording, in words. Pure.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "receiver_client/messages.h"
+#include "receiver_record/record_report.h"
+
+namespace receiver {
+
+// One line about an event; empty for what only helps to find a fault.
+std::string DescribeEvent(const Event& event);
+// What became of the recording.
+std::vector<std::string> SummaryLines(const RecordReport& report);
+
+}  // namespace receiver

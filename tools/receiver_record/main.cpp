@@ -1,0 +1,61 @@
+// receiver-record: records one programme of a stream to a file.
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include "command_line/terminal.h"
+#include "platform/clock.h"
+#include "platform/console_control.h"
+#include "platform/standard_streams.h"
+#include "receiver_record/control/recorder.h"
+#include "receiver_record/display/record_console.h"
+#include "receiver_record/display/status_display.h"
+#include "receiver_record/request/record_options.h"
+
+namespace receiver {
+namespace {
+
+std::string TimeStamp() {
+    const LocalTime now = GetLocalTimeNow();
+    char text[40];
+    std::snprintf(text, sizeof(text), "%04u-%02u-%02u %02u:%02u:%02u", now.year, now.month, now.day,
+                  now.hour, now.minute, now.second);
+    return text;
+}
+
+StatusDisplay::Settings DisplaySettings() {
+    const char* const noColour = std::getenv("NO_COLOR");
+    StatusDisplay::Settings settings;
+    settings.timeStamp = TimeStamp;
+    settings.width = EnableTerminalControl() ? TerminalWidth : [] { return size_t{0}; };
+    settings.colour = noColour == nullptr || *noColour == '\0';
+    return settings;
+}
+
+int Run(const RecordOptions& options) {
+    ManualResetEvent interrupted;
+    const ConsoleControl control(interrupted);
+    StatusDisplay display(std::cerr, DisplaySettings());
+    RecordConsole console(options, display);
+    return static_cast<int>(Recorder(options, interrupted, console).Run());
+}
+
+}  // namespace
+}  // namespace receiver
+
+int main(int argc, char** argv) {
+    using namespace receiver;
+    try {
+        const bool isOutputMissing = OpenMissingStandardStreams();
+        const CommandLine line = ParseCommandLine(argc, argv);
+        if (line.answer) return Give(*line.answer);
+        if (line.options.ToStandardOutput() && isOutputMissing) {
+            WriteStandardErrorLine("receiver-record: standard output is closed");
+            return static_cast<int>(ExitCode::kOutputError);
+        }
+        return Run(line.options);
+    } catch (const std::exception& e) {
+        WriteStandardErrorLine(std::string("receiver-record: ") + e.what());
+        return static_cast<int>(ExitCode::kFailure);
+    }
+}

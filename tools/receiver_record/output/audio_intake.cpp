@@ -1,0 +1,130 @@
+#include "receiver_record/output/audio_intake.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "platform/thread_name.h"
+
+namespace receiver {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kConnectTimeout(2000);  // the pipe is there when READY is sent
+constexpr milliseconds kReadStep(60000);       // a time-out only means: not yet
+constexpr milliseconds kAcknowledgeTimeout(1000);
+constexpr size_t kReadBytes = 65536;
+// How far the output may fall behind the pipe before the recording is given up.
+constexpr size_t kMaxQueueSeconds = 600;
+
+}  // namespace
+
+AudioIntake::AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+                         RecordingSink& sink)
+    : uri_(std::move(uri)),
+      outputFormat_(format),
+      tags_(std::move(tags)),
+      sink_(sink),
+      reader_(cancellation_),
+      thread_([this] { Run(); }) {}
+
+AudioIntake::~AudioIntake() {
+    Stop();
+    WaitForEnd();
+}
+
+bool AudioIntake::Ended() {
+    MutexLock lock(mutex_);
+    return progress_.end != AudioEnd::kRunning;
+}
+
+void AudioIntake::WaitForEnd() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void AudioIntake::Finish(std::optional<uint64_t> frames) {
+    MutexLock lock(mutex_);
+    const std::shared_ptr<RecordingWriter> writer = writer_;
+    lock.Unlock();
+    if (writer == nullptr) return;
+    const bool playable = writer->Finish(frames);
+    const std::string failure = writer->GetProgress().failure;
+    lock.Lock();
+    progress_.playable = playable;
+    if (failure.empty()) return;
+    progress_.end = AudioEnd::kOutputFailed;
+    progress_.failure = failure;
+}
+
+AudioProgress AudioIntake::GetProgress() {
+    MutexLock lock(mutex_);
+    AudioProgress progress = progress_;
+    if (writer_ != nullptr) {
+        const RecordingWriter::Progress written = writer_->GetProgress();
+        progress.framesQueued = written.framesQueued;
+        progress.framesWritten = written.framesWritten;
+    }
+    return progress;
+}
+
+double AudioIntake::TakePeak() {
+    MutexLock lock(mutex_);
+    return writer_ != nullptr ? writer_->TakePeak() : 0;
+}
+
+void AudioIntake::Run() {
+    SetCurrentThreadName("record-reader");
+    if (!reader_.Open(uri_, kConnectTimeout)) {
+        Fail(AudioEnd::kLost, reader_.LastError().text);
+        return;
+    }
+    const PcmFormat format = reader_.Format();
+    try {
+        const size_t queueBytes = kMaxQueueSeconds * format.sampleRate * format.FrameBytes();
+        const auto writer =
+            std::make_shared<RecordingWriter>(outputFormat_, format, tags_, sink_, queueBytes);
+        {
+            MutexLock lock(mutex_);
+            progress_.format = format;
+            writer_ = writer;
+        }
+        const AudioEnd end = Receive(*writer);
+        MutexLock lock(mutex_);
+        progress_.end = end;
+    } catch (const std::exception& e) {
+        Fail(AudioEnd::kOutputFailed, e.what());
+    }
+}
+
+AudioEnd AudioIntake::Receive(RecordingWriter& writer) {
+    std::vector<std::byte> buffer(kReadBytes);
+    for (;;) {
+        size_t bytes = 0;
+        switch (reader_.Read(buffer, &bytes, kReadStep)) {
+            case Pcm1Reader::Result::kData:
+                if (!writer.Append({buffer.data(), bytes})) return AudioEnd::kOutputFailed;
+                break;
+            case Pcm1Reader::Result::kEnd:
+                // The receiver may have gone already: the end record says that all has come.
+                reader_.Acknowledge(kAcknowledgeTimeout);
+                return AudioEnd::kComplete;
+            case Pcm1Reader::Result::kSourceFailed:
+                reader_.Acknowledge(kAcknowledgeTimeout);
+                return AudioEnd::kSourceFailed;
+            case Pcm1Reader::Result::kError:
+                if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
+                MutexLock lock(mutex_);
+                progress_.failure = reader_.LastError().text;
+                return AudioEnd::kLost;
+        }
+    }
+}
+
+void AudioIntake::Fail(AudioEnd end, const std::string& why) {
+    MutexLock lock(mutex_);
+    progress_.failure = why;
+    progress_.end = end;
+}
+
+}  // namespace receiver

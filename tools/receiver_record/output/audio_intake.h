@@ -1,0 +1,60 @@
+// Empties an audio pipe into a recording, on a thread of its own.
+//
+//   Threads  the reader (owned; joined by WaitForEnd and the destructor) reads the pipe.
+//            Everything else: one thread, but GetProgress and Ended: any.
+//   Lock     mutex_ guards the state; never held across the pipe or the output.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "platform/thread_safety.h"
+#include "receiver_client/pcm1_reader.h"
+#include "receiver_record/output/audio_progress.h"
+#include "receiver_record/output/recording_writer.h"
+
+namespace receiver {
+
+class AudioIntake final {
+public:
+    // Connects to the URI at once. The sink outlives the object.
+    AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+                RecordingSink& sink);
+    ~AudioIntake();
+    AudioIntake(const AudioIntake&) = delete;
+    AudioIntake& operator=(const AudioIntake&) = delete;
+
+    // Stops waiting for more.
+    void Stop() { cancellation_.Cancel(); }
+    bool Ended() EXCLUDES(mutex_);
+    void WaitForEnd();  // of the stream, one way or another
+    // After WaitForEnd: writes what has come, or only its first `frames` frames, and closes
+    // the output. Once.
+    void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
+    AudioProgress GetProgress() EXCLUDES(mutex_);
+    // The highest sample since the last call, 0..1.
+    double TakePeak() EXCLUDES(mutex_);
+
+private:
+    void Run() EXCLUDES(mutex_);
+    AudioEnd Receive(RecordingWriter& writer) EXCLUDES(mutex_);
+    void Fail(AudioEnd end, const std::string& why) EXCLUDES(mutex_);
+
+    const std::string uri_;
+    const OutputFormat& outputFormat_;
+    const RecordingTags tags_;
+    RecordingSink& sink_;
+    Cancellation cancellation_;
+    Pcm1Reader reader_;  // the reader thread's alone
+
+    Mutex mutex_;
+    AudioProgress progress_ GUARDED_BY(mutex_);  // but the counts of frames
+    std::shared_ptr<RecordingWriter> writer_ GUARDED_BY(mutex_);
+
+    std::thread thread_;
+};
+
+}  // namespace receiver

@@ -1,0 +1,139 @@
+#include "receiver_record/output/recording_writer.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "platform/thread_name.h"
+
+namespace receiver {
+namespace {
+
+// More than the receiver sends beyond the end of a programme.
+constexpr uint64_t kHeldBackSeconds = 1;
+
+double PeakOf(const std::vector<int16_t>& samples) {
+    int peak = 0;
+    for (const int16_t sample : samples) peak = std::max(peak, std::abs(static_cast<int>(sample)));
+    return peak / 32768.0;
+}
+
+}  // namespace
+
+RecordingWriter::RecordingWriter(const OutputFormat& format, const PcmFormat& pcm,
+                                 RecordingTags tags, RecordingSink& sink, size_t maxQueueBytes)
+    : format_(format),
+      pcm_(pcm),
+      tags_(std::move(tags)),
+      sink_(sink),
+      maximumQueueBytes_(maxQueueBytes),
+      writer_([this] { Run(); }) {}
+
+RecordingWriter::~RecordingWriter() {
+    Finish();
+}
+
+bool RecordingWriter::Append(std::span<const std::byte> pcm) {
+    Block block(pcm.size() / sizeof(int16_t));
+    if (!block.empty()) std::memcpy(block.data(), pcm.data(), block.size() * sizeof(int16_t));
+    const double peak = PeakOf(block);
+
+    MutexLock lock(mutex_);
+    if (!progress_.failure.empty()) return false;
+    if (queuedBytes_ + pcm.size() > maximumQueueBytes_) {
+        progress_.failure = "The output has fallen too far behind";
+        changed_.notify_one();
+        return false;
+    }
+    peak_ = std::max(peak_, peak);
+    progress_.framesQueued += pcm.size() / pcm_.FrameBytes();
+    queuedBytes_ += pcm.size();
+    queue_.push_back(std::move(block));
+    changed_.notify_one();
+    return true;
+}
+
+bool RecordingWriter::Finish(std::optional<uint64_t> frames) {
+    {
+        MutexLock lock(mutex_);
+        if (frames) DropAfter(*frames);
+        finishing_ = true;
+        changed_.notify_one();
+    }
+    if (writer_.joinable()) writer_.join();
+    MutexLock lock(mutex_);
+    return playable_;
+}
+
+void RecordingWriter::DropAfter(uint64_t frames) {
+    while (!queue_.empty() && progress_.framesQueued > frames) {
+        Block& newest = queue_.back();
+        const uint64_t surplus =
+            std::min<uint64_t>(newest.size() / pcm_.channels, progress_.framesQueued - frames);
+        newest.resize(newest.size() - static_cast<size_t>(surplus) * pcm_.channels);
+        progress_.framesQueued -= surplus;
+        queuedBytes_ -= static_cast<size_t>(surplus) * pcm_.FrameBytes();
+        if (newest.empty()) queue_.pop_back();
+    }
+}
+
+RecordingWriter::Progress RecordingWriter::GetProgress() {
+    MutexLock lock(mutex_);
+    return progress_;
+}
+
+double RecordingWriter::TakePeak() {
+    MutexLock lock(mutex_);
+    return std::exchange(peak_, 0);
+}
+
+void RecordingWriter::Run() {
+    SetCurrentThreadName("record-writer");
+    try {
+        AudioEncoder encoder(format_, pcm_.sampleRate, pcm_.channels, tags_, sink_);
+        if (!WriteQueue(encoder)) Fail(encoder.FailureText());
+        const bool playable = encoder.Finish();
+        if (!encoder.FailureText().empty()) Fail(encoder.FailureText());
+        MutexLock lock(mutex_);
+        playable_ = playable;
+    } catch (const std::exception& e) {
+        Fail(e.what());
+    }
+}
+
+bool RecordingWriter::NextIsDue() const {
+    if (queue_.empty()) return false;
+    if (finishing_ || !progress_.failure.empty()) return true;
+    const uint64_t left =
+        progress_.framesQueued - progress_.framesWritten - queue_.front().size() / pcm_.channels;
+    return left >= kHeldBackSeconds * pcm_.sampleRate;
+}
+
+// What waits when the queue has grown too long is still written.
+bool RecordingWriter::WriteQueue(AudioEncoder& encoder) {
+    MutexLock lock(mutex_);
+    for (;;) {
+        while (!NextIsDue()) {
+            if (finishing_ || !progress_.failure.empty()) return true;
+            lock.Wait(changed_);
+        }
+        const Block block = std::move(queue_.front());
+        queue_.pop_front();
+        lock.Unlock();
+        const size_t frames = block.size() / pcm_.channels;
+        const bool written = encoder.Write(block.data(), frames);
+        lock.Lock();
+        if (!written) return false;
+        queuedBytes_ -= block.size() * sizeof(int16_t);
+        progress_.framesWritten += frames;
+    }
+}
+
+void RecordingWriter::Fail(const std::string& why) {
+    MutexLock lock(mutex_);
+    if (progress_.failure.empty()) progress_.failure = why;
+}
+
+}  // namespace receiver

@@ -1,0 +1,68 @@
+#include "receiver_record/output/sidecar.h"
+
+#include <stdexcept>
+
+#include "audio_output/part_file.h"
+#include "platform/text.h"
+
+namespace receiver {
+namespace {
+
+using nlohmann::json;
+
+json MatchJson(const Match& match) {
+    return {{"referenceId", match.referenceId},
+            {"role", match.role},
+            {"sample", match.sample},
+            {"observedAfterSample", match.observedAfterSample},
+            {"ber", match.ber}};
+}
+
+}  // namespace
+
+json ToJson(const RecordReport& report) {
+    json object = {{"outcome", OutcomeName(report.exitCode)},
+                   {"complete", report.exitCode == ExitCode::kComplete},
+                   {"exitCode", static_cast<int>(report.exitCode)},
+                   {"message", report.message},
+                   {"reason", EndReason(report)},
+                   {"source", report.url},
+                   {"file", report.output},
+                   {"sessionId", report.sessionId},
+                   {"receiverInstanceId", report.instanceId},
+                   {"frames", report.frames},
+                   {"startedAt", report.startedAt},
+                   {"finishedAt", report.finishedAt},
+                   {"sessionReason", report.finishedReason}};
+    if (report.frames > 0) {
+        object["sampleRate"] = report.format.sampleRate;
+        object["channels"] = report.format.channels;
+    }
+    if (report.startSample) {
+        object["startSample"] = *report.startSample;
+        object["endSample"] = *report.startSample + report.frames;
+    }
+    if (report.program) {
+        object["program"] = {{"startSample", report.program->startSample},
+                             {"endSample", report.program->endSample},
+                             {"fadeFrames", report.program->fadeFrames},
+                             {"reason", report.program->reason}};
+    }
+    object["matches"] = json::array();
+    for (const Match& match : report.matches) {
+        object["matches"].push_back(MatchJson(match));
+    }
+    return object;
+}
+
+void WriteSidecar(const std::string& path, const RecordReport& report) {
+    const std::string text =
+        ToJson(report).dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+    PartFile file(ToFilesystemPath(path), true);
+    if (file.WriteAt(0, text.data(), text.size()) && file.Commit()) return;
+    const std::string why = file.FailureText();
+    file.Discard();
+    throw std::runtime_error(why);
+}
+
+}  // namespace receiver

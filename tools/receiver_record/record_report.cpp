@@ -1,0 +1,65 @@
+#include "receiver_record/record_report.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "wire/messages.h"
+
+namespace receiver {
+
+const char* OutcomeName(ExitCode code) {
+    switch (code) {
+        case ExitCode::kComplete:
+            return "complete";
+        case ExitCode::kStartNotFound:
+            return "start-not-found";
+        case ExitCode::kSourceError:
+            return "source-error";
+        case ExitCode::kInterrupted:
+            return "interrupted";
+        case ExitCode::kOutputError:
+            return "output-error";
+        case ExitCode::kUsage:
+        case ExitCode::kFailure:
+            break;
+    }
+    return "failure";
+}
+
+std::string FormatBer(double ber) {
+    char text[24];
+    std::snprintf(text, sizeof(text), "%.4f", ber);
+    return text;
+}
+
+std::string EndReason(const RecordReport& report) {
+    if (report.exitCode != ExitCode::kComplete) return OutcomeName(report.exitCode);
+    return report.program ? report.program->reason : kEndSourceEnded;
+}
+
+std::string UtcNow() {
+    using namespace std::chrono;
+    const auto now = floor<milliseconds>(system_clock::now());
+    const auto day = floor<days>(now);
+    const year_month_day date(day);
+    const hh_mm_ss time(now - day);
+    char text[64];
+    std::snprintf(
+        text, sizeof(text), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
+        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+        static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+        static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()));
+    return text;
+}
+
+std::string PublicUrl(const std::string& url) {
+    const size_t slashes = url.find("://");
+    if (slashes == std::string::npos) return url;
+    const size_t host = slashes + 3;
+    const size_t end = std::min(url.find_first_of("/?#", host), url.size());
+    const size_t at = url.substr(host, end - host).rfind('@');
+    return at == std::string::npos ? url : url.substr(0, host) + url.substr(host + at + 1);
+}
+
+}  // namespace receiver

@@ -1,0 +1,140 @@
+#include "receiver_record/request/command_line.h"
+
+#include "audio_output/output_format.h"
+#include "receiver_record/exit_code.h"
+
+namespace receiver {
+namespace {
+
+void DeclareReferences(CLI::App& app, CommandLineValues& values) {
+    const char* const group = "What to listen for";
+    app.add_option("--start", values.starts,
+                   "A recording whose beginning starts the programme; may be repeated")
+        ->type_name("[ID=]FILE")
+        ->allow_extra_args(false)  // what follows the file is not another one
+        ->group(group)
+        ->required();
+    app.add_option("--end", values.ends,
+                   "A recording whose end ends the programme; may be repeated")
+        ->type_name("[ID=]FILE")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option("--other", values.others, "A recording that is only reported; may be repeated")
+        ->type_name("[ID=]FILE")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option("--wait", values.wait, "Give up if no start has been heard after this long")
+        ->type_name("DURATION")
+        ->group(group);
+}
+
+void DeclareProgram(CLI::App& app, CommandLineValues& values) {
+    const char* const group = "The programme";
+    app.add_option("--max", values.maximum,
+                   "Longest programme, 1s to 1h (default: 1h with --end or --fade; otherwise the "
+                   "programme lasts until the source ends)")
+        ->type_name("DURATION")
+        ->group(group);
+    app.add_option("--fade", values.fade,
+                   "Fade out before the end, unless an --end recording ends the programme")
+        ->type_name("DURATION")
+        ->group(group);
+}
+
+void DeclareOutput(CLI::App& app, CommandLineValues& values) {
+    const char* const group = "Output";
+    app.add_option("-o,--output", values.output,
+                   "The file to write; its name selects the format (" + SupportedExtensions() +
+                       "); - writes WAV to standard output")
+        ->type_name("FILE")
+        ->group(group)
+        ->required();
+    app.add_flag("--force", values.force, "Overwrite an existing file")->group(group);
+    app.add_flag("--json", values.json,
+                 "Write the events to standard output, one JSON object per line")
+        ->group(group);
+    app.add_flag("-q,--quiet", values.quiet, "Report nothing but failures")->group(group);
+    app.add_flag("-v,--verbose", values.verbose, "Also report what helps to find a fault")
+        ->group(group);
+}
+
+void DeclareReceiver(CLI::App& app, CommandLineValues& values) {
+    const char* const group = "The receiver";
+    app.add_option("--io-timeout", values.ioTimeout,
+                   "Longest silence of the source, 100ms to 60s (default: 15s)")
+        ->type_name("DURATION")
+        ->group(group);
+    app.add_option("--block", values.block,
+                   "Bytes per block of its buffer, 4 to 1048576 (default: 8192)")
+        ->type_name("BYTES")
+        ->group(group);
+    app.add_option("--control", values.control,
+                   "Join the receiver that is running at this URI instead of starting one")
+        ->type_name("URI")
+        ->group(group);
+    app.add_option("--receiver", values.receiver,
+                   "The receiver program to start (default: ReceiverHost beside this program)")
+        ->type_name("PROGRAM")
+        ->group(group);
+    app.add_option("--log", values.log, "Where the receiver that is started writes its log")
+        ->type_name("FILE")
+        ->group(group);
+}
+
+ToolDescription DescribeTool() {
+    ToolDescription tool = {};
+    tool.name = "receiver-record";
+    tool.purpose = "record one programme of an internet radio stream";
+    tool.usage = "[OPTIONS] URL --start FILE -o FILE";
+    tool.description =
+        "Records one programme of an internet radio stream, exact to the sample, from\n"
+        "the beginning of a start recording to the end of an end recording or a maximum length.";
+    tool.notes = {"Durations: 90s, 55m, 1h30m, 2.5s, 00:55:00, or a number of seconds."};
+    tool.details = {
+        "A recording to listen for can be given a name: ID=FILE.",
+        "The audio goes to FILE.part, which is renamed once it is whole. The tags and FILE.json "
+        "beside it tell the source, the start and end sample, the matches, the times and why the "
+        "recording ended. The final tags are added by copying the file; when the disk has no room "
+        "for the copy, the audio keeps the tags that it began with."};
+    tool.examples = {
+        {"from the jingle to the outro, at most 55 minutes",
+         "receiver-record http://radio.example/live --start jingle.wav --end outro.wav \\\n"
+         "      --max 55m -o show.flac"},
+        {"exactly half an hour with a fade, piped into another tool",
+         "receiver-record http://radio.example/live --start jingle.wav --max 30m \\\n"
+         "      --fade 3s -o - | ffmpeg -i - show.mp3"},
+        {"for a scheduler: JSON events, and ten minutes of waiting at most",
+         "receiver-record http://radio.example/live --start news=jingle.wav --wait 10m \\\n"
+         "      --json -o news.wav"},
+    };
+    tool.exitCodes = {
+        {static_cast<int>(ExitCode::kComplete), "the programme is complete"},
+        {static_cast<int>(ExitCode::kFailure), "the receiver failed or refused the request"},
+        {static_cast<int>(ExitCode::kUsage),
+         "wrong command line, or a recording to listen for is missing or unusable"},
+        {static_cast<int>(ExitCode::kStartNotFound), "no start recording was heard"},
+        {static_cast<int>(ExitCode::kSourceError),
+         "the source failed, or ended before the programme did"},
+        {static_cast<int>(ExitCode::kInterrupted), "interrupted"},
+        {static_cast<int>(ExitCode::kOutputError), "the output could not be written"},
+    };
+    tool.environment = {{"NO_COLOR", "When it is set, nothing is coloured."}};
+    return tool;
+}
+
+}  // namespace
+
+void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
+    app.add_option("URL", values.url, "The stream, http:// or https://")->type_name("")->required();
+    DeclareReferences(app, values);
+    DeclareProgram(app, values);
+    DeclareOutput(app, values);
+    DeclareReceiver(app, values);
+}
+
+const ToolDescription& RecordTool() {
+    static const ToolDescription tool = DescribeTool();
+    return tool;
+}
+
+}  // namespace receiver

@@ -1,0 +1,29 @@
+// The command line of receiver-record, declared once: parsing, --help, the manual
+// page and the shell completions all come from it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "command_line/tool_description.h"
+
+namespace receiver {
+
+// The values as they were typed.
+struct CommandLineValues {
+    std::string url;
+    std::string output;
+    std::vector<std::string> starts, ends, others;
+    std::string maximum, fade, wait, ioTimeout;
+    std::string block;
+    std::string control, receiver, log;
+    bool json = false, quiet = false, verbose = false, force = false;
+};
+
+// The values outlive the application.
+void DeclareCommandLine(CLI::App& app, CommandLineValues& values);
+
+const ToolDescription& RecordTool();
+
+}  // namespace receiver

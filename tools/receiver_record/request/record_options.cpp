@@ -1,0 +1,112 @@
+#include "receiver_record/request/record_options.h"
+
+#include <limits>
+#include <stdexcept>
+
+#include "audio_output/output_format.h"
+#include "command_line/duration.h"
+#include "receiver_record/exit_code.h"
+#include "receiver_record/request/command_line.h"
+#include "receiver_record/request/reference_list.h"
+#include "wire/prepare_limits.h"
+
+namespace receiver {
+namespace {
+
+static_assert(static_cast<int>(ExitCode::kUsage) == kUsageExitCode);
+
+uint64_t Duration(const std::string& option, const std::string& text, uint64_t least,
+                  uint64_t most) {
+    const std::optional<uint64_t> ms = ParseDuration(text);
+    if (!ms) throw std::invalid_argument(option + ": invalid duration \"" + text + "\"");
+    if (*ms < least || *ms > most) {
+        throw std::invalid_argument(option + ": " + text + " is not between " +
+                                    FormatDuration(least) + " and " + FormatDuration(most));
+    }
+    return *ms;
+}
+
+std::optional<uint32_t> OptionalDuration(const std::string& option, const std::string& text,
+                                         uint64_t least, uint64_t most) {
+    if (text.empty()) return {};
+    return static_cast<uint32_t>(Duration(option, text, least, most));
+}
+
+std::optional<uint32_t> BlockBytes(const std::string& text) {
+    if (text.empty()) return {};
+    if (text.find_first_not_of("0123456789") != std::string::npos) {
+        throw std::invalid_argument("--block: invalid number \"" + text + "\"");
+    }
+    const unsigned long bytes = text.size() < 8 ? std::stoul(text) : kMaxBlockBytes + 1;
+    if (bytes < kMinBlockBytes || bytes > kMaxBlockBytes) {
+        throw std::invalid_argument("--block: " + text + " is not between " +
+                                    std::to_string(kMinBlockBytes) + " and " +
+                                    std::to_string(kMaxBlockBytes));
+    }
+    return static_cast<uint32_t>(bytes);
+}
+
+// An end recording can only end a programme that has a maximum.
+std::optional<ProgramLimits> ProgramFrom(const CommandLineValues& values) {
+    const std::optional<uint32_t> maximum =
+        OptionalDuration("--max", values.maximum, kMinProgramMs, kMaxProgramMs);
+    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxFadeMs);
+    if (!maximum && !fade && values.ends.empty()) return {};
+    return ProgramLimits{maximum.value_or(kMaxProgramMs), fade.value_or(0)};
+}
+
+RecordOptions Check(const CommandLineValues& values) {
+    RecordOptions options;
+    if (values.url.rfind("http://", 0) != 0 && values.url.rfind("https://", 0) != 0) {
+        throw std::invalid_argument("URL: \"" + values.url +
+                                    "\" does not begin with http:// or https://");
+    }
+    options.url = values.url;
+    options.output = values.output;
+    if (!options.ToStandardOutput()) OutputFormatFor(options.output);
+    options.references = MakeReferences(values.starts, values.ends, values.others);
+    if (options.references.size() > kMaxReferences) {
+        throw std::invalid_argument("too many recordings to listen for; at most " +
+                                    std::to_string(kMaxReferences) + " are possible");
+    }
+    options.program = ProgramFrom(values);
+    options.ioTimeoutMs =
+        OptionalDuration("--io-timeout", values.ioTimeout, kMinIoTimeoutMs, kMaxIoTimeoutMs);
+    options.blockBytes = BlockBytes(values.block);
+    if (!values.wait.empty()) {
+        options.waitMs = Duration("--wait", values.wait, 1, std::numeric_limits<uint32_t>::max());
+    }
+    options.controlUri = values.control;
+    options.receiverProgram = values.receiver;
+    options.logPath = values.log;
+    options.json = values.json;
+    options.quiet = values.quiet;
+    options.verbose = values.verbose;
+    options.force = values.force;
+    if (options.json && options.ToStandardOutput()) {
+        throw std::invalid_argument("--json and -o - cannot both write to standard output");
+    }
+    if (!options.controlUri.empty() && !(options.logPath + options.receiverProgram).empty()) {
+        throw std::invalid_argument(
+            "--log and --receiver are for a receiver that is started, not for --control");
+    }
+    return options;
+}
+
+}  // namespace
+
+CommandLine ParseCommandLine(int argc, const char* const* argv) {
+    CommandLineValues values;
+    const auto declare = [&](CLI::App& app) { DeclareCommandLine(app, values); };
+    CommandLine line;
+    line.answer = ParseToolCommandLine(RecordTool(), declare, argc, argv);
+    if (line.answer) return line;
+    try {
+        line.options = Check(values);
+    } catch (const std::exception& e) {
+        line.answer = UsageError(RecordTool(), e.what());
+    }
+    return line;
+}
+
+}  // namespace receiver

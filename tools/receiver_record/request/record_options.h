@@ -1,0 +1,42 @@
+// What the command line of receiver-record asks for.
+//
+//   Units  times ms.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command_line/tool_command_line.h"
+#include "receiver_client/messages.h"
+
+namespace receiver {
+
+struct RecordOptions {
+    std::string url;
+    std::string output;                 // a file, or "-" for standard output
+    std::vector<Reference> references;  // with absolute paths and ids of their own
+    std::optional<ProgramLimits> program;
+    std::optional<uint32_t> ioTimeoutMs;
+    std::optional<uint32_t> blockBytes;
+    std::optional<uint64_t> waitMs;  // for the start reference
+    std::string controlUri;          // of a running receiver; empty starts one
+    std::string receiverProgram;     // empty: the one beside this program
+    std::string logPath;             // empty: a temporary one
+    bool json = false;
+    bool quiet = false;
+    bool verbose = false;
+    bool force = false;
+
+    bool ToStandardOutput() const { return output == "-"; }
+};
+
+struct CommandLine {
+    RecordOptions options;
+    std::optional<CommandLineAnswer> answer;  // set when there is nothing to record
+};
+
+CommandLine ParseCommandLine(int argc, const char* const* argv);
+
+}  // namespace receiver

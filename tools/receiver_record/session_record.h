@@ -1,0 +1,37 @@
+// What the receiver has told about the session so far. Pure.
+//
+//   Units  samples as in receiver_client/messages.h.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "receiver_client/messages.h"
+
+namespace receiver {
+
+struct SessionRecord {
+    struct End {
+        std::string reason;  // kReasonEof, kReasonError or kReasonCancelled
+        std::string message;
+    };
+
+    std::string state;  // for people
+    std::vector<Match> matches;
+    std::optional<Program> program;
+    std::optional<uint64_t> startSample;
+    std::string audioUri;  // empty before there is audio
+    std::optional<End> finished;
+    bool over = false;  // so the receiver says, though FINISHED has not come
+    bool sourceFailed = false;
+};
+
+void Apply(const Event& event, SessionRecord& session);
+// What the receiver says of the session when it is asked.
+void Apply(const SessionSnapshot& snapshot, SessionRecord& session);
+// Of the programme, when its end is known.
+std::optional<uint64_t> ProgramFrames(const SessionRecord& session);
+
+}  // namespace receiver
