@@ -133,6 +133,10 @@ TEST_F(CommandLineTest, StandardOutputHoldsTheListeningLineToTheByte) {
     ChildProcess process(ReceiverDriver::ProgramPath(), {uri, LogPath()});
     RawControlClient client;
     ASSERT_TRUE(client.Connect(uri));
+    // A receiver that answers has written its line; one that only listens need not have, and
+    // leaves it out once it is interrupted.
+    ASSERT_TRUE(client.SendFrame(R"({"requestId":"h","type":"HELLO","version":1})"));
+    ASSERT_TRUE(client.Receive().has_value());
     process.Interrupt();
     EXPECT_EQ(process.WaitForExit(TickMs() + kPatienceMs), 0);
     EXPECT_EQ(process.ReadAllOutput(TickMs() + kPatienceMs), "LISTENING " + uri + "\n");
