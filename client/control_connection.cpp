@@ -70,7 +70,8 @@ bool ControlConnection::Send(const json& message, uint64_t deadline) {
         return Fail(ErrorKind::kInvalidArgument, e.what());
     }
     if (body.size() > kMaxFrameBodyBytes) {
-        return Fail(ErrorKind::kInvalidArgument, "The command is longer than 65536 bytes");
+        return Fail(ErrorKind::kInvalidArgument,
+                    "The command is longer than " + std::to_string(kMaxFrameBodyBytes) + " bytes");
     }
     const std::string frame = EncodeFrame(body);
     if (pipe_.Write(frame.data(), frame.size(), deadline)) return true;

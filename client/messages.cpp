@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "wire/messages.h"
+
 namespace receiver {
 namespace {
 
@@ -12,13 +14,13 @@ using nlohmann::json;
 const char* RoleName(Role role) {
     switch (role) {
         case Role::kStart:
-            return "start";
+            return kRoleStart;
         case Role::kEnd:
-            return "end";
+            return kRoleEnd;
         case Role::kOther:
             break;
     }
-    return "other";
+    return kRoleOther;
 }
 
 // The JSON library converts numbers of any kind silently; positions must be what they say.
@@ -62,18 +64,18 @@ BufferStatistics ParseStatistics(const json& object) {
 }
 
 EventBody ParseBody(const std::string& type, const json& message) {
-    if (type == "CONNECTED") return ConnectedEvent{};
-    if (type == "DETECTED") return DetectedEvent{ParseMatch(message)};
-    if (type == "PROGRAM_END") return ProgramEndEvent{ParseProgram(message.at("program"))};
-    if (type == "READY") {
+    if (type == kEventConnected) return ConnectedEvent{};
+    if (type == kEventDetected) return DetectedEvent{ParseMatch(message)};
+    if (type == kEventProgramEnd) return ProgramEndEvent{ParseProgram(message.at("program"))};
+    if (type == kEventReady) {
         return ReadyEvent{Text(message, "uri"), Unsigned<uint64_t>(message, "sourceSample")};
     }
-    if (type == "SOURCE_ERROR") {
+    if (type == kEventSourceError) {
         return SourceErrorEvent{Unsigned<uint32_t>(message, "error"),
                                 message.at("canDrain").get<bool>(),
                                 Unsigned<uint64_t>(message, "sourceEndSample")};
     }
-    if (type == "FINISHED") return FinishedEvent{ParseSnapshot(message)};
+    if (type == kEventFinished) return FinishedEvent{ParseSnapshot(message)};
     return UnknownEvent{};
 }
 

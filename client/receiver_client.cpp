@@ -7,6 +7,7 @@
 #include "control_connection.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
+#include "wire/messages.h"
 
 namespace receiver {
 namespace {
@@ -23,7 +24,7 @@ uint64_t TickDeadline(ReceiverClient::Milliseconds timeout) {
 
 bool IsReply(const json& message) {
     const json& type = message.at("type");
-    return type == "WELCOME" || type == "ACK" || type == "REJECTED";
+    return type == kReplyWelcome || type == kReplyAck || type == kReplyRejected;
 }
 
 std::string RefusalText(const json& rejected) {
@@ -58,7 +59,7 @@ public:
     }
 
     std::optional<Welcome> Hello(uint64_t deadline) {
-        return Typed<Welcome>(Request("HELLO", json::object(), deadline), ParseWelcome);
+        return Typed<Welcome>(Request(kCommandHello, json::object(), deadline), ParseWelcome);
     }
 
     std::optional<SessionSnapshot> SessionRequest(const char* type, json message,
@@ -72,11 +73,11 @@ public:
     std::optional<json> Request(const char* type, json message, uint64_t deadline) {
         const std::string requestId = requestPrefix_ + std::to_string(++requests_);
         message["type"] = type;
-        message["version"] = 1;
+        message["version"] = kProtocolVersion;
         message["requestId"] = requestId;
         if (!channel_.Send(message, deadline)) return {};
         std::optional<json> reply = AwaitReply(type, requestId, deadline);
-        if (reply && (*reply)["type"] == "ACK") acknowledged_ = requestId;
+        if (reply && (*reply)["type"] == kReplyAck) acknowledged_ = requestId;
         return reply;
     }
 
@@ -126,16 +127,16 @@ private:
     // Nothing when the reply is for another command.
     std::optional<bool> Accepts(const json& reply, const std::string& command,
                                 const std::string& requestId) {
-        const bool rejected = reply["type"] == "REJECTED";
+        const bool rejected = reply["type"] == kReplyRejected;
         const json id = reply.contains("requestId") ? reply["requestId"] : json();
         // A refusal without an id: the receiver could not even read what was sent.
         if (id != requestId &&
             !(rejected && id.is_string() && id.get_ref<const std::string&>().empty()))
             return {};
         if (rejected) return channel_.Fail(ErrorKind::kRejected, RefusalText(reply));
-        const bool fits = command == "HELLO"
-                              ? reply["type"] == "WELCOME"
-                              : reply["type"] == "ACK" && reply.contains("command") &&
+        const bool fits = command == kCommandHello
+                              ? reply["type"] == kReplyWelcome
+                              : reply["type"] == kReplyAck && reply.contains("command") &&
                                     reply["command"] == command;
         return fits || Broken("the reply does not fit the command");
     }
@@ -143,7 +144,7 @@ private:
     // A session that was acknowledged and then could not be started is rejected, too.
     bool IsTakenBack(const json& message) const {
         const auto id = message.find("requestId");
-        return !acknowledged_.empty() && message["type"] == "REJECTED" && id != message.end() &&
+        return !acknowledged_.empty() && message["type"] == kReplyRejected && id != message.end() &&
                *id == acknowledged_;
     }
 
@@ -205,16 +206,18 @@ std::optional<Welcome> ReceiverClient::Hello(Milliseconds timeout) {
 
 std::optional<SessionSnapshot> ReceiverClient::Prepare(const PrepareRequest& request,
                                                        Milliseconds timeout) {
-    return connection_->SessionRequest("PREPARE", ToJson(request), TickDeadline(timeout));
+    return connection_->SessionRequest(kCommandPrepare, ToJson(request), TickDeadline(timeout));
 }
 
 std::optional<SessionSnapshot> ReceiverClient::Cancel(const std::string& sessionId,
                                                       Milliseconds timeout) {
-    return connection_->SessionRequest("CANCEL", {{"sessionId", sessionId}}, TickDeadline(timeout));
+    return connection_->SessionRequest(kCommandCancel, {{"sessionId", sessionId}},
+                                       TickDeadline(timeout));
 }
 
 bool ReceiverClient::Shutdown(Milliseconds timeout) {
-    return connection_->Request("SHUTDOWN", json::object(), TickDeadline(timeout)).has_value();
+    return connection_->Request(kCommandShutdown, json::object(), TickDeadline(timeout))
+        .has_value();
 }
 
 std::optional<Event> ReceiverClient::NextEvent(Milliseconds timeout) {

@@ -6,6 +6,7 @@
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
+#include "wire/messages.h"
 
 namespace receiver {
 namespace {
@@ -45,7 +46,7 @@ private:
             const std::optional<std::string> line =
                 child_->ReadLine(std::min(deadline, TickMs() + kCancellationStepMs));
             if (line) {
-                if (*line == "LISTENING " + uri_) return true;
+                if (*line == kListeningPrefix + uri_) return true;
                 return Fail(ErrorKind::kProtocol, "The program is no receiver: " + *line);
             }
             if (const std::optional<int> code = child_->WaitForExit(0)) return FailExit(*code);

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "check.h"
+#include "platform/standard_streams.h"
 #include "station.h"
 #include "studio.h"
 #include "testing/wav_file.h"
@@ -37,6 +38,12 @@ bool RunCheck(const std::filesystem::path& folder) {
 
 int main(int argc, char** argv) {
     using namespace receiver;
+    try {
+        OpenMissingStandardStreams();
+    } catch (const std::exception& error) {
+        std::cerr << "receiver-demo: " << error.what() << "\n";
+        return 1;
+    }
     CLI::App app{"The demo's studio, its radio station, and the check of a recording"};
     app.require_subcommand(1);
     std::filesystem::path folder;

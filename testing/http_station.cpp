@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <limits>
+
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
@@ -28,10 +29,8 @@ std::string PathOf(const std::string& head) {
     return head.substr(start + 1, head.find(' ', start + 1) - start - 1);
 }
 
-bool WantsMetadata(std::string head) {
-    std::transform(head.begin(), head.end(), head.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return head.find("icy-metadata: 1") != std::string::npos;
+bool WantsMetadata(std::string_view head) {
+    return ToLowerAscii(head).find("icy-metadata: 1") != std::string::npos;
 }
 
 // A title first, then the empty block that says "unchanged".

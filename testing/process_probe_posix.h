@@ -31,12 +31,24 @@ inline size_t ThreadsOf(long pid) {
     return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
 }
 
-inline bool HasChildren(long pid) {
+// The first that a thread of it lists; 0 without any.
+inline long ChildOf(long pid) {
     for (const auto& task : std::filesystem::directory_iterator(ProcessFolder(pid) / "task")) {
-        std::string children;
-        if (std::getline(std::ifstream(task.path() / "children"), children) && !children.empty()) {
-            return true;
-        }
+        long child = 0;
+        if (std::ifstream(task.path() / "children") >> child) return child;
+    }
+    return 0;
+}
+
+inline bool HasChildren(long pid) {
+    return ChildOf(pid) != 0;
+}
+
+inline bool IgnoresSignal(long pid, int signal) {
+    std::ifstream status(ProcessFolder(pid) / "status");
+    for (std::string line; std::getline(status, line);) {
+        if (!line.starts_with("SigIgn:")) continue;
+        return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
     }
     return false;
 }

@@ -78,7 +78,8 @@ PreparedProgram MakeRequest(const ReferenceFiles& files) {
     program.sessionId = "session-1";
     program.url = "http://127.0.0.1/stream";
     for (const char* role : {"start", "end", "other"}) {
-        program.references.push_back({std::string("the-") + role, role, files.Path(role)});
+        program.references.push_back(
+            {std::string("the-") + role, ReferenceRoleNamed(role).value(), files.Path(role)});
     }
     return program;
 }

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "platform/files.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "detect/reference_hash.h"
+#include "platform/standard_streams.h"
 
 namespace receiver {
 namespace {
@@ -30,6 +31,12 @@ bool Dump(const std::string& path) {
 
 int main(int argc, char** argv) {
     using namespace receiver;
+    try {
+        OpenMissingStandardStreams();
+    } catch (const std::exception& error) {
+        std::cerr << "receiver-hash: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
     CLI::App app(
         "Writes the fingerprint of each recording to FILE.hash: a 32-bit word, little-endian,\n"
         "for every 12.5 ms. An existing FILE.hash is replaced.",

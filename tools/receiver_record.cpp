@@ -46,7 +46,12 @@ int Run(const RecordOptions& options) {
 int main(int argc, char** argv) {
     using namespace receiver;
     try {
+        const bool isOutputMissing = OpenMissingStandardStreams();
         const CommandLine line = ParseCommandLine(argc, argv);
+        if (!line.exitCode && line.options.ToStandardOutput() && isOutputMissing) {
+            WriteStandardErrorLine("receiver-record: standard output is closed");
+            return static_cast<int>(ExitCode::kOutputError);
+        }
         if (!line.exitCode) return Run(line.options);
         if (*line.exitCode == 0) {
             WriteStandardOutputLine(line.text);

@@ -1,4 +1,4 @@
-// Starts a receiver, waits for a jingle on a radio stream, and writes the program that
+// Starts a receiver, waits for a jingle on a radio stream, and writes the programme that
 // follows to a file as raw 16-bit PCM.
 //     record_program ReceiverHost receiver.log http://radio.example/live /jingle.wav program.pcm
 #include <receiver_client/pcm1_reader.h>

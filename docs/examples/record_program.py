@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Records one program of a radio stream to a WAV file: a complete client of the receiver
+"""Records one programme of a radio stream to a WAV file: a complete client of the receiver
 in plain Python, for Linux. docs/protocol.md describes what it says and hears.
 
     record_program.py RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS]

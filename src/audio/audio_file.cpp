@@ -28,4 +28,12 @@ void CAudioFile::GetSilenceByte(uint8_t* silence) const {
     if (format_->wBitsPerSample == 8) *silence = 0x80;
 }
 
+const WAVEFORMATEX* FormatOf16BitPcm(CAudioFile& file) {
+    const WAVEFORMATEX* format = nullptr;
+    if (file.GetFormat(&format) != CAudioFile::kFormatOk || !format) return nullptr;
+    const bool taken = format->wFormatTag == kFormatTagPcm && format->wBitsPerSample == 16 &&
+                       format->nBlockAlign != 0;
+    return taken ? format : nullptr;
+}
+
 }  // namespace receiver

@@ -80,4 +80,8 @@ protected:
     uint64_t length_ = 0;        // bytes, 0 when unknown
 };
 
+// The format of an open file that delivers what every stage of the chain takes, integer PCM
+// of 16 bits in frames of a size; null for any other. Valid until Close.
+const WAVEFORMATEX* FormatOf16BitPcm(CAudioFile& file);
+
 }  // namespace receiver

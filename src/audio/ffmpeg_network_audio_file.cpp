@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "audio/ffmpeg.h"
-#include "platform/clock.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
@@ -20,8 +20,7 @@ constexpr size_t kErrorTextBytes = 64;
 // when it is of another scheme.
 std::string ToHttpUrl(const std::string& url) {
     for (const std::string_view scheme : {"http://", "https://"}) {
-        std::string start = url.substr(0, scheme.size());
-        for (char& c : start) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        const std::string start = ToLowerAscii(url.substr(0, scheme.size()));
         if (start == scheme) return start + url.substr(scheme.size());
     }
     return {};
@@ -33,7 +32,8 @@ CFFmpegNetworkAudioFile::CFFmpegNetworkAudioFile(
     std::shared_ptr<CFFmpegNetworkCancellation> cancellation, uint32_t ioTimeoutMs)
     : cancellation_(cancellation ? std::move(cancellation)
                                  : std::make_shared<CFFmpegNetworkCancellation>()),
-      timeoutMs_(ioTimeoutMs != 0 ? ioTimeoutMs : kDefaultTimeoutMs) {}
+      timeoutMs_(ioTimeoutMs != 0 ? ioTimeoutMs : kDefaultTimeoutMs),
+      access_(std::make_shared<NetworkAccess>(cancellation_, timeoutMs_)) {}
 
 CFFmpegNetworkAudioFile::~CFFmpegNetworkAudioFile() {
     CFFmpegNetworkAudioFile::Close();
@@ -41,7 +41,8 @@ CFFmpegNetworkAudioFile::~CFFmpegNetworkAudioFile() {
 
 BOOL CFFmpegNetworkAudioFile::Open(const std::string& url) {
     if (IsOpen()) return 0;
-    timedOut_ = false;
+    // A new one: what an earlier opening has left behind stays stopped.
+    access_ = std::make_shared<NetworkAccess>(cancellation_, timeoutMs_);
     lastError_ = 0;
     ArmDeadline();
     const std::string httpUrl = ToHttpUrl(url);
@@ -56,7 +57,7 @@ BOOL CFFmpegNetworkAudioFile::Open(const std::string& url) {
 }
 
 BOOL CFFmpegNetworkAudioFile::Close() {
-    const bool interrupted = deadline_ != 0 && (timedOut_ || cancellation_->cancelled);
+    const bool interrupted = access_->HasTimedOut() || access_->IsCancelled();
     if (!interrupted) ArmDeadline();
     return CFFmpegStreamingDecoder::Close();
 }
@@ -73,35 +74,20 @@ BOOL CFFmpegNetworkAudioFile::Seek(float) {
 }
 
 void CFFmpegNetworkAudioFile::ArmDeadline() {
-    deadline_ = TickMs() + timeoutMs_;
+    access_->ArmDeadline();
 }
 
 int CFFmpegNetworkAudioFile::ConfigureInput(AVFormatContext* context, AVDictionary** options) {
-    context->interrupt_callback.callback = &CFFmpegNetworkAudioFile::InterruptCallback;
-    context->interrupt_callback.opaque = this;
     context->probesize = kProbeBytes;
     context->max_analyze_duration = kAnalyseMicroseconds;
-    int result = av_dict_set_int(options, "rw_timeout", static_cast<int64_t>(timeoutMs_) * 1000, 0);
-    if (result >= 0) result = av_dict_set(options, "tls_verify", "1", 0);
-    if (result >= 0) result = av_dict_set(options, "seekable", "0", 0);
-    if (result < 0) return result;
-    return ShouldStop() ? AVERROR_EXIT : 0;
-}
-
-int CFFmpegNetworkAudioFile::InterruptCallback(void* source) {
-    return static_cast<CFFmpegNetworkAudioFile*>(source)->ShouldStop() ? 1 : 0;
-}
-
-bool CFFmpegNetworkAudioFile::ShouldStop() {
-    if (cancellation_->cancelled) return true;
-    if (deadline_ == 0 || TickMs() < deadline_) return false;
-    timedOut_ = true;
-    return true;
+    const int result = av_dict_set(options, "seekable", "0", 0);
+    return result < 0 ? result : access_->Configure(context, options);
 }
 
 std::string CFFmpegNetworkAudioFile::GetErrorText() const {
-    if (cancellation_->cancelled) return "Cancelled";
-    if (timedOut_ || lastError_ == AVERROR(ETIMEDOUT)) return "Network operation timed out";
+    if (access_->IsCancelled()) return "Cancelled";
+    if (access_->HasTimedOut() || lastError_ == AVERROR(ETIMEDOUT))
+        return "Network operation timed out";
     if (lastError_ < 0) {
         std::array<char, kErrorTextBytes> text{};
         av_strerror(lastError_, text.data(), text.size());

@@ -1,6 +1,6 @@
 // The live source: a decoder restricted to HTTP and HTTPS, in which every
 // operation is bounded by a time-out and can be cancelled from another thread.
-// It never seeks and has no length.
+// It never seeks and has no length. What it may open, and how, is source_policy.h's.
 //
 //   Units    time-outs in ms.
 //   Threads  Open, Read and Close on one thread; the shared cancellation from any.
@@ -13,6 +13,7 @@
 
 #include "audio/ffmpeg_network_cancellation.h"
 #include "audio/ffmpeg_streaming_decoder.h"
+#include "audio/network_access.h"
 
 namespace receiver {
 
@@ -39,14 +40,10 @@ protected:
     bool ComputesLength() const override { return false; }
 
 private:
-    static int InterruptCallback(void* source);
-    bool ShouldStop();
-
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
-    uint64_t deadline_ = 0;  // TickMs() value; 0 for none
-    bool timedOut_ = false;
-    int32_t lastError_ = 0;  // negative FFmpeg error code of the source itself
+    std::shared_ptr<NetworkAccess> access_;  // never null; one an Open
+    int32_t lastError_ = 0;                  // negative FFmpeg error code of the source itself
 };
 
 }  // namespace receiver

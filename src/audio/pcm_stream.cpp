@@ -13,16 +13,6 @@ namespace {
 
 constexpr uint64_t kMaxWaitMs = 0xFFFFFFFE;
 
-const WAVEFORMATEX* ServableFormat(CAudioFile& source) {
-    const WAVEFORMATEX* format = nullptr;
-    if (source.GetFormat(&format) != CAudioFile::kFormatOk || !format ||
-        format->wFormatTag != kFormatTagPcm || format->wBitsPerSample != 16 ||
-        format->nBlockAlign == 0) {
-        return nullptr;
-    }
-    return format;
-}
-
 // One run of the protocol over a connected endpoint.
 class PcmStream final {
 public:
@@ -105,7 +95,7 @@ private:
 bool ServePcmStream(CPcmPipe& endpoint, CAudioFile& source, const PcmStreamOptions& options,
                     std::function<void()> onConnected) {
     const std::function<void()> notify = std::move(onConnected);  // released with the call
-    const WAVEFORMATEX* format = ServableFormat(source);
+    const WAVEFORMATEX* format = FormatOf16BitPcm(source);
     if (!format || options.framesPerChunk == 0 ||
         options.framesPerChunk > kMaxPcm1ChunkBytes / format->nBlockAlign) {
         return false;

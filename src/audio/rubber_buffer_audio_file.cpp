@@ -19,6 +19,29 @@ namespace {
 
 constexpr uint32_t kMaxBlockBytes = 1048576;
 constexpr uint64_t kLastByte = std::numeric_limits<uint64_t>::max();
+// Large enough that the C library takes it from the system alone and gives it back whole, to
+// whichever thread asks next. Never touched: it is no memory until then.
+constexpr size_t kReserveBytes = 34603008;
+// FFmpeg and FFTW want memory of their own for every read, and FFTW ends the process when it
+// gets none: so much must be left, which is looked at whenever so much has been stored.
+constexpr size_t kHeadroomBytes = 4194304;
+constexpr uint64_t kHeadroomCheckBytes = 262144;
+
+void RequireHeadroom() {
+    const auto headroom = std::make_unique_for_overwrite<std::byte[]>(kHeadroomBytes);
+    // Seen from outside, so that the compiler cannot do without the memory.
+    *static_cast<volatile std::byte*>(headroom.get()) = std::byte{};
+}
+
+// A source that fails because it gets no memory need not say so.
+bool IsMemoryExhausted() {
+    try {
+        RequireHeadroom();
+        return false;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+}
 
 }  // namespace
 
@@ -28,7 +51,8 @@ CRubberBufferAudioFile::CRubberBufferAudioFile(std::unique_ptr<CAudioFile> inner
     : inner_(std::move(inner)),
       stopInner_(std::move(stopInner)),
       blockBytes_(blockBytes),
-      readTimeoutMs_(readTimeoutMs) {
+      readTimeoutMs_(readTimeoutMs),
+      reserve_(std::make_unique_for_overwrite<std::byte[]>(kReserveBytes)) {
     if (!inner_ || !stopInner_ || blockBytes < 1 || blockBytes > kMaxBlockBytes ||
         readTimeoutMs == 0) {
         throw std::invalid_argument("Invalid Rubberbuffer configuration");
@@ -67,6 +91,8 @@ uint32_t CRubberBufferAudioFile::Fill(const std::string& path) {
     } catch (...) {
         reason = kErrorReadFault;
     }
+    if (reason == kErrorReadFault && IsMemoryExhausted()) reason = kErrorOutOfMemory;
+    reserve_.reset();
     try {
         inner_->Close();
     } catch (...) {
@@ -77,11 +103,8 @@ uint32_t CRubberBufferAudioFile::Fill(const std::string& path) {
 
 uint32_t CRubberBufferAudioFile::OpenInner(const std::string& path) {
     if (!inner_->Open(path)) throw std::runtime_error("Inner Open failed");
-    const WAVEFORMATEX* format = nullptr;
-    if (inner_->GetFormat(&format) != kFormatOk || !format || format->wFormatTag != kFormatTagPcm ||
-        format->wBitsPerSample != 16 || format->nBlockAlign == 0) {
-        throw std::runtime_error("Invalid PCM format");
-    }
+    const WAVEFORMATEX* format = FormatOf16BitPcm(*inner_);
+    if (!format) throw std::runtime_error("Invalid PCM format");
     MutexLock lock(mutex_);
     record_ = *format;
     format_ = &record_;
@@ -96,7 +119,12 @@ uint32_t CRubberBufferAudioFile::OpenInner(const std::string& path) {
 
 uint32_t CRubberBufferAudioFile::ReadInner(uint32_t blockAlign) {
     const uint32_t chunkBytes = std::max(blockBytes_ / blockAlign, 1U) * blockAlign;
+    uint64_t unchecked = kHeadroomCheckBytes;
     while (!IsStopRequested()) {
+        if (unchecked >= kHeadroomCheckBytes) {
+            RequireHeadroom();
+            unchecked = 0;
+        }
         std::vector<std::byte> pcm(chunkBytes);
         const int32_t got = inner_->Read(pcm.data(), chunkBytes);
         if (got < 1) return got < 0 ? kErrorReadFault : kErrorNone;
@@ -108,6 +136,7 @@ uint32_t CRubberBufferAudioFile::ReadInner(uint32_t blockAlign) {
             pcm.resize(bytes);
             pcm.shrink_to_fit();  // a block may be kept for hours
         }
+        unchecked += bytes;
         Append(std::move(pcm));
     }
     return kErrorNone;

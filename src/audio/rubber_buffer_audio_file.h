@@ -8,8 +8,9 @@
 //            reads and seeks. RequestStop and GetStats: any thread.
 //   Lock     mutex_ guards the state below it and the base's open flag and
 //            format. It is a leaf: never held across inner_ or stopInner_.
-//   Errors   reported by the result; Stats::error tells why (8 out of memory,
-//            13 position released, 30 source failed, 1460 no data in time).
+//   Errors   reported by the result; Stats::error tells why (8 out of memory, which
+//            a source may also have failed for, 13 position released, 30 source
+//            failed, 1460 no data in time).
 #pragma once
 
 #include <condition_variable>
@@ -85,7 +86,7 @@ private:
     };
 
     void RunFiller(const std::string& path) EXCLUDES(mutex_);      // no exception leaves it
-    uint32_t Fill(const std::string& path) EXCLUDES(mutex_);       // the reason of the end: 0 or 30
+    uint32_t Fill(const std::string& path) EXCLUDES(mutex_);       // the reason: 0, 8 or 30
     uint32_t OpenInner(const std::string& path) EXCLUDES(mutex_);  // the bytes of a frame
     uint32_t ReadInner(uint32_t blockAlign) EXCLUDES(mutex_);      // the reason of the end
     bool IsStopRequested() const EXCLUDES(mutex_);
@@ -99,6 +100,9 @@ private:
     const std::function<void()> stopInner_;
     const uint32_t blockBytes_;
     const uint32_t readTimeoutMs_;
+    // Given back when there is no memory left, so that the session can tell it and end. The
+    // filler's alone.
+    std::unique_ptr<std::byte[]> reserve_;
 
     mutable Mutex mutex_;
     std::condition_variable changed_;  // told of every append, open, end, stop

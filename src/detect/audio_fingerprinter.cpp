@@ -24,28 +24,6 @@ std::vector<double> HannWindow(uint32_t length) {
     return window;
 }
 
-double Energy(const std::complex<double>& bin) {
-    return bin.real() * bin.real() + bin.imag() * bin.imag();
-}
-
-// Four running sums in a fixed order: fast, and equal to the bit wherever it runs.
-double BandEnergy(const std::complex<double>* bins, int32_t begin, int32_t end) {
-    double sum0 = 0.0;
-    double sum1 = 0.0;
-    double sum2 = 0.0;
-    double sum3 = 0.0;
-    int32_t i = begin;
-    for (; end - i >= 4; i += 4) {
-        sum0 += Energy(bins[i]);
-        sum1 += Energy(bins[i + 1]);
-        sum2 += Energy(bins[i + 2]);
-        sum3 += Energy(bins[i + 3]);
-    }
-    double total = (sum0 + sum1) + (sum2 + sum3);
-    for (; i < end; ++i) total += Energy(bins[i]);
-    return total;
-}
-
 }  // namespace
 
 int64_t FrameClock::StartSample() const {
@@ -97,7 +75,10 @@ uint32_t CAudioFingerprinter::ComputeWord(const int16_t* samples, int64_t sample
     const int64_t last = std::clamp<int64_t>(sampleCount - startIndex, first, length);
     std::complex<double>* frame = fft_->Data() + pad_;
     std::fill(fft_->Data(), frame + first, 0.0);
-    for (int64_t i = first; i < last; ++i) frame[i] = samples[startIndex + i] * window_[i];
+    if (first < last) {
+        kernels_->applyWindow(samples + (startIndex + first), window_.data() + first,
+                              static_cast<size_t>(last - first), frame + first);
+    }
     std::fill(frame + last, fft_->Data() + fftSize_, 0.0);
     fft_->Execute();
     return WordOfTransform();
@@ -110,7 +91,9 @@ uint32_t CAudioFingerprinter::ComputeWord(const int16_t* samples) {
 uint32_t CAudioFingerprinter::WordOfTransform() {
     const std::complex<double>* bins = fft_->Data();
     for (int band = 0; band <= bitCount_; ++band) {
-        bandEnergies_[band] = BandEnergy(bins, bandEdges_[band], bandEdges_[band + 1]);
+        const int32_t begin = bandEdges_[band];
+        bandEnergies_[band] =
+            kernels_->bandEnergy(bins + begin, static_cast<size_t>(bandEdges_[band + 1] - begin));
     }
     uint32_t word = 0;
     for (int bit = 0; bit < bitCount_; ++bit) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "detect/fft.h"
+#include "detect/kernels.h"
 
 namespace receiver {
 
@@ -44,7 +45,8 @@ uint32_t NearestPowerOfTwo(int32_t length);
 
 class CAudioFingerprinter final {
 public:
-    CAudioFingerprinter() = default;
+    // All sets of kernels give the same words.
+    explicit CAudioFingerprinter(const Kernels& kernels = FastestKernels()) : kernels_(&kernels) {}
 
     // The rate is above 6000 Hz, so that the highest band lies within the spectrum. A
     // frame that no power of two is near to leaves FftSize() 0, and every word is 0.
@@ -64,6 +66,7 @@ private:
     void SetUpBandEdges();
     uint32_t WordOfTransform();
 
+    const Kernels* kernels_;  // outlives the process's threads
     int32_t sampleRate_ = 0;
     double frameSeconds_ = 0.0;
     double hopSeconds_ = 0.0;

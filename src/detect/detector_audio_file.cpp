@@ -31,11 +31,6 @@ std::vector<ReferenceFingerprint> CheckedReferences(
     return std::exchange(references, {});
 }
 
-bool IsAnalysable(const WAVEFORMATEX& format) {
-    return format.wFormatTag == kFormatTagPcm && format.wBitsPerSample == 16 &&
-           format.nChannels >= 1 && format.nChannels <= kMaxChannels;
-}
-
 uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample) {
     const double product = static_cast<double>(sourceRate) * static_cast<double>(analysisSample);
     return static_cast<uint64_t>(std::llrint(product / kAnalysisRate));
@@ -56,8 +51,8 @@ CDetectorAudioFile::~CDetectorAudioFile() {
 
 BOOL CDetectorAudioFile::Open(const std::string& path) {
     if (IsOpen() || !source_->Open(path)) return 0;
-    const WAVEFORMATEX* format = nullptr;
-    if (source_->GetFormat(&format) != kFormatOk || !IsAnalysable(*format)) {
+    const WAVEFORMATEX* format = FormatOf16BitPcm(*source_);
+    if (!format || format->nChannels < 1 || format->nChannels > kMaxChannels) {
         source_->Close();
         return 0;
     }
@@ -74,11 +69,7 @@ BOOL CDetectorAudioFile::Open(const std::string& path) {
 }
 
 void CDetectorAudioFile::StartAnalysis() {
-    fingerprinter_.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
-    history_.resize(2 * static_cast<size_t>(fingerprinter_.WindowLength()));
-    historySize_ = 0;
-    historyStart_ = 0;
-    frameClock_ = FrameClock();
+    stream_.SetUp();
     framesRead_ = 0;
     peakHistory_.store(0);
     matcher_.Reset();
@@ -86,7 +77,7 @@ void CDetectorAudioFile::StartAnalysis() {
 
 BOOL CDetectorAudioFile::Close() {
     resampler_.Close();
-    fingerprinter_ = CAudioFingerprinter();
+    stream_ = FingerprintStream();
     open_ = 0;
     source_->Close();
     return 1;
@@ -134,47 +125,22 @@ void CDetectorAudioFile::Drain() {
 }
 
 void CDetectorAudioFile::AppendToHistory(const int16_t* samples, size_t count) {
-    const uint64_t window = fingerprinter_.WindowLength();
     while (count > 0) {
-        // Up to the very sample that completes the next frame. When the callback has
-        // thrown, that frame is still due, and is found to be lost below.
-        const uint64_t received = historyStart_ + historySize_;
-        const uint64_t frameEnd = static_cast<uint64_t>(frameClock_.StartSample()) + window;
-        const uint64_t missing = frameEnd > received ? frameEnd - received : 1;
-        const auto span = static_cast<size_t>(std::min<uint64_t>(missing, count));
-        Retain(samples, span);
-        samples += span;
-        count -= span;
-        if (historyStart_ + historySize_ >= frameEnd) TakeFrame();
+        const size_t fed = stream_.Feed(samples, count);
+        samples += fed;
+        count -= fed;
+        const uint64_t held = std::min<uint64_t>(stream_.WindowLength(), stream_.SampleCount());
+        if (held > peakHistory_.load()) peakHistory_.store(held);
+        if (stream_.IsFrameComplete()) TakeFrame();
     }
-}
-
-// `count` is at most the window.
-void CDetectorAudioFile::Retain(const int16_t* samples, size_t count) {
-    const size_t window = fingerprinter_.WindowLength();
-    if (historySize_ + count > history_.size()) {
-        const size_t dropped = historySize_ - window;
-        std::copy_n(history_.begin() + dropped, window, history_.begin());
-        historyStart_ += dropped;
-        historySize_ = window;
-    }
-    std::copy_n(samples, count, history_.begin() + historySize_);
-    historySize_ += count;
-    const uint64_t held = std::min<uint64_t>(window, historyStart_ + historySize_);
-    if (held > peakHistory_.load()) peakHistory_.store(held);
 }
 
 void CDetectorAudioFile::TakeFrame() {
-    const auto frameStart = static_cast<uint64_t>(frameClock_.StartSample());
-    // Only a frame that ends with the newest sample has all of its samples within
-    // the newest window of them.
-    if (frameStart + fingerprinter_.WindowLength() < historyStart_ + historySize_) {
-        throw std::runtime_error("Detector history overrun");
-    }
-    const uint32_t word =
-        fingerprinter_.ComputeWord(history_.data() + (frameStart - historyStart_));
-    matcher_.Push(word, SourceSample(record_.nSamplesPerSec, frameStart), framesRead_);
-    frameClock_.Advance();
+    // After a callback that has thrown, its frame is still due, and found to be lost.
+    if (!stream_.IsFrameWhole()) throw std::runtime_error("Detector history overrun");
+    const uint64_t sourceSample = SourceSample(record_.nSamplesPerSec, stream_.FrameStart());
+    matcher_.Push(stream_.Word(), sourceSample, framesRead_);
+    stream_.Advance();
 }
 
 }  // namespace receiver

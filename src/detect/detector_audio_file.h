@@ -19,8 +19,8 @@
 
 #include "audio/audio_file.h"
 #include "audio/mono_resampler.h"
-#include "detect/audio_fingerprinter.h"
 #include "detect/detector_match.h"
+#include "detect/fingerprint_stream.h"
 #include "detect/reference_loading.h"
 #include "detect/reference_matcher.h"
 
@@ -54,23 +54,16 @@ private:
     void Drain();
     void StartAnalysis();
     void AppendToHistory(const int16_t* samples, size_t count);
-    void Retain(const int16_t* samples, size_t count);
     void TakeFrame();
 
     const std::unique_ptr<CAudioFile> source_;
     ReferenceMatcher matcher_;
     WAVEFORMATEX record_;
     MonoResampler resampler_;
-    CAudioFingerprinter fingerprinter_;  // set up while open
-    std::vector<int16_t> mono_;          // scratch of one read
-    std::vector<int16_t> resampled_;     // scratch of one read
-    // The newest analysis samples, contiguous: twice the window and moved to the
-    // front when full. historyStart_ is the absolute index of history_[0].
-    std::vector<int16_t> history_;
-    size_t historySize_ = 0;
-    uint64_t historyStart_ = 0;
-    FrameClock frameClock_;
-    uint64_t framesRead_ = 0;  // of the source
+    FingerprintStream stream_;        // set up while open
+    std::vector<int16_t> mono_;       // scratch of one read
+    std::vector<int16_t> resampled_;  // scratch of one read
+    uint64_t framesRead_ = 0;         // of the source
     std::atomic<uint64_t> peakHistory_{0};
 };
 

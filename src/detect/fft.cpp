@@ -2,8 +2,10 @@
 
 #include <fftw3.h>
 
+#include <algorithm>
 #include <new>
 
+#include "detect/fft_wisdom.h"
 #include "platform/thread_safety.h"
 
 namespace receiver {
@@ -16,11 +18,26 @@ Mutex& PlannerMutex() {
     return mutex;
 }
 
+bool ImportFirstAccepted(std::span<const char* const> texts) REQUIRES(PlannerMutex()) {
+    return std::any_of(texts.begin(), texts.end(),
+                       [](const char* text) { return fftw_import_wisdom_from_string(text) != 0; });
+}
+
+// Another build of FFTW, or another processor, may accept none: its own plans do as well.
+void ImportWisdomOnce() REQUIRES(PlannerMutex()) {
+    [[maybe_unused]] static const bool imported = ImportFirstAccepted(FftWisdom());
+}
+
 struct FftwFree {
     void operator()(std::complex<double>* data) const { fftw_free(data); }
 };
 
 }  // namespace
+
+bool ImportFftWisdom(std::span<const char* const> texts) {
+    MutexLock lock(PlannerMutex());
+    return ImportFirstAccepted(texts);
+}
 
 struct Fft::Plan {
     std::unique_ptr<std::complex<double>, FftwFree> data;
@@ -31,6 +48,7 @@ struct Fft::Plan {
         if (!data) throw std::bad_alloc();
         auto* values = reinterpret_cast<fftw_complex*>(data.get());
         MutexLock lock(PlannerMutex());
+        ImportWisdomOnce();
         handle =
             fftw_plan_dft_1d(static_cast<int>(size), values, values, FFTW_FORWARD, FFTW_ESTIMATE);
         if (!handle) throw std::bad_alloc();

@@ -1,4 +1,5 @@
-// Differing bits of two word sequences, by 64-bit population counts.
+// Differing bits of two word sequences, by the population count that the processor is best at
+// (kernels.h).
 #pragma once
 
 #include <cstddef>

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "wire/messages.h"
+
 namespace receiver {
 namespace {
 
@@ -21,11 +23,8 @@ CReceiverProgramAudioFile::CReceiverProgramAudioFile(CAudioFile& source, uint64_
       startSample_(startSample),
       position_(startSample),
       boundary_(std::move(boundary)) {
-    const WAVEFORMATEX* format = nullptr;
-    if (source_.GetFormat(&format) != kFormatOk || format->wFormatTag != kFormatTagPcm ||
-        format->wBitsPerSample != 16 || format->nBlockAlign == 0) {
-        throw std::runtime_error("Invalid prepared program format");
-    }
+    const WAVEFORMATEX* format = FormatOf16BitPcm(source_);
+    if (!format) throw std::runtime_error(kFinishedProgramFormat);
     record_ = *format;
     format_ = &record_;
     bytesPerSecond_ = record_.nAvgBytesPerSec;

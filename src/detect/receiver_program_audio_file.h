@@ -1,6 +1,6 @@
-// The program cut out of the stream: begins where its source stands, ends where
+// The programme cut out of the stream: begins where its source stands, ends where
 // the boundary callback says, and fades the last frames. The end may move while
-// the program is read, so the callback is asked before and after every read.
+// the programme is read, so the callback is asked before and after every read.
 //
 //   Units    positions are source frames.
 //   Threads  one at a time; the callback runs inside Read, without locks of ours.
@@ -18,7 +18,7 @@
 namespace receiver {
 
 struct ReceiverProgramBoundary {
-    uint64_t end;         // first frame that is no longer part of the program
+    uint64_t end;         // first frame that is no longer part of the programme
     uint64_t fadeFrames;  // before the end; 0 for none
 };
 

@@ -1,14 +1,15 @@
 #include "detect/reference_hash.h"
 
 #include <bit>
-#include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <fstream>
 
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "detect/audio_fingerprinter.h"
+#include "detect/fingerprint_stream.h"
 #include "detect/mono_mix.h"
-#include "platform/files.h"
+#include "platform/text.h"
 
 namespace receiver {
 
@@ -18,74 +19,61 @@ static_assert(std::endian::native == std::endian::little,
 namespace {
 
 constexpr uint32_t kReadBytes = 65536;
-constexpr size_t kUsualFileBytes = size_t{8} * 1024 * 1024;
 
-struct MonoRecording {
-    std::vector<int16_t> samples;
+struct FileFormat {
     int32_t sampleRate = kAnalysisRate;
-    uint16_t channels = 1;  // of the file
+    uint16_t channels = 1;
 };
 
-// What is there until the end or the first error.
-std::vector<std::byte> ReadToEnd(CAudioFile& file) {
-    std::vector<std::byte> pcm;
-    pcm.reserve(kUsualFileBytes);
-    for (;;) {
-        const size_t held = pcm.size();
-        pcm.resize(held + kReadBytes);
-        const int32_t read = file.Read(pcm.data() + held, kReadBytes);
-        pcm.resize(held + static_cast<size_t>(read > 0 ? read : 0));
-        if (read <= 0) return pcm;
-    }
-}
-
-bool DecodeWhole(const std::string& path, MonoRecording* recording) {
-    CFFmpegStreamingDecoder decoder;
-    decoder.SetOutputSampleRate(kAnalysisRate);
-    decoder.SetOutputBitsPerSample(16);
-    if (!decoder.Open(path)) return false;
+FileFormat FormatOf(CAudioFile& file) {
     const WAVEFORMATEX* format = nullptr;
-    if (decoder.GetFormat(&format) == CAudioFile::kFormatOk && format->nChannels != 0) {
-        recording->channels = format->nChannels;
-        recording->sampleRate = static_cast<int32_t>(format->nSamplesPerSec);
-    }
-    const std::vector<std::byte> pcm = ReadToEnd(decoder);
-    recording->samples.resize(pcm.size() / sizeof(int16_t) / recording->channels);
-    MixToMono(pcm.data(), recording->samples.size(), recording->channels,
-              recording->samples.data());
-    return true;
+    if (file.GetFormat(&format) != CAudioFile::kFormatOk || format->nChannels == 0) return {};
+    return {static_cast<int32_t>(format->nSamplesPerSec), format->nChannels};
 }
 
-std::vector<uint32_t> WordsOf(const MonoRecording& recording) {
-    CAudioFingerprinter fingerprinter;
-    fingerprinter.SetUp(recording.sampleRate, kFrameSeconds, kHopSeconds);
-    const auto count = static_cast<int64_t>(recording.samples.size());
-    const double duration = static_cast<double>(count) / recording.sampleRate;
-    std::vector<uint32_t> words;
-    words.reserve(static_cast<size_t>(std::floor(duration / kHopSeconds)) + 8);
-    for (FrameClock clock(recording.sampleRate); clock.Seconds() < duration; clock.Advance()) {
-        words.push_back(
-            fingerprinter.ComputeWord(recording.samples.data(), count, clock.StartSample()));
+// What is there until the end or the first error. A frame that a read cuts is completed by
+// the next one.
+void AppendWordsOf(CAudioFile& file, uint16_t channels, FingerprintStream& stream,
+                   std::vector<uint32_t>& words) {
+    const size_t frameBytes = channels * sizeof(int16_t);
+    std::vector<std::byte> pcm(frameBytes + kReadBytes);
+    std::vector<int16_t> mono(pcm.size() / frameBytes);
+    size_t held = 0;
+    for (;;) {
+        const int32_t read = file.Read(pcm.data() + held, kReadBytes);
+        if (read <= 0) return;
+        held += static_cast<size_t>(read);
+        const size_t frames = held / frameBytes;
+        MixToMono(pcm.data(), frames, channels, mono.data());
+        stream.AppendWords(mono.data(), frames, words);
+        const size_t used = frames * frameBytes;
+        std::memmove(pcm.data(), pcm.data() + used, held - used);
+        held -= used;
     }
-    return words;
 }
 
 }  // namespace
 
 bool FingerprintFile(const std::string& path, std::vector<uint32_t>* words, std::string* message) {
     words->clear();
-    MonoRecording recording;
-    if (!DecodeWhole(path, &recording)) {
+    CFFmpegStreamingDecoder decoder;
+    decoder.SetOutputSampleRate(kAnalysisRate);
+    decoder.SetOutputBitsPerSample(16);
+    if (!decoder.Open(path)) {
         *message = "decode failed (FFmpeg Open)";
         return false;
     }
-    if (recording.samples.empty()) {
+    const FileFormat format = FormatOf(decoder);
+    FingerprintStream stream;
+    stream.SetUp(format.sampleRate);
+    AppendWordsOf(decoder, format.channels, stream, *words);
+    if (stream.SampleCount() == 0) {
         *message = "no audio decoded";
         return false;
     }
-    *words = WordsOf(recording);
-    *message = std::to_string(words->size()) + " frames, " + std::to_string(recording.channels) +
-               " ch @ " + std::to_string(recording.sampleRate) + " Hz";
+    stream.AppendPaddedWords(*words);
+    *message = std::to_string(words->size()) + " frames, " + std::to_string(format.channels) +
+               " ch @ " + std::to_string(format.sampleRate) + " Hz";
     return true;
 }
 

@@ -17,7 +17,8 @@ struct ReferenceFingerprint {
 // Throws std::runtime_error "Reference Open failed" (also for what is no regular
 // file), "Reference decode failed", "Reference too short" (fewer than 16 words),
 // or "Cancelled during reference loading" once stopRequested (may be empty; asked
-// between reads) answers true. `path` is in the ANSI code page.
+// before each read and each word) answers true. However long the file is, only a few
+// windows of its audio are held. `path` is in the ANSI code page.
 ReferenceFingerprint LoadReference(const std::string& path,
                                    const std::function<bool()>& stopRequested = {});
 

@@ -9,6 +9,8 @@
 #include "platform/error_codes.h"
 #include "platform/ids.h"
 #include "platform/text.h"
+#include "wire/messages.h"
+#include "wire/rejections.h"
 
 namespace receiver {
 
@@ -59,7 +61,7 @@ void ControlChannel::ReadMessages(const std::function<bool(const json&)>& handle
             case FrameAssembler::Result::kIncomplete:
                 return;
             case FrameAssembler::Result::kInvalidLength:
-                Reject("", "Invalid control frame length");
+                Reject("", kRejectedFrameLength);
                 if (connected_) Disconnected();  // a reply that failed has done so already
                 return;
             case FrameAssembler::Result::kFrame:
@@ -83,7 +85,7 @@ bool ControlChannel::HandleBody(const std::string& body,
 }
 
 bool ControlChannel::Send(json message) {
-    message["version"] = 1;
+    message["version"] = kProtocolVersion;
     LogMessage(message);
     if (!connected_) return false;
     // All strings are sound when they come here; should one not be, an answer with
@@ -102,7 +104,7 @@ bool ControlChannel::Send(json message) {
 }
 
 void ControlChannel::Reject(const std::string& requestId, const std::string& text) {
-    Send({{"type", "REJECTED"}, {"requestId", requestId}, {"message", text}});
+    Send({{"type", kReplyRejected}, {"requestId", requestId}, {"message", text}});
 }
 
 void ControlChannel::LogMessage(json message) {

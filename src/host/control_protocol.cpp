@@ -4,8 +4,11 @@
 #include <utility>
 
 #include "host/canonical_text.h"
+#include "host/event_filter.h"
 #include "session/prepared_program.h"
 #include "wire/identifier.h"
+#include "wire/messages.h"
+#include "wire/rejections.h"
 
 namespace receiver {
 
@@ -19,17 +22,7 @@ void Require(bool holds, const char* text) {
 
 bool HasSupportedVersion(const json& message) {
     const auto version = message.find("version");
-    return version != message.end() && version->is_number_integer() && *version == 1;
-}
-
-// What the client was told by a stop or an end must not be contradicted by an event
-// that was queued before it.
-bool IsOvertaken(const std::string& type, const json& snapshot) {
-    if (type == "FINISHED" || snapshot.is_null()) return false;
-    const std::string state = snapshot.value("state", std::string());
-    if (type == "READY" && (state == "FINISHED" || state == "STOPPING")) return true;
-    return state == "CANCELLING" ||
-           (state == "FINISHED" && snapshot.value("reason", std::string()) == "cancelled");
+    return version != message.end() && version->is_number_integer() && *version == kProtocolVersion;
 }
 
 }  // namespace
@@ -40,7 +33,7 @@ ControlProtocol::ControlProtocol(std::string instanceId, ControlChannel& channel
 void ControlProtocol::Dispatch(const json& message) {
     std::string requestId;
     try {
-        Require(message.is_object(), "Expected JSON object");
+        Require(message.is_object(), kRejectedNoObject);
         requestId = message.value("requestId", std::string());
         Handle(message, requestId);
     } catch (const ControlListenError&) {
@@ -51,31 +44,30 @@ void ControlProtocol::Dispatch(const json& message) {
 }
 
 void ControlProtocol::Handle(const json& message, const std::string& requestId) {
-    Require(IsValidSessionId(requestId), "Invalid requestId");
-    Require(HasSupportedVersion(message), "Unsupported protocol version");
+    Require(IsValidSessionId(requestId), kRejectedRequestId);
+    Require(HasSupportedVersion(message), kRejectedVersion);
     const std::string type = message.at("type").get<std::string>();
-    if (type == "HELLO") return Hello(requestId);
-    Require(channel_.IsIntroduced(), "HELLO required");
+    if (type == kCommandHello) return Hello(requestId);
+    Require(channel_.IsIntroduced(), kRejectedNoHello);
 
     std::string command = CanonicalText(message);
     const auto known = ledger_.find(requestId);
-    Require(known == ledger_.end() || known->second == command,
-            "requestId was already used for a different command");
-    if (type == "PREPARE") {
+    Require(known == ledger_.end() || known->second == command, kRejectedRequestIdReused);
+    if (type == kCommandPrepare) {
         Prepare(message, requestId);
-    } else if (type == "CANCEL") {
+    } else if (type == kCommandCancel) {
         Cancel(message, requestId);
-    } else if (type == "SHUTDOWN") {
+    } else if (type == kCommandShutdown) {
         ShutDown(requestId);
     } else {
-        throw std::invalid_argument("Unknown command");
+        throw std::invalid_argument(kRejectedUnknownCommand);
     }
     ledger_.emplace(requestId, std::move(command));
 }
 
 void ControlProtocol::Hello(const std::string& requestId) {
     channel_.SetIntroduced();
-    channel_.Send({{"type", "WELCOME"},
+    channel_.Send({{"type", kReplyWelcome},
                    {"requestId", requestId},
                    {"instanceId", instanceId_},
                    {"active", slot_.SnapshotOf("")}});
@@ -84,8 +76,8 @@ void ControlProtocol::Hello(const std::string& requestId) {
 void ControlProtocol::Prepare(const json& message, const std::string& requestId) {
     slot_.Create(ParsePreparedProgram(message));
     try {
-        channel_.Send({{"type", "ACK"},
-                       {"command", "PREPARE"},
+        channel_.Send({{"type", kReplyAck},
+                       {"command", kCommandPrepare},
                        {"requestId", requestId},
                        {"session", slot_.SnapshotOf("")}});
         slot_.Start();
@@ -97,24 +89,24 @@ void ControlProtocol::Prepare(const json& message, const std::string& requestId)
 
 void ControlProtocol::Cancel(const json& message, const std::string& requestId) {
     const std::string sessionId = message.at("sessionId").get<std::string>();
-    Require(!sessionId.empty() && !slot_.SnapshotOf(sessionId).is_null(), "Unknown sessionId");
+    Require(!sessionId.empty() && slot_.Holds(sessionId), kRejectedUnknownSession);
     slot_.RequestStop();
-    channel_.Send({{"type", "ACK"},
-                   {"command", "CANCEL"},
+    channel_.Send({{"type", kReplyAck},
+                   {"command", kCommandCancel},
                    {"requestId", requestId},
                    {"session", slot_.SnapshotOf(sessionId)}});
 }
 
 void ControlProtocol::ShutDown(const std::string& requestId) {
     channel_.ExpectStop();
-    channel_.Send({{"type", "ACK"}, {"command", "SHUTDOWN"}, {"requestId", requestId}});
+    channel_.Send({{"type", kReplyAck}, {"command", kCommandShutdown}, {"requestId", requestId}});
     stopRequested_ = true;
 }
 
 void ControlProtocol::ForwardEvents() {
     for (json& event : slot_.TakeEvents()) {
-        const json snapshot = slot_.SnapshotOf(event.value("sessionId", std::string()));
-        if (IsOvertaken(event.value("type", std::string()), snapshot)) continue;
+        const auto session = slot_.StandingOf(event.value("sessionId", std::string()));
+        if (IsOvertaken(event.value("type", std::string()), session)) continue;
         if (channel_.IsConnected() && channel_.IsIntroduced()) {
             channel_.Send(std::move(event));
         } else {

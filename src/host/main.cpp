@@ -5,11 +5,13 @@
 
 int main(int argc, char** argv) {
     using namespace receiver;
-    if (argc != 3) {
-        WriteStandardErrorLine("ReceiverHost pcm-pipe://receiver-control-instance receiver.log");
-        return 2;
-    }
     try {
+        OpenMissingStandardStreams();
+        if (argc != 3) {
+            WriteStandardErrorLine(
+                "ReceiverHost pcm-pipe://receiver-control-instance receiver.log");
+            return 2;
+        }
         CReceiverHost host(argv[1], argv[2]);
         return host.Run();
     } catch (const std::exception& error) {

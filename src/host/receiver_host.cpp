@@ -6,6 +6,7 @@
 #include "log/file_log.h"
 #include "platform/ids.h"
 #include "platform/standard_streams.h"
+#include "wire/messages.h"
 
 namespace receiver {
 namespace {
@@ -42,7 +43,7 @@ CReceiverHost::~CReceiverHost() {
 int CReceiverHost::Run() {
     channel_.Listen();
     // A stop that came this early may have kept the pipe from being made.
-    if (!cancellation_->IsCancelled()) WriteStandardOutputLine("LISTENING " + controlUri_);
+    if (!cancellation_->IsCancelled()) WriteStandardOutputLine(kListeningPrefix + controlUri_);
     while (!protocol_.IsStopRequested() && !cancellation_->IsCancelled()) RunPass();
     slot_.StopAndJoin();
     protocol_.ForwardEvents();

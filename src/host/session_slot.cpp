@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "wire/rejections.h"
+
 namespace receiver {
 
 using nlohmann::json;
@@ -12,7 +14,7 @@ SessionSlot::SessionSlot(std::string instanceId, ReceiverSession::SourceFactory 
 
 void SessionSlot::Create(PreparedProgram program) {
     Reap();
-    if (session_) throw std::runtime_error("Receiver already has an active session");
+    if (session_) throw std::runtime_error(kRejectedActiveSession);
     ++counter_;
     session_ = std::make_unique<ReceiverSession>(
         std::move(program),
@@ -46,11 +48,17 @@ void SessionSlot::StopAndJoin() {
     session_->Join();
 }
 
+bool SessionSlot::Holds(const std::string& sessionId) const {
+    return session_ && (sessionId.empty() || sessionId == session_->Id());
+}
+
 json SessionSlot::SnapshotOf(const std::string& sessionId) const {
-    if (!session_) return nullptr;
-    json snapshot = session_->Snapshot();
-    if (!sessionId.empty() && snapshot["sessionId"] != sessionId) return nullptr;
-    return snapshot;
+    return Holds(sessionId) ? session_->Snapshot() : json();
+}
+
+std::optional<SessionState::Standing> SessionSlot::StandingOf(const std::string& sessionId) const {
+    if (!Holds(sessionId)) return std::nullopt;
+    return session_->GetStanding();
 }
 
 std::vector<json> SessionSlot::TakeEvents() {

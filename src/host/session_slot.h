@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,10 @@ public:
     void Reap();  // removes a finished session
     void RequestStop();
     void StopAndJoin();
-    // Null unless there is a session and the id is empty or its own.
-    nlohmann::json SnapshotOf(const std::string& sessionId) const;
+    // Whether there is a session and the id is empty or its own.
+    bool Holds(const std::string& sessionId) const;
+    nlohmann::json SnapshotOf(const std::string& sessionId) const;  // null unless it holds it
+    std::optional<SessionState::Standing> StandingOf(const std::string& sessionId) const;
 
     std::vector<nlohmann::json> TakeEvents() EXCLUDES(mutex_);
     void WaitForEvents(uint32_t timeoutMs) EXCLUDES(mutex_);

@@ -37,6 +37,13 @@ uint32_t EndpointDirectory::OpenExisting(const std::string& path) {
     return kErrorNone;
 }
 
+bool EndpointDirectory::IsAt(const std::string& path) const {
+    struct stat opened {};
+    struct stat named {};
+    return fstat(Fd(), &opened) == 0 && lstat(path.c_str(), &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
 std::string EndpointDirectory::ShortPath(const std::string& name) const {
     return "/proc/self/fd/" + std::to_string(Fd()) + "/" + name;
 }

@@ -20,6 +20,9 @@ public:
     // directory, another user's, or open to group or others.
     uint32_t OpenExisting(const std::string& path);
 
+    // False once the path names another directory, or none.
+    bool IsAt(const std::string& path) const;
+
     int Fd() const { return fd_.Get(); }
     // A path of the entry `name` that fits a socket address if `name` is short.
     std::string ShortPath(const std::string& name) const;

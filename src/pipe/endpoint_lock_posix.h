@@ -1,4 +1,4 @@
-// A server's exclusive claim to its name: an flock on the file "lock.NAME" of the
+// A server's exclusive hold of its name: an flock on the file "lock.NAME" of the
 // endpoint directory. The kernel drops it with the process, so the name of a receiver
 // that was killed is free at once.
 #pragma once
@@ -19,15 +19,20 @@ public:
     EndpointLock(const EndpointLock&) = delete;
     EndpointLock& operator=(const EndpointLock&) = delete;
 
-    // Once only. 0, or the code of the failure: 5 when another server holds the name. The
-    // directory's descriptor outlives the lock.
-    uint32_t Take(int directory, const std::string& name);
+    // Once only. 0, or the code of the failure: 5 when another server holds the name, and
+    // still does at the deadline (of TickMs; 0 for one try). The directory's descriptor
+    // outlives the lock.
+    uint32_t Take(int directory, const std::string& name, uint64_t deadlineTickMs);
 
     // Unique within the directory for as long as the file exists.
     ino_t Inode() const { return inode_; }
+    // False once somebody else removed the file, or put another in its place. Valid while
+    // the lock is held.
+    bool IsAtItsPath() const;
 
 private:
-    bool IsAtItsPath();
+    bool TryLock();
+    bool WaitForRelease(uint64_t deadlineTickMs) const;  // true when trying again may help
 
     int directory_ = -1;
     std::string fileName_;

@@ -3,10 +3,14 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <cerrno>
+#include <utility>
 
+#include "pipe/endpoint_names_posix.h"
+#include "pipe/endpoint_sweep_posix.h"
 #include "pipe/pipe_error_posix.h"
 #include "platform/error_codes.h"
 
@@ -47,39 +51,74 @@ bool IsTrustedPeer(int stream) {
 
 }  // namespace
 
-std::string SocketFileName(const std::string& name) {
-    return "Corvadel.PCM." + name;
+uint32_t ServerSocket::Open(const std::string& directoryPath, const std::string& name) {
+    directoryPath_ = directoryPath;
+    name_ = name;
+    auto claim = std::make_unique<EndpointClaim>();
+    if (const uint32_t error = claim->Take(directoryPath, name)) return error;
+    claim_ = std::move(claim);
+    return Bind();
 }
 
-uint32_t ServerSocket::Open(const std::string& directoryPath, const std::string& name) {
-    if (const uint32_t error = directory_.OpenOrCreate(directoryPath)) return error;
-    if (const uint32_t error = lock_.Take(directory_.Fd(), name)) return error;
-    fileName_ = SocketFileName(name);
-    return Bind();
+// A sweeper may take the temporary name for one that was left behind, if the system gives the
+// number of another server's lock to ours at that very moment.
+uint32_t ServerSocket::Bind() {
+    constexpr int kTries = 3;
+    uint32_t error = kErrorNone;
+    for (int i = 0; i < kTries; ++i) {
+        error = BindOnce();
+        if (error != kErrorFileNotFound) break;
+    }
+    return error;
 }
 
 // The socket listens before it gets its name, so that no client ever meets a name that
 // refuses; and the rename replaces what a killed server left in one step.
-uint32_t ServerSocket::Bind() {
+uint32_t ServerSocket::BindOnce() {
     UniqueFd listener = CreateSocket();
     if (!listener.IsValid()) return TranslatePipeError(PipeOperation::kListen, errno);
 
     // Ours alone: the lock file's number is unique while we hold it. A leftover of that name
     // is from a server that was killed at this very place.
-    const std::string temporaryName = "bind." + std::to_string(lock_.Inode());
-    unlinkat(directory_.Fd(), temporaryName.c_str(), 0);
-    if (CallWithAddress(bind, listener.Get(), directory_.ShortPath(temporaryName)) != 0) {
+    const int directory = DirectoryFd();
+    const std::string temporaryName = TemporaryFileName(claim_->Lock().Inode());
+    unlinkat(directory, temporaryName.c_str(), 0);
+    if (CallWithAddress(bind, listener.Get(), claim_->Directory().ShortPath(temporaryName)) != 0) {
         return TranslatePipeError(PipeOperation::kListen, errno);
     }
     constexpr int kOneWaitingClient = 0;
+    struct stat status {};
     if (listen(listener.Get(), kOneWaitingClient) != 0 ||
-        renameat(directory_.Fd(), temporaryName.c_str(), directory_.Fd(), fileName_.c_str()) != 0) {
+        fstatat(directory, temporaryName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        renameat(directory, temporaryName.c_str(), directory, SocketFileName(name_).c_str()) != 0) {
         const int error = errno;
-        unlinkat(directory_.Fd(), temporaryName.c_str(), 0);
+        unlinkat(directory, temporaryName.c_str(), 0);
         return TranslatePipeError(PipeOperation::kListen, error);
     }
     listener_ = std::move(listener);
+    socketInode_ = status.st_ino;
     return kErrorNone;
+}
+
+uint32_t ServerSocket::Restore() {
+    claim_->ProtectDirectory();
+    if (!claim_->IsInPlace()) {
+        auto claim = std::make_unique<EndpointClaim>();
+        if (const uint32_t error = claim->Take(directoryPath_, name_)) return error;
+        claim_ = std::move(claim);
+    }
+    return listener_.IsValid() && !IsSocketInPlace() ? Bind() : kErrorNone;
+}
+
+void ServerSocket::SweepDirectory() const {
+    SweepEndpoints(claim_->Directory());
+}
+
+bool ServerSocket::IsSocketInPlace() const {
+    struct stat status {};
+    return fstatat(DirectoryFd(), SocketFileName(name_).c_str(), &status, AT_SYMLINK_NOFOLLOW) ==
+               0 &&
+           S_ISSOCK(status.st_mode) && status.st_ino == socketInode_;
 }
 
 // Refuses the next client before it takes this one: accepting makes room in the queue, and
@@ -102,7 +141,7 @@ uint32_t ServerSocket::Accept(UniqueFd& stream) {
 
 void ServerSocket::StopListening() {
     if (!listener_.IsValid()) return;
-    unlinkat(directory_.Fd(), fileName_.c_str(), 0);
+    if (IsSocketInPlace()) unlinkat(DirectoryFd(), SocketFileName(name_).c_str(), 0);
     listener_.Reset();
 }
 

@@ -3,16 +3,16 @@
 // do not block and are not inherited.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <memory>
 #include <string>
 
-#include "pipe/endpoint_directory_posix.h"
-#include "pipe/endpoint_lock_posix.h"
+#include "pipe/endpoint_claim_posix.h"
 #include "platform/unique_fd_posix.h"
 
 namespace receiver {
-
-std::string SocketFileName(const std::string& name);
 
 // Not thread-safe. Its destructor leaves nothing in the directory.
 class ServerSocket final {
@@ -30,16 +30,27 @@ public:
     // that it was nobody's to serve (gone, or another user's) and waiting may go on.
     uint32_t Accept(UniqueFd& stream);
 
+    // Makes anew what somebody else has removed of the name or the claim to it. 0 when all is
+    // in place again; 5 when another server has the name. After any failure the server goes
+    // on as it was, and may try again. Only after Open.
+    uint32_t Restore();
+    // Clears the directory of what killed servers left in it. Only after Open.
+    void SweepDirectory() const;
+
     int Fd() const { return listener_.Get(); }  // -1 unless listening
 
 private:
     uint32_t Bind();
+    uint32_t BindOnce();
     void StopListening();
+    bool IsSocketInPlace() const;
+    int DirectoryFd() const { return claim_->Directory().Fd(); }
 
-    EndpointDirectory directory_;
-    EndpointLock lock_;
-    std::string fileName_;
+    std::string directoryPath_;
+    std::string name_;
+    std::unique_ptr<EndpointClaim> claim_;  // not empty after Open
     UniqueFd listener_;
+    ino_t socketInode_ = 0;  // of the listener's name
 };
 
 // Connects `stream`. 0, or the code of the failure: 2 no such endpoint, 231 it has a

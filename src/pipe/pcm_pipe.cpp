@@ -65,7 +65,7 @@ bool CPcmPipe::Listen(const std::string& uri) {
 
 bool CPcmPipe::Accept(uint32_t timeoutMs) {
     if (cancellation_->IsCancelled()) return Finish(kErrorCancelled);
-    return Finish(endpoint_->Accept(TickMs() + timeoutMs));
+    return Finish(WithoutThrowing([&] { return endpoint_->Accept(TickMs() + timeoutMs); }));
 }
 
 bool CPcmPipe::Connect(const std::string& uri, uint32_t timeoutMs) {
@@ -113,7 +113,7 @@ bool CPcmPipe::Write(const void* buffer, size_t count, uint64_t deadlineTickMs) 
 
 bool CPcmPipe::Peek(size_t* available) {
     *available = 0;
-    return Finish(endpoint_->Peek(*available));
+    return Finish(WithoutThrowing([&] { return endpoint_->Peek(*available); }));
 }
 
 void CPcmPipe::Close() {

@@ -1,9 +1,11 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <optional>
+#include <utility>
 
 #include "pipe/local_socket_posix.h"
 #include "pipe/pcm_pipe_endpoint.h"
@@ -21,8 +23,13 @@ public:
 
     uint32_t Listen(const std::string& name) override {
         server_.emplace();
+        nextLookTickMs_ = TickMs() + kLookMs;
         const uint32_t error = server_->Open(EndpointDirectoryPath(), name);
-        if (error != kErrorNone) server_.reset();
+        if (error != kErrorNone) {
+            server_.reset();
+        } else if (!std::exchange(hasSwept_, true)) {
+            server_->SweepDirectory();
+        }
         return error;
     }
 
@@ -34,8 +41,15 @@ public:
         if (stream_.IsValid()) return kErrorNone;
         if (!server_) return kErrorGeneralFailure;
         while (!stream_.IsValid()) {
-            if (const uint32_t error = WaitFor(server_->Fd(), POLLIN, deadlineTickMs)) return error;
-            if (const uint32_t error = server_->Accept(stream_)) return error;
+            const uint64_t stepEnd = std::min(deadlineTickMs, nextLookTickMs_);
+            uint32_t error = WaitFor(server_->Fd(), POLLIN, stepEnd);
+            if (error == kErrorNone) {
+                error = server_->Accept(stream_);
+            } else if (error == kErrorTimedOut) {
+                error = LookAfterName();
+                if (error == kErrorNone && TickMs() >= deadlineTickMs) error = kErrorTimedOut;
+            }
+            if (error != kErrorNone) return error;
         }
         return kErrorNone;
     }
@@ -52,6 +66,7 @@ public:
     }
 
     uint32_t Peek(size_t& available) override {
+        LookAfterName();  // a client that has us already needs no name: without it we go on
         char byte = 0;
         ssize_t peeked = 0;
         do {
@@ -74,6 +89,17 @@ public:
     }
 
 private:
+    static constexpr uint64_t kLookMs = 1000;
+
+    // Now and then, that others have left our name in the directory. 5 when another server
+    // has it by now; what else keeps it from coming back (a full disk, no descriptors) may pass.
+    uint32_t LookAfterName() {
+        if (!server_ || TickMs() < nextLookTickMs_) return kErrorNone;
+        nextLookTickMs_ = TickMs() + kLookMs;
+        const uint32_t error = server_->Restore();
+        return error == kErrorAccessDenied ? error : kErrorNone;
+    }
+
     uint32_t WaitFor(int fd, short events, uint64_t deadlineTickMs) const {
         const int cancelled = static_cast<int>(cancellation_.Event().Native());
         std::array<pollfd, 2> fds{{{cancelled, POLLIN, 0}, {fd, events, 0}}};
@@ -102,6 +128,8 @@ private:
     const CPcmPipeCancellation& cancellation_;
     std::optional<ServerSocket> server_;  // holds the name while the endpoint is open
     UniqueFd stream_;                     // valid while connected
+    uint64_t nextLookTickMs_ = 0;
+    bool hasSwept_ = false;
 };
 
 }  // namespace

@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "platform/text.h"
+
 namespace receiver {
 namespace {
 
 constexpr std::string_view kPrefix = "pcm-pipe://";
 constexpr size_t kMaxNameLength = 180;
-
-// Of the C locale, whatever the process has set.
-char ToLowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 bool IsNameCharacter(char c) {
     const char lower = ToLowerAscii(c);
@@ -21,9 +18,7 @@ bool IsNameCharacter(char c) {
 }
 
 bool StartsWithPrefix(std::string_view uri) {
-    return uri.size() >= kPrefix.size() &&
-           std::equal(kPrefix.begin(), kPrefix.end(), uri.begin(),
-                      [](char expected, char c) { return ToLowerAscii(c) == expected; });
+    return ToLowerAscii(uri.substr(0, kPrefix.size())) == kPrefix;
 }
 
 }  // namespace

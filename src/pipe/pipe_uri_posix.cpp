@@ -1,4 +1,5 @@
-#include "pipe/local_socket_posix.h"
+#include "pipe/endpoint_directory_posix.h"
+#include "pipe/endpoint_names_posix.h"
 #include "pipe/pipe_uri.h"
 
 namespace receiver {

@@ -8,7 +8,9 @@
 //            rest answers with nothing when the deadline passes.
 //
 // The child reads an empty standard input and is the first of a process group of its
-// own, so that Ctrl+C in the parent's console reaches the parent alone.
+// own, so that Ctrl+C in the parent's console reaches the parent alone. It ends with this
+// process however that ends, even killed: SIGTERM asks it to on Linux, a job ends it on
+// Windows.
 #pragma once
 
 #include <cstdint>

@@ -1,11 +1,11 @@
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <stdexcept>
 
 // The header of glibc 2.36 does not say that its functions are C.
@@ -14,6 +14,7 @@ extern "C" {
 }
 
 #include "platform/child_process_handle.h"
+#include "platform/parent_thread_posix.h"
 #include "platform/poll_posix.h"
 #include "platform/unique_fd_posix.h"
 
@@ -25,70 +26,18 @@ struct Pipe {
     UniqueFd writeEnd;
 };
 
-Pipe CreatePipe(const std::string& failure) {
+Pipe CreatePipe() {
     std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error(failure);
-    return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("No pipe");
+    Pipe pipe{UniqueFd(ends[0]), AboveStandardStreams(UniqueFd(ends[1]))};
+    if (!pipe.writeEnd.IsValid()) throw std::runtime_error("No pipe");
+    return pipe;
 }
 
-// What the child's descriptors 0, 1 and 2 become. All others of ours are close-on-exec.
-class FileActions {
-public:
-    FileActions() { posix_spawn_file_actions_init(&actions_); }
-    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
-    FileActions(const FileActions&) = delete;
-    FileActions& operator=(const FileActions&) = delete;
-
-    void Null(int target, int flags) {
-        posix_spawn_file_actions_addopen(&actions_, target, "/dev/null", flags, 0);
-    }
-    void Use(int target, int source) {
-        posix_spawn_file_actions_adddup2(&actions_, source, target);
-    }
-    const posix_spawn_file_actions_t* Get() const { return &actions_; }
-
-private:
-    posix_spawn_file_actions_t actions_{};
-};
-
-// A process group of its own, and the signals as a fresh program expects them: an ignored
-// signal would stay ignored in the child.
-class Attributes {
-public:
-    Attributes() {
-        posix_spawnattr_init(&attributes_);
-        posix_spawnattr_setflags(
-            &attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-        posix_spawnattr_setpgroup(&attributes_, 0);
-        sigset_t signals;
-        sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes_, &signals);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) sigaddset(&signals, signal);
-        posix_spawnattr_setsigdefault(&attributes_, &signals);
-    }
-    ~Attributes() { posix_spawnattr_destroy(&attributes_); }
-    Attributes(const Attributes&) = delete;
-    Attributes& operator=(const Attributes&) = delete;
-
-    const posix_spawnattr_t* Get() const { return &attributes_; }
-
-private:
-    posix_spawnattr_t attributes_{};
-};
-
-pid_t Spawn(const std::string& program, const std::vector<std::string>& arguments,
-            const FileActions& actions) {
-    std::vector<std::string> texts{program};
-    texts.insert(texts.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    argv.reserve(texts.size() + 1);
-    for (std::string& text : texts) argv.push_back(text.data());
-    argv.push_back(nullptr);
-    const Attributes attributes;
-    pid_t pid = -1;
-    const int error =
-        posix_spawnp(&pid, program.c_str(), actions.Get(), attributes.Get(), argv.data(), environ);
-    return error == 0 ? pid : -1;
+UniqueFd OpenNull() {
+    UniqueFd null = AboveStandardStreams(UniqueFd(open("/dev/null", O_RDWR | O_CLOEXEC)));
+    if (!null.IsValid()) throw std::runtime_error("No null device");
+    return null;
 }
 
 void ReadInto(ChildStream& stream, UniqueFd& fd) {
@@ -107,25 +56,23 @@ class PosixChildProcess final : public ChildProcessHandle {
 public:
     PosixChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                       ChildProcess::ErrorStream errorStream) {
-        const std::string failure = "Cannot start " + program;
-        Pipe output = CreatePipe(failure);
+        Pipe output = CreatePipe();
         Pipe errors;
-        FileActions actions;
-        actions.Null(STDIN_FILENO, O_RDONLY);
-        actions.Use(STDOUT_FILENO, output.writeEnd.Get());
+        const UniqueFd null = OpenNull();
+        ChildStreams streams{null.Get(), output.writeEnd.Get(), -1};
         if (errorStream == ChildProcess::ErrorStream::kCapture) {
-            errors = CreatePipe(failure);
-            actions.Use(STDERR_FILENO, errors.writeEnd.Get());
+            errors = CreatePipe();
+            streams.errors = errors.writeEnd.Get();
         } else if (errorStream == ChildProcess::ErrorStream::kNull) {
-            actions.Null(STDERR_FILENO, O_WRONLY);
+            streams.errors = null.Get();
         }
-        pid_ = Spawn(program, arguments, actions);
-        if (pid_ < 0) throw std::runtime_error(failure);
+        parent_.emplace(program, arguments, streams);
+        pid_ = parent_->Child();
         pidFd_.Reset(pidfd_open(pid_, 0));
         if (!pidFd_.IsValid()) {
             kill(pid_, SIGKILL);
             Reap();
-            throw std::runtime_error(failure);
+            throw std::runtime_error("No process descriptor");
         }
         output_ = std::move(output.readEnd);
         errors_ = std::move(errors.readEnd);
@@ -167,9 +114,11 @@ private:
         while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
         hasEnded_ = true;
+        parent_.reset();
         return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     }
 
+    std::optional<ParentThread> parent_;  // until the child has ended
     pid_t pid_ = -1;
     bool hasEnded_ = false;
     UniqueFd pidFd_;
@@ -182,7 +131,11 @@ private:
 std::unique_ptr<ChildProcessHandle> StartChildProcess(const std::string& program,
                                                       const std::vector<std::string>& arguments,
                                                       ChildProcess::ErrorStream errorStream) {
-    return std::make_unique<PosixChildProcess>(program, arguments, errorStream);
+    try {
+        return std::make_unique<PosixChildProcess>(program, arguments, errorStream);
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error("Cannot start " + program);
+    }
 }
 
 }  // namespace receiver

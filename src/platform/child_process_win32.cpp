@@ -116,6 +116,19 @@ private:
     std::array<char, kPipeBytes> bytes_{};
 };
 
+// Whose processes end with its last handle, and so with this process however it ends. The
+// handle is not handed down.
+UniqueHandle CreateJobThatEndsWithUs() {
+    UniqueHandle job = OwnHandle(CreateJobObjectA(nullptr, nullptr));
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    if (!SetInformationJobObject(job.Get(), JobObjectExtendedLimitInformation, &limits,
+                                 sizeof limits)) {
+        job.Reset();
+    }
+    return job;
+}
+
 // The handles that the child is given, and no others.
 struct ChildHandles {
     UniqueHandle input;
@@ -123,23 +136,25 @@ struct ChildHandles {
     UniqueHandle errors;
 };
 
-class HandleList {
+// What a child is created with. The job is named here rather than afterwards, so that there is
+// no child outside it for a moment.
+class AttributeList {
 public:
-    explicit HandleList(const ChildHandles& handles) {
+    AttributeList(const ChildHandles& handles, HANDLE job) : job_(job) {
         for (const UniqueHandle* handle : {&handles.input, &handles.output, &handles.errors}) {
             if (handle->IsValid()) handles_[count_++] = handle->Get();
         }
+        constexpr DWORD kAttributes = 2;
         SIZE_T bytes = 0;
-        InitializeProcThreadAttributeList(nullptr, 1, 0, &bytes);
+        InitializeProcThreadAttributeList(nullptr, kAttributes, 0, &bytes);
         storage_.resize(bytes);
-        isValid_ =
-            InitializeProcThreadAttributeList(Get(), 1, 0, &bytes) &&
-            UpdateProcThreadAttribute(Get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
-                                      count_ * sizeof(HANDLE), nullptr, nullptr);
+        isValid_ = InitializeProcThreadAttributeList(Get(), kAttributes, 0, &bytes) &&
+                   Add(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(), count_) &&
+                   Add(PROC_THREAD_ATTRIBUTE_JOB_LIST, &job_, 1);
     }
-    ~HandleList() { DeleteProcThreadAttributeList(Get()); }
-    HandleList(const HandleList&) = delete;
-    HandleList& operator=(const HandleList&) = delete;
+    ~AttributeList() { DeleteProcThreadAttributeList(Get()); }
+    AttributeList(const AttributeList&) = delete;
+    AttributeList& operator=(const AttributeList&) = delete;
 
     bool IsValid() const { return isValid_; }
     LPPROC_THREAD_ATTRIBUTE_LIST Get() {
@@ -147,6 +162,12 @@ public:
     }
 
 private:
+    bool Add(DWORD_PTR attribute, HANDLE* handles, size_t count) {
+        return UpdateProcThreadAttribute(Get(), 0, attribute, handles, count * sizeof(HANDLE),
+                                         nullptr, nullptr) != FALSE;
+    }
+
+    HANDLE job_;
     std::array<HANDLE, 3> handles_{};
     size_t count_ = 0;
     std::vector<char> storage_;
@@ -229,15 +250,16 @@ public:
 private:
     bool Create(const std::string& program, const std::vector<std::string>& arguments,
                 const ChildHandles& handles) {
-        HandleList inherited(handles);
-        if (!inherited.IsValid()) return false;
+        job_ = CreateJobThatEndsWithUs();
+        AttributeList attributes(handles, job_.Get());
+        if (!job_.IsValid() || !attributes.IsValid()) return false;
         STARTUPINFOEXA startup{};
         startup.StartupInfo.cb = sizeof startup;
         startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
         startup.StartupInfo.hStdInput = handles.input.Get();
         startup.StartupInfo.hStdOutput = handles.output.Get();
         startup.StartupInfo.hStdError = handles.errors.Get();
-        startup.lpAttributeList = inherited.Get();
+        startup.lpAttributeList = attributes.Get();
 
         // A parent without a console gets no Ctrl+C that the child would have to be kept from.
         const DWORD group = GetConsoleCP() != 0 ? CREATE_NEW_PROCESS_GROUP : 0;
@@ -256,6 +278,7 @@ private:
 
     CapturedStream output_;
     CapturedStream errors_;
+    UniqueHandle job_;  // the process ends with it
     UniqueHandle process_;
     uint32_t id_ = 0;
 };

@@ -1,8 +1,13 @@
 // Ctrl+C, close and shut-down requests (SIGINT, SIGTERM, SIGHUP on Linux) as the
-// signalling of one event, instead of the process's sudden end.
+// signalling of one event, instead of the process's sudden end. A request that was
+// ignored when the process started (nohup, background jobs; Ctrl+C for a process group
+// of its own on Windows) stays ignored.
 //
 //   Threads  constructed and destroyed on the main thread; the handler runs on
-//            a thread of the system, or as a signal handler, and only signals.
+//            a thread of the system, or as a signal handler, and only signals. On
+//            Windows it then does not return from a request to close, log off or shut
+//            down: the system ends the process as soon as it does, while the main thread
+//            may take the time that the system grants to end by itself.
 //   Errors   the constructor throws std::runtime_error if a handler is refused.
 #pragma once
 

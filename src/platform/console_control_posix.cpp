@@ -17,6 +17,12 @@ void SignalEvent(int) {
     if (ManualResetEvent* event = signalledEvent.load()) event->Signal();
 }
 
+void SetAction(int signal, const struct sigaction* action, struct sigaction* previous) {
+    if (sigaction(signal, action, previous) != 0) {
+        throw std::runtime_error("Cannot register console control handler");
+    }
+}
+
 // One signal's action, put back on destruction.
 class SignalAction {
 public:
@@ -25,9 +31,10 @@ public:
         action.sa_handler = handler;
         action.sa_flags = SA_RESTART;
         sigemptyset(&action.sa_mask);
-        if (sigaction(signal_, &action, &previous_) != 0) {
-            throw std::runtime_error("Cannot register console control handler");
-        }
+        SetAction(signal_, nullptr, &previous_);
+        // Ignored by whoever started us (nohup, a shell for its background jobs): that is
+        // not ours to undo.
+        if (previous_.sa_handler != SIG_IGN) SetAction(signal_, &action, nullptr);
     }
     ~SignalAction() { sigaction(signal_, &previous_, nullptr); }
     SignalAction(const SignalAction&) = delete;

@@ -1,44 +1,57 @@
 #include <windows.h>
 
-#include <atomic>
 #include <stdexcept>
 
 #include "platform/console_control.h"
+#include "platform/thread_safety.h"
 
 namespace receiver {
 namespace {
 
-// What the handler may reach: a handler takes no argument of ours.
-std::atomic<ManualResetEvent*> signalledEvent{nullptr};
+// What the handler may reach: a handler takes no argument of ours. It runs on a thread of the
+// system, which may be slower than the object's end.
+Mutex handlerMutex;
+ManualResetEvent* signalledEvent GUARDED_BY(handlerMutex) = nullptr;
 
-// TRUE for every kind of request: the default handler would end the process at once.
-BOOL WINAPI SignalEvent(DWORD) {
-    if (ManualResetEvent* event = signalledEvent.load()) event->Signal();
+bool SignalEvent() EXCLUDES(handlerMutex) {
+    const MutexLock lock(handlerMutex);
+    if (signalledEvent == nullptr) return false;
+    signalledEvent->Signal();
+    return true;
+}
+
+// FALSE leaves the request to the handler before ours, in the end to the system's own, which
+// ends the process at once. After the other requests TRUE does so too, and the process's end
+// takes this thread along; the system puts a bound to it.
+BOOL WINAPI HandleRequest(DWORD request) {
+    if (!SignalEvent()) return FALSE;
+    if (request != CTRL_C_EVENT && request != CTRL_BREAK_EVENT) Sleep(INFINITE);
     return TRUE;
 }
 
 }  // namespace
 
+// The handler stays registered: the system holds its list of handlers while one of them runs,
+// so that taking ours out would wait for one that waits for us.
 class ConsoleControl::Registration {
 public:
-    Registration() {
-        if (!SetConsoleCtrlHandler(SignalEvent, TRUE)) {
-            throw std::runtime_error("Cannot register console control handler");
-        }
+    explicit Registration(ManualResetEvent& event) {
+        static const bool isRegistered = SetConsoleCtrlHandler(HandleRequest, TRUE) != FALSE;
+        if (!isRegistered) throw std::runtime_error("Cannot register console control handler");
+        const MutexLock lock(handlerMutex);
+        signalledEvent = &event;
     }
-    ~Registration() { SetConsoleCtrlHandler(SignalEvent, FALSE); }
+    ~Registration() {
+        const MutexLock lock(handlerMutex);
+        signalledEvent = nullptr;
+    }
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
 };
 
-ConsoleControl::ConsoleControl(ManualResetEvent& event) {
-    signalledEvent = &event;
-    registration_ = std::make_unique<Registration>();
-}
+ConsoleControl::ConsoleControl(ManualResetEvent& event)
+    : registration_(std::make_unique<Registration>(event)) {}
 
-ConsoleControl::~ConsoleControl() {
-    registration_.reset();
-    signalledEvent = nullptr;
-}
+ConsoleControl::~ConsoleControl() = default;
 
 }  // namespace receiver

@@ -4,15 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
 namespace receiver {
 
 // True for anything that exists and is not a directory; any failure of the query is false.
 bool IsExistingFile(const std::string& path);
-// For the standard library's streams: keeps every character on both platforms.
-std::filesystem::path ToFilesystemPath(const std::string& path);
 
 // A file that is only written at its end and shared with readers and writers.
 // Not thread-safe. Closes itself.

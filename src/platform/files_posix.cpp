@@ -13,10 +13,6 @@ bool IsExistingFile(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
-std::filesystem::path ToFilesystemPath(const std::string& path) {
-    return std::filesystem::path(path);
-}
-
 bool AppendFile::Open(const std::string& path, Mode mode) {
     Close();
     // O_DSYNC is write-through: a line that was written survives a power failure.

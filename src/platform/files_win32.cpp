@@ -1,7 +1,8 @@
+#include <windows.h>
+
 #include <algorithm>
 
 #include "platform/files.h"
-#include "platform/wide_text_win32.h"
 
 namespace receiver {
 namespace {
@@ -15,11 +16,6 @@ HANDLE ToHandle(std::intptr_t native) {
 bool IsExistingFile(const std::string& path) {
     const DWORD attributes = GetFileAttributesA(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
-// Through wide characters: the library would take the bytes for another code page.
-std::filesystem::path ToFilesystemPath(const std::string& path) {
-    return std::filesystem::path(ToWide(CP_ACP, path).value_or(std::wstring()));
 }
 
 bool AppendFile::Open(const std::string& path, Mode mode) {

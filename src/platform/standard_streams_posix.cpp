@@ -1,7 +1,9 @@
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <stdexcept>
 #include <string>
 
 #include "platform/poll_posix.h"
@@ -54,7 +56,22 @@ void WriteLine(int fd, std::string_view text) {
     }
 }
 
+bool IsClosed(int fd) {
+    return fcntl(fd, F_GETFD) < 0 && errno == EBADF;
+}
+
 }  // namespace
+
+// The lowest free descriptor is the one that open gives, and all below it are open by then.
+bool OpenMissingStandardStreams() {
+    const bool isOutputMissing = IsClosed(STDOUT_FILENO);
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (!IsClosed(fd)) continue;
+        if (open("/dev/null", O_RDWR) != fd)
+            throw std::runtime_error("Cannot open the null device");
+    }
+    return isOutputMissing;
+}
 
 void WriteStandardOutputLine(std::string_view text) {
     WriteLine(STDOUT_FILENO, text);

@@ -55,4 +55,19 @@ std::string ReplaceIllFormedUtf8(std::string_view bytes) {
     return text;
 }
 
+std::string ToUtf8(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+char ToLowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string ToLowerAscii(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) c = ToLowerAscii(c);
+    return lower;
+}
+
 }  // namespace receiver

@@ -10,4 +10,8 @@ std::optional<std::string> AnsiToUtf8(std::string_view ansi) {
     return std::string(ansi);
 }
 
+std::filesystem::path ToFilesystemPath(const std::string& path) {
+    return std::filesystem::path(path);
+}
+
 }  // namespace receiver

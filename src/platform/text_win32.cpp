@@ -13,4 +13,9 @@ std::optional<std::string> AnsiToUtf8(std::string_view ansi) {
     return FromWide(CP_UTF8, *wide);
 }
 
+// Through wide characters: the library would take the bytes for another code page.
+std::filesystem::path ToFilesystemPath(const std::string& path) {
+    return std::filesystem::path(ToWide(CP_ACP, path).value_or(std::wstring()));
+}
+
 }  // namespace receiver

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -10,15 +11,13 @@
 #include "platform/files.h"
 #include "platform/text.h"
 #include "wire/identifier.h"
+#include "wire/prepare_limits.h"
+#include "wire/rejections.h"
 
 namespace receiver {
 namespace {
 
 using nlohmann::json;
-
-constexpr size_t kMaxLocatorBytes = 4096;  // bytes of a URL or path
-constexpr size_t kMaxReferences = 32;
-constexpr uint32_t kMaxProgramMs = 3600000;
 
 void Require(bool holds, const char* text) {
     if (!holds) throw std::invalid_argument(text);
@@ -52,15 +51,15 @@ uint64_t ReadOptionalNumber(const json& object, const char* key, uint64_t absent
 }
 
 bool IsHttpUrl(std::string_view url) {
-    return url.size() <= kMaxLocatorBytes &&
+    return url.size() <= kMaxUrlBytes &&
            (url.starts_with("http://") || url.starts_with("https://"));
 }
 
 void ReadPacing(const json& message, PreparedProgram& program) {
     const uint64_t ioTimeoutMs = ReadOptionalNumber(message, "ioTimeoutMs", program.ioTimeoutMs);
     const uint64_t blockBytes = ReadOptionalNumber(message, "blockBytes", program.blockBytes);
-    Require(ioTimeoutMs >= 100 && ioTimeoutMs <= 60000, "ioTimeoutMs outside 100..60000");
-    Require(blockBytes >= 4 && blockBytes <= 1048576, "blockBytes outside 4..1048576");
+    Require(ioTimeoutMs >= kMinIoTimeoutMs && ioTimeoutMs <= kMaxIoTimeoutMs, kRejectedIoTimeout);
+    Require(blockBytes >= kMinBlockBytes && blockBytes <= kMaxBlockBytes, kRejectedBlockBytes);
     program.ioTimeoutMs = static_cast<uint32_t>(ioTimeoutMs);
     program.blockBytes = static_cast<uint32_t>(blockBytes);
 }
@@ -70,37 +69,36 @@ void ReadBounds(const json& message, PreparedProgram& program) {
     if (bounds == message.end()) return;
     program.maximumMs = ReadNumber<uint32_t>(bounds->at("maximumMs"));
     program.fadeMs = ReadNumber<uint32_t>(bounds->at("fadeMs"));
-    Require(program.maximumMs >= 1000 && program.maximumMs <= kMaxProgramMs,
-            "Invalid program maximumMs");
-    Require(program.fadeMs <= kMaxProgramMs, "Invalid program fadeMs");
+    Require(program.maximumMs >= kMinProgramMs && program.maximumMs <= kMaxProgramMs,
+            kRejectedMaximum);
+    Require(program.fadeMs <= kMaxFadeMs, kRejectedFade);
 }
 
 PreparedReference ReadReference(const json& element, std::set<std::string>& seenIds) {
-    PreparedReference reference{ReadString(element, "id"), ReadString(element, "role"),
-                                ReadString(element, "path")};
-    Require(IsValidSessionId(reference.id) && seenIds.insert(reference.id).second,
-            "Invalid or duplicate reference id");
-    Require(reference.role == "start" || reference.role == "end" || reference.role == "other",
-            "Invalid reference role");
-    Require(!reference.path.empty() && reference.path.size() <= kMaxLocatorBytes &&
-                reference.path.find("://") == std::string::npos,
-            "Expected reference file path");
-    reference.path = Utf8ToAnsi(reference.path);
-    Require(IsExistingFile(reference.path), "Reference file does not exist");
+    const std::string id = ReadString(element, "id");
+    const std::string roleName = ReadString(element, "role");
+    const std::string path = ReadString(element, "path");
+    Require(IsValidSessionId(id) && seenIds.insert(id).second, kRejectedReferenceId);
+    const std::optional<ReferenceRole> role = ReferenceRoleNamed(roleName);
+    Require(role.has_value(), kRejectedReferenceRole);
+    Require(!path.empty() && path.size() <= kMaxPathBytes && path.find("://") == std::string::npos,
+            kRejectedReferencePath);
+    PreparedReference reference{id, *role, Utf8ToAnsi(path)};
+    Require(IsExistingFile(reference.path), kRejectedReferenceMissing);
     return reference;
 }
 
 void ReadReferences(const json& message, PreparedProgram& program) {
     const json& references = message.at("references");
     Require(references.is_array() && !references.empty() && references.size() <= kMaxReferences,
-            "Expected 1..32 references");
+            kRejectedReferenceCount);
     std::set<std::string> seenIds;
     bool hasStart = false;
     for (const json& element : references) {
         program.references.push_back(ReadReference(element, seenIds));
-        hasStart = hasStart || program.references.back().role == "start";
+        hasStart = hasStart || program.references.back().role == ReferenceRole::kStart;
     }
-    Require(hasStart, "A start reference is required");
+    Require(hasStart, kRejectedNoStart);
 }
 
 }  // namespace
@@ -108,9 +106,9 @@ void ReadReferences(const json& message, PreparedProgram& program) {
 PreparedProgram ParsePreparedProgram(const json& message) {
     PreparedProgram program;
     program.sessionId = ReadString(message, "sessionId");
-    Require(IsValidSessionId(program.sessionId), "Invalid sessionId");
+    Require(IsValidSessionId(program.sessionId), kRejectedSessionId);
     const std::string url = ReadString(message, "url");
-    Require(IsHttpUrl(url), "Expected HTTP(S) source");
+    Require(IsHttpUrl(url), kRejectedUrl);
     program.url = Utf8ToAnsi(url);
     ReadPacing(message, program);
     ReadBounds(message, program);

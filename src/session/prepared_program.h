@@ -6,19 +6,22 @@
 #include <string>
 #include <vector>
 
+#include "session/reference_role.h"
+#include "wire/prepare_limits.h"
+
 namespace receiver {
 
 struct PreparedReference {
-    std::string id;    // unique in the request
-    std::string role;  // "start", "end" or "other"
+    std::string id;  // unique in the request
+    ReferenceRole role = ReferenceRole::kOther;
     std::string path;  // local file, in the ANSI code page
 };
 
 struct PreparedProgram {
     std::string sessionId;
     std::string url;  // HTTP(S), in the ANSI code page
-    uint32_t ioTimeoutMs = 15000;
-    uint32_t blockBytes = 8192;
+    uint32_t ioTimeoutMs = kDefaultIoTimeoutMs;
+    uint32_t blockBytes = kDefaultBlockBytes;
     uint32_t maximumMs = 0;  // 0: no program bounds were asked for
     uint32_t fadeMs = 0;
     std::vector<PreparedReference> references;  // 1..32, at least one "start"

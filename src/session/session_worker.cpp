@@ -2,19 +2,19 @@
 
 #include <exception>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "audio/ffmpeg_network_audio_file.h"
 #include "audio/pcm_stream.h"
 #include "detect/detector_audio_file.h"
+#include "detect/receiver_program_audio_file.h"
 #include "platform/text.h"
 #include "platform/thread_name.h"
+#include "wire/messages.h"
 #include "wire/pcm1_record.h"
 
 namespace receiver {
-
-using nlohmann::json;
-
 namespace {
 
 constexpr double kBerThreshold = 0.14;
@@ -29,154 +29,130 @@ void Require(bool holds, const char* text) {
 
 }  // namespace
 
+SessionWorker::SessionWorker(SessionState& state, SourceFactory makeSource)
+    : state_(state),
+      makeSource_(std::move(makeSource)),
+      networkCancellation_(std::make_shared<CFFmpegNetworkCancellation>()),
+      pipeCancellation_(std::make_shared<CPcmPipeCancellation>()) {}
+
 void SessionWorker::Run() noexcept {
     SetCurrentThreadName("session");
+    SessionStatus::Outcome outcome;
     try {
-        RunSteps();
+        outcome = RunSteps();
     } catch (const std::exception& error) {
-        message_ = ReplaceIllFormedUtf8(error.what());
+        outcome.message = ReplaceIllFormedUtf8(error.what());
     } catch (...) {
-        message_ = "MFC exception in receiver session";
+        outcome.message = kFinishedForeignException;
     }
-    ReleaseChain();
-    try {
-        session_.Finish(reason_, message_);
-    } catch (...) {
-        // FINISHED could not be queued; the host must still be able to let go of the session.
-        session_.finished_ = true;
-    }
+    state_.Finish(std::move(outcome), ReadStatistics());
 }
 
-void SessionWorker::RunSteps() {
-    LoadReferences();
-    BuildChain();
-    OpenSource();
-    AnnounceConnected();
-    const uint64_t startSample = WaitForStart();
-    Position(startSample);
-    AnnounceReady(startSample);
-    Serve(startSample);
+void SessionWorker::CancelChain() {
+    networkCancellation_->Cancel();
+    pipeCancellation_->Cancel();
+    if (CRubberBufferAudioFile* buffer = sharedBuffer_) buffer->RequestStop();
 }
 
-void SessionWorker::LoadReferences() {
-    for (const PreparedReference& reference : session_.program_.references) {
-        Require(!session_.stopRequested_, "Cancelled during reference loading");
-        references_.push_back(
-            LoadReference(reference.path, [this] { return session_.stopRequested_.load(); }));
-        MutexLock lock(session_.mutex_);
+std::optional<SessionState::Statistics> SessionWorker::ReadStatistics() const {
+    const CRubberBufferAudioFile* buffer = sharedBuffer_;
+    if (!buffer) return std::nullopt;
+    return buffer->GetStats();
+}
+
+SessionStatus::Outcome SessionWorker::RunSteps() {
+    CRubberBufferAudioFile& buffer = BuildChain(LoadReferences());
+    Require(buffer.Open(state_.Program().url) != 0, kFinishedSourceOpen);
+    Require(state_.AnnounceConnected(), kFinishedCancelledOpening);
+    const uint64_t startSample = WaitForStart(buffer);
+    Position(buffer, startSample);
+    CPcmPipe endpoint(pipeCancellation_);
+    Require(endpoint.Listen(state_.AudioUri()), kFinishedAudioListen);
+    Require(state_.AnnounceReady(startSample), kFinishedStoppedBeforeReady);
+    return Serve(buffer, endpoint, startSample);
+}
+
+std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
+    std::vector<ReferenceFingerprint> references;
+    std::vector<uint64_t> lengths;
+    const auto stopRequested = [this] { return state_.IsStopRequested(); };
+    for (const PreparedReference& reference : state_.Program().references) {
+        Require(!stopRequested(), kFinishedCancelledLoading);
+        references.push_back(LoadReference(reference.path, stopRequested));
         // Counted at the analysis rate, which is half the stream's.
-        session_.referenceLengths_.push_back(2 * references_.back().sampleCount);
+        lengths.push_back(2 * references.back().sampleCount);
     }
+    state_.SetReferenceLengths(std::move(lengths));
+    return references;
 }
 
 SessionSource SessionWorker::MakeNetworkSource(
     std::vector<ReferenceFingerprint>&& references,
-    const std::function<void(const DetectorMatch&)>& onMatch) const {
-    const auto cancellation = session_.networkCancellation_;
+    std::function<void(const DetectorMatch&)> onMatch) const {
+    const auto cancellation = networkCancellation_;
     auto network =
-        std::make_unique<CFFmpegNetworkAudioFile>(cancellation, session_.program_.ioTimeoutMs);
+        std::make_unique<CFFmpegNetworkAudioFile>(cancellation, state_.Program().ioTimeoutMs);
     network->SetOutputSampleRate(kStreamSampleRate);
     network->SetOutputBitsPerSample(16);
     auto detector = std::make_unique<CDetectorAudioFile>(std::move(network), std::move(references),
-                                                         onMatch, kBerThreshold);
-    return {std::move(detector), [cancellation] { cancellation->cancelled = true; }};
+                                                         std::move(onMatch), kBerThreshold);
+    return {std::move(detector), [cancellation] { cancellation->Cancel(); }};
 }
 
-void SessionWorker::BuildChain() {
-    // Bound to the session: the filler goes on reporting when the worker is gone.
-    const auto onMatch = [&session = session_](const DetectorMatch& match) {
-        session.OnMatch(match);
-    };
-    SessionSource source = session_.makeSource_
-                               ? session_.makeSource_(std::move(references_), onMatch)
-                               : MakeNetworkSource(std::move(references_), onMatch);
-    buffer_ = std::make_shared<CRubberBufferAudioFile>(
-        std::move(source.file), std::move(source.stop), session_.program_.blockBytes,
-        session_.program_.ioTimeoutMs);
-    MutexLock lock(session_.mutex_);
-    session_.buffer_ = buffer_;
-    Require(!session_.stopRequested_, "Cancelled before source Open");
+CRubberBufferAudioFile& SessionWorker::BuildChain(std::vector<ReferenceFingerprint>&& references) {
+    const auto onMatch = [&state = state_](const DetectorMatch& match) { state.NoteMatch(match); };
+    SessionSource source = makeSource_ ? makeSource_(std::move(references), onMatch)
+                                       : MakeNetworkSource(std::move(references), onMatch);
+    buffer_ = std::make_unique<CRubberBufferAudioFile>(
+        std::move(source.file), std::move(source.stop), state_.Program().blockBytes,
+        state_.Program().ioTimeoutMs);
+    sharedBuffer_ = buffer_.get();
+    Require(!state_.IsStopRequested(), kFinishedCancelledBeforeOpen);
+    return *buffer_;
 }
 
-void SessionWorker::OpenSource() {
-    Require(buffer_->Open(session_.program_.url) != 0, "Network source Open failed");
-}
-
-void SessionWorker::AnnounceConnected() {
-    MutexLock lock(session_.mutex_);
-    Require(!session_.stopRequested_, "Cancelled during source Open");
-    session_.sourceOpened_ = true;
-    session_.snapshot_["state"] = "SCANNING";
-    session_.EmitEvent("CONNECTED", json::object());
-    for (const json& match : session_.snapshot_["matches"]) {
-        session_.EmitEvent("DETECTED", match);
-    }
-}
-
-uint64_t SessionWorker::WaitForStart() {
+uint64_t SessionWorker::WaitForStart(const CRubberBufferAudioFile& buffer) {
     while (true) {
         // Asked before the matches are looked at: the source reports its last match before it
         // is finished, so none can be overlooked.
-        const bool ended = buffer_->GetStats().finished;
-        MutexLock lock(session_.mutex_);
-        Require(!session_.IsStoppedOrFailing(), "Session stopped during detection");
-        if (const auto start = session_.StartSample()) return *start;
-        Require(!ended, "Start reference not found before source ended or failed");
-        lock.WaitUntil(session_.wakeUp_, DeadlineIn(kDetectionWaitMs));
+        const bool ended = buffer.GetStats().finished;
+        const auto start = state_.WaitForStart(DeadlineIn(ended ? 0 : kDetectionWaitMs));
+        if (start) return *start;
+        Require(!state_.IsStoppedOrFailing(), kFinishedStoppedDetecting);
+        Require(!ended, kFinishedStartNotFound);
     }
 }
 
-void SessionWorker::Position(uint64_t startSample) {
-    Require(buffer_->WaitForSample(startSample, session_.program_.ioTimeoutMs),
-            "Detected PCM is unavailable");
-    Require(buffer_->SeekToSample(startSample), "Local sample Seek failed");
-    buffer_->SetReleaseConsumed(true);
+void SessionWorker::Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const {
+    Require(buffer.WaitForSample(startSample, state_.Program().ioTimeoutMs),
+            kFinishedPcmUnavailable);
+    Require(buffer.SeekToSample(startSample), kFinishedSeek);
+    buffer.SetReleaseConsumed(true);
 }
 
-void SessionWorker::AnnounceReady(uint64_t startSample) {
-    endpoint_ = std::make_unique<CPcmPipe>(session_.pipeCancellation_);
-    Require(endpoint_->Listen(session_.audioUri_), "Audio endpoint Listen failed");
-    MutexLock lock(session_.mutex_);
-    Require(!session_.IsStoppedOrFailing(), "Session stopped before READY");
-    session_.snapshot_["state"] = "READY";
-    session_.snapshot_["uri"] = session_.audioUri_;
-    session_.snapshot_["sourceSample"] = startSample;
-    if (session_.program_.maximumMs != 0) {
-        session_.programActive_ = true;
-        session_.programStartSample_ = startSample;
-        session_.RecomputeProgramEnd();
+SessionStatus::Outcome SessionWorker::Serve(CRubberBufferAudioFile& buffer, CPcmPipe& endpoint,
+                                            uint64_t startSample) {
+    std::optional<CReceiverProgramAudioFile> programView;
+    if (state_.HasProgramBounds()) {
+        programView.emplace(buffer, startSample, [&state = state_, &buffer] {
+            const ProgramEnd end = state.UpdateProgramEnd(buffer.GetStats());
+            return ReceiverProgramBoundary{.end = end.endSample, .fadeFrames = end.fadeFrames};
+        });
     }
-    session_.EmitEvent("READY", {{"uri", session_.audioUri_}, {"sourceSample", startSample}});
-}
-
-void SessionWorker::Serve(uint64_t startSample) {
-    if (session_.program_.maximumMs != 0) {
-        programView_ = std::make_unique<CReceiverProgramAudioFile>(
-            *buffer_, startSample, [this] { return session_.OnProgramBoundary(); });
-    }
-    CAudioFile& source = programView_ ? static_cast<CAudioFile&>(*programView_) : *buffer_;
+    CAudioFile& source = programView ? static_cast<CAudioFile&>(*programView) : buffer;
     const PcmStreamOptions options{.lengthFrames = kPcm1LengthUnknown,
                                    .framesPerChunk = kFramesPerChunk,
                                    .pacingMs = 0,
                                    .ioTimeoutMs = kAudioIoTimeoutMs,
                                    .connectTimeoutMs = kNoConnectTimeoutMs};
     const bool delivered =
-        ServePcmStream(*endpoint_, source, options, [this] { session_.OnAudioOpen(); });
-    const auto stats = buffer_->GetStats();
-    if (delivered && (programView_ || (stats.finished && stats.error == 0))) {
-        reason_ = "eof";
-    } else {
-        message_ = "Audio connection or source ended with an error (pipe=" +
-                   std::to_string(endpoint_->LastError()) + ")";
+        ServePcmStream(endpoint, source, options, [this] { state_.NoteAudioOpen(); });
+    const auto stats = buffer.GetStats();
+    if (delivered && (programView || (stats.finished && stats.error == 0))) {
+        return {SessionStatus::Reason::kEof, ""};
     }
-}
-
-void SessionWorker::ReleaseChain() {
-    programView_.reset();
-    endpoint_.reset();
-    // The session keeps its share, so that FINISHED can tell what the buffer held.
-    buffer_.reset();
-    references_.clear();
+    return {SessionStatus::Reason::kError,
+            kFinishedAudioPrefix + std::to_string(endpoint.LastError()) + ")"};
 }
 
 }  // namespace receiver

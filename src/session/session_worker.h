@@ -1,48 +1,80 @@
-// The body of a session's worker thread: loads the references, opens the source,
-// waits for the start reference, and serves the program over the audio pipe.
+// The body of a session's worker thread, and the owner of its audio chain: loads the
+// references, opens the source, waits for the start reference, and serves the programme
+// over the audio pipe.
+//
+//   Threads  Run on the session's own thread. CancelChain and ReadStatistics: any thread.
+//            The buffer's filler goes on reporting matches to the state when Run has
+//            ended; it ends with the object.
+//   Lock     none; what other threads use is set once. The state is never called with a
+//            lock of the chain held.
+//   Errors   a failure ends the session with FINISHED "error" and its text.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
+#include <optional>
 #include <vector>
 
-#include "detect/receiver_program_audio_file.h"
+#include "audio/audio_file.h"
+#include "audio/ffmpeg_network_cancellation.h"
+#include "audio/rubber_buffer_audio_file.h"
+#include "detect/detector_match.h"
 #include "detect/reference_loading.h"
 #include "pipe/pcm_pipe.h"
-#include "session/receiver_session.h"
+#include "pipe/pcm_pipe_cancellation.h"
+#include "session/session_state.h"
 
 namespace receiver {
 
+// What the buffer listens to: a file that delivers the stream and reports matches
+// from within its Open and Read, and the way to make a blocked one return.
+struct SessionSource {
+    std::unique_ptr<CAudioFile> file;
+    std::function<void()> stop;  // any thread, any number of times
+};
+
 class SessionWorker final {
 public:
-    explicit SessionWorker(ReceiverSession& session) : session_(session) {}
+    // Called once, in Run, when the references are loaded.
+    using SourceFactory =
+        std::function<SessionSource(std::vector<ReferenceFingerprint>&& references,
+                                    std::function<void(const DetectorMatch&)> onMatch)>;
 
-    // Ends with exactly one FINISHED.
-    void Run() noexcept;
+    // The state outlives the object. Without a factory the source is the program's URL
+    // under the detector.
+    SessionWorker(SessionState& state, SourceFactory makeSource);
+    SessionWorker(const SessionWorker&) = delete;
+    SessionWorker& operator=(const SessionWorker&) = delete;
+
+    void Run() noexcept;  // once; ends with exactly one FINISHED
+
+    // Makes every blocking call of the chain return, now and from here on. Does not wait.
+    // Comes after the state has been told why.
+    void CancelChain();
+    // The buffer's; nothing while there is none.
+    std::optional<SessionState::Statistics> ReadStatistics() const;
 
 private:
-    void RunSteps();  // throws std::exception with the text for FINISHED
-    void LoadReferences();
+    SessionStatus::Outcome RunSteps();  // throws std::exception with the text for FINISHED
+    std::vector<ReferenceFingerprint> LoadReferences();
     SessionSource MakeNetworkSource(std::vector<ReferenceFingerprint>&& references,
-                                    const std::function<void(const DetectorMatch&)>& onMatch) const;
-    void BuildChain();
-    void OpenSource();
-    void AnnounceConnected();
-    uint64_t WaitForStart();
-    void Position(uint64_t startSample);
-    void AnnounceReady(uint64_t startSample);
-    void Serve(uint64_t startSample);
-    void ReleaseChain();
+                                    std::function<void(const DetectorMatch&)> onMatch) const;
+    CRubberBufferAudioFile& BuildChain(std::vector<ReferenceFingerprint>&& references);
+    uint64_t WaitForStart(const CRubberBufferAudioFile& buffer);
+    void Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const;
+    SessionStatus::Outcome Serve(CRubberBufferAudioFile& buffer, CPcmPipe& endpoint,
+                                 uint64_t startSample);
 
-    ReceiverSession& session_;
-    const char* reason_ = "error";
-    std::string message_;
-    std::vector<ReferenceFingerprint> references_;
-    std::shared_ptr<CRubberBufferAudioFile> buffer_;
-    std::unique_ptr<CPcmPipe> endpoint_;
-    std::unique_ptr<CReceiverProgramAudioFile> programView_;
+    SessionState& state_;
+    const SourceFactory makeSource_;
+    const std::shared_ptr<CFFmpegNetworkCancellation> networkCancellation_;
+    const std::shared_ptr<CPcmPipeCancellation> pipeCancellation_;
+    std::unique_ptr<CRubberBufferAudioFile> buffer_;  // Run's; kept, so that its end can be told
+    // buffer_ for every thread. Set before Run asks whether a stop was requested, read
+    // after one was: either Run sees the stop, or the stop sees the buffer.
+    std::atomic<CRubberBufferAudioFile*> sharedBuffer_{nullptr};
 };
 
 }  // namespace receiver

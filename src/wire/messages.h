@@ -6,6 +6,9 @@ namespace receiver {
 
 inline constexpr int kProtocolVersion = 1;
 
+// A receiver's one line on its standard output once it can be reached: this and its URI.
+inline constexpr const char* kListeningPrefix = "LISTENING ";
+
 inline constexpr const char* kCommandHello = "HELLO";
 inline constexpr const char* kCommandPrepare = "PREPARE";
 inline constexpr const char* kCommandCancel = "CANCEL";
@@ -35,7 +38,7 @@ inline constexpr const char* kReasonEof = "eof";
 inline constexpr const char* kReasonError = "error";
 inline constexpr const char* kReasonCancelled = "cancelled";
 
-// Why a program ends where it does.
+// Why a programme ends where it does.
 inline constexpr const char* kEndMaximum = "maximum";
 inline constexpr const char* kEndOutro = "outro";
 inline constexpr const char* kEndInterrupted = "interrupted";

@@ -3,7 +3,7 @@
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/executable_path.h"
-#include "platform/files.h"
+#include "platform/text.h"
 #include "testing/receiver_fixture.h"
 
 namespace receiver {

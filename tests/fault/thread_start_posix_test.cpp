@@ -49,6 +49,18 @@ TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
     receiver.Shutdown();
 }
 
+TEST_F(ThreadStartTest, AConnectionWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
+    ReceiverDriver receiver(WithFailingThread(3));
+    receiver.Introduce();
+
+    const Recording first = Record(receiver, Prepare("first"));
+    EXPECT_EQ(first.finished["reason"], "error");
+    EXPECT_EQ(first.finished["message"], "Network source Open failed");
+
+    EXPECT_EQ(Record(receiver, Prepare("second")).finished["reason"], "eof");
+    receiver.Shutdown();
+}
+
 TEST_F(ThreadStartTest, ABufferWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
     ReceiverDriver receiver(WithFailingThread(2));
     receiver.Introduce();

@@ -1,5 +1,6 @@
 # Installs the library into an empty prefix, builds the example against it with CMake and
 # with pkg-config, and runs both results: called wrongly, they say so by exit code 2.
+# Before that, looks at the names that the installed archives give to a linker.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output
                     ERROR_VARIABLE output)
@@ -17,6 +18,28 @@ endfunction()
 
 file(REMOVE_RECURSE ${WORK})
 run(${CMAKE_COMMAND} --install ${BUILD} --component client --prefix ${WORK}/prefix)
+
+# A controlling program may have an Event or a Mutex of its own: whatever the archives define
+# for the linker alone (weak symbols are the language's and the JSON library's) is ours by name.
+file(GLOB archives ${WORK}/prefix/${LIBDIR}/*.a)
+if(NOT archives)
+    message(FATAL_ERROR "no archive was installed")
+endif()
+set(symbols_seen 0)
+foreach(archive IN LISTS archives)
+    execute_process(COMMAND ${NM} --extern-only --defined-only --format=posix ${archive}
+                    OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[^\n]+ [TDBRC] [^\n]*" strong "${listing}")
+    foreach(line IN LISTS strong)
+        math(EXPR symbols_seen "${symbols_seen} + 1")
+        if(NOT line MATCHES "^_Z[A-Z]*[a-z]*[A-Z]*8receiver")
+            message(FATAL_ERROR "${archive} defines outside namespace receiver: ${line}")
+        endif()
+    endforeach()
+endforeach()
+if(symbols_seen LESS 100)
+    message(FATAL_ERROR "only ${symbols_seen} symbols were seen in ${archives}")
+endif()
 
 set(flags)
 if(SANITIZE)

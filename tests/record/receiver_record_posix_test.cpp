@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -17,6 +16,7 @@
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/text.h"
 #include "record_run.h"
 #include "testing/process_probe_posix.h"
 #include "testing/receiver_driver.h"
@@ -53,15 +53,6 @@ public:
 private:
     const int fd_;
 };
-
-long ChildOf(long pid) {
-    for (const auto& task : fs::directory_iterator(ProcessFolder(pid) / "task")) {
-        std::ifstream children(task.path() / "children");
-        long child = 0;
-        if (children >> child) return child;
-    }
-    return 0;
-}
 
 // A FIFO that a program writes into and nobody empties until ReadAll.
 class StalledOutput {
@@ -137,9 +128,7 @@ std::map<std::string, std::string> TagsOf(const std::string& path) {
     for (const nlohmann::json& part : {json["format"], json["streams"][0]}) {
         const nlohmann::json found = part.value("tags", nlohmann::json::object());
         for (const auto& [key, value] : found.items()) {
-            std::string lower = key;
-            for (char& c : lower) c = static_cast<char>(std::tolower(c));
-            tags[lower] = value;
+            tags[ToLowerAscii(key)] = value;
         }
     }
     return tags;

@@ -5,6 +5,7 @@
 #include "platform/clock.h"
 #include "platform/executable_path.h"
 #include "platform/ids.h"
+#include "platform/text.h"
 
 namespace receiver {
 
@@ -21,11 +22,6 @@ constexpr milliseconds kConnectStep(100);  // how soon an interruption is seen
 constexpr milliseconds kReconnectStep(500);
 constexpr milliseconds kShutdownTimeout(2000);
 constexpr milliseconds kExitTimeout(10000);
-
-std::string Utf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
 
 }  // namespace
 
@@ -64,7 +60,7 @@ bool ReceiverLink::Start() {
         if (log.empty()) {
             temporaryLog_ = fs::temp_directory_path() / ("receiver-record-" + CreateInstanceId());
             fs::create_directory(temporaryLog_);
-            log = Utf8(temporaryLog_ / "receiver.log");
+            log = ToUtf8(temporaryLog_ / "receiver.log");
         }
         started_ = process_.Start(ReceiverProgram(), log, kStartTimeout);
         if (!started_) failure_ = process_.LastError().text;
@@ -88,14 +84,14 @@ std::string ReceiverLink::KeepLog() {
     std::error_code error;
     if (temporaryLog_.empty()) return options_.logPath;
     if (fs::is_empty(temporaryLog_, error)) return "";  // it never came so far
-    std::string kept = Utf8(temporaryLog_);
+    std::string kept = ToUtf8(temporaryLog_);
     temporaryLog_.clear();
     return kept;
 }
 
 std::string ReceiverLink::ReceiverProgram() const {
     if (!options_.receiverProgram.empty()) return options_.receiverProgram;
-    return Utf8(ExecutableDirectory() / "ReceiverHost");
+    return ToUtf8(ExecutableDirectory() / "ReceiverHost");
 }
 
 }  // namespace receiver

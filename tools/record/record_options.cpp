@@ -9,11 +9,10 @@
 #include "record/help_documents.h"
 #include "record/reference_list.h"
 #include "recording/output_format.h"
+#include "wire/prepare_limits.h"
 
 namespace receiver {
 namespace {
-
-constexpr uint64_t kMaxProgramMs = 3600000;
 
 uint64_t Duration(const std::string& option, const std::string& text, uint64_t least,
                   uint64_t most) {
@@ -36,7 +35,7 @@ std::optional<uint32_t> BlockBytes(const std::string& text) {
     if (text.empty()) return {};
     const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
     const unsigned long bytes = digits && text.size() < 8 ? std::stoul(text) : 0;
-    if (bytes < 4 || bytes > 1048576) {
+    if (bytes < kMinBlockBytes || bytes > kMaxBlockBytes) {
         throw std::invalid_argument("--block: " + text + " is not from 4 to 1048576");
     }
     return static_cast<uint32_t>(bytes);
@@ -45,8 +44,8 @@ std::optional<uint32_t> BlockBytes(const std::string& text) {
 // An end recording can only end a program that has a maximum.
 std::optional<receiver::ProgramLimits> ProgramFrom(const CommandLineValues& values) {
     const std::optional<uint32_t> maximum =
-        OptionalDuration("--max", values.maximum, 1000, kMaxProgramMs);
-    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxProgramMs);
+        OptionalDuration("--max", values.maximum, kMinProgramMs, kMaxProgramMs);
+    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxFadeMs);
     if (!maximum && !fade && values.ends.empty()) return {};
     return receiver::ProgramLimits{maximum.value_or(kMaxProgramMs), fade.value_or(0)};
 }
@@ -61,11 +60,12 @@ RecordOptions Check(const CommandLineValues& values) {
     options.output = values.output;
     if (!options.ToStandardOutput()) OutputFormatFor(options.output);
     options.references = MakeReferences(values.starts, values.ends, values.others);
-    if (options.references.size() > 32) {
+    if (options.references.size() > kMaxReferences) {
         throw std::invalid_argument("There can be at most 32 recordings to listen for");
     }
     options.program = ProgramFrom(values);
-    options.ioTimeoutMs = OptionalDuration("--io-timeout", values.ioTimeout, 100, 60000);
+    options.ioTimeoutMs =
+        OptionalDuration("--io-timeout", values.ioTimeout, kMinIoTimeoutMs, kMaxIoTimeoutMs);
     options.blockBytes = BlockBytes(values.block);
     if (!values.wait.empty()) {
         options.waitMs = Duration("--wait", values.wait, 1, std::numeric_limits<uint32_t>::max());

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "platform/clock.h"
-#include "platform/files.h"
 #include "platform/ids.h"
+#include "platform/text.h"
 #include "record/recording_tags.h"
 #include "recording/output_format.h"
 #include "recording/tagged_copy.h"

@@ -5,7 +5,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "platform/files.h"
+#include "platform/text.h"
 
 namespace receiver {
 
@@ -25,13 +25,8 @@ bool IsId(const std::string& text) {
            std::all_of(text.begin(), text.end(), IsIdCharacter);
 }
 
-std::string Utf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 std::string IdFor(const std::string& file, const std::set<std::string>& taken) {
-    std::string id = Utf8(ToFilesystemPath(file).stem());
+    std::string id = ToUtf8(ToFilesystemPath(file).stem());
     std::replace_if(
         id.begin(), id.end(), [](char c) { return !IsIdCharacter(c); }, '-');
     id.resize(std::min(id.size(), kMaxIdLength - 4));  // room for a number
@@ -75,7 +70,7 @@ std::vector<receiver::Reference> MakeReferences(const std::vector<std::string>& 
             taken.insert(reference.id);
         }
         // A receiver that was started elsewhere has another working directory.
-        reference.path = Utf8(fs::absolute(ToFilesystemPath(reference.path)).lexically_normal());
+        reference.path = ToUtf8(fs::absolute(ToFilesystemPath(reference.path)).lexically_normal());
     }
     return references;
 }

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "audio/ffmpeg.h"
+#include "platform/text.h"
 
 namespace receiver {
 namespace {
@@ -28,9 +29,7 @@ bool IsAvailable(const OutputFormat& format) {
 
 bool HasExtension(std::string_view name, std::string_view extension) {
     return name.size() > extension.size() &&
-           std::equal(extension.rbegin(), extension.rend(), name.rbegin(), [](char a, char b) {
-               return a == (b >= 'A' && b <= 'Z' ? static_cast<char>(b - 'A' + 'a') : b);
-           });
+           ToLowerAscii(name.substr(name.size() - extension.size())) == extension;
 }
 
 }  // namespace

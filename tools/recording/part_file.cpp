@@ -4,6 +4,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/text.h"
+
 namespace receiver {
 
 namespace fs = std::filesystem;
@@ -13,12 +15,6 @@ namespace {
 fs::path PartOf(fs::path target) {
     target += ".part";
     return target;
-}
-
-// For messages: UTF-8 on every platform.
-std::string TextOf(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
 }
 
 class FileSink final : public RecordingSink {
@@ -41,22 +37,22 @@ PartFile::PartFile(fs::path target, bool overwrite)
     : target_(std::move(target)), part_(PartOf(target_)), overwrite_(overwrite) {
     std::error_code error;
     if (fs::is_directory(target_, error)) {
-        throw std::runtime_error(TextOf(target_) + " is a directory");
+        throw std::runtime_error(ToUtf8(target_) + " is a directory");
     }
     const fs::path folder = target_.parent_path();
     if (!folder.empty() && !fs::is_directory(folder, error)) {
-        throw std::runtime_error("There is no folder " + TextOf(folder));
+        throw std::runtime_error("There is no folder " + ToUtf8(folder));
     }
     if (!overwrite_ && fs::exists(target_, error)) {
-        throw std::runtime_error(TextOf(target_) + " exists already (--force overwrites it)");
+        throw std::runtime_error(ToUtf8(target_) + " exists already (--force overwrites it)");
     }
     if (!overwrite_ && fs::exists(part_, error)) {
         throw std::runtime_error(
-            TextOf(part_) +
+            ToUtf8(part_) +
             " is there: another recording writes it, or was cut off (--force overwrites it)");
     }
     if (!file_.Create(part_, overwrite_)) {
-        throw std::runtime_error("Cannot create " + TextOf(part_) + ": " + file_.FailureText());
+        throw std::runtime_error("Cannot create " + ToUtf8(part_) + ": " + file_.FailureText());
     }
 }
 
@@ -103,7 +99,7 @@ bool PartFile::Commit() {
     if (!FlushAndClose(file_)) return false;
     std::error_code error;
     if (!overwrite_ && fs::exists(target_, error)) {
-        failure_ = TextOf(target_) + " was created by somebody else meanwhile";
+        failure_ = ToUtf8(target_) + " was created by somebody else meanwhile";
         return false;
     }
     fs::rename(part_, target_, error);

@@ -1,5 +1,6 @@
 #include "recording/tagged_copy.h"
 
+#include "platform/text.h"
 #include "recording/muxer.h"
 #include "recording/sink_io.h"
 
@@ -7,9 +8,8 @@ namespace receiver {
 namespace {
 
 InputContextPtr OpenRecording(const std::filesystem::path& path) {
-    const std::u8string text = path.u8string();
     // Not a URL, whatever the name looks like.
-    const std::string name = "file:" + std::string(text.begin(), text.end());
+    const std::string name = "file:" + ToUtf8(path);
     AVFormatContext* context = nullptr;
     Check(avformat_open_input(&context, name.c_str(), nullptr, nullptr),
           "Cannot read the recording");

@@ -3,6 +3,8 @@
 //
 //   Units   samples are frames of the decoded stream at 44100 Hz, counted from its
 //           first frame; times ms; sizes bytes.
+//   Bounds  of a request are the receiver's: src/wire/prepare_limits.h names them. It
+//           rejects what lies outside; ToJson does not look.
 //   Errors  every `raw` holds the object as it was received, so that keys which
 //           this version does not know are not lost.
 #pragma once
@@ -22,21 +24,27 @@ enum class Role { kStart, kEnd, kOther };
 struct Reference {
     std::string id;  // 1..80 characters of A-Z a-z 0-9 - _; unique in the request
     Role role = Role::kStart;
-    std::string path;  // as the receiver's process sees the file
+    // As the receiver's process sees the file: 1..4096 bytes (kMaxPathBytes), no "://".
+    std::string path;
 };
 
 struct ProgramLimits {
-    uint32_t maximumMs = 0;  // 1000..3600000
-    uint32_t fadeMs = 0;     // before the end, unless an end reference made it; up to 3600000
+    // kMinProgramMs..kMaxProgramMs: 1000..3600000.
+    uint32_t maximumMs = 0;
+    // Before the end, unless an end reference made it; 0..3600000 (kMaxFadeMs).
+    uint32_t fadeMs = 0;
 };
 
 struct PrepareRequest {
-    std::string sessionId;                 // chosen by the caller, like a reference's id
-    std::string url;                       // begins with "http://" or "https://"
-    std::optional<uint32_t> ioTimeoutMs;   // 100..60000; the receiver's default is 15000
-    std::optional<uint32_t> blockBytes;    // 4..1048576; the receiver's default is 8192
+    std::string sessionId;  // chosen by the caller, like a reference's id
+    // Begins with "http://" or "https://"; at most 4096 bytes (kMaxUrlBytes).
+    std::string url;
+    // kMinIoTimeoutMs..kMaxIoTimeoutMs: 100..60000; by default 15000.
+    std::optional<uint32_t> ioTimeoutMs;
+    // kMinBlockBytes..kMaxBlockBytes: 4..1048576; by default 8192.
+    std::optional<uint32_t> blockBytes;
     std::optional<ProgramLimits> program;  // without it the audio runs to the source's end
-    std::vector<Reference> references;     // 1..32
+    std::vector<Reference> references;     // 1..32 (kMaxReferences)
 };
 
 struct Match {
@@ -70,8 +78,8 @@ struct BufferStatistics {
 
 struct SessionSnapshot {
     std::string sessionId;
-    std::string
-        state;  // "PREPARING" "SCANNING" "READY" "OPENED" "CANCELLING" "STOPPING" "FINISHED"
+    // "PREPARING", "SCANNING", "READY", "OPENED", "CANCELLING", "STOPPING" or "FINISHED".
+    std::string state;
     std::vector<Match> matches;
     std::optional<std::string> uri;        // of the audio pipe, while it waits for its client
     std::optional<uint64_t> sourceSample;  // the start, from READY on

@@ -31,7 +31,7 @@ public:
 
     enum class Result {
         kData,          // whole frames were put into the buffer
-        kEnd,           // the program is complete; acknowledge it
+        kEnd,           // the programme is complete; acknowledge it
         kSourceFailed,  // the source failed after what was sent; acknowledge it
         kError,
     };

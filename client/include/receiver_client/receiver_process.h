@@ -1,4 +1,5 @@
-// A receiver of one's own: starts the program and waits until it listens.
+// A receiver of one's own: starts the program and waits until it listens. It ends with
+// this process, however that ends: asked to by SIGTERM on Linux, at once on Windows.
 //
 //   Threads  one thread at a time.
 //   Errors   by result, the cause in LastError(): kSystem with the receiver's own

@@ -28,9 +28,14 @@ public:
     bool IsOpen() const override { return open_ != 0; }
     void SetLength(uint64_t length) { length_ = length; }
     const WAVEFORMATEX* Record() const { return &record_; }
+    PlainAudioFile& With(const WAVEFORMATEX& record) {
+        record_ = record;
+        return *this;
+    }
+    void OpenWithoutFormat() { open_ = 1; }
 
 private:
-    const WAVEFORMATEX record_;
+    WAVEFORMATEX record_;
 };
 
 }  // namespace
@@ -127,6 +132,30 @@ TEST(AudioFile, SilenceByteIsLeftAloneForOtherWidthsAndWhenClosed) {
     wide.GetSilenceByte(&silence);
     closed.GetSilenceByte(&silence);
     EXPECT_EQ(silence, 0x11);
+}
+
+TEST(AudioFile, Only16BitIntegerPcmInFramesOfASizeIsTaken) {
+    PlainAudioFile file;
+    EXPECT_EQ(FormatOf16BitPcm(file), nullptr);
+    ASSERT_TRUE(file.Open(""));
+    EXPECT_EQ(FormatOf16BitPcm(file), file.Record());
+    WAVEFORMATEX changed = *file.Record();
+    changed.wFormatTag = 3;
+    EXPECT_EQ(FormatOf16BitPcm(file.With(changed)), nullptr);
+    for (const uint16_t bits : std::initializer_list<uint16_t>{0, 8, 15, 24, 32}) {
+        changed = *PlainAudioFile().Record();
+        changed.wBitsPerSample = bits;
+        EXPECT_EQ(FormatOf16BitPcm(file.With(changed)), nullptr) << bits;
+    }
+    changed = *PlainAudioFile().Record();
+    changed.nBlockAlign = 0;
+    EXPECT_EQ(FormatOf16BitPcm(file.With(changed)), nullptr);
+}
+
+TEST(AudioFile, AFileThatHasNoFormatIsNotTaken) {
+    PlainAudioFile file;
+    file.OpenWithoutFormat();
+    EXPECT_EQ(FormatOf16BitPcm(file), nullptr);
 }
 
 }  // namespace receiver

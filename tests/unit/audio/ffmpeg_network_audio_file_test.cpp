@@ -214,7 +214,7 @@ TEST_F(NetworkTest, EachReadHasATimeOutOfItsOwn) {
 
 TEST_F(NetworkTest, CancellingBeforeOpenRefusesIt) {
     station_.Serve("/a", FlacRoute());
-    cancellation_->cancelled = true;
+    cancellation_->Cancel();
     const auto file = MakeFile();
     EXPECT_EQ(file->Open(station_.Url("/a")), 0);
     EXPECT_EQ(file->ErrorCode(), kDecoderErrorOpen);
@@ -229,7 +229,7 @@ TEST_F(NetworkTest, CancellingEndsABlockedOpen) {
     const auto file = MakeFile(600000);
     TestTask opened("the opened call", [&] { return file->Open(station_.Url("/a")); });
     EXPECT_TRUE(station_.WaitForStall("/a", kTestDeadlineMs));
-    cancellation_->cancelled = true;
+    cancellation_->Cancel();
     EXPECT_EQ(opened.Get(), 0);
     EXPECT_EQ(file->GetErrorText(), "Cancelled");
 }
@@ -242,7 +242,7 @@ TEST_F(NetworkTest, CancellingEndsABlockedRead) {
     ASSERT_TRUE(file->Open(station_.Url("/a")));
     TestTask read("the read call", [&] { return ReadToEnd(*file).last; });
     EXPECT_TRUE(station_.WaitForStall("/a", kTestDeadlineMs));
-    cancellation_->cancelled = true;
+    cancellation_->Cancel();
     EXPECT_EQ(read.Get(), -1);
     EXPECT_EQ(file->GetErrorText(), "Cancelled");
     EXPECT_EQ(file->Close(), 1);
@@ -254,7 +254,7 @@ TEST_F(NetworkTest, CancelledIsToldEvenAfterATimeOut) {
     station_.Serve("/a", route);
     const auto file = MakeFile(50);
     ASSERT_EQ(file->Open(station_.Url("/a")), 0);
-    cancellation_->cancelled = true;
+    cancellation_->Cancel();
     EXPECT_EQ(file->GetErrorText(), "Cancelled");
 }
 

@@ -22,7 +22,7 @@ ReadOutcome ReceiveStream(const std::string& url) {
     auto cancellation = std::make_shared<CFFmpegNetworkCancellation>();
     CRubberBufferAudioFile buffer(
         std::make_unique<CFFmpegNetworkAudioFile>(cancellation, kTestDeadlineMs),
-        [cancellation] { cancellation->cancelled = true; }, 4096, kTestDeadlineMs);
+        [cancellation] { cancellation->Cancel(); }, 4096, kTestDeadlineMs);
     EXPECT_TRUE(buffer.Open(url));
     return ReadToEnd(buffer, {1764, 1001, 65536});
 }
@@ -152,7 +152,7 @@ TEST(StreamOverHttp, WhatIsBufferedBeforeAResetStillDrains) {
     auto cancellation = std::make_shared<CFFmpegNetworkCancellation>();
     CRubberBufferAudioFile buffer(
         std::make_unique<CFFmpegNetworkAudioFile>(cancellation, kTestDeadlineMs),
-        [cancellation] { cancellation->cancelled = true; }, 4096, kTestDeadlineMs);
+        [cancellation] { cancellation->Cancel(); }, 4096, kTestDeadlineMs);
     ASSERT_TRUE(buffer.Open(station.Url("/s")));
     ASSERT_TRUE(buffer.WaitForSample(44100, kTestDeadlineMs));
     station.ReleaseAll("/s");

@@ -8,36 +8,20 @@
 #include <stdexcept>
 #include <vector>
 
-#include "detect/mono_mix.h"
 #include "naive_detector.h"
 #include "testing/audio_generator.h"
 #include "testing/memory_audio_file.h"
+#include "whole_buffer_words.h"
 
 namespace receiver {
 namespace {
 
 constexpr uint32_t kBlockBytes = 8192;
 
-TestPcm MonoOf(const TestPcm& pcm) {
-    TestPcm mono{pcm.rate, 1, std::vector<int16_t>(pcm.Frames())};
-    MixToMono(pcm.samples.data(), pcm.Frames(), static_cast<unsigned>(pcm.channels),
-              mono.samples.data());
-    return mono;
-}
-
 // What a recording at the analysis rate is as a reference.
 ReferenceFingerprint ReferenceOf(const TestPcm& pcm) {
-    const TestPcm mono = MonoOf(pcm);
-    ReferenceFingerprint reference;
-    reference.sampleCount = mono.Frames();
-    CAudioFingerprinter fingerprinter;
-    fingerprinter.SetUp(kAnalysisRate, kFrameSeconds, kHopSeconds);
-    for (FrameClock clock; clock.StartSample() + 8192 <= static_cast<int64_t>(mono.Frames());
-         clock.Advance()) {
-        reference.words.push_back(
-            fingerprinter.ComputeWord(mono.samples.data() + clock.StartSample()));
-    }
-    return reference;
+    const std::vector<int16_t> mono = MixedByDefinition(pcm);
+    return {mono.size(), WholeFrameWords(mono)};
 }
 
 ReferenceFingerprint ReferenceOfWords(size_t words) {
@@ -203,6 +187,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(FormatCase{"FloatingPoint", [](WAVEFORMATEX& f) { f.wFormatTag = 3; }},
                     FormatCase{"EightBits", [](WAVEFORMATEX& f) { f.wBitsPerSample = 8; }},
                     FormatCase{"ThirtyTwoBits", [](WAVEFORMATEX& f) { f.wBitsPerSample = 32; }},
+                    FormatCase{"NoFrameSize", [](WAVEFORMATEX& f) { f.nBlockAlign = 0; }},
                     FormatCase{"NoChannels", [](WAVEFORMATEX& f) { f.nChannels = 0; }},
                     FormatCase{"NineChannels", [](WAVEFORMATEX& f) { f.nChannels = 9; }},
                     FormatCase{"NoRate", [](WAVEFORMATEX& f) { f.nSamplesPerSec = 0; }}),

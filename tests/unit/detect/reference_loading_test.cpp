@@ -2,14 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <vector>
 
-#include "detect/audio_fingerprinter.h"
 #include "testing/audio_encoder.h"
 #include "testing/audio_generator.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
+#include "whole_buffer_words.h"
 
 namespace receiver {
 namespace {
@@ -52,16 +54,7 @@ TEST_F(ReferenceLoadingTest, RefusesFifteenWords) {
 TEST_F(ReferenceLoadingTest, TakesAWordPerHopAndOnlyWholeFrames) {
     const TestPcm pcm = MakeMusic(2, 22050, 1, 50000);
     const ReferenceFingerprint reference = LoadReference(Wav(pcm));
-
-    CAudioFingerprinter fingerprinter;
-    fingerprinter.SetUp(22050, 0.4, 0.0125);
-    std::vector<uint32_t> words;
-    double time = 0.0;
-    for (int64_t start = 0; start + 8192 <= 50000; start = std::llrint(time * 22050)) {
-        words.push_back(fingerprinter.ComputeWord(pcm.samples.data() + start));
-        time += 0.0125;
-    }
-    EXPECT_EQ(reference.words, words);
+    EXPECT_EQ(reference.words, WholeFrameWords(pcm.samples));
 }
 
 TEST_F(ReferenceLoadingTest, MixesChannelsDownTowardZero) {
@@ -72,6 +65,33 @@ TEST_F(ReferenceLoadingTest, MixesChannelsDownTowardZero) {
     }
     const ReferenceFingerprint silence = LoadReference(Wav(MakeSilence(22050, 1, 20000)));
     EXPECT_EQ(LoadReference(Wav(stereo)).words, silence.words);
+}
+
+// What the reads of 65536 bytes leave of the audio: whole frames each, from the read's
+// first byte on.
+std::vector<int16_t> MixedReadByRead(const TestPcm& pcm) {
+    constexpr size_t kReadSamples = 65536 / sizeof(int16_t);
+    const auto channels = static_cast<size_t>(pcm.channels);
+    std::vector<int16_t> mono;
+    for (size_t first = 0; first < pcm.samples.size(); first += kReadSamples) {
+        const size_t count = std::min(kReadSamples, pcm.samples.size() - first) / channels;
+        const auto begin = pcm.samples.begin() + static_cast<std::ptrdiff_t>(first);
+        const TestPcm read{
+            pcm.rate, pcm.channels, {begin, begin + static_cast<std::ptrdiff_t>(count * channels)}};
+        const std::vector<int16_t> mixed = MixedByDefinition(read);
+        mono.insert(mono.end(), mixed.begin(), mixed.end());
+    }
+    return mono;
+}
+
+TEST_F(ReferenceLoadingTest, GivesTheWordsOfTheWholeAtAnyChannelCount) {
+    for (int channels = 1; channels <= 8; ++channels) {
+        const TestPcm pcm = MakeMusic(6, 22050, channels, 60000);
+        const std::vector<int16_t> mono = MixedReadByRead(pcm);
+        const ReferenceFingerprint reference = LoadReference(Wav(pcm));
+        EXPECT_EQ(reference.sampleCount, mono.size()) << channels << " channels";
+        EXPECT_EQ(reference.words, WholeFrameWords(mono)) << channels << " channels";
+    }
 }
 
 // A chunk of 65536 bytes holds whole frames of 1, 2, 4 and 8 channels only; of the
@@ -119,11 +139,34 @@ TEST_F(ReferenceLoadingTest, RefusesARecordingWithoutSamples) {
     ExpectFailure(Wav(MakeSilence(22050, 1, 0)), "Reference too short");
 }
 
-TEST_F(ReferenceLoadingTest, StopsBetweenReads) {
-    const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));  // 7 reads
+TEST_F(ReferenceLoadingTest, StopsBeforeAnyRead) {
+    const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));
     int asked = 0;
-    ExpectFailure(path, "Cancelled during reference loading", [&] { return ++asked == 3; });
-    EXPECT_EQ(asked, 3);
+    ExpectFailure(path, "Cancelled during reference loading", [&] { return ++asked == 1; });
+    EXPECT_EQ(asked, 1);
+}
+
+// The last asking is before the read that meets the end.
+TEST_F(ReferenceLoadingTest, AsksForTheStopBeforeEachReadAndEachWord) {
+    const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));  // 7 reads, and the end
+    size_t asked = 0;
+    const ReferenceFingerprint reference = LoadReference(path, [&] {
+        ++asked;
+        return false;
+    });
+    EXPECT_EQ(reference.words.size(), 696u);
+    EXPECT_EQ(asked, reference.words.size() + 8);
+    size_t askedAgain = 0;
+    ExpectFailure(path, "Cancelled during reference loading",
+                  [&] { return ++askedAgain == asked; });
+    EXPECT_EQ(askedAgain, asked);
+}
+
+TEST_F(ReferenceLoadingTest, StopsAmidTheFingerprint) {
+    const std::string path = Wav(MakeNoise(5, 22050, 1, 200000));
+    int asked = 0;
+    ExpectFailure(path, "Cancelled during reference loading", [&] { return ++asked == 300; });
+    EXPECT_EQ(asked, 300);
 }
 
 TEST_F(ReferenceLoadingTest, GoesOnWhileNoStopIsRequested) {

@@ -51,6 +51,27 @@ TEST_F(PcmPipePosixTest, AFailedListenLeavesNothingOfItsOwn) {
     EXPECT_EQ(TemporaryEntries(), 0u);
 }
 
+// Any endpoint that begins to listen would sweep up what the killed one left.
+TEST_F(PcmPipePosixTest, TheSocketThatAKilledServerLeftIsReplaced) {
+    ChildSignal listening;
+    ForkedChild receiver([&] {
+        if (!server_.Listen(uri_) || !listening.Give()) return 1;
+        pause();
+        return 0;
+    });
+    ASSERT_TRUE(listening.Wait());
+    receiver.Kill();
+    ASSERT_EQ(Entries().size(), 2u);
+    ASSERT_FALSE(client_.Connect(uri_, 0));
+    EXPECT_EQ(client_.LastError(), kErrorPipeBusy);
+
+    ASSERT_TRUE(server_.Listen(uri_)) << server_.LastError();
+    EXPECT_TRUE(client_.Connect(uri_, 0)) << client_.LastError();
+    EXPECT_TRUE(server_.Accept(kSoonMs));
+    server_.Close();
+    EXPECT_TRUE(Entries().empty());
+}
+
 // In a process of another user, who has a directory of his own that a test may damage.
 class PcmPipeOfAStrangerTest : public PcmPipePosixTest {
 protected:

@@ -26,6 +26,7 @@ protected:
         }
         return names;
     }
+    std::string LockPath() const { return EndpointDirectoryPath() + "/lock." + name_; }
 
     const std::string name_ = "unit-" + CreateInstanceId();
     const std::string uri_ = "pcm-pipe://" + name_;

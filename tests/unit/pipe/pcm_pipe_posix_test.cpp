@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <set>
+#include <thread>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
@@ -56,24 +57,39 @@ TEST_F(PcmPipePosixTest, ASecondServerFailsWithAccessDeniedAndHarmsNothing) {
     EXPECT_TRUE(client_.Connect(uri_, 0));
 }
 
-TEST_F(PcmPipePosixTest, TheSocketThatAKilledServerLeftIsReplaced) {
-    ChildSignal listening;
-    ForkedChild receiver([&] {
-        if (!server_.Listen(uri_) || !listening.Give()) return 1;
-        pause();
-        return 0;
-    });
-    ASSERT_TRUE(listening.Wait());
-    receiver.Kill();
-    ASSERT_EQ(Entries().size(), 2u);
-    ASSERT_FALSE(client_.Connect(uri_, 0));
-    EXPECT_EQ(client_.LastError(), kErrorPipeBusy);
+TEST_F(PcmPipePosixTest, AServerThatWaitsMakesItsNameAnewWhenItIsRemoved) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    fs::remove(path_);
+    fs::remove(LockPath());
+    std::thread server([this] { EXPECT_TRUE(server_.Accept(kSoonMs)); });
+    EXPECT_TRUE(client_.Connect(uri_, kSoonMs)) << client_.LastError();
+    server.join();
+    EXPECT_TRUE(fs::exists(LockPath()));
+}
 
-    ASSERT_TRUE(server_.Listen(uri_)) << server_.LastError();
-    EXPECT_TRUE(client_.Connect(uri_, 0)) << client_.LastError();
-    EXPECT_TRUE(server_.Accept(kSoonMs));
+TEST_F(PcmPipePosixTest, AServerThatLooksForBytesTakesItsLockAnewWhenItIsRemoved) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+    ASSERT_TRUE(server_.Accept(kSoonMs));
+    fs::remove(LockPath());
+    const uint64_t deadline = TickMs() + kSoonMs;
+    size_t available = 0;
+    while (!fs::exists(LockPath()) && TickMs() < deadline) {
+        ASSERT_TRUE(server_.Peek(&available));
+        server_.Cancellation().Event().Wait(10);
+    }
+    EXPECT_TRUE(fs::exists(LockPath()));
+}
+
+TEST_F(PcmPipePosixTest, AServerThatWaitsEndsItsWaitWhenAnotherHasTakenTheName) {
+    CPcmPipe other(std::make_shared<CPcmPipeCancellation>());
+    ASSERT_TRUE(server_.Listen(uri_));
+    fs::remove(LockPath());
+    ASSERT_TRUE(other.Listen(uri_));
+    EXPECT_FALSE(server_.Accept(kSoonMs));
+    EXPECT_EQ(server_.LastError(), kErrorAccessDenied);
     server_.Close();
-    EXPECT_TRUE(Entries().empty());
+    EXPECT_TRUE(client_.Connect(uri_, 0)) << client_.LastError();
 }
 
 TEST_F(PcmPipePosixTest, EndpointsDoNotLeakDescriptors) {

@@ -1,9 +1,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
+#include <thread>
 
 #include "platform/child_process.h"
 #include "platform/clock.h"
@@ -60,6 +63,46 @@ TEST(ChildProcessPosix, ASignalThatTheParentIgnoresReachesTheChild) {
     signal(SIGINT, previous);
     child.Interrupt();
     EXPECT_EQ(child.WaitForExit(Soon()), 128 + SIGINT);
+}
+
+// Ignored by nohup, for the child as well.
+TEST(ChildProcessPosix, AHangUpThatTheParentIgnoresStaysIgnored) {
+    const auto previous = signal(SIGHUP, SIG_IGN);
+    ChildProcess child(Program(), {"wait"});
+    signal(SIGHUP, previous);
+    ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+    EXPECT_TRUE(IgnoresSignal(child.ProcessId(), SIGHUP));
+    EXPECT_FALSE(IgnoresSignal(child.ProcessId(), SIGINT));
+}
+
+TEST(ChildProcessPosix, AKilledParentLeavesItsChildTheTimeForACleanEnd) {
+    ChildProcess parent(Program(), {"parent"}, ChildProcess::ErrorStream::kCapture);
+    ASSERT_EQ(parent.ReadLine(Soon()), "waiting");
+    parent.Kill();
+    EXPECT_EQ(parent.ReadAllErrors(Soon()), "asked to end\n");
+}
+
+TEST(ChildProcessPosix, OutlivesTheThreadThatStartedIt) {
+    constexpr uint64_t kTimeForASignalMs = 200;
+    std::optional<ChildProcess> child;
+    std::thread([&] { child.emplace(Program(), std::vector<std::string>{"wait"}); }).join();
+    ASSERT_EQ(child->ReadLine(Soon()), "waiting");
+    EXPECT_EQ(child->WaitForExit(TickMs() + kTimeForASignalMs), std::nullopt);
+}
+
+// Its pipes then lie where the child's standard streams will.
+TEST(ChildProcessPosix, AParentWithoutStandardStreamsCanUseAChild) {
+    const pid_t parent = fork();
+    if (parent == 0) {
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(fd);
+        ChildProcess child(Program(), {"errors"}, ChildProcess::ErrorStream::kCapture);
+        const bool isWhole = child.ReadAllErrors(Soon()) == "error one\nerror two\n" &&
+                             child.ReadAllOutput(Soon()) == "output\n";
+        _exit(isWhole ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(parent, &status, 0), parent);
+    EXPECT_EQ(status, 0);
 }
 
 // A child that held an end of another's pipe would keep the reader from seeing its end.

@@ -101,6 +101,14 @@ TEST(ChildProcess, KillEndsAChildThatWouldGoOn) {
     EXPECT_EQ(child.WaitForExit(Soon()), 137);
 }
 
+// The grandchild's share of the error stream ends with it.
+TEST(ChildProcess, EndsWithAParentThatIsKilled) {
+    ChildProcess parent(Program(), {"parent"}, ErrorStream::kCapture);
+    ASSERT_EQ(parent.ReadLine(Soon()), "waiting");
+    parent.Kill();
+    EXPECT_NE(parent.ReadAllErrors(Soon()), std::nullopt);
+}
+
 TEST(ChildProcess, SignalsToAChildThatHasEndedDoNothing) {
     ChildProcess child(Program(), {"exit", "0"});
     ASSERT_EQ(child.WaitForExit(Soon()), 0);

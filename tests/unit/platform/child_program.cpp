@@ -4,6 +4,8 @@
 #include <iterator>
 #include <string>
 
+#include "platform/child_process.h"
+#include "platform/clock.h"
 #include "platform/console_control.h"
 #include "platform/manual_reset_event.h"
 #include "platform/standard_streams.h"
@@ -11,12 +13,36 @@
 namespace receiver {
 namespace {
 
-// Until it is asked to end, or, should nobody ask, until the test has long failed.
+constexpr uint32_t kLongMs = 60000;  // until whoever waits has long given up
+
 int WaitForRequest() {
     ManualResetEvent requested;
     const ConsoleControl control(requested);
     WriteStandardOutputLine("waiting");
-    return requested.Wait(60000) ? 3 : 4;
+    if (!requested.Wait(kLongMs)) return 4;
+    WriteStandardErrorLine("asked to end");
+    return 3;
+}
+
+// Takes its time to end.
+int LingerAfterRequest() {
+    ManualResetEvent requested;
+    const ManualResetEvent never;
+    const ConsoleControl control(requested);
+    WriteStandardOutputLine("waiting");
+    if (!requested.Wait(kLongMs)) return 4;
+    WriteStandardOutputLine("asked to end");
+    never.Wait(kLongMs);
+    return 3;
+}
+
+// Has a child of its own that shares its error stream, and does nothing to end it.
+int WaitWithChild(const char* program) {
+    ChildProcess child(program, {"wait"});
+    const ManualResetEvent never;
+    WriteStandardOutputLine(child.ReadLine(TickMs() + kLongMs).value_or("no child"));
+    never.Wait(kLongMs);
+    return 4;
 }
 
 }  // namespace
@@ -52,5 +78,7 @@ int main(int count, char** arguments) {
     }
     if (mode == "exit") return std::atoi(arguments[2]);
     if (mode == "wait") return WaitForRequest();
+    if (mode == "linger") return LingerAfterRequest();
+    if (mode == "parent") return WaitWithChild(arguments[0]);
     return 99;
 }

@@ -19,7 +19,15 @@ Handler CurrentHandler(int signal) {
     return action.sa_handler;
 }
 
-TEST(ConsoleControlPosix, EachRequestToEndSignalsTheEvent) {
+// The tests themselves may run where some of these are ignored.
+class ConsoleControlPosixTest : public testing::Test {
+protected:
+    void SetUp() override {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) ::signal(signal, SIG_DFL);
+    }
+};
+
+TEST_F(ConsoleControlPosixTest, EachRequestToEndSignalsTheEvent) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         ManualResetEvent event;
         const ConsoleControl control(event);
@@ -28,14 +36,28 @@ TEST(ConsoleControlPosix, EachRequestToEndSignalsTheEvent) {
     }
 }
 
-TEST(ConsoleControlPosix, ABrokenPipeDoesNotEndTheProcessNorSignal) {
+TEST_F(ConsoleControlPosixTest, ARequestThatIsIgnoredAtTheStartStaysIgnored) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        ::signal(signal, SIG_IGN);
+        {
+            ManualResetEvent event;
+            const ConsoleControl control(event);
+            EXPECT_EQ(CurrentHandler(signal), SIG_IGN);
+            ASSERT_EQ(raise(signal), 0);
+            EXPECT_FALSE(event.IsSignalled()) << signal;
+        }
+        EXPECT_EQ(CurrentHandler(signal), SIG_IGN);
+    }
+}
+
+TEST_F(ConsoleControlPosixTest, ABrokenPipeDoesNotEndTheProcessNorSignal) {
     ManualResetEvent event;
     const ConsoleControl control(event);
     ASSERT_EQ(raise(SIGPIPE), 0);
     EXPECT_FALSE(event.IsSignalled());
 }
 
-TEST(ConsoleControlPosix, ItsEndPutsBackWhatWasSet) {
+TEST_F(ConsoleControlPosixTest, ItsEndPutsBackWhatWasSet) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         const Handler before = CurrentHandler(signal);
         {
@@ -47,7 +69,7 @@ TEST(ConsoleControlPosix, ItsEndPutsBackWhatWasSet) {
     }
 }
 
-TEST(ConsoleControlPosix, TheHandlerLeavesErrnoAlone) {
+TEST_F(ConsoleControlPosixTest, TheHandlerLeavesErrnoAlone) {
     ManualResetEvent event;
     const ConsoleControl control(event);
     errno = ENOENT;

@@ -36,11 +36,6 @@ TEST_F(FilesTest, WhatDoesNotExistIsNoFile) {
     EXPECT_FALSE(IsExistingFile(path_ + "/below"));
 }
 
-TEST_F(FilesTest, APathKeepsItsCharactersInTheStandardLibrary) {
-    std::ofstream(ToFilesystemPath(path_)) << "x";
-    EXPECT_TRUE(IsExistingFile(path_));
-}
-
 TEST_F(FilesTest, AnAppendFileStartsClosed) {
     AppendFile file;
     EXPECT_FALSE(file.IsOpen());

@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
 #include "platform/standard_streams.h"
 #include "platform/unique_fd_posix.h"
+#include "testing/forked_child_posix.h"
+#include "testing/missing_streams_posix.h"
 #include "testing/test_task.h"
 
 namespace receiver {
@@ -54,6 +57,29 @@ TEST_F(StandardStreamsPosixTest, ALongLineIsWrittenWholeThroughANonBlockingPipe)
     Restore();
     reader.Get();
     EXPECT_TRUE(received == line + "\n");
+}
+
+// In a process of its own, which has closed what `missing` names. 0, or the number of what
+// is wrong.
+int OpenWithout(int missing) {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (IsMissing(missing, fd)) close(fd);
+    }
+    if (OpenMissingStandardStreams() != IsMissing(missing, STDOUT_FILENO)) return 1;
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (!IsMissing(missing, fd)) continue;
+        const std::string path = "/proc/self/fd/" + std::to_string(fd);
+        if (std::filesystem::read_symlink(path) != "/dev/null") return 2;
+        if (fcntl(fd, F_GETFD) != 0) return 3;  // children have it too
+    }
+    return UniqueFd(open("/", O_RDONLY)).Get() > STDERR_FILENO ? 0 : 4;
+}
+
+TEST(MissingStandardStreams, AreTheNullDeviceFromThenOn) {
+    for (int missing = kNoStreamMissing; missing <= kAllStreamsMissing; ++missing) {
+        ForkedChild child([missing] { return OpenWithout(missing); });
+        EXPECT_EQ(child.ExitCode(), 0) << missing;
+    }
 }
 
 }  // namespace

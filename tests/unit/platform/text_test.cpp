@@ -71,5 +71,19 @@ TEST(Text, NoCharacterIsLostToTheCodePage) {
     EXPECT_EQ(AnsiToUtf8(Utf8ToAnsi(text)), text);
 }
 
+TEST(Text, APathKeepsItsCharactersInTheStandardLibraryAndBack) {
+    const std::string text = "f\xC3\xB6lder/\xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x8E\xB5.wav";
+    const std::filesystem::path path = ToFilesystemPath(Utf8ToAnsi(text));
+    EXPECT_EQ(ToUtf8(path.filename()), "\xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x8E\xB5.wav");
+    EXPECT_EQ(ToUtf8(path.parent_path()), "f\xC3\xB6lder");
+}
+
+TEST(Text, OnlyTheLettersOfAsciiAreLowered) {
+    EXPECT_EQ(ToLowerAscii("AMZ amz 019 @[`{ \xC3\x84"), "amz amz 019 @[`{ \xC3\x84");
+    EXPECT_EQ(ToLowerAscii(""), "");
+    EXPECT_EQ(ToLowerAscii('Z'), 'z');
+    EXPECT_EQ(ToLowerAscii('['), '[');
+}
+
 }  // namespace
 }  // namespace receiver

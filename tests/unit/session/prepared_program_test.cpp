@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/text.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
@@ -86,7 +87,7 @@ TEST_F(PreparedProgramTest, ARequestWithoutOptionalKeysGetsTheDefaults) {
     EXPECT_EQ(program.fadeMs, 0u);
     ASSERT_EQ(program.references.size(), 1u);
     EXPECT_EQ(program.references[0].id, "a");
-    EXPECT_EQ(program.references[0].role, "start");
+    EXPECT_EQ(program.references[0].role, ReferenceRole::kStart);
     EXPECT_EQ(program.references[0].path, file_);
 }
 
@@ -112,7 +113,7 @@ TEST_F(PreparedProgramTest, AStringOfAnotherTypeGetsTheLibrarysText) {
 
 TEST_F(PreparedProgramTest, ASessionIdFollowsTheIdentifierRule) {
     EXPECT_EQ(TextWith("/sessionId", std::string(80, 'x')), "");
-    for (const char* bad : {"", "a b", "a.b", "a/b", "\xC3\xA9"}) {
+    for (const char* bad : {"", "a b", "a.b", "a/b", "a\nb", "\xC3\xA9"}) {
         EXPECT_EQ(TextWith("/sessionId", bad), "Invalid sessionId") << bad;
     }
     EXPECT_EQ(TextWith("/sessionId", std::string(81, 'x')), "Invalid sessionId");
@@ -122,7 +123,8 @@ TEST_F(PreparedProgramTest, OnlyLowerCaseHttpAndHttpsUrlsPass) {
     for (const char* good : {"http://", "https://", "https://anything at all"}) {
         EXPECT_EQ(TextWith("/url", good), "") << good;
     }
-    for (const char* bad : {"", "HTTP://x", "ftp://x", "http:/x", " http://x"}) {
+    for (const char* bad : {"", "HTTP://x", "Https://x", "ftp://x", "http:/x", "http:", "https:/",
+                            " http://x", "file:///etc/passwd"}) {
         EXPECT_EQ(TextWith("/url", bad), "Expected HTTP(S) source") << bad;
     }
 }
@@ -137,8 +139,8 @@ TEST_F(PreparedProgramTest, IoTimeoutMsIsWithin100And60000) {
     for (const json& good : {json(100), json(60000), json(100.9), json(60000.9)}) {
         EXPECT_EQ(TextWith("/ioTimeoutMs", good), "") << good;
     }
-    for (const json& bad : {json(99), json(60001), json(-1), json(99.9), json(1e300), json(-1e300),
-                            json(-0.5), json(UINT64_MAX), json(INT64_MIN)}) {
+    for (const json& bad : {json(99), json(60001), json(-1), json(0), json(99.9), json(1e300),
+                            json(-1e300), json(-0.5), json(UINT64_MAX), json(INT64_MIN)}) {
         EXPECT_EQ(TextWith("/ioTimeoutMs", bad), "ioTimeoutMs outside 100..60000") << bad;
     }
 }
@@ -156,7 +158,7 @@ TEST_F(PreparedProgramTest, AFractionOfAnOptionalNumberIsCutOff) {
 
 TEST_F(PreparedProgramTest, BlockBytesIsWithin4And1048576) {
     for (const int good : {4, 1048576}) EXPECT_EQ(TextWith("/blockBytes", good), "") << good;
-    for (const int bad : {3, 1048577, -1}) {
+    for (const json& bad : {json(3), json(1048577), json(-1), json(3.9), json(4294967300)}) {
         EXPECT_EQ(TextWith("/blockBytes", bad), "blockBytes outside 4..1048576") << bad;
     }
 }
@@ -164,6 +166,7 @@ TEST_F(PreparedProgramTest, BlockBytesIsWithin4And1048576) {
 TEST_F(PreparedProgramTest, AnOptionalNumberOfAnotherTypeGetsTheLibrarysText) {
     EXPECT_EQ(TextWith("/ioTimeoutMs", true), std::string(kNumberExpected) + "boolean");
     EXPECT_EQ(TextWith("/ioTimeoutMs", nullptr), std::string(kNumberExpected) + "null");
+    EXPECT_EQ(TextWith("/ioTimeoutMs", "100"), std::string(kNumberExpected) + "string");
     EXPECT_EQ(TextWith("/blockBytes", "8192"), std::string(kNumberExpected) + "string");
     EXPECT_EQ(TextWith("/blockBytes", false), std::string(kNumberExpected) + "boolean");
 }
@@ -185,6 +188,8 @@ TEST_F(PreparedProgramTest, ProgramBoundsAreStored) {
 }
 
 TEST_F(PreparedProgramTest, ProgramHasToBeAnObject) {
+    EXPECT_EQ(TextWith("/program", 5),
+              "[json.exception.type_error.304] cannot use at() with number");
     EXPECT_EQ(TextWith("/program", nullptr),
               "[json.exception.type_error.304] cannot use at() with null");
     EXPECT_EQ(TextWith("/program", json::array({1})),
@@ -225,6 +230,11 @@ TEST_F(PreparedProgramTest, TheTypesOfBothProgramBoundsAreCheckedBeforeTheirRang
               std::string(kNumberExpected) + "string");
     EXPECT_EQ(TextWith("/program", {{"maximumMs", nullptr}, {"fadeMs", 0}}),
               std::string(kNumberExpected) + "null");
+    EXPECT_EQ(TextWith("/program", {{"maximumMs", 1000}, {"fadeMs", nullptr}}),
+              std::string(kNumberExpected) + "null");
+    // A wrong maximum is seen before a missing fade.
+    EXPECT_EQ(TextWith("/program", {{"maximumMs", "1000"}}),
+              std::string(kNumberExpected) + "string");
 }
 
 TEST_F(PreparedProgramTest, ABooleanIsAProgramBoundOf0Or1) {
@@ -248,7 +258,8 @@ TEST_F(PreparedProgramTest, AnIntegerProgramBoundWrapsTo32Bits) {
 
 TEST_F(PreparedProgramTest, OneTo32ReferencesAreExpected) {
     EXPECT_EQ(TextWith("/references", References(32)), "");
-    for (const json& bad : {References(0), References(33), json::object(), json(1), json()}) {
+    for (const json& bad :
+         {References(0), References(33), json::object(), json(1), json("start"), json()}) {
         EXPECT_EQ(TextWith("/references", bad), "Expected 1..32 references") << bad;
     }
 }
@@ -283,7 +294,8 @@ TEST_F(PreparedProgramTest, AReferencesKeysAreReadInTheOrderIdRolePath) {
 
 TEST_F(PreparedProgramTest, AReferenceIdFollowsTheIdentifierRule) {
     EXPECT_EQ(TextWith("/references/0/id", std::string(80, 'x')), "");
-    for (const std::string& bad : {std::string(), std::string(81, 'x'), std::string("a b")}) {
+    for (const std::string& bad : {std::string(), std::string(81, 'x'), std::string("a b"),
+                                   std::string("a.b"), std::string("\xC3\xA4")}) {
         EXPECT_EQ(TextWith("/references/0/id", bad), "Invalid or duplicate reference id") << bad;
     }
 }
@@ -298,11 +310,26 @@ TEST_F(PreparedProgramTest, ARepeatedReferenceIdIsRefused) {
 }
 
 TEST_F(PreparedProgramTest, ARoleIsSpelledInLowerCase) {
-    EXPECT_EQ(TextWith("/references/0/role", "Start"), "Invalid reference role");
-    EXPECT_EQ(TextWith("/references/0/role", ""), "Invalid reference role");
+    for (const char* bad : {"", "Start", "END", "outro"}) {
+        EXPECT_EQ(TextWith("/references/0/role", bad), "Invalid reference role") << bad;
+    }
+}
+
+TEST_F(PreparedProgramTest, ReferencesKeepTheirOrderAndRoles) {
+    request_["references"] =
+        json::array({Reference("a", "other"), Reference("b", "end"), Reference("c", "start")});
+    const std::vector<PreparedReference> references = Parse().references;
+    ASSERT_EQ(references.size(), 3u);
+    EXPECT_EQ(references[0].id, "a");
+    EXPECT_EQ(references[0].role, ReferenceRole::kOther);
+    EXPECT_EQ(references[1].id, "b");
+    EXPECT_EQ(references[1].role, ReferenceRole::kEnd);
+    EXPECT_EQ(references[2].id, "c");
+    EXPECT_EQ(references[2].role, ReferenceRole::kStart);
 }
 
 TEST_F(PreparedProgramTest, WithoutAStartReferenceTheRequestIsRefused) {
+    EXPECT_EQ(TextWith("/references/0/role", "end"), "A start reference is required");
     request_["references"] = json::array({Reference("a", "end"), Reference("b", "other")});
     EXPECT_EQ(TextOf(request_), "A start reference is required");
 }
@@ -315,6 +342,7 @@ TEST_F(PreparedProgramTest, ABadReferenceIsReportedBeforeTheMissingStart) {
 TEST_F(PreparedProgramTest, APathThatLooksLikeAUrlIsRefused) {
     EXPECT_EQ(TextWith("/references/0/path", "file:///a.wav"), "Expected reference file path");
     EXPECT_EQ(TextWith("/references/0/path", "a://"), "Expected reference file path");
+    EXPECT_EQ(TextWith("/references/0/path", "/tmp/a://b"), "Expected reference file path");
 }
 
 TEST_F(PreparedProgramTest, APathMayBe4096BytesLong) {
@@ -330,12 +358,48 @@ TEST_F(PreparedProgramTest, APathHasToNameAnExistingFile) {
               "Reference file does not exist");
 }
 
+TEST_F(PreparedProgramTest, TheFirstFaultInTheOrderOfTheChecksIsReported) {
+    json request = {
+        {"sessionId", ""},           {"url", ""},
+        {"ioTimeoutMs", "x"},        {"blockBytes", 3},
+        {"program", json::object()}, {"references", {{{"id", ""}, {"role", "x"}, {"path", ""}}}}};
+    EXPECT_EQ(TextOf(request), "Invalid sessionId");
+    request["sessionId"] = "s";
+    EXPECT_EQ(TextOf(request), "Expected HTTP(S) source");
+    request["url"] = "http://x";
+    EXPECT_EQ(TextOf(request), std::string(kNumberExpected) + "string");
+    request["ioTimeoutMs"] = 99;
+    request["blockBytes"] = "y";  // its type is looked at before the range of the other
+    EXPECT_EQ(TextOf(request), std::string(kNumberExpected) + "string");
+    request["blockBytes"] = 3;
+    EXPECT_EQ(TextOf(request), "ioTimeoutMs outside 100..60000");
+    request["ioTimeoutMs"] = 100;
+    EXPECT_EQ(TextOf(request), "blockBytes outside 4..1048576");
+    request["blockBytes"] = 4;
+    EXPECT_EQ(TextOf(request), Missing("maximumMs"));
+    request["program"] = {{"maximumMs", 1}};
+    EXPECT_EQ(TextOf(request), Missing("fadeMs"));
+    request["program"]["fadeMs"] = -1;
+    EXPECT_EQ(TextOf(request), "Invalid program maximumMs");
+    request["program"]["maximumMs"] = 1000;
+    EXPECT_EQ(TextOf(request), "Invalid program fadeMs");
+    request["program"]["fadeMs"] = 0;
+    EXPECT_EQ(TextOf(request), "Invalid or duplicate reference id");
+    request["references"][0]["id"] = "a";
+    EXPECT_EQ(TextOf(request), "Invalid reference role");
+    request["references"][0]["role"] = "end";
+    EXPECT_EQ(TextOf(request), "Expected reference file path");
+    request["references"][0]["path"] = file_;
+    EXPECT_EQ(TextOf(request), "A start reference is required");
+    request["references"][0]["role"] = "start";
+    EXPECT_EQ(TextOf(request), "");
+}
+
 TEST_F(PreparedProgramTest, APathKeepsItsNonAsciiCharacters) {
     const std::u8string name = u8"R\u00e9f\u00e9rence \u65e5\u672c.wav";
     const auto path = folder_.Path() / std::filesystem::path(name);
     std::filesystem::copy_file(std::filesystem::path(file_), path);
-    const std::u8string utf8 = path.u8string();
-    EXPECT_EQ(TextWith("/references/0/path", std::string(utf8.begin(), utf8.end())), "");
+    EXPECT_EQ(TextWith("/references/0/path", ToUtf8(path)), "");
 }
 
 }  // namespace receiver

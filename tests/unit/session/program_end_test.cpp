@@ -1,165 +1,155 @@
-// Where a session says that its program ends, and when it says so.
-#include "testing/running_session.h"
+#include "session/program_end.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
 
 namespace receiver {
 
-using nlohmann::json;
+using enum ProgramEndReason;
+
+void PrintTo(const ProgramEnd& end, std::ostream* out) {
+    *out << "from " << end.startSample << " to " << end.endSample << ", fade " << end.fadeFrames
+         << ", reason " << static_cast<int>(end.reason);
+}
 
 namespace {
 
-class ProgramEndTest : public SessionTest {
-protected:
-    // The newest announcement; READY follows the first one.
-    json Program() { return session_->Snapshot()["program"]; }
+constexpr uint64_t kSecond = 44100;
+constexpr uint64_t kStart = 1000;
+constexpr auto kEndReference = ReferenceRole::kEnd;
 
-    // A match while the session serves; returns once the session has dealt with it.
-    void Hear(const DetectorMatch& match) {
-        source_.Match(match);
-        ASSERT_TRUE(source_.WaitUntilDrained());
-    }
+struct ProgramEndCase {
+    const char* name;
+    ProgramBounds bounds;
+    std::vector<HeardReference> heard;
+    std::optional<ForcedEnd> forced;
+    ProgramEnd expected;
 };
 
-constexpr uint64_t kReferenceFrames = ReferenceFiles::kReferenceFrames;
+void PrintTo(const ProgramEndCase& entry, std::ostream* out) {
+    *out << entry.name;
+}
+
+constexpr ProgramBounds kTenSeconds{.startSample = kStart, .maximumMs = 10000, .fadeMs = 1000};
+constexpr ProgramEnd kTenSecondsMaximum{kStart, kStart + 10 * kSecond, kSecond, kMaximum};
+
+const std::vector<ProgramEndCase> kCases = {
+    {"TheMaximumCountsFromTheStart",
+     {kStart, 2000, 300},
+     {},
+     {},
+     {kStart, kStart + 88200, 13230, kMaximum}},
+    {"FramesOfAMillisecondAreRoundedDown", {0, 1001, 301}, {}, {}, {0, 44144, 13274, kMaximum}},
+    {"TheFadeIsNoLongerThanTheProgramme", {0, 1000, 5000}, {}, {}, {0, 44100, 44100, kMaximum}},
+    {"AnHourNeedsMoreThan32Bits",
+     {kStart, 3600000, 3600000},
+     {},
+     {},
+     {kStart, kStart + 158760000, 158760000, kMaximum}},
+    {"AStartBeyond32BitsIsKept",
+     {1ULL << 40, 1000, 0},
+     {},
+     {},
+     {1ULL << 40, (1ULL << 40) + kSecond, 0, kMaximum}},
+
+    {"AnEndReferenceEndsItWithItsOwnEndAndNoFade",
+     kTenSeconds,
+     {{kEndReference, kStart + 100, 5000}},
+     {},
+     {kStart, kStart + 5100, 0, kOutro}},
+    {"AnEndReferenceAtTheStartItselfCounts",
+     kTenSeconds,
+     {{kEndReference, kStart, 5000}},
+     {},
+     {kStart, kStart + 5000, 0, kOutro}},
+    {"AnEndReferenceBeforeTheStartDoesNot",
+     kTenSeconds,
+     {{kEndReference, kStart - 1, 5000}},
+     {},
+     kTenSecondsMaximum},
+    {"TheEarliestEndReferenceWinsWhereverItStands",
+     kTenSeconds,
+     {{kEndReference, kStart + 200, 5000},
+      {kEndReference, kStart + 100, 5000},
+      {kEndReference, kStart + 300, 5000}},
+     {},
+     {kStart, kStart + 5100, 0, kOutro}},
+    {"TheEarliestEndCountsNotTheEarliestBeginning",
+     kTenSeconds,
+     {{kEndReference, kStart + 100, 9000}, {kEndReference, kStart + 200, 1000}},
+     {},
+     {kStart, kStart + 1200, 0, kOutro}},
+    {"AnEndReferenceThatEndsWithTheMaximumKeepsIt",
+     kTenSeconds,
+     {{kEndReference, kStart + 10 * kSecond - 5000, 5000}},
+     {},
+     kTenSecondsMaximum},
+    {"AnEndReferenceThatEndsOneFrameEarlierDoesNot",
+     kTenSeconds,
+     {{kEndReference, kStart + 10 * kSecond - 5001, 5000}},
+     {},
+     {kStart, kStart + 10 * kSecond - 1, 0, kOutro}},
+    {"OtherReferencesDoNotEndIt",
+     kTenSeconds,
+     {{ReferenceRole::kOther, kStart + 100, 5000}, {ReferenceRole::kStart, kStart + 200, 5000}},
+     {},
+     kTenSecondsMaximum},
+
+    {"ASourceThatEndsEndsItWithAFade",
+     kTenSeconds,
+     {},
+     ForcedEnd{kStart + 3 * kSecond, kSourceEnded},
+     {kStart, kStart + 3 * kSecond, kSecond, kSourceEnded}},
+    {"ASourceThatFailsInterruptsIt",
+     kTenSeconds,
+     {},
+     ForcedEnd{kStart + 300, kInterrupted},
+     {kStart, kStart + 300, 300, kInterrupted}},
+    {"ASourceThatEndsWithTheMaximumKeepsIt",
+     kTenSeconds,
+     {},
+     ForcedEnd{kStart + 10 * kSecond, kSourceEnded},
+     kTenSecondsMaximum},
+    {"ASourceThatEndsLaterChangesNothing",
+     kTenSeconds,
+     {},
+     ForcedEnd{kStart + 11 * kSecond, kInterrupted},
+     kTenSecondsMaximum},
+    {"ASourceThatEndsWithinTheEndReferenceWins",
+     kTenSeconds,
+     {{kEndReference, kStart + 100, 5000}},
+     ForcedEnd{kStart + 5099, kInterrupted},
+     {kStart, kStart + 5099, 5099, kInterrupted}},
+    {"ASourceThatEndsWithTheEndReferenceKeepsIt",
+     kTenSeconds,
+     {{kEndReference, kStart + 100, 5000}},
+     ForcedEnd{kStart + 5100, kInterrupted},
+     {kStart, kStart + 5100, 0, kOutro}},
+    {"ASourceThatEndsAtTheStartLeavesNothingToFade",
+     kTenSeconds,
+     {},
+     ForcedEnd{kStart, kSourceEnded},
+     {kStart, kStart, 0, kSourceEnded}},
+    {"ASourceThatEndsBeforeTheStartLeavesNothingToFade",
+     kTenSeconds,
+     {},
+     ForcedEnd{kStart - 1, kSourceEnded},
+     {kStart, kStart - 1, 0, kSourceEnded}},
+};
+
+class ProgramEndTest : public testing::TestWithParam<ProgramEndCase> {};
 
 }  // namespace
 
-TEST_F(ProgramEndTest, WithoutBoundsNoEndIsAnnounced) {
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart + 5));
-    EXPECT_EQ(events_.Count("PROGRAM_END"), 0u);
-    EXPECT_FALSE(session_->Snapshot().contains("program"));
+TEST_P(ProgramEndTest, IsAsTheTableSays) {
+    const ProgramEndCase& entry = GetParam();
+    EXPECT_EQ(ComputeProgramEnd(entry.bounds, entry.heard, entry.forced), entry.expected);
 }
 
-TEST_F(ProgramEndTest, TheMaximumIsAnnouncedBeforeReady) {
-    AskForProgram(2000, 300);
-    StartAndReachReady(kStart + 1);
-    EXPECT_EQ(events_.Types(),
-              (std::vector<std::string>{"CONNECTED", "DETECTED", "PROGRAM_END", "READY"}));
-    EXPECT_EQ(events_.WaitFor("PROGRAM_END")["program"], json({{"startSample", kStart},
-                                                               {"endSample", kStart + 88200},
-                                                               {"sampleRate", 44100},
-                                                               {"fadeFrames", 13230},
-                                                               {"reason", "maximum"}}));
-}
-
-TEST_F(ProgramEndTest, TheFadeIsNoLongerThanTheProgram) {
-    AskForProgram(1000, 5000);
-    source_.Match(MatchAt(kStartReference, 0));
-    source_.Deliver(1);
-    Start();
-    ASSERT_FALSE(events_.WaitFor("READY").is_null());
-    EXPECT_EQ(Program()["endSample"], 44100);
-    EXPECT_EQ(Program()["fadeFrames"], 44100);
-}
-
-TEST_F(ProgramEndTest, AnHourNeedsMoreThan32Bits) {
-    AskForProgram(3600000, 3600000);
-    StartAndReachReady(kStart + 1);
-    EXPECT_EQ(Program()["endSample"], kStart + 158760000);
-    EXPECT_EQ(Program()["fadeFrames"], 158760000);
-}
-
-TEST_F(ProgramEndTest, AnEndReferenceEndsTheProgramWithItsOwnEndAndNoFade) {
-    AskForProgram(10000, 5000);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart + 100));
-    EXPECT_EQ(Program()["endSample"], kStart + 100 + kReferenceFrames);
-    EXPECT_EQ(Program()["reason"], "outro");
-    EXPECT_EQ(Program()["fadeFrames"], 0);
-}
-
-TEST_F(ProgramEndTest, AnEndReferenceAtTheStartItselfCounts) {
-    AskForProgram(10000, 0);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart));
-    EXPECT_EQ(Program()["endSample"], kStart + kReferenceFrames);
-}
-
-TEST_F(ProgramEndTest, AnEndReferenceBeforeTheStartIsIgnored) {
-    AskForProgram(10000, 0);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart - 1));
-    EXPECT_EQ(Program()["reason"], "maximum");
-    EXPECT_EQ(events_.Count("PROGRAM_END"), 1u);
-}
-
-TEST_F(ProgramEndTest, AnEndReferenceHeardBeforeReadyCountsAtOnce) {
-    AskForProgram(10000, 0);
-    source_.MatchWhileOpening(MatchAt(kEndReference, kStart + 10));
-    StartAndReachReady(kStart + 1);
-    EXPECT_EQ(events_.Count("PROGRAM_END"), 1u);
-    EXPECT_EQ(Program()["reason"], "outro");
-}
-
-TEST_F(ProgramEndTest, TheEarliestEndReferenceWins) {
-    AskForProgram(10000, 0);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart + 200));
-    Hear(MatchAt(kEndReference, kStart + 100));
-    Hear(MatchAt(kEndReference, kStart + 300));
-    EXPECT_EQ(Program()["endSample"], kStart + 100 + kReferenceFrames);
-    EXPECT_EQ(events_.Count("PROGRAM_END"), 3u);
-}
-
-TEST_F(ProgramEndTest, AMatchThatDoesNotMoveTheEndAnnouncesNone) {
-    AskForProgram(10000, 0);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart + 100));
-    Hear(MatchAt(kEndReference, kStart + 100));
-    EXPECT_EQ(events_.Count("DETECTED"), 3u);
-    EXPECT_EQ(events_.Count("PROGRAM_END"), 2u);
-}
-
-TEST_F(ProgramEndTest, AnEndReferenceThatEndsWithTheMaximumKeepsTheMaximum) {
-    AskForProgram(1000, 100);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kEndReference, kStart + 44100 - kReferenceFrames));
-    EXPECT_EQ(Program()["reason"], "maximum");
-    EXPECT_EQ(Program()["fadeFrames"], 4410);
-}
-
-TEST_F(ProgramEndTest, OtherReferencesDoNotEndTheProgram) {
-    AskForProgram(10000, 0);
-    StartAndReachReady(kStart + 1);
-    Hear(MatchAt(kOtherReference, kStart + 100));
-    Hear(MatchAt(kStartReference, kStart + 200));
-    EXPECT_EQ(Program()["reason"], "maximum");
-    EXPECT_EQ(Program()["startSample"], kStart);
-}
-
-TEST_F(ProgramEndTest, ASourceThatEndsEndsTheProgramThere) {
-    AskForProgram(10000, 0);
-    StartAndReachReady(kStart + 300);
-    source_.End();
-    WaitUntilSourceEnded();
-    TakeStream();
-    const json program = Finished()["program"];
-    EXPECT_EQ(program["reason"], "source_ended");
-    EXPECT_EQ(program["endSample"], kStart + 300);
-    EXPECT_EQ(client_.Frames(), 300u);
-}
-
-TEST_F(ProgramEndTest, ASourceThatFailsInterruptsTheProgram) {
-    AskForProgram(10000, 1000);
-    StartAndReachReady(kStart + 300);
-    source_.Fail();
-    WaitUntilSourceEnded();
-    TakeStream();
-    const json finished = Finished();
-    EXPECT_EQ(finished["reason"], "eof");
-    EXPECT_EQ(finished["program"]["reason"], "interrupted");
-    EXPECT_EQ(finished["program"]["endSample"], kStart + 300);
-    EXPECT_EQ(finished["program"]["fadeFrames"], 300);
-}
-
-TEST_F(ProgramEndTest, ASourceThatEndsAfterTheMaximumChangesNothing) {
-    AskForProgram(1000, 0);
-    StartAndReachReady(kStart + 2 * kOneSecond);
-    source_.End();
-    WaitUntilSourceEnded();
-    TakeStream();
-    EXPECT_EQ(Finished()["program"]["reason"], "maximum");
-    EXPECT_EQ(client_.Frames(), kOneSecond);
-}
+INSTANTIATE_TEST_SUITE_P(Table, ProgramEndTest, testing::ValuesIn(kCases),
+                         [](const auto& entry) { return std::string(entry.param.name); });
 
 }  // namespace receiver

@@ -215,6 +215,74 @@ TEST_F(SessionWorkerTest, WithAProgramTheEndIsCleanWhileTheSourceStillRuns) {
     EXPECT_EQ(Finished()["buffer"]["finished"], false);
 }
 
+TEST_F(SessionWorkerTest, TheProgrammesEndIsAnnouncedBeforeReady) {
+    AskForProgram(2000, 300);
+    StartAndReachReady(kStart + 1);
+    EXPECT_EQ(events_.Types(),
+              (std::vector<std::string>{"CONNECTED", "DETECTED", "PROGRAM_END", "READY"}));
+    EXPECT_EQ(events_.WaitFor("PROGRAM_END")["program"], json({{"startSample", kStart},
+                                                               {"endSample", kStart + 88200},
+                                                               {"sampleRate", 44100},
+                                                               {"fadeFrames", 13230},
+                                                               {"reason", "maximum"}}));
+}
+
+TEST_F(SessionWorkerTest, AnEndReferencesLengthCountsInFramesOfTheStream) {
+    AskForProgram(10000, 5000);
+    StartAndReachReady(kStart + 1);
+    source_.Match(MatchAt(kEndReference, kStart + 100));
+    ASSERT_TRUE(source_.WaitUntilDrained());
+    const json program = session_->Snapshot()["program"];
+    EXPECT_EQ(program["endSample"], kStart + 100 + ReferenceFiles::kReferenceFrames);
+    EXPECT_EQ(program["reason"], "outro");
+    EXPECT_EQ(program["fadeFrames"], 0);
+}
+
+TEST_F(SessionWorkerTest, AnEndReferenceHeardWhileServingEndsTheStream) {
+    AskForProgram(10000, 0);
+    StartAndReachReady(kStart + 2 * kOneSecond);
+    source_.Match(MatchAt(kEndReference, kStart + 100));
+    ASSERT_TRUE(source_.WaitUntilDrained());
+    TakeStream();
+    ExpectStreamFrom(kStart, 100 + ReferenceFiles::kReferenceFrames);
+    ExpectFinished("eof", "");
+}
+
+TEST_F(SessionWorkerTest, ASourceThatEndsEndsTheProgrammeThere) {
+    AskForProgram(10000, 0);
+    StartAndReachReady(kStart + 300);
+    source_.End();
+    WaitUntilSourceEnded();
+    TakeStream();
+    const json program = Finished()["program"];
+    EXPECT_EQ(program["reason"], "source_ended");
+    EXPECT_EQ(program["endSample"], kStart + 300);
+    EXPECT_EQ(client_.Frames(), 300u);
+}
+
+TEST_F(SessionWorkerTest, ASourceThatFailsInterruptsTheProgramme) {
+    AskForProgram(10000, 1000);
+    StartAndReachReady(kStart + 300);
+    source_.Fail();
+    WaitUntilSourceEnded();
+    TakeStream();
+    const json finished = Finished();
+    EXPECT_EQ(finished["reason"], "eof");
+    EXPECT_EQ(finished["program"]["reason"], "interrupted");
+    EXPECT_EQ(finished["program"]["endSample"], kStart + 300);
+    EXPECT_EQ(finished["program"]["fadeFrames"], 300);
+}
+
+TEST_F(SessionWorkerTest, ASourceThatEndsAfterTheMaximumChangesNothing) {
+    AskForProgram(1000, 0);
+    StartAndReachReady(kStart + 2 * kOneSecond);
+    source_.End();
+    WaitUntilSourceEnded();
+    TakeStream();
+    EXPECT_EQ(Finished()["program"]["reason"], "maximum");
+    EXPECT_EQ(client_.Frames(), kOneSecond);
+}
+
 TEST_F(SessionWorkerTest, WhatHasBeenReadIsReleased) {
     AskForProgram(1000, 0);
     StartAndReachReady(kStart + 2 * kOneSecond);

@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <map>
 #include <stdexcept>
 
 #include "audio/ffmpeg.h"
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "fake_sink.h"
+#include "platform/text.h"
 #include "testing/audio_generator.h"
 #include "testing/pcm_reading.h"
 #include "testing/temp_folder.h"
@@ -32,9 +32,7 @@ std::map<std::string, std::string> TagsOf(const std::string& path) {
     for (const AVDictionary* dictionary : {input->metadata, input->streams[0]->metadata}) {
         const AVDictionaryEntry* entry = nullptr;
         while ((entry = av_dict_get(dictionary, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
-            std::string key = entry->key;
-            for (char& c : key) c = static_cast<char>(std::tolower(c));
-            tags[key] = entry->value;
+            tags[ToLowerAscii(entry->key)] = entry->value;
         }
     }
     return tags;

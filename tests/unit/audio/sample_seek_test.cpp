@@ -1,3 +1,5 @@
+#include "audio/sample_seek.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,7 +17,7 @@ namespace {
 constexpr int kRate = 44100;
 constexpr size_t kFrames = kRate * 6;
 
-class DecoderSeekTest : public testing::Test {
+class SampleSeekTest : public testing::Test {
 protected:
     void OpenAs(const std::string& name, AudioCoding coding) {
         const std::string path = folder_.File(name);
@@ -39,14 +41,31 @@ protected:
 
 }  // namespace
 
-TEST_F(DecoderSeekTest, PositionIsUnknownUntilTheFirstSeek) {
+TEST(SeeksDirectly, IntegerPcmDoesWhateverItsPath) {
+    for (const AVCodecID codec : {AV_CODEC_ID_PCM_S16LE, AV_CODEC_ID_PCM_S16BE, AV_CODEC_ID_PCM_U8,
+                                  AV_CODEC_ID_PCM_S32LE, AV_CODEC_ID_PCM_S24LE}) {
+        EXPECT_TRUE(SeeksDirectly(codec, "")) << codec;
+    }
+}
+
+TEST(SeeksDirectly, OtherCodingsDoByTheEndOfTheirPathAlone) {
+    for (const char* path : {".wav", "a.wav", "A.WAV", "a.flac.wAv"}) {
+        EXPECT_TRUE(SeeksDirectly(AV_CODEC_ID_FLAC, path)) << path;
+    }
+    for (const char* path : {"", "wav", "a.wave", "a.wav ", "a.wav/b", "a.flac"}) {
+        EXPECT_FALSE(SeeksDirectly(AV_CODEC_ID_FLAC, path)) << path;
+        EXPECT_FALSE(SeeksDirectly(AV_CODEC_ID_PCM_F32LE, path)) << path;
+    }
+}
+
+TEST_F(SampleSeekTest, PositionIsUnknownUntilTheFirstSeek) {
     OpenAs("a.wav", AudioCoding::kWav);
     EXPECT_EQ(decoder_.GetPositionMs(), 0xFFFFFFFFu);
     ASSERT_TRUE(decoder_.Seek(1.5F));
     EXPECT_EQ(decoder_.GetPositionMs(), 1500u);
 }
 
-TEST_F(DecoderSeekTest, OpeningAgainForgetsThePosition) {
+TEST_F(SampleSeekTest, OpeningAgainForgetsThePosition) {
     OpenAs("a.wav", AudioCoding::kWav);
     ASSERT_TRUE(decoder_.Seek(1.5F));
     decoder_.Close();
@@ -54,24 +73,24 @@ TEST_F(DecoderSeekTest, OpeningAgainForgetsThePosition) {
     EXPECT_EQ(decoder_.GetPositionMs(), 0xFFFFFFFFu);
 }
 
-TEST_F(DecoderSeekTest, PcmInputIsSoughtToTheSample) {
+TEST_F(SampleSeekTest, PcmInputIsSoughtToTheSample) {
     OpenAs("a.wav", AudioCoding::kWav);
     for (const float seconds : {0.0F, 3.25F, 0.5F, 5.5F}) ExpectAudioFrom(seconds);
 }
 
-TEST_F(DecoderSeekTest, CompressedInputIsSoughtToTheSample) {
+TEST_F(SampleSeekTest, CompressedInputIsSoughtToTheSample) {
     OpenAs("a.flac", AudioCoding::kFlac);
     for (const float seconds : {0.0F, 3.7F, 0.123F, 5.5F, 2.0F}) ExpectAudioFrom(seconds);
 }
 
-TEST_F(DecoderSeekTest, SeekingForgetsWhatWasReadBefore) {
+TEST_F(SampleSeekTest, SeekingForgetsWhatWasReadBefore) {
     OpenAs("a.flac", AudioCoding::kFlac);
     uint8_t some[10];
     ASSERT_EQ(decoder_.Read(some, sizeof some), 10);
     ExpectAudioFrom(1.0F);
 }
 
-TEST_F(DecoderSeekTest, SeeksForwardAndBackAtAnotherRateLandWithinAMillisecond) {
+TEST_F(SampleSeekTest, SeeksForwardAndBackAtAnotherRateLandWithinAMillisecond) {
     decoder_.SetOutputSampleRate(48000);
     const std::string path = folder_.File("tone.wav");
     WriteWavFile(path, MakeTone(kRate, 1, kFrames, 100.0));
@@ -88,7 +107,7 @@ TEST_F(DecoderSeekTest, SeeksForwardAndBackAtAnotherRateLandWithinAMillisecond) 
     }
 }
 
-TEST_F(DecoderSeekTest, AnUpperCaseWavPathIsSoughtDirectlyWhateverItsCoding) {
+TEST_F(SampleSeekTest, AnUpperCaseWavPathIsSoughtDirectlyWhateverItsCoding) {
     OpenAs("A.WAV", AudioCoding::kFlac);
     ASSERT_TRUE(decoder_.Seek(3.7F));
     // A direct seek lands on the coded frame and reports the target itself.
@@ -97,14 +116,14 @@ TEST_F(DecoderSeekTest, AnUpperCaseWavPathIsSoughtDirectlyWhateverItsCoding) {
     EXPECT_NE(landed, BytesOf(Slice(pcm_, 163170, 1000)));
 }
 
-TEST_F(DecoderSeekTest, ATargetBeyondTheEndSucceedsAndReadsTheEnd) {
+TEST_F(SampleSeekTest, ATargetBeyondTheEndSucceedsAndReadsTheEnd) {
     OpenAs("a.flac", AudioCoding::kFlac);
     EXPECT_TRUE(decoder_.Seek(7.0F));
     uint8_t byte = 0;
     EXPECT_EQ(decoder_.Read(&byte, 1), 0);
 }
 
-TEST_F(DecoderSeekTest, TargetsThatAreNoNumberAreRefusedAndNothingMoves) {
+TEST_F(SampleSeekTest, TargetsThatAreNoNumberAreRefusedAndNothingMoves) {
     OpenAs("a.wav", AudioCoding::kWav);
     for (const float seconds :
          {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
@@ -116,21 +135,21 @@ TEST_F(DecoderSeekTest, TargetsThatAreNoNumberAreRefusedAndNothingMoves) {
     EXPECT_EQ(ReadToEnd(decoder_).bytes, BytesOf(pcm_));
 }
 
-TEST_F(DecoderSeekTest, TargetsBeyondAnyTimeStampAreRefused) {
+TEST_F(SampleSeekTest, TargetsBeyondAnyTimeStampAreRefused) {
     OpenAs("a.wav", AudioCoding::kWav);
     EXPECT_EQ(decoder_.Seek(std::numeric_limits<float>::max()), 0);
     EXPECT_EQ(decoder_.ErrorCode(), kDecoderErrorSeek);
 }
 
-TEST_F(DecoderSeekTest, AClosedFileRefusesToSeek) {
+TEST_F(SampleSeekTest, AClosedFileRefusesToSeek) {
     EXPECT_EQ(decoder_.Seek(0.0F), 0);
 }
 
-TEST_F(DecoderSeekTest, ThePreRollIsTwoSeconds) {
+TEST_F(SampleSeekTest, ThePreRollIsTwoSeconds) {
     EXPECT_EQ(decoder_.SeekPreRollMs(), 2000u);
 }
 
-TEST_F(DecoderSeekTest, LossyInputReachesItsTargets) {
+TEST_F(SampleSeekTest, LossyInputReachesItsTargets) {
     for (const AudioCoding coding :
          {AudioCoding::kMp3, AudioCoding::kOggVorbis, AudioCoding::kOggOpus}) {
         if (!CanEncode(coding)) continue;

@@ -1,0 +1,56 @@
+#include "audio/frame_source.h"
+
+namespace receiver {
+
+uint32_t FrameSource::Open() {
+    const uint32_t error = OpenCodec();
+    if (error != kDecoderErrorNone) return error;
+    frame_.reset(av_frame_alloc());
+    packet_.reset(av_packet_alloc());
+    return frame_ && packet_ ? kDecoderErrorNone : kDecoderErrorOutOfMemory;
+}
+
+uint32_t FrameSource::OpenCodec() {
+    const AVCodecParameters& parameters = *input_.Stream().codecpar;
+    const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
+    if (!codec) return kDecoderErrorCodec;
+    codec_.reset(avcodec_alloc_context3(codec));
+    if (!codec_) return kDecoderErrorCodecContext;
+    if (avcodec_parameters_to_context(codec_.get(), &parameters) < 0) return kDecoderErrorCodec;
+    if (avcodec_open2(codec_.get(), codec, nullptr) < 0) return kDecoderErrorCodecOpen;
+    return kDecoderErrorNone;
+}
+
+void FrameSource::Close() {
+    packet_.reset();
+    frame_.reset();
+    codec_.reset();
+}
+
+// A packet may hold several frames, and a caller may have taken only some of them.
+int FrameSource::Next() {
+    while (avcodec_receive_frame(codec_.get(), frame_.get()) < 0) {
+        const int result = SendPacket();
+        if (result < 0) return result;
+    }
+    return 0;
+}
+
+int FrameSource::SendPacket() {
+    const int result = input_.NextPacket(packet_.get());
+    if (result < 0) return result;
+    // The decoder would take an empty packet for the end of the stream.
+    if (packet_->size > 0) avcodec_send_packet(codec_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+    return 0;
+}
+
+void FrameSource::ReleaseFrame() {
+    av_frame_unref(frame_.get());
+}
+
+void FrameSource::Restart() {
+    avcodec_flush_buffers(codec_.get());
+}
+
+}  // namespace receiver

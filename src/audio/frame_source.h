@@ -1,0 +1,42 @@
+// The decoded frames of an input's audio stream, one after the other. Private to audio/.
+//
+//   Threads  one at a time.
+//   Errors   Open answers with a kDecoderError... code, Next with FFmpeg's. What the
+//            decoder refuses is left out: a damaged packet is not the end of a stream.
+#pragma once
+
+#include <cstdint>
+
+#include "audio/ffmpeg.h"
+#include "audio/media_input.h"
+
+namespace receiver {
+
+class FrameSource final {
+public:
+    explicit FrameSource(MediaInput& input) : input_(input) {}
+
+    // The input is open. After a failure, what was opened stays until Close.
+    uint32_t Open();
+    void Close();
+
+    // All below: while open.
+
+    // 0 when Frame() is the next one, otherwise the input's negative error code.
+    int Next();
+    const AVFrame& Frame() const { return *frame_; }
+    void ReleaseFrame();  // lets go of its samples; the next Next does so, too
+    void Restart();       // forgets what was fed, after a seek
+    const AVCodecContext& Codec() const { return *codec_; }
+
+private:
+    uint32_t OpenCodec();
+    int SendPacket();
+
+    MediaInput& input_;
+    CodecContextPtr codec_;
+    FramePtr frame_;    // reused for every decoded frame
+    PacketPtr packet_;  // reused for every read packet
+};
+
+}  // namespace receiver

@@ -1,0 +1,49 @@
+// One source's way to the network: the deadline and the cancellation that end its
+// operations, and the hook through which FFmpeg opens every connection of the source.
+//
+//   Units    ms; deadlines are TickMs() values.
+//   Threads  the source's thread; the cancellation and the connecting threads ask
+//            ShouldStop from theirs.
+//   Errors   negative FFmpeg codes.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "audio/ffmpeg_network_cancellation.h"
+
+struct AVDictionary;
+struct AVFormatContext;
+struct AVIOContext;
+
+namespace receiver {
+
+// Always under a shared_ptr: a connection that is still being made when its source has
+// given up holds on to it.
+class NetworkAccess final : public std::enable_shared_from_this<NetworkAccess> {
+public:
+    NetworkAccess(std::shared_ptr<CFFmpegNetworkCancellation> cancellation, uint64_t timeoutMs);
+
+    // For the context that is about to be opened, which this object must outlive.
+    int Configure(AVFormatContext* context, AVDictionary** options);
+
+    void ArmDeadline();
+    bool ShouldStop();
+    bool HasTimedOut() const { return timedOut_; }
+    bool IsCancelled() const { return cancellation_->IsCancelled(); }
+
+private:
+    static int InterruptCallback(void* access);
+    static int OpenHook(AVFormatContext* context, AVIOContext** stream, const char* url, int flags,
+                        AVDictionary** options);
+    int Open(AVIOContext** stream, const char* url, int flags, AVDictionary** options);
+    bool WaitForEnd(const std::atomic<bool>& ended);
+
+    const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
+    const uint64_t timeoutMs_;
+    std::atomic<uint64_t> deadline_{0};  // 0 for none
+    std::atomic<bool> timedOut_{false};
+};
+
+}  // namespace receiver

@@ -1,0 +1,14 @@
+// What the kernels_*.cpp offer to the choice in kernels.cpp. Only a processor that has a
+// set's instructions may run it.
+#pragma once
+
+#include "detect/kernels.h"
+
+namespace receiver {
+
+Kernels PortableKernels();
+Kernels PopcntKernels();  // the portable ones but for the population count
+Kernels Avx2Kernels();
+Kernels Avx512Kernels();  // AVX-512F and VPOPCNTDQ for the population count, else as AVX2
+
+}  // namespace receiver
