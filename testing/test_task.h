@@ -55,11 +55,12 @@ public:
     }
 
     bool IsRunning() const { return result_.valid(); }  // until Get
+    bool HasEndedWithin(uint32_t ms) const {
+        return result_.wait_until(DeadlineIn(ms)) == std::future_status::ready;
+    }
     // Waits for the body's end and gives what it returned; once.
     Result Get(uint32_t timeoutMs = kPatienceMs) {
-        if (result_.wait_until(DeadlineIn(timeoutMs)) != std::future_status::ready) {
-            GiveUp(name_ + " has not ended", timeoutMs);
-        }
+        if (!HasEndedWithin(timeoutMs)) GiveUp(name_ + " has not ended", timeoutMs);
         thread_.join();  // it has only to leave
         return result_.get();
     }

@@ -1,13 +1,13 @@
 // What a station, or the environment, makes the built receiver open: nothing but what it was told.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
 #include "testing/playlist.h"
+#include "testing/receiver_fixture.h"
 #include "testing/tls_station_posix.h"
 
 namespace receiver {
 
-class HostileSourceTest : public SessionTest {
+class HostileSourceTest : public ReceiverTest {
 protected:
     void ExpectRefused(const std::string& url) {
         const Recording recording =

@@ -2,9 +2,9 @@
 // receivers left behind.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
 #include "pipe/pipe_uri.h"
 #include "platform/clock.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 namespace {

@@ -1,8 +1,8 @@
 // A station whose few bytes are hours of silence, and a system that sets a limit to memory.
 #include <fstream>
 
-#include "conformance/session_fixture.h"
 #include "testing/process_probe_posix.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 
@@ -24,7 +24,7 @@ size_t VirtualKilobytesOf(long pid) {
     return 0;
 }
 
-class MemoryLimitTest : public SessionTest {
+class MemoryLimitTest : public ReceiverTest {
 protected:
     // A minute of eight channels costs 40 MB in memory and little on the way.
     static std::string EncodeSilence(int minutes) {

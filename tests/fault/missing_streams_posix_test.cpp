@@ -2,11 +2,11 @@
 // take their place.
 #include <gmock/gmock.h>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
 #include "platform/executable_path.h"
 #include "testing/missing_streams_posix.h"
 #include "testing/process_probe_posix.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 namespace {

@@ -5,11 +5,11 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "conformance/session_fixture.h"
 #include "platform/clock.h"
 #include "platform/unique_fd_posix.h"
 #include "testing/playlist.h"
 #include "testing/process_probe_posix.h"
+#include "testing/receiver_fixture.h"
 
 namespace receiver {
 

@@ -2,21 +2,19 @@
 // gone. In a directory of the test's own.
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <set>
 
 #include "pipe/local_socket_posix.h"
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/poll_posix.h"
+#include "testing/forked_child_posix.h"
 #include "testing/temp_folder.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -51,21 +49,15 @@ protected:
     }
     // A process that opens the name and is killed.
     void LeaveBehind(const std::string& name) const {
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        const UniqueFd opened(ends[0]);
-        UniqueFd told(ends[1]);
-        const pid_t child = fork();
-        if (child == 0) {
+        ChildSignal opened;
+        ForkedChild child([&] {
             ServerSocket server;
-            if (server.Open(directory_, name) != 0 || write(told.Get(), "x", 1) != 1) _exit(1);
+            if (server.Open(directory_, name) != 0 || !opened.Give()) return 1;
             pause();
-        }
-        told.Reset();
-        char byte = 0;
-        ASSERT_EQ(read(opened.Get(), &byte, 1), 1);
-        kill(child, SIGKILL);
-        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+            return 0;
+        });
+        ASSERT_TRUE(opened.Wait());
+        child.Kill();
     }
 
     const TempFolder folder_;
@@ -194,12 +186,11 @@ TEST_F(EndpointUpkeepTest, ALockWaitsForAHolderThatLetsGoInTime) {
     auto sweeper = std::make_unique<EndpointLock>();
     ASSERT_EQ(sweeper->Take(directory.Fd(), "name", 0), kErrorNone);
     EndpointLock lock;
-    auto taken = std::async(std::launch::async, [&] {
-        return lock.Take(directory.Fd(), "name", DeadlineTickMs(kSoonMs));
-    });
-    EXPECT_EQ(taken.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    TestTask taken("the taker",
+                   [&] { return lock.Take(directory.Fd(), "name", DeadlineTickMs(kSoonMs)); });
+    EXPECT_FALSE(taken.HasEndedWithin(50));
     sweeper.reset();
-    EXPECT_EQ(taken.get(), kErrorNone);
+    EXPECT_EQ(taken.Get(), kErrorNone);
     EXPECT_TRUE(lock.IsAtItsPath());
 }
 

@@ -3,12 +3,12 @@
 
 #include <filesystem>
 #include <set>
-#include <thread>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/unique_fd_posix.h"
 #include "testing/forked_child_posix.h"
+#include "testing/test_task.h"
 #include "unit/pipe/pcm_pipe_posix_fixture.h"
 
 namespace receiver {
@@ -61,9 +61,9 @@ TEST_F(PcmPipePosixTest, AServerThatWaitsMakesItsNameAnewWhenItIsRemoved) {
     ASSERT_TRUE(server_.Listen(uri_));
     fs::remove(path_);
     fs::remove(LockPath());
-    std::thread server([this] { EXPECT_TRUE(server_.Accept(kSoonMs)); });
+    TestTask server("the server", [this] { EXPECT_TRUE(server_.Accept(kSoonMs)); });
     EXPECT_TRUE(client_.Connect(uri_, kSoonMs)) << client_.LastError();
-    server.join();
+    server.Get();
     EXPECT_TRUE(fs::exists(LockPath()));
 }
 

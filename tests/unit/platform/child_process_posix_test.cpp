@@ -1,17 +1,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <optional>
-#include <thread>
 
 #include "platform/child_process.h"
 #include "platform/clock.h"
 #include "platform/executable_path.h"
+#include "testing/forked_child_posix.h"
 #include "testing/process_probe_posix.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 namespace {
@@ -85,24 +85,23 @@ TEST(ChildProcessPosix, AKilledParentLeavesItsChildTheTimeForACleanEnd) {
 TEST(ChildProcessPosix, OutlivesTheThreadThatStartedIt) {
     constexpr uint64_t kTimeForASignalMs = 200;
     std::optional<ChildProcess> child;
-    std::thread([&] { child.emplace(Program(), std::vector<std::string>{"wait"}); }).join();
+    TestTask("the starter", [&] {
+        child.emplace(Program(), std::vector<std::string>{"wait"});
+    }).Get();
     ASSERT_EQ(child->ReadLine(Soon()), "waiting");
     EXPECT_EQ(child->WaitForExit(TickMs() + kTimeForASignalMs), std::nullopt);
 }
 
 // Its pipes then lie where the child's standard streams will.
 TEST(ChildProcessPosix, AParentWithoutStandardStreamsCanUseAChild) {
-    const pid_t parent = fork();
-    if (parent == 0) {
+    ForkedChild parent([] {
         for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(fd);
         ChildProcess child(Program(), {"errors"}, ChildProcess::ErrorStream::kCapture);
         const bool isWhole = child.ReadAllErrors(Soon()) == "error one\nerror two\n" &&
                              child.ReadAllOutput(Soon()) == "output\n";
-        _exit(isWhole ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(parent, &status, 0), parent);
-    EXPECT_EQ(status, 0);
+        return isWhole ? 0 : 1;
+    });
+    EXPECT_EQ(parent.ExitCode(), 0);
 }
 
 // A child that held an end of another's pipe would keep the reader from seeing its end.

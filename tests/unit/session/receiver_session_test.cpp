@@ -1,10 +1,10 @@
 #include "session/receiver_session.h"
 
-#include <latch>
 #include <stdexcept>
 #include <system_error>
 
 #include "testing/running_session.h"
+#include "testing/test_task.h"
 
 namespace receiver {
 
@@ -161,7 +161,9 @@ TEST_F(ReceiverSessionTest, ASourceErrorWhileScanningStopsTheSession) {
         source.Deliver(100);
         ASSERT_TRUE(source.WaitUntilDrained());
         source.Fail();
+        const Patience patience("the end of the session");
         while (!session.IsFinished()) {
+            patience.Check();
             session.PollSource();
             events.WaitForNews();
         }
@@ -258,14 +260,14 @@ TEST_F(ReceiverSessionTest, AnEventSinkThatThrowsEndsTheSession) {
 }
 
 TEST_F(ReceiverSessionTest, JoiningFromTheWorkerItselfIsAnError) {
-    std::latch started(1);
+    std::promise<void> started;
     std::error_code code;
     std::unique_ptr<ReceiverSession> session;
     session = std::make_unique<ReceiverSession>(
         program_, audioUri_,
         [&](const json& event) {
             if (event["type"] != "CONNECTED") return;
-            started.wait();
+            Await(started.get_future(), "the start");
             try {
                 session->Join();
             } catch (const std::system_error& error) {
@@ -274,7 +276,7 @@ TEST_F(ReceiverSessionTest, JoiningFromTheWorkerItselfIsAnError) {
         },
         source_.Factory());
     session->Start();
-    started.count_down();
+    started.set_value();
     source_.End();
     session->Join();
     EXPECT_EQ(code, std::errc::resource_deadlock_would_occur);

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <latch>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "testing/test_task.h"
 #include "unit/session/session_state_fixture.h"
 
 namespace receiver {
@@ -115,16 +114,16 @@ TEST_F(SessionStateTest, AStopOutweighsAStartThatWasHeard) {
 
 TEST_F(SessionStateTest, AStartMatchEndsTheWait) {
     Connect();
-    std::latch waits(1);
+    std::promise<void> waits;
     std::optional<uint64_t> start;
-    std::thread waiter([&] {
-        waits.count_down();
+    TestTask waiter("the waiter", [&] {
+        waits.set_value();
         start = state_->WaitForStart(DeadlineIn(kPatienceMs));
     });
-    waits.wait();
+    Await(waits.get_future(), "the waiter");
     state_->NoteMatch(MatchAt(kOtherReference, 5));
     state_->NoteMatch(MatchAt(kStartReference, 10));
-    waiter.join();
+    waiter.Get();
     EXPECT_EQ(start, 10u);
 }
 
@@ -136,17 +135,17 @@ TEST_F(SessionStateTest, AStopAndAFailedSourceEndTheWait) {
         Create();
         Connect();
         const SteadyTime deadline = DeadlineIn(kPatienceMs);
-        std::latch waits(1);
+        std::promise<void> waits;
         std::optional<uint64_t> start;
         SteadyTime ended;
-        std::thread waiter([&] {
-            waits.count_down();
+        TestTask waiter("the waiter", [&] {
+            waits.set_value();
             start = state_->WaitForStart(deadline);
             ended = std::chrono::steady_clock::now();
         });
-        waits.wait();
+        Await(waits.get_future(), "the waiter");
         EXPECT_TRUE(cause());
-        waiter.join();
+        waiter.Get();
         EXPECT_EQ(start, std::nullopt);
         EXPECT_LT(ended, deadline);
         EXPECT_TRUE(state_->IsStoppedOrFailing());
