@@ -88,14 +88,14 @@ std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
 
 SessionSource SessionWorker::MakeNetworkSource(
     std::vector<ReferenceFingerprint>&& references,
-    std::function<void(const DetectorMatch&)> onMatch) const {
+    const std::function<void(const DetectorMatch&)>& onMatch) const {
     const auto cancellation = networkCancellation_;
     auto network =
         std::make_unique<CFFmpegNetworkAudioFile>(cancellation, state_.Program().ioTimeoutMs);
     network->SetOutputSampleRate(kStreamSampleRate);
     network->SetOutputBitsPerSample(16);
     auto detector = std::make_unique<CDetectorAudioFile>(std::move(network), std::move(references),
-                                                         std::move(onMatch), kBerThreshold);
+                                                         onMatch, kBerThreshold);
     return {std::move(detector), [cancellation] { cancellation->Cancel(); }};
 }
 

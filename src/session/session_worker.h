@@ -60,7 +60,7 @@ private:
     SessionStatus::Outcome RunSteps();  // throws std::exception with the text for FINISHED
     std::vector<ReferenceFingerprint> LoadReferences();
     SessionSource MakeNetworkSource(std::vector<ReferenceFingerprint>&& references,
-                                    std::function<void(const DetectorMatch&)> onMatch) const;
+                                    const std::function<void(const DetectorMatch&)>& onMatch) const;
     CRubberBufferAudioFile& BuildChain(std::vector<ReferenceFingerprint>&& references);
     uint64_t WaitForStart(const CRubberBufferAudioFile& buffer);
     void Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const;
