@@ -13,11 +13,6 @@
 #include "platform/poll_posix.h"
 
 namespace receiver {
-namespace {
-
-constexpr uint64_t kPatienceMs = 100;
-
-}  // namespace
 
 EndpointLock::~EndpointLock() {
     if (fd_.IsValid() && IsAtItsPath()) unlinkat(directory_, fileName_.c_str(), 0);

@@ -133,6 +133,9 @@ TEST_F(CommandLineTest, StandardOutputHoldsTheListeningLineToTheByte) {
     ChildProcess process(ReceiverDriver::ProgramPath(), {uri, LogPath()});
     RawControlClient client;
     ASSERT_TRUE(client.Connect(uri));
+    // A receiver that is stopped before it has begun says nothing; one that answers has begun.
+    ASSERT_TRUE(client.SendFrame(R"({"type":"HELLO","requestId":"h","version":1})"));
+    ASSERT_TRUE(client.Receive());
     process.Interrupt();
     EXPECT_EQ(process.WaitForExit(TickMs() + kPatienceMs), 0);
     EXPECT_EQ(process.ReadAllOutput(TickMs() + kPatienceMs), "LISTENING " + uri + "\n");

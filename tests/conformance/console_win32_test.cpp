@@ -20,17 +20,18 @@ protected:
         }
     }
 
-    // What the console does to each of its processes at Ctrl+C.
-    void PressCtrlC() {
+    // What the system does in a process to tell it of Ctrl+C, of its console's end, and so on.
+    void Tell(uintptr_t request) {
         const UniqueHandle process =
             OwnHandle(OpenProcess(PROCESS_ALL_ACCESS, FALSE, receiver_.Process().ProcessId()));
         const auto routine = reinterpret_cast<LPTHREAD_START_ROUTINE>(reinterpret_cast<void*>(
             GetProcAddress(GetModuleHandleA("kernelbase.dll"), "CtrlRoutine")));
         ASSERT_NE(routine, nullptr);
         EXPECT_TRUE(OwnHandle(CreateRemoteThread(process.Get(), nullptr, 0, routine,
-                                                 reinterpret_cast<void*>(CTRL_C_EVENT), 0, nullptr))
+                                                 reinterpret_cast<void*>(request), 0, nullptr))
                         .IsValid());
     }
+    void PressCtrlC() { Tell(CTRL_C_EVENT); }
 
     void ExpectHostStoppedLast() {
         receiver_.ExpectCleanEnd();
@@ -99,6 +100,22 @@ TEST_F(ConsoleTest, CtrlCInASessionStopsItAndLogsItsEnd) {
     ExpectHostStoppedLast();
     EXPECT_THAT(receiver_.LogText(),
                 testing::ContainsRegex(" RECEIVER FINISHED .*reason=cancelled"));
+}
+
+// The handler does not return from these; that must not keep the receiver from its end.
+TEST_F(ConsoleTest, TheEndOfTheConsoleInASessionStopsItAndLogsItsEnd) {
+    const Broadcast broadcast = MakeBroadcast(44100, 2);
+    const std::string url = ServeHalf(WavRoute(broadcast.audio));
+    receiver_.Ask(PrepareCommand("s", url, SaveJingles(broadcast), 60000, 0));
+    receiver_.WaitFor("READY");
+    Tell(CTRL_CLOSE_EVENT);
+    ExpectHostStoppedLast();
+}
+
+TEST_F(ConsoleTest, ShutDownWhileNoClientIsThereEndsCleanly) {
+    receiver_.Disconnect();
+    Tell(CTRL_SHUTDOWN_EVENT);
+    ExpectHostStoppedLast();
 }
 
 TEST(StandardOutput, TheListeningLineComesAtOnceInOnePieceThatEndsInALineFeedAlone) {

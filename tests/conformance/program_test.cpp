@@ -119,7 +119,7 @@ class EveryStreamTest : public ProgramTest, public testing::WithParamInterface<S
 
 }  // namespace
 
-TEST_P(EveryStreamTest, ServesTheTestPcmFromTheStartJingleToTheEndOfTheEndJingle) {
+TEST_P(EveryStreamTest, ServesTheDecodedStreamFromTheStartJingleToTheEndOfTheEndJingle) {
     const StreamCase& stream = GetParam();
     const Broadcast broadcast = MakeBroadcast(stream.rate, stream.channels);
     const std::vector<ReferenceFile> jingles = SaveJingles(broadcast);

@@ -35,7 +35,7 @@ public:
     void OpenWithoutFormat() { open_ = 1; }
 
 private:
-    const WAVEFORMATEX record_;
+    WAVEFORMATEX record_;
 };
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Positions in a rubber buffer: seeking, waiting for a sample, and letting go of what was read.
 #include <limits>
 
+#include "platform/clock.h"
+#include "testing/test_task.h"
 #include "unit/audio/rubber_buffer_fixture.h"
 
 namespace receiver {
