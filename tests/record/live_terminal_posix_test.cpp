@@ -75,10 +75,11 @@ TEST_F(LiveTerminalTest, EventsScrollAboveTheStatusAndTheSummaryStaysAtTheEnd) {
     ASSERT_TRUE(WaitForDraws(*run, 5)) << PrintToString(run->Screen().Lines());
     EXPECT_EQ(run->Screen().Lines().back().rfind("RECORDING", 0), 0u);
     FinishWell(*run);
-    ExpectLines(run->Screen(), {"Waiting for http://", "Connected to the source",
-                                "Heard the start recording jingle", "Recording from sample",
-                                "Heard the end recording outro", "The session has finished",
-                                "Recorded 00:00:06.", "The start was jingle", "Complete: the"});
+    ExpectLines(
+        run->Screen(),
+        {"Waiting for http://", "Connected to the source", "Heard the start recording jingle",
+         "Recording from sample", "Heard the end recording outro", "The session has finished",
+         "Recorded 00:00:06.", "The start was jingle", "Complete: ended by the"});
     ExpectNoStatusLeft(run->Screen());
 }
 
@@ -134,8 +135,8 @@ TEST_F(LiveTerminalTest, AfterEachResizeTheStatusFitsAgainAndNothingAboveIsTouch
         }
     }
     FinishWell(*run);
-    ExpectLines(run->Screen(),
-                {"Waiting for", "Connected", "Heard the start", "Recording from", "Complete: the"});
+    ExpectLines(run->Screen(), {"Waiting for", "Connected", "Heard the start", "Recording from",
+                                "Complete: ended by the"});
     ExpectNoStatusLeft(run->Screen());
 }
 

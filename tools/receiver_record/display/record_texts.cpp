@@ -16,12 +16,11 @@ std::string Position(uint64_t sample) {
     return FormatPosition(sample * 1000 / kStreamRate);
 }
 
-// A whole clause.
 std::string EndCause(const std::string& reason) {
-    if (reason == kEndMaximum) return "the maximum length was reached";
-    if (reason == kEndOutro) return "the end recording was heard";
-    if (reason == kEndSourceEnded) return "the source ended";
-    if (reason == kEndInterrupted) return "the source failed";
+    if (reason == kEndMaximum) return "the maximum length";
+    if (reason == kEndOutro) return "the end recording";
+    if (reason == kEndSourceEnded) return "the end of the source";
+    if (reason == kEndInterrupted) return "a failure of the source";
     return reason;
 }
 
@@ -40,7 +39,7 @@ struct EventDescription {
         const Program& program = event.program;
         const uint64_t start = std::min(program.startSample, program.endSample);
         return "The programme ends at " + Position(program.endSample) + ", after " +
-               Position(program.endSample - start) + ": " + EndCause(program.reason);
+               Position(program.endSample - start) + ", because of " + EndCause(program.reason);
     }
     std::string operator()(const ReadyEvent& event) const {
         return "Recording from sample " + std::to_string(event.sourceSample) + " (" +
@@ -85,7 +84,7 @@ std::vector<std::string> SummaryLines(const RecordReport& report) {
     if (report.exitCode != ExitCode::kComplete) {
         lines.push_back("Incomplete: " + report.message);
     } else {
-        lines.push_back("Complete: " + EndCause(EndReason(report)));
+        lines.push_back("Complete: ended by " + EndCause(EndReason(report)));
     }
     return lines;
 }

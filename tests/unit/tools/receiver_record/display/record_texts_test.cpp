@@ -16,7 +16,7 @@ TEST(RecordTexts, TheSummaryTellsWhatWhereWhyAndHowSure) {
                   "00:00:03.000)",
                   "The start was jingle, with a bit error rate of 0.0123 (a match needs 0.14 or "
                   "less)",
-                  "Complete: the end recording was heard"}));
+                  "Complete: ended by the end recording"}));
 }
 
 TEST(RecordTexts, AnIncompleteRecordingTellsWhy) {
@@ -63,17 +63,17 @@ TEST(RecordTexts, AProgramThatEndsBeforeItBeginsIsNoUnderflow) {
 
 TEST(RecordTexts, EveryEndOfAProgrammeHasItsCause) {
     const std::map<std::string, std::string> causes = {
-        {kEndMaximum, "the maximum length was reached"},
-        {kEndOutro, "the end recording was heard"},
-        {kEndSourceEnded, "the source ended"},
-        {kEndInterrupted, "the source failed"},
+        {kEndMaximum, "the maximum length"},
+        {kEndOutro, "the end recording"},
+        {kEndSourceEnded, "the end of the source"},
+        {kEndInterrupted, "a failure of the source"},
         {"unheard_of", "unheard_of"},
     };
     for (const auto& [reason, cause] : causes) {
         Event event;
         event.body = ProgramEndEvent{{44100, 132300, 44100, 0, reason}};
         EXPECT_EQ(DescribeEvent(event),
-                  "The programme ends at 00:00:03.000, after 00:00:02.000: " + cause);
+                  "The programme ends at 00:00:03.000, after 00:00:02.000, because of " + cause);
     }
 }
 
