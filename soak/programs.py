@@ -1,4 +1,4 @@
-"""Sessions on receivers of their own, and receiver-record's: what ends, starves or blinds a process.
+"""Sessions on receivers of their own, and of receiver-record: a process ends, starves or is blind.
 
 As in sessions.py, each kind returns how it ended and raises Fault when it may not end so. Its files
 go into stage.folder, which is emptied after it.
@@ -170,6 +170,18 @@ class Recorder:
                 raise Fault(f"receiver-record left {file.name}")
 
 
+def expect_what_came(stage):
+    """A part file holds the programme from its start, as far as it was written."""
+    part = stage.folder / "programme.wav.part"
+    if not part.exists():
+        return
+    _, found, audio = part.read_bytes().partition(b"data")
+    came = audio[4:]  # behind the length, which is not known yet
+    start = stage.broadcast.start_jingle
+    if found and not stage.broadcast.slice(start, stage.broadcast.frames).startswith(came):
+        raise Fault("the part file holds something else than the programme")
+
+
 @kind
 def recording(stage):
     coding = stage.chance.choice(("wav", "mp3", "flac"))
@@ -230,6 +242,7 @@ def recorder_that_is_killed(stage):
     recorder.exit(COMPLETE, -signal.SIGKILL)
     recorder.expect_no_receiver()
     recorder.expect_files()
+    expect_what_came(stage)
     return "killed"
 
 

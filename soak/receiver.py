@@ -47,12 +47,12 @@ def endpoint_folder():
 
 
 def connect(uri, deadline):
-    """Waits for the pipe to be there and free."""
+    """Waits for the pipe to be there and free, as docs/protocol.md says."""
     path = f"{endpoint_folder()}/Corvadel.PCM.{uri[len('pcm-pipe://'):]}"
     while True:
         pipe = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         try:
-            # A socket's address has no room for long names; a descriptor of the file makes it short.
+            # A socket's address has no room for long names; a file's descriptor makes it short.
             handle = os.open(path, os.O_PATH)
             try:
                 pipe.settimeout(remaining(deadline, f"the pipe {uri}"))

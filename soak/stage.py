@@ -85,7 +85,8 @@ class Stage:
     def request(self, url, start=None, program=PROGRAM, io_timeout_ms=15000):
         keys = {"sessionId": self.session_id, "url": url, "ioTimeoutMs": io_timeout_ms,
                 "references": [
-                    {"id": "opening", "role": "start", "path": str(start or self.broadcast.start_path)},
+                    {"id": "opening", "role": "start",
+                     "path": str(start or self.broadcast.start_path)},
                     {"id": "closing", "role": "end", "path": str(self.broadcast.end_path)}]}
         return {**keys, "program": program} if program else keys
 

@@ -60,16 +60,18 @@ def growth(values, kinds):
             statistics.median(settled[-quarter:]))
 
 
-def judge(samples, kinds):
-    """(lines that tell each growth, the names of those that have grown too much)"""
+def judge(samples, kinds, unlimited=()):
+    """(lines that tell each growth, the names of those that have grown too much); what is
+    unlimited is told alone."""
     lines, grown = [], []
     for name, (allowed, unit) in ALLOWED.items():
         medians = growth([one[name] for one in samples], kinds)
         if medians is None:
             return ["too few sessions to tell whether anything grows"], []
         before, after = medians
+        limit = "not limited" if name in unlimited else f"allowed: {allowed:g} more"
         lines.append(f"{name}: {before:g} in the second quarter, {after:g}{unit} in the last"
-                     f" (allowed: {allowed:g} more)")
-        if after - before > allowed:
+                     f" ({limit})")
+        if name not in unlimited and after - before > allowed:
             grown.append(name)
     return lines, grown

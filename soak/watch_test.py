@@ -31,8 +31,8 @@ class WatchTest(unittest.TestCase):
         self.assertEqual(self.grown(run(2000, threads=lambda at: 1 + at // 1000)), ["threads"])
 
     def test_files_that_pile_up_have_grown(self):
-        self.assertEqual(self.grown(run(100, endpoint_files=lambda at: at, work_files=lambda at: at)),
-                         ["endpoint files", "work files"])
+        samples = run(100, endpoint_files=lambda at: at, work_files=lambda at: at)
+        self.assertEqual(self.grown(samples), ["endpoint files", "work files"])
 
     def test_two_kilobytes_a_session_have_grown_in_two_thousand(self):
         self.assertEqual(self.grown(run(2000, private_memory=lambda at: 20000 + 2 * at)),
@@ -44,11 +44,18 @@ class WatchTest(unittest.TestCase):
 
     def test_what_comes_and_goes_has_not_grown(self):
         chance = random.Random(1)
-        self.assertEqual(self.grown(run(400, endpoint_files=lambda _: chance.choice((1, 1, 1, 3)),
-                                        private_memory=lambda _: chance.randrange(20000, 20900))), [])
+        samples = run(400, endpoint_files=lambda _: chance.choice((1, 1, 1, 3)),
+                      private_memory=lambda _: chance.randrange(20000, 20900))
+        self.assertEqual(self.grown(samples), [])
 
     def test_what_shrinks_has_not_grown(self):
         self.assertEqual(self.grown(run(100, descriptors=lambda at: 100 - at)), [])
+
+    def test_what_is_not_limited_is_told_and_may_grow(self):
+        samples = run(100, private_memory=lambda at: 20000 + 1000 * at)
+        lines, grown = watch.judge(samples, KINDS, ("private memory",))
+        self.assertEqual(grown, [])
+        self.assertTrue(any(line.startswith("private memory: 82000") for line in lines))
 
     def test_few_sessions_are_not_judged_and_it_says_so(self):
         lines, grown = watch.judge(run(KINDS + 10, descriptors=lambda at: at), KINDS)
