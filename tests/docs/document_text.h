@@ -10,8 +10,6 @@
 
 namespace receiver {
 
-inline const std::filesystem::path kRoot(SOURCE_PATH);
-
 inline std::string TextOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};

@@ -12,6 +12,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const fs::path kRoot(SOURCE_PATH);
+
 std::vector<fs::path> Documents() {
     std::vector<fs::path> documents = {kRoot / "README.md", kRoot / "CONTRIBUTING.md",
                                        kRoot / "fuzz/README.md"};

@@ -16,6 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const fs::path kRoot(SOURCE_PATH);
+
 constexpr const char* kTestName = "`([A-Z][A-Za-z0-9]*\\.[A-Z][A-Za-z0-9_]*)`";
 constexpr const char* kSoakName = "`soak:([a-z_]+)`";
 
