@@ -2,11 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <regex>
 #include <string>
 #include <vector>
+
+#include "docs/document_text.h"
 
 namespace receiver {
 namespace {
@@ -22,20 +21,6 @@ std::vector<fs::path> Documents() {
         if (entry.path().extension() == ".md") documents.push_back(entry.path());
     }
     return documents;
-}
-
-std::string TextOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::vector<std::string> AllOf(const std::string& text, const char* pattern) {
-    const std::regex regex(pattern);
-    std::vector<std::string> found;
-    for (std::sregex_iterator at(text.begin(), text.end(), regex), end; at != end; ++at) {
-        found.push_back((*at)[1]);
-    }
-    return found;
 }
 
 }  // namespace
@@ -57,7 +42,7 @@ TEST(NamedFiles, EveryPathOfTheTreeIsThere) {
     for (const fs::path& document : Documents()) {
         for (const std::string& path :
              AllOf(TextOf(document),
-                   "`((?:\\.ci|src|client|tools|testing|tests|bench|fuzz|demo|cmake|packaging|"
+                   "`((?:\\.ci|src|client|tools|testing|tests|bench|fuzz|soak|demo|cmake|packaging|"
                    "scripts|docs)/[A-Za-z0-9_./-]*)")) {
             EXPECT_TRUE(fs::exists(kRoot / path)) << document.filename() << " names " << path;
             ++paths;
