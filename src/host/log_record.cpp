@@ -15,22 +15,29 @@ std::string TypeOf(const json& message) {
     return type != message.end() && type->is_string() ? type->get<std::string>() : std::string();
 }
 
-std::string Quoted(std::string_view text) {
-    std::string quoted = "\"";
+// Text that stays on its line.
+std::string OnOneLine(std::string_view text) {
+    std::string line;
     for (const char c : text) {
         switch (c) {
-            case '"':
-                quoted += "\\\"";
-                break;
             case '\n':
-                quoted += "\\n";
+                line += "\\n";
                 break;
             case '\r':
-                quoted += "\\r";
+                line += "\\r";
                 break;
             default:
-                quoted += c;
+                line += c;
         }
+    }
+    return line;
+}
+
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : OnOneLine(text)) {
+        if (c == '"') quoted += '\\';
+        quoted += c;
     }
     return quoted + '"';
 }
@@ -46,13 +53,13 @@ void AppendField(const std::string& name, const json& value, std::string& line) 
     }
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
     const bool needsQuotes = text.find_first_of(" =\"\r\n") != std::string::npos;
-    line += " " + name + "=" + (needsQuotes ? Quoted(text) : text);
+    line += " " + OnOneLine(name) + "=" + (needsQuotes ? Quoted(text) : text);
 }
 
 }  // namespace
 
 std::string FormatLogRecord(const json& message) {
-    std::string line = "RECEIVER " + TypeOf(message);
+    std::string line = "RECEIVER " + OnOneLine(TypeOf(message));
     for (const auto& [key, value] : message.items()) {
         if (key != "type") AppendField(key, value, line);
     }

@@ -7,7 +7,7 @@
 namespace receiver {
 
 // Nested values are flattened to parent.child and array.index; text with a space,
-// "=", a quote or a line end is quoted.
+// "=", a quote or a line end is quoted. Whatever is in the message, no line end comes out.
 std::string FormatLogRecord(const nlohmann::json& message);
 // CLog::kError for types with "ERROR", "REJECTED" or "FAILED" in them, else information.
 int32_t LogLevelOf(const nlohmann::json& message);

@@ -103,9 +103,11 @@ TEST(AudioFile, InfoOfAFormatWithoutAByteRateDoesNotDivideByIt) {
     ScriptedAudioFile file;
     file.record.nAvgBytesPerSec = 0;
     ASSERT_TRUE(file.Open(""));
-    AudioFileInfo info{};
+    AudioFileInfo info{1, 1, 0, 0, 1};
     ASSERT_EQ(file.GetInfo(&info), 1);
     EXPECT_EQ(info.wholeSeconds, 0u);
+    EXPECT_EQ(info.milliseconds, 0);
+    EXPECT_EQ(info.channels, 2);
 }
 
 TEST(AudioFile, PositionIsUnknownUnlessTheClassKnowsBetter) {

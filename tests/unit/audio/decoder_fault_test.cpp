@@ -18,7 +18,13 @@ class DecoderFaultTest : public testing::TestWithParam<AudioCoding> {
 protected:
     void SetUp() override {
         if (!CanEncode(GetParam())) GTEST_SKIP() << "no encoder here";
-        bytes_ = EncodeAudio(MakeMusic(1, 44100, 2, 22050), GetParam());
+        bytes_ = EncodeAudio(MakeMusic(1, 44100, 2, IsInPages() ? 110250 : 22050), GetParam());
+    }
+
+    // A damaged Ogg page is left out as a whole, and one lasts a second.
+    static bool IsInPages() {
+        return GetParam() == AudioCoding::kOggVorbis || GetParam() == AudioCoding::kOggOpus ||
+               GetParam() == AudioCoding::kOggFlac;
     }
 
     // A decoder that opens must give whole frames; one that does not must be closed.
@@ -37,13 +43,17 @@ protected:
         ASSERT_GT(+format->nBlockAlign, 0);
         const ReadOutcome outcome = ReadBytes(decoder, kMaxBytes);
         EXPECT_FALSE(outcome.overrun);
-        EXPECT_EQ(outcome.bytes.size() % 2, 0u);
+        if (outcome.last <= 0) {
+            EXPECT_EQ(outcome.bytes.size() % format->nBlockAlign, 0u);
+        }
+        if (!outcome.bytes.empty()) ++played_;
         decoder.Seek(0.2F);
         ReadBytes(decoder, 100000);
     }
 
     TempFolder folder_;
     std::string bytes_;
+    int played_ = 0;  // files that gave audio
     TestRandom random_{2};
 };
 
@@ -55,6 +65,7 @@ TEST_P(DecoderFaultTest, AFileCutAnywhereIsAnswered) {
         const size_t most = round % 2 == 0 ? bytes_.size() : std::min<size_t>(bytes_.size(), 600);
         Exercise(bytes_.substr(0, random_.Below(most)));
     }
+    EXPECT_GT(played_, 0);
 }
 
 TEST_P(DecoderFaultTest, AFileWithFlippedBytesIsAnswered) {
@@ -67,6 +78,7 @@ TEST_P(DecoderFaultTest, AFileWithFlippedBytesIsAnswered) {
         }
         Exercise(damaged);
     }
+    EXPECT_GT(played_, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codings, DecoderFaultTest, testing::ValuesIn(kAllAudioCodings),

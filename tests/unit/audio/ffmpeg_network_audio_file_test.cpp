@@ -146,14 +146,6 @@ TEST_F(NetworkTest, ALoopOfRedirectsFailsToOpen) {
     EXPECT_EQ(MakeFile()->Open(station_.Url("/loop")), 0);
 }
 
-TEST_F(NetworkTest, ARedirectToAFileIsNotFollowed) {
-    StationRoute away;
-    away.status = 302;
-    away.redirectTo = "file:///etc/passwd";
-    station_.Serve("/away", away);
-    EXPECT_EQ(MakeFile()->Open(station_.Url("/away")), 0);
-}
-
 TEST_F(NetworkTest, AStationThatStallsInItsHeadEndsOpenAtTheTimeOut) {
     StationRoute route = FlacRoute();
     route.headStallAfter = 20;

@@ -49,7 +49,9 @@ TEST(MonoResampler, KeepsAToneWhereItIs) {
 
 TEST(MonoResampler, OddPiecesGiveTheSameSamples) {
     const TestPcm pcm = MakeMusic(3, 48000, 1, 48000);
-    EXPECT_EQ(Resample(pcm, 37), Resample(pcm, 48000));
+    const auto whole = Resample(pcm, 48000);
+    EXPECT_NEAR(static_cast<double>(whole.size()), 22050.0, 32.0);
+    EXPECT_EQ(Resample(pcm, 37), whole);
 }
 
 TEST(MonoResampler, TheSameRatePassesThroughUntouched) {
@@ -86,6 +88,7 @@ TEST(MonoResampler, OpeningAgainStartsAfresh) {
     ASSERT_TRUE(resampler.Open(44100, 22050));
     first.resize(
         static_cast<size_t>(resampler.Convert(pcm.samples.data(), 4410, first.data(), 8192)));
+    EXPECT_GT(first.size(), 2000u);
     ASSERT_TRUE(resampler.Open(44100, 22050));
     second.resize(
         static_cast<size_t>(resampler.Convert(pcm.samples.data(), 4410, second.data(), 8192)));

@@ -82,7 +82,7 @@ protected:
     bool ResultOfAnswer(std::function<void(Pcm1Acknowledgement&)> change) {
         source_.End();
         StartServing(Options());
-        if (!ConnectAndReadHeader() || !ReadChunks()) return false;
+        EXPECT_TRUE(ConnectAndReadHeader() && ReadChunks().has_value());
         Pcm1Acknowledgement answer = GoodAnswer();
         change(answer);
         EXPECT_TRUE(Acknowledge(answer));
@@ -374,6 +374,7 @@ TEST_F(PcmStreamTest, TheNoticeComesBeforeTheHeaderAndIsReleasedWithTheCall) {
     auto witness = std::make_shared<int>(0);
     std::weak_ptr<int> alive = witness;
     std::function<void()> notice = [this, held = std::move(witness)] {
+        ++connected_;
         size_t available = 1;
         // Nothing has been sent yet.
         EXPECT_TRUE(client_.Peek(&available));
@@ -383,6 +384,7 @@ TEST_F(PcmStreamTest, TheNoticeComesBeforeTheHeaderAndIsReleasedWithTheCall) {
     PcmStreamOptions options = Options();
     options.ioTimeoutMs = 1;  // nobody answers
     EXPECT_FALSE(ServePcmStream(server_, source_, options, std::move(notice)));
+    EXPECT_EQ(connected_, 1);
     EXPECT_TRUE(alive.expired());
 }
 

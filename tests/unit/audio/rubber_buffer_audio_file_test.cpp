@@ -350,7 +350,7 @@ TEST_F(RubberBufferTest, StatisticsBeforeOpenAreAllZero) {
     EXPECT_FALSE(stats.finished);
 }
 
-TEST_F(RubberBufferTest, AShortBlockKeepsNoMemoryForWhatDidNotCome) {
+TEST_F(RubberBufferTest, ShortReadsAreBlocksOfTheirOwn) {
     source_->mostBytesPerRead = 4;
     ASSERT_TRUE(OpenBuffer(1048576));
     Fill(400);

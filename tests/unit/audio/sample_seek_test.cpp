@@ -113,6 +113,7 @@ TEST_F(SampleSeekTest, AnUpperCaseWavPathIsSoughtDirectlyWhateverItsCoding) {
     // A direct seek lands on the coded frame and reports the target itself.
     EXPECT_EQ(decoder_.GetPositionMs(), 3700u);
     const auto landed = ReadBytes(decoder_, 4000).bytes;
+    ASSERT_EQ(landed.size(), 4000u);
     EXPECT_NE(landed, BytesOf(Slice(pcm_, 163170, 1000)));
 }
 

@@ -219,7 +219,12 @@ TEST_P(PlaylistEntryTest, IsNotOpenedAsASegment) {
     EXPECT_LE(station_.RequestCount(), GetParam().first == std::string("Path") ? 2u : 1u);
 }
 
+// What lies there is a playlist that would play.
 TEST_P(PlaylistEntryTest, IsNotOpenedAsAPlaylist) {
+    Serve("/b.aac", "audio/aac", aac_);
+    const std::string playlist = MakePlaylist({station_.Url("/b.aac")});
+    WriteFileBytes(folder_.File("a.aac"), playlist);
+    Serve("/a.aac", "application/vnd.apple.mpegurl", playlist);
     ServePlaylist("#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=64000\n" + Entry() + "\n");
     CFFmpegNetworkAudioFile file(nullptr, kTestDeadlineMs);
     EXPECT_EQ(file.Open(station_.Url("/radio.m3u8")), 0);
@@ -227,7 +232,10 @@ TEST_P(PlaylistEntryTest, IsNotOpenedAsAPlaylist) {
     EXPECT_LE(station_.RequestCount(), GetParam().first == std::string("Path") ? 2u : 1u);
 }
 
+// What lies there is the right key.
 TEST_P(PlaylistEntryTest, IsNotOpenedAsAKey) {
+    WriteFileBytes(folder_.File("a.aac"), kTestKey);
+    Serve("/a.aac", "application/octet-stream", kTestKey);
     Serve("/secret.aac", "audio/aac", EncryptSegment(aac_));
     ServePlaylist(MakePlaylist({"secret.aac"}, Entry()));
     CFFmpegNetworkAudioFile file(nullptr, kTestDeadlineMs);

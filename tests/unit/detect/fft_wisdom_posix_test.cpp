@@ -42,7 +42,8 @@ TEST(FftWisdom, NeedsNoFile) {
         withoutFiles = ImportFftWisdom(FftWisdom());
         Fft fft(8192);
     }
-    EXPECT_EQ(withoutFiles, withFiles);
+    if (!withFiles) GTEST_SKIP() << "no text was made with " << fftw_version;
+    EXPECT_TRUE(withoutFiles);
 }
 
 }  // namespace

@@ -58,6 +58,11 @@ TEST(LogRecord, TextWithASeparatorIsQuoted) {
     EXPECT_EQ(FormatLogRecord({{"type", "T"}, {"a", "1\r\n2"}}), "RECEIVER T a=\"1\\r\\n2\"");
 }
 
+TEST(LogRecord, ALineEndInATypeOrANameDoesNotEndTheLine) {
+    EXPECT_EQ(FormatLogRecord({{"type", "A\r\nB"}, {"c\nd", {{"\r", 1}}}}),
+              "RECEIVER A\\r\\nB c\\nd.\\r=1");
+}
+
 TEST(LogRecord, ErrorsRejectionsAndFailuresAreLoggedAsErrors) {
     for (const char* type : {"SOURCE_ERROR", "REJECTED", "X_FAILED_Y"}) {
         EXPECT_EQ(LogLevelOf({{"type", type}, {"x", 1}}), CLog::kError) << type;
