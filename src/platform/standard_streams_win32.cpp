@@ -35,15 +35,16 @@ bool IsMissing(DWORD stream) {
 }
 
 // Open until the process ends, as the stream that it stands for would be. The C runtime has
-// looked at the stream before main and keeps one of its own.
+// looked at the stream before main and keeps one of its own; where that cannot be opened anew,
+// it stays without a file, and what is written to it goes nowhere all the same.
 void UseNull(DWORD stream, std::FILE* file, const char* mode) {
     const HANDLE null =
         CreateFileA("NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_EXISTING, 0, nullptr);
-    if (null == INVALID_HANDLE_VALUE || !SetStdHandle(stream, null) ||
-        std::freopen("NUL", mode, file) == nullptr) {
+    if (null == INVALID_HANDLE_VALUE || !SetStdHandle(stream, null)) {
         throw std::runtime_error("Cannot open the null device");
     }
+    if (std::freopen("NUL", mode, file) == nullptr) SetStdHandle(stream, null);
 }
 
 }  // namespace

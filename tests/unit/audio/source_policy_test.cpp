@@ -169,7 +169,8 @@ TEST_F(SourcePolicyTest, APatternInTheNameOpensNoSeriesOfFiles) {
     CFFmpegNetworkAudioFile file(nullptr, kTestDeadlineMs);
     EXPECT_EQ(file.Open(station_.Url("/%03d.png")), 0);
     EXPECT_EQ(file.ErrorCode(), kDecoderErrorOpen);
-    EXPECT_EQ(station_.RequestCount(), 0u);
+    // An FFmpeg that was built without the format of series asks for the name as it stands.
+    EXPECT_EQ(station_.RequestCount(), av_find_input_format("image2") ? 0u : 1u);
 }
 
 TEST_F(SourcePolicyTest, AKeyInAFileIsNotRead) {
