@@ -25,7 +25,9 @@ bool SignalEvent() EXCLUDES(handlerMutex) {
 // takes this thread along; the system puts a bound to it.
 BOOL WINAPI HandleRequest(DWORD request) {
     if (!SignalEvent()) return FALSE;
-    if (request != CTRL_C_EVENT && request != CTRL_BREAK_EVENT) Sleep(INFINITE);
+    if (request != CTRL_C_EVENT && request != CTRL_BREAK_EVENT) {
+        WaitForSingleObject(GetCurrentProcess(), INFINITE);
+    }
     return TRUE;
 }
 
