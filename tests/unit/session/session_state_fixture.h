@@ -16,39 +16,39 @@
 
 namespace receiver {
 
-inline constexpr uint64_t kStart = 1000;  // where the start reference is heard
-inline constexpr uint64_t kSecond = 44100;
-inline constexpr uint64_t kEndLength = 5000;  // of the end reference
-inline constexpr uint32_t kSourceFailed = 30;
-
-// The places of the request's references, in its list.
-enum : uint64_t { kStartReference, kEndReference, kOtherReference };
-
-inline DetectorMatch MatchAt(uint64_t referenceIndex, uint64_t sample) {
-    return {.referenceIndex = referenceIndex,
-            .sample = sample,
-            .observedAfterSample = sample + 7,
-            .ber = 0.0625};
-}
-
-inline SessionState::Statistics Running(uint64_t nextSample) {
-    SessionState::Statistics stats;
-    stats.nextSample = nextSample;
-    return stats;
-}
-
-inline SessionState::Statistics Ended(uint64_t nextSample, uint32_t error = 0) {
-    SessionState::Statistics stats = Running(nextSample);
-    stats.finished = true;
-    stats.error = error;
-    return stats;
-}
-
 class SessionStateTest : public testing::Test {
 protected:
     using State = SessionStatus::State;
     using Reason = SessionStatus::Reason;
     using Names = std::vector<std::string>;
+
+    static constexpr uint64_t kStart = 1000;  // where the start reference is heard
+    static constexpr uint64_t kSecond = 44100;
+    static constexpr uint64_t kEndLength = 5000;  // of the end reference
+    static constexpr uint32_t kSourceFailed = 30;
+
+    // The places of the request's references, in its list.
+    enum : uint64_t { kStartReference, kEndReference, kOtherReference };
+
+    static DetectorMatch MatchAt(uint64_t referenceIndex, uint64_t sample) {
+        return {.referenceIndex = referenceIndex,
+                .sample = sample,
+                .observedAfterSample = sample + 7,
+                .ber = 0.0625};
+    }
+
+    static SessionState::Statistics Running(uint64_t nextSample) {
+        SessionState::Statistics stats;
+        stats.nextSample = nextSample;
+        return stats;
+    }
+
+    static SessionState::Statistics Ended(uint64_t nextSample, uint32_t error = 0) {
+        SessionState::Statistics stats = Running(nextSample);
+        stats.finished = true;
+        stats.error = error;
+        return stats;
+    }
 
     void Create(uint32_t maximumMs = 0, uint32_t fadeMs = 0) {
         PreparedProgram program;
