@@ -179,6 +179,11 @@ TEST_F(SilentResolverTest, ALookupThatEndsAtLastLeavesNoThreadAndNoDescriptor) {
                    "nameserver " + server_.Address() + "\noptions timeout:1 attempts:1\n");
     const long pid = static_cast<long>(receiver_->Process().ProcessId());
     ExpectCleanSession();  // what the libraries keep for good
+#ifdef __SANITIZE_THREAD__
+    const size_t idle = 2;  // the sanitizer has one of its own
+#else
+    const size_t idle = 1;
+#endif
     const auto waitForThreads = [&](size_t count) {
         const uint64_t deadline = TickMs() + kPatienceMs;
         while (ThreadsOf(pid) != count && TickMs() < deadline) {
@@ -186,11 +191,11 @@ TEST_F(SilentResolverTest, ALookupThatEndsAtLastLeavesNoThreadAndNoDescriptor) {
         }
         EXPECT_EQ(ThreadsOf(pid), count);
     };
-    waitForThreads(1);
+    waitForThreads(idle);
     const size_t descriptors = DescriptorsOf(pid).size();
     for (int i = 0; i < 5; ++i) ExpectOpenFails(kSilentUrl);
-    EXPECT_GT(ThreadsOf(pid), 1u);
-    waitForThreads(1);
+    EXPECT_GT(ThreadsOf(pid), idle);
+    waitForThreads(idle);
     EXPECT_EQ(DescriptorsOf(pid).size(), descriptors);
 }
 
