@@ -37,10 +37,10 @@ constexpr size_t kBatchBytes = 4000;
 constexpr size_t kBatchFrames = 100;
 constexpr uint64_t kFramesPerConnection = 5000;
 constexpr uint64_t kFramesPerLargeOne = 10000;
-constexpr uint64_t kMostWarmUpFrames = 100000;
+constexpr uint64_t kMaxWarmUpFrames = 100000;
 // What the pages of a heap that is in use all the time come and go by; each frame that left
 // one byte behind would show in a run of a million.
-constexpr size_t kMostGrowthKilobytes = 1024;
+constexpr size_t kMaxGrowthKilobytes = 1024;
 constexpr char kTakenId[] = "taken";
 
 void Require(bool holds, const std::string& what) {
@@ -85,7 +85,7 @@ void Storm::Run() {
     Connect();
     UseUpAnId();
     // The receiver's buffers have their largest size when the comparison begins.
-    const uint64_t warmUp = std::min(frames_ / 2, kMostWarmUpFrames);
+    const uint64_t warmUp = std::min(frames_ / 2, kMaxWarmUpFrames);
     size_t before = 0;
     uint64_t nextReport = frames_ / 10;
     uint64_t nextConnection = kFramesPerConnection;
@@ -116,9 +116,9 @@ void Storm::Run() {
     Report("in all");
     const size_t after = PrivateKilobytesOf(receiver_->ProcessId());
     Require(before > 0 && after > 0, "the receiver's memory cannot be read");
-    Require(after <= before + kMostGrowthKilobytes, "the receiver has grown from " +
-                                                        std::to_string(before) + " to " +
-                                                        std::to_string(after) + " kB");
+    Require(after <= before + kMaxGrowthKilobytes, "the receiver has grown from " +
+                                                       std::to_string(before) + " to " +
+                                                       std::to_string(after) + " kB");
     control_.SendFrame(R"({"requestId":"last","type":"SHUTDOWN","version":1})");
     Require(Receive().at("type") == kReplyAck, "SHUTDOWN was not accepted");
     Require(receiver_->WaitForExit(TickMs() + kPatienceMs) == 0, "the receiver did not end well");

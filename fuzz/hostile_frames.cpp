@@ -10,8 +10,8 @@
 namespace receiver {
 namespace {
 
-constexpr size_t kMostGarbageBytes = 24;
-constexpr size_t kMostNested = 60;
+constexpr size_t kMaxGarbageBytes = 24;
+constexpr size_t kMaxNested = 60;
 
 HostileFrame RefusedBody(std::string_view body, const std::string& message = {}) {
     return {RawControlClient::Frame(body), kReplyRejected, "", message};
@@ -33,7 +33,7 @@ HostileFrame HostileFrames::Next() {
         case 5:
             return RefusedBody("{\"a\":\"\xC3\x28\"}");  // no UTF-8
         case 6:
-            return Nested(1 + random_.Below(kMostNested), random_.Below(2) == 0);
+            return Nested(1 + random_.Below(kMaxNested), random_.Below(2) == 0);
         case 7:
             return Hello();
         case 8:
@@ -86,7 +86,7 @@ std::string HostileFrames::CutFrame() {
 // A quote alone is no JSON, whatever follows it but another quote.
 HostileFrame HostileFrames::Garbage() {
     std::string body = "\"";
-    for (size_t bytes = random_.Below(kMostGarbageBytes); bytes > 0; --bytes) {
+    for (size_t bytes = random_.Below(kMaxGarbageBytes); bytes > 0; --bytes) {
         const auto byte = static_cast<char>(random_.Below(256));
         body += byte == '"' ? 'q' : byte;
     }

@@ -44,7 +44,7 @@ constexpr Kind kKinds[] = {
 
 // A live playlist is waited for, until the time-out; everything else is there at once.
 constexpr uint32_t kPlaylistTimeoutMs = 200;
-constexpr size_t kMostPcmBytes = size_t{1} << 20;
+constexpr size_t kMaxPcmBytes = size_t{1} << 20;
 constexpr std::string_view kStationMark = "//station";
 
 struct Reception {
@@ -117,7 +117,7 @@ Reception Receive(const std::string& url, uint32_t timeoutMs,
     AudioFileInfo info{1, 1, 0, 0, 1};
     Expect(file.GetInfo(&info) == 1 && info.lengthBytes == 0);
     std::vector<uint8_t> piece(*std::max_element(pieceBytes.begin(), pieceBytes.end()));
-    for (size_t turn = 0; reception.pcm.size() < kMostPcmBytes; ++turn) {
+    for (size_t turn = 0; reception.pcm.size() < kMaxPcmBytes; ++turn) {
         const uint32_t wanted = pieceBytes[turn % pieceBytes.size()];
         reception.last = file.Read(piece.data(), wanted);
         if (reception.last <= 0) break;
@@ -132,8 +132,8 @@ void ExpectTheSame(Reception& whole, Reception& inPieces) {
     Expect(whole.opened == inPieces.opened && whole.errorCode == inPieces.errorCode);
     const bool bothEnded = whole.last <= 0 && inPieces.last <= 0;
     if (!bothEnded) {
-        whole.pcm.resize(std::min(whole.pcm.size(), kMostPcmBytes));
-        inPieces.pcm.resize(std::min(inPieces.pcm.size(), kMostPcmBytes));
+        whole.pcm.resize(std::min(whole.pcm.size(), kMaxPcmBytes));
+        inPieces.pcm.resize(std::min(inPieces.pcm.size(), kMaxPcmBytes));
     }
     Expect(whole.pcm == inPieces.pcm);
     Expect((whole.last <= 0) == (inPieces.last <= 0));

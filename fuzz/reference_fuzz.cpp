@@ -19,7 +19,7 @@ namespace receiver {
 namespace {
 
 // A few bytes may decode to hours; what is looked at is enough for a minute.
-constexpr size_t kMostAsked = 5000;
+constexpr size_t kMaxAsked = 5000;
 constexpr size_t kReadBytes = 65536;  // of the loading
 
 struct Loading {
@@ -77,9 +77,9 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace receiver;
     static const InputFile file;
     file.Write(data, size);
-    const Loading loading = Load(file.Path(), kMostAsked);
+    const Loading loading = Load(file.Path(), kMaxAsked);
     if (loading.refusal == kFinishedCancelledLoading) {
-        Expect(loading.asked == kMostAsked);
+        Expect(loading.asked == kMaxAsked);
         return 0;
     }
     if (loading.refusal.empty()) {

@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view kScheme = "pcm-pipe://";
 constexpr std::string_view kAllowed =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._";
-constexpr size_t kLongestName = 180;
+constexpr size_t kMaxName = 180;
 
 bool HasScheme(std::string_view uri) {
     constexpr std::string_view kCapitals = "PCM-PIPE://";
@@ -27,7 +27,7 @@ bool HasScheme(std::string_view uri) {
 bool IsGood(std::string_view uri) {
     if (!HasScheme(uri)) return false;
     const std::string_view name = uri.substr(kScheme.size());
-    return !name.empty() && name.size() <= kLongestName &&
+    return !name.empty() && name.size() <= kMaxName &&
            name.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 

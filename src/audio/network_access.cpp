@@ -18,7 +18,7 @@ namespace {
 // FFmpeg looks at the interrupt every 100 ms where it can; a thread that does not end in
 // this time is in a call that cannot be interrupted.
 constexpr uint64_t kInterruptMs = 200;
-constexpr uint64_t kLongestWaitMs = 3600000;
+constexpr uint64_t kMaxWaitMs = 3600000;
 
 using StreamPtr = std::unique_ptr<AVIOContext, FfmpegDeleter<avio_closep>>;
 
@@ -121,7 +121,7 @@ bool NetworkAccess::WaitForEnd(const std::atomic<bool>& ended) {
     while (!ShouldStop()) {
         const uint64_t deadline = deadline_;
         const uint64_t now = TickMs();
-        const uint64_t rest = deadline == 0 ? kLongestWaitMs : deadline - std::min(deadline, now);
+        const uint64_t rest = deadline == 0 ? kMaxWaitMs : deadline - std::min(deadline, now);
         if (cancellation_->WaitUntil(ended, DeadlineIn(std::max<uint64_t>(rest, 1)))) return true;
     }
     return cancellation_->WaitUntil(ended, DeadlineIn(kInterruptMs), /*ignoreCancellation=*/true);
