@@ -15,11 +15,13 @@ constexpr uint16_t kBlockAlign = 4;
 
 class ScriptedSource::File final : public CAudioFile {
 public:
-    File(ScriptedSource& script, std::function<void(const DetectorMatch&)> onMatch)
-        : script_(script), onMatch_(std::move(onMatch)), record_(FormatOf(2, kStreamSampleRate)) {}
+    File(ScriptedSource& script, Listeners listeners)
+        : script_(script),
+          listeners_(std::move(listeners)),
+          record_(FormatOf(2, kStreamSampleRate)) {}
 
     BOOL Open(const std::string&) override {
-        open_ = script_.Open(onMatch_);
+        open_ = script_.Open(listeners_);
         if (open_) format_ = &record_;
         return open_;
     }
@@ -28,21 +30,23 @@ public:
         return 1;
     }
     int32_t Read(void* buffer, uint32_t count) override {
-        return script_.Read(buffer, count, onMatch_);
+        return script_.Read(buffer, count, listeners_);
     }
     BOOL Seek(float) override { return 0; }
     bool IsOpen() const override { return open_ != 0; }
 
 private:
     ScriptedSource& script_;
-    const std::function<void(const DetectorMatch&)> onMatch_;
+    const Listeners listeners_;
     const WAVEFORMATEX record_;
 };
 
 ReceiverSession::SourceFactory ScriptedSource::Factory() {
     return [this](std::vector<ReferenceFingerprint>&&,
-                  std::function<void(const DetectorMatch&)> onMatch) {
-        return SessionSource{std::make_unique<File>(*this, std::move(onMatch)), [this] { Stop(); }};
+                  std::function<void(const DetectorMatch&)> onMatch, SourceNotes notes) {
+        return SessionSource{
+            std::make_unique<File>(*this, Listeners{std::move(onMatch), std::move(notes)}),
+            [this] { Stop(); }};
     };
 }
 
@@ -98,11 +102,18 @@ bool ScriptedSource::WaitUntilDrained() {
     return true;
 }
 
-BOOL ScriptedSource::Open(const std::function<void(const DetectorMatch&)>& onMatch) {
+void ScriptedSource::NoteWhileOpening(Notice note) {
+    MutexLock lock(mutex_);
+    openingNotes_.push_back(std::move(note));
+}
+
+BOOL ScriptedSource::Open(const Listeners& listeners) {
     MutexLock lock(mutex_);
     const std::vector<DetectorMatch> matches = openingMatches_;
+    const std::vector<Notice> notes = openingNotes_;
     lock.Unlock();
-    for (const DetectorMatch& match : matches) onMatch(match);
+    for (const DetectorMatch& match : matches) listeners.onMatch(match);
+    for (const Notice& note : notes) note(listeners.notes);
     lock.Lock();
     opening_ = true;
     stopped_ = false;
@@ -115,8 +126,7 @@ BOOL ScriptedSource::Open(const std::function<void(const DetectorMatch&)>& onMat
     return stopped_ || refusesOpen_ ? 0 : 1;
 }
 
-int32_t ScriptedSource::Read(void* buffer, uint32_t count,
-                             const std::function<void(const DetectorMatch&)>& onMatch) {
+int32_t ScriptedSource::Read(void* buffer, uint32_t count, const Listeners& listeners) {
     const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
     MutexLock lock(mutex_);
     while (true) {
@@ -135,7 +145,15 @@ int32_t ScriptedSource::Read(void* buffer, uint32_t count,
             const DetectorMatch reported = *match;
             parts_.pop_front();
             lock.Unlock();
-            onMatch(reported);
+            listeners.onMatch(reported);
+            lock.Lock();
+            continue;
+        }
+        if (const auto* notice = std::get_if<Notice>(&parts_.front())) {
+            const Notice told = *notice;
+            parts_.pop_front();
+            lock.Unlock();
+            told(listeners.notes);
             lock.Lock();
             continue;
         }

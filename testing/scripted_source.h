@@ -37,6 +37,11 @@ public:
     // The stream's next parts, in order.
     void Deliver(uint64_t frames) EXCLUDES(mutex_) { Push(Frames{frames}); }
     void Match(const DetectorMatch& match) EXCLUDES(mutex_) { Push(match); }
+    // What the source tells besides, in its place in the stream.
+    void Note(std::function<void(const SourceNotes&)> note) EXCLUDES(mutex_) {
+        Push(std::move(note));
+    }
+    void NoteWhileOpening(std::function<void(const SourceNotes&)> note) EXCLUDES(mutex_);
     void End() EXCLUDES(mutex_) { Push(Last{0}); }
     void Fail() EXCLUDES(mutex_) { Push(Last{-1}); }
 
@@ -52,18 +57,23 @@ private:
     struct Last {
         int32_t result;
     };
-    using Part = std::variant<Frames, DetectorMatch, Last>;
+    using Notice = std::function<void(const SourceNotes&)>;
+    using Part = std::variant<Frames, DetectorMatch, Notice, Last>;
+    struct Listeners {
+        std::function<void(const DetectorMatch&)> onMatch;
+        SourceNotes notes;
+    };
 
     void Push(Part part) EXCLUDES(mutex_);
     void Stop() EXCLUDES(mutex_);
-    BOOL Open(const std::function<void(const DetectorMatch&)>& onMatch) EXCLUDES(mutex_);
-    int32_t Read(void* buffer, uint32_t count,
-                 const std::function<void(const DetectorMatch&)>& onMatch) EXCLUDES(mutex_);
+    BOOL Open(const Listeners& listeners) EXCLUDES(mutex_);
+    int32_t Read(void* buffer, uint32_t count, const Listeners& listeners) EXCLUDES(mutex_);
 
     Mutex mutex_;
     std::condition_variable changed_;
     std::deque<Part> parts_ GUARDED_BY(mutex_);
     std::vector<DetectorMatch> openingMatches_ GUARDED_BY(mutex_);
+    std::vector<Notice> openingNotes_ GUARDED_BY(mutex_);
     bool holdsOpen_ GUARDED_BY(mutex_) = false;
     bool refusesOpen_ GUARDED_BY(mutex_) = false;
     bool opening_ GUARDED_BY(mutex_) = false;

@@ -155,6 +155,7 @@ void CRubberBufferAudioFile::Append(std::vector<std::byte> pcm) {
     receivedBytes_ += bytes;
     lastWriteTick_ = TickMs();
     retainedBytes_ += bytes;
+    if (lookBackFrames_) ReleaseBeyondLookBack();
     peakRetainedBytes_ = std::max(peakRetainedBytes_, retainedBytes_);
     changed_.notify_all();
 }
@@ -192,7 +193,7 @@ int32_t CRubberBufferAudioFile::CopyFromBlock(void* buffer, uint32_t count) {
     std::memcpy(buffer, block.pcm.data() + offset, copied);
     readPosition_ += copied;
     readBytes_ += copied;
-    if (releaseConsumed_) ReleaseConsumedBlocks();
+    if (releaseConsumed_) ReleaseBlocksBefore(readPosition_);
     return static_cast<int32_t>(copied);
 }
 
@@ -214,7 +215,7 @@ BOOL CRubberBufferAudioFile::SeekToSample(uint64_t sample) {
     if (stopRequested_ || !ByteOfSample(sample, &byte)) return 0;
     if (byte < FirstByte() || byte > receivedBytes_) return 0;
     readPosition_ = byte;
-    if (releaseConsumed_) ReleaseConsumedBlocks();
+    if (releaseConsumed_) ReleaseBlocksBefore(readPosition_);
     return 1;
 }
 
@@ -243,12 +244,22 @@ uint64_t CRubberBufferAudioFile::FirstByte() const {
 void CRubberBufferAudioFile::SetReleaseConsumed(bool release) {
     MutexLock lock(mutex_);
     releaseConsumed_ = release;
-    if (release) ReleaseConsumedBlocks();
+    if (release) ReleaseBlocksBefore(readPosition_);
 }
 
-void CRubberBufferAudioFile::ReleaseConsumedBlocks() {
-    while (!blocks_.empty() &&
-           blocks_.front().startByte + blocks_.front().pcm.size() <= readPosition_) {
+void CRubberBufferAudioFile::SetLookBack(std::optional<uint64_t> frames) {
+    MutexLock lock(mutex_);
+    lookBackFrames_ = frames;
+}
+
+void CRubberBufferAudioFile::ReleaseBeyondLookBack() {
+    if (*lookBackFrames_ >= receivedBytes_ / record_.nBlockAlign) return;
+    ReleaseBlocksBefore(receivedBytes_ - *lookBackFrames_ * record_.nBlockAlign);
+    readPosition_ = std::max(readPosition_, FirstByte());
+}
+
+void CRubberBufferAudioFile::ReleaseBlocksBefore(uint64_t byte) {
+    while (!blocks_.empty() && blocks_.front().startByte + blocks_.front().pcm.size() <= byte) {
         retainedBytes_ -= blocks_.front().pcm.size();
         blocks_.pop_front();
     }

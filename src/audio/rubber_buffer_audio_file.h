@@ -19,6 +19,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -72,8 +73,12 @@ public:
     BOOL WaitForSample(uint64_t sample, uint32_t timeoutMs) EXCLUDES(mutex_);
 
     void SetReleaseConsumed(bool release) EXCLUDES(mutex_);  // true also frees at once
-    void RequestStop() EXCLUDES(mutex_);                     // final; does not join
-    Stats GetStats() const EXCLUDES(mutex_);                 // one consistent snapshot
+    // While set, audio that lies more than so many frames behind the live edge is released
+    // as more arrives, and the read position, if there, moves on to what is left. Any thread;
+    // set from within the inner file's Read it counts for what that returns.
+    void SetLookBack(std::optional<uint64_t> frames) EXCLUDES(mutex_);
+    void RequestStop() EXCLUDES(mutex_);      // final; does not join
+    Stats GetStats() const EXCLUDES(mutex_);  // one consistent snapshot
 
     BOOL GetInfo(AudioFileInfo* info) override EXCLUDES(mutex_);
     uint32_t GetFormat(const WAVEFORMATEX** format) override EXCLUDES(mutex_);
@@ -92,7 +97,8 @@ private:
     bool IsStopRequested() const EXCLUDES(mutex_);
     void Append(std::vector<std::byte> pcm) EXCLUDES(mutex_);
     int32_t CopyFromBlock(void* buffer, uint32_t count) REQUIRES(mutex_);
-    void ReleaseConsumedBlocks() REQUIRES(mutex_);
+    void ReleaseBlocksBefore(uint64_t byte) REQUIRES(mutex_);
+    void ReleaseBeyondLookBack() REQUIRES(mutex_);
     uint64_t FirstByte() const REQUIRES(mutex_);
     bool ByteOfSample(uint64_t sample, uint64_t* byte) const REQUIRES(mutex_);
 
@@ -121,6 +127,7 @@ private:
     bool finished_ GUARDED_BY(mutex_) = false;
     bool stopRequested_ GUARDED_BY(mutex_) = false;  // one way: never cleared
     bool releaseConsumed_ GUARDED_BY(mutex_) = false;
+    std::optional<uint64_t> lookBackFrames_ GUARDED_BY(mutex_);
 };
 
 }  // namespace receiver

@@ -26,6 +26,11 @@
 
 namespace receiver {
 
+// A match of a stream of 44100 Hz is reported before so many frames have passed since the
+// reference's end: the window that completes its last word, the words that refine it, and
+// what the resampler holds back, with room.
+inline constexpr uint64_t kDetectionReachFrames = 32768;
+
 class CDetectorAudioFile final : public CAudioFile {
 public:
     using MatchCallback = std::function<void(const DetectorMatch&)>;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "session/prepared_additions.h"
 #include "session/reference_role.h"
 #include "wire/prepare_limits.h"
 
@@ -24,7 +25,9 @@ struct PreparedProgram {
     uint32_t blockBytes = kDefaultBlockBytes;
     uint32_t maximumMs = 0;  // 0: no program bounds were asked for
     uint32_t fadeMs = 0;
-    std::vector<PreparedReference> references;  // 1..32, at least one "start"
+    std::vector<PreparedReference> references;  // 1..32, at least one "start"; none is
+                                                // needed where the programme starts now
+    PreparedAdditions additions;
 };
 
 // Throws std::invalid_argument with the text for the controlling program, or the

@@ -45,6 +45,52 @@ const char* NameOf(SessionStatus::Reason reason) {
     return kReasonError;
 }
 
+const char* NameOf(SourceFailure::Kind kind) {
+    using Kind = SourceFailure::Kind;
+    switch (kind) {
+        case Kind::kNameLookup:
+            return kCauseNameLookup;
+        case Kind::kRefused:
+            return kCauseRefused;
+        case Kind::kUnreachable:
+            return kCauseUnreachable;
+        case Kind::kTls:
+            return kCauseTls;
+        case Kind::kHttp:
+            return kCauseHttp;
+        case Kind::kTimeout:
+            return kCauseTimeout;
+        case Kind::kNotAudio:
+            return kCauseNotAudio;
+        case Kind::kEnded:
+            return kCauseEnded;
+        case Kind::kReset:
+            return kCauseReset;
+        case Kind::kOther:
+            break;
+    }
+    return kCauseOther;
+}
+
+const char* NameOf(SessionCause::Kind kind) {
+    using Kind = SessionCause::Kind;
+    switch (kind) {
+        case Kind::kReference:
+            return kCauseReference;
+        case Kind::kMemory:
+            return kCauseMemory;
+        case Kind::kAudioPipe:
+            return kCauseAudioPipe;
+        case Kind::kSource:
+            break;
+    }
+    return kCauseOther;
+}
+
+const char* NameOf(SourceDamage::Kind kind) {
+    return kind == SourceDamage::Kind::kDiscontinuity ? kDamageDiscontinuity : kDamageUndecodable;
+}
+
 const char* NameOf(ProgramEndReason reason) {
     switch (reason) {
         case ProgramEndReason::kMaximum:
@@ -73,15 +119,43 @@ json MakeProgramEndBody(const ProgramEnd& end) {
     return {{"program", MakeProgramObject(end)}};
 }
 
-json MakeReadyBody(const std::string& uri, uint64_t startSample) {
-    return {{"uri", uri}, {"sourceSample", startSample}};
+json MakeReadyBody(const std::string& uri, uint64_t startSample,
+                   const std::optional<uint64_t>& servedSample) {
+    json body = {{"uri", uri}, {"sourceSample", startSample}};
+    if (servedSample) body["servedSample"] = *servedSample;
+    return body;
 }
 
-json MakeSourceErrorBody(const CRubberBufferAudioFile::Stats& stats, bool canDrain) {
-    return {{"error", stats.error},
-            {"buffer", MakeStatisticsObject(stats)},
-            {"canDrain", canDrain},
-            {"sourceEndSample", stats.nextSample}};
+json MakeSourceErrorBody(const CRubberBufferAudioFile::Stats& stats, bool canDrain,
+                         const std::optional<SessionCause>& cause) {
+    json body = {{"error", stats.error},
+                 {"buffer", MakeStatisticsObject(stats)},
+                 {"canDrain", canDrain},
+                 {"sourceEndSample", stats.nextSample}};
+    if (cause) body["cause"] = MakeCauseObject(*cause);
+    return body;
+}
+
+json MakeResumedBody(const SourceResumption& resumption, bool withCause) {
+    json body = {{"sample", resumption.sample},
+                 {"outageMs", resumption.outageMs},
+                 {"repeatedFrames", resumption.repeatedFrames},
+                 {"lostFrames", resumption.lostFrames},
+                 {"attempts", resumption.attempts},
+                 {"exact", resumption.exact}};
+    if (withCause) {
+        body["cause"] =
+            MakeCauseObject({.source = resumption.cause, .referenceId = {}, .text = {}});
+    }
+    return body;
+}
+
+json MakeDamagedBody(const SourceDamage& damage) {
+    return {{"sample", damage.sample}, {"frames", damage.frames}, {"kind", NameOf(damage.kind)}};
+}
+
+json MakeTitleBody(const SourceTitle& title) {
+    return {{"sample", title.sample}, {"title", title.title}};
 }
 
 json MakeSnapshotObject(const SessionStatus& status) {
@@ -94,6 +168,14 @@ json MakeSnapshotObject(const SessionStatus& status) {
     }
     if (status.uri) object["uri"] = *status.uri;
     if (status.startSample) object["sourceSample"] = *status.startSample;
+    if (status.servedSample) object["servedSample"] = *status.servedSample;
+    if (!status.additions.empty()) object["additions"] = status.additions;
+    if (status.gaps) {
+        object["gaps"] = json::array();
+        for (const SourceResumption& gap : *status.gaps) {
+            object["gaps"].push_back(MakeResumedBody(gap, false));
+        }
+    }
     if (status.program) object["program"] = MakeProgramObject(*status.program);
     if (status.sourceError) {
         object["sourceError"] = status.sourceError->code;
@@ -103,6 +185,7 @@ json MakeSnapshotObject(const SessionStatus& status) {
     if (status.outcome) {
         object["reason"] = NameOf(status.outcome->reason);
         object["message"] = status.outcome->message;
+        if (status.outcome->cause) object["cause"] = MakeCauseObject(*status.outcome->cause);
     }
     if (status.buffer) object["buffer"] = MakeStatisticsObject(*status.buffer);
     return object;
@@ -122,6 +205,15 @@ json MakeProgramObject(const ProgramEnd& end) {
             {"sampleRate", kStreamSampleRate},
             {"fadeFrames", end.fadeFrames},
             {"reason", NameOf(end.reason)}};
+}
+
+json MakeCauseObject(const SessionCause& cause) {
+    const bool isSource = cause.kind == SessionCause::Kind::kSource;
+    json object = {{"kind", isSource ? NameOf(cause.source.kind) : NameOf(cause.kind)},
+                   {"text", isSource ? cause.source.text : cause.text}};
+    if (isSource && cause.source.httpStatus != 0) object["status"] = cause.source.httpStatus;
+    if (cause.kind == SessionCause::Kind::kReference) object["referenceId"] = cause.referenceId;
+    return object;
 }
 
 json MakeStatisticsObject(const CRubberBufferAudioFile::Stats& stats) {

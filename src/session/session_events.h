@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,12 +18,19 @@ nlohmann::json MakeEvent(std::string_view type, const std::string& sessionId, ui
 
 // Bodies. That of CONNECTED is empty, of DETECTED the match object, of FINISHED the snapshot.
 nlohmann::json MakeProgramEndBody(const ProgramEnd& end);
-nlohmann::json MakeReadyBody(const std::string& uri, uint64_t startSample);
-nlohmann::json MakeSourceErrorBody(const CRubberBufferAudioFile::Stats& stats, bool canDrain);
+nlohmann::json MakeReadyBody(const std::string& uri, uint64_t startSample,
+                             const std::optional<uint64_t>& servedSample = std::nullopt);
+nlohmann::json MakeSourceErrorBody(const CRubberBufferAudioFile::Stats& stats, bool canDrain,
+                                   const std::optional<SessionCause>& cause = std::nullopt);
+// With the cause of the loss only where causes were asked for.
+nlohmann::json MakeResumedBody(const SourceResumption& resumption, bool withCause);
+nlohmann::json MakeDamagedBody(const SourceDamage& damage);
+nlohmann::json MakeTitleBody(const SourceTitle& title);
 
 nlohmann::json MakeSnapshotObject(const SessionStatus& status);
 nlohmann::json MakeMatchObject(const SessionMatch& match);
 nlohmann::json MakeProgramObject(const ProgramEnd& end);
+nlohmann::json MakeCauseObject(const SessionCause& cause);
 nlohmann::json MakeStatisticsObject(const CRubberBufferAudioFile::Stats& stats);
 
 }  // namespace receiver

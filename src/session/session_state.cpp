@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "platform/error_codes.h"
 #include "session/session_events.h"
 #include "wire/messages.h"
 
@@ -15,6 +16,8 @@ SessionState::SessionState(PreparedProgram program, std::string audioUri, EventS
       audioUri_(std::move(audioUri)),
       postEvent_(std::move(postEvent)) {
     status_.sessionId = program_.sessionId;
+    status_.additions = program_.additions.keys;
+    if (program_.additions.reconnectMs != 0) status_.gaps.emplace();
 }
 
 SessionStatus SessionState::Status() const {
@@ -75,7 +78,7 @@ bool SessionState::NoteSource(const Statistics& stats) {
     status_.canDrain = canDrain;
     if (!canDrain) status_.state = State::kStopping;
     wakeUp_.notify_all();
-    Emit(kEventSourceError, MakeSourceErrorBody(stats, canDrain));
+    Emit(kEventSourceError, MakeSourceErrorBody(stats, canDrain, CauseOf(stats)));
     return !canDrain;
 }
 
@@ -89,7 +92,7 @@ bool SessionState::AnnounceConnected() {
     if (status_.state == State::kCancelling) return false;
     status_.state = State::kScanning;
     Emit(kEventConnected, json::object());
-    for (const SessionMatch& match : status_.matches) Emit(kEventDetected, MakeMatchObject(match));
+    for (EarlyEvent& event : std::exchange(early_, {})) Emit(event.type, std::move(event.body));
     return true;
 }
 
@@ -104,14 +107,15 @@ std::optional<uint64_t> SessionState::WaitForStart(SteadyTime deadline) {
     return std::nullopt;
 }
 
-bool SessionState::AnnounceReady(uint64_t startSample) {
+bool SessionState::AnnounceReady(uint64_t startSample, uint64_t servedSample) {
     MutexLock lock(mutex_);
     if (IsEnding()) return false;
     status_.state = State::kReady;
     status_.uri = audioUri_;
     status_.startSample = startSample;
+    if (program_.additions.preRollMs) status_.servedSample = servedSample;
     RecomputeProgramEnd();
-    Emit(kEventReady, MakeReadyBody(audioUri_, startSample));
+    Emit(kEventReady, MakeReadyBody(audioUri_, startSample, status_.servedSample));
     return true;
 }
 
@@ -141,6 +145,10 @@ void SessionState::Finish(SessionStatus::Outcome outcome, const std::optional<St
     } else if (status_.state == State::kStopping) {
         outcome.reason = Reason::kError;
     }
+    if (outcome.reason == Reason::kError && !outcome.cause && buffer) {
+        outcome.cause = CauseOf(*buffer);
+    }
+    if (outcome.reason != Reason::kError || !program_.additions.reportsCause) outcome.cause.reset();
     status_.state = State::kFinished;
     status_.canDrain = false;
     status_.outcome = std::move(outcome);
@@ -155,8 +163,7 @@ void SessionState::Finish(SessionStatus::Outcome outcome, const std::optional<St
 
 void SessionState::NoteMatch(const DetectorMatch& match) {
     MutexLock lock(mutex_);
-    // The source goes on after the programme's end, but nothing may follow FINISHED.
-    if (IsEnding() || status_.state == State::kFinished) return;
+    if (!HeedsAudio()) return;
     const PreparedReference& reference = program_.references.at(match.referenceIndex);
     const uint64_t length = referenceLengths_.at(match.referenceIndex);
     heard_.push_back({.role = reference.role, .sample = match.sample, .length = length});
@@ -166,10 +173,64 @@ void SessionState::NoteMatch(const DetectorMatch& match) {
                                .observedAfterSample = match.observedAfterSample,
                                .ber = match.ber});
     wakeUp_.notify_all();
-    if (status_.state != State::kPreparing) {
-        Emit(kEventDetected, MakeMatchObject(status_.matches.back()));
-    }
+    EmitHeard(kEventDetected, MakeMatchObject(status_.matches.back()));
     RecomputeProgramEnd();
+}
+
+void SessionState::NoteResumption(const SourceResumption& resumption) {
+    MutexLock lock(mutex_);
+    if (!HeedsAudio()) return;
+    if (status_.gaps) {
+        if (status_.gaps->size() == SessionStatus::kMaxGapsKept) {
+            status_.gaps->erase(status_.gaps->begin());
+        }
+        status_.gaps->push_back(resumption);
+    }
+    EmitHeard(kEventResumed, MakeResumedBody(resumption, program_.additions.reportsCause));
+}
+
+void SessionState::NoteDamage(const SourceDamage& damage) {
+    MutexLock lock(mutex_);
+    if (HeedsAudio()) EmitHeard(kEventDamaged, MakeDamagedBody(damage));
+}
+
+void SessionState::NoteTitle(const SourceTitle& title) {
+    MutexLock lock(mutex_);
+    if (HeedsAudio()) EmitHeard(kEventTitle, MakeTitleBody(title));
+}
+
+void SessionState::NoteFailure(const SourceFailure& failure) {
+    MutexLock lock(mutex_);
+    failure_ = failure;
+}
+
+bool SessionState::HeedsAudio() const {
+    // The source goes on after the programme's end, but nothing may follow FINISHED.
+    return !IsEnding() && status_.state != State::kFinished;
+}
+
+std::optional<SessionCause> SessionState::CauseOf(const Statistics& stats) const {
+    if (!program_.additions.reportsCause) return std::nullopt;
+    SessionCause cause;
+    if (stats.error == kErrorOutOfMemory) {
+        cause.kind = SessionCause::Kind::kMemory;
+        cause.text = "no memory left";
+    } else if (stats.error == kErrorNone && stats.finished) {
+        cause.source = {.kind = SourceFailure::Kind::kEnded, .text = "the stream ended"};
+    } else if (failure_) {
+        cause.source = *failure_;
+    } else {
+        cause.source.text = "the source failed";
+    }
+    return cause;
+}
+
+void SessionState::EmitHeard(std::string_view type, json body) {
+    if (status_.state == State::kPreparing) {
+        early_.push_back({type, std::move(body)});
+    } else {
+        Emit(type, std::move(body));
+    }
 }
 
 void SessionState::RecomputeProgramEnd() {

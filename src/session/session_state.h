@@ -19,7 +19,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -84,8 +84,9 @@ public:
     // deadline has passed (it looks once even then) or the session is stopped or failing.
     std::optional<uint64_t> WaitForStart(SteadyTime deadline) EXCLUDES(mutex_);
     // The audio pipe listens: emits PROGRAM_END, if there are bounds, and READY. False, and
-    // nothing done, when the session is stopped or failing.
-    [[nodiscard]] bool AnnounceReady(uint64_t startSample) EXCLUDES(mutex_);
+    // nothing done, when the session is stopped or failing. The audio begins at servedSample,
+    // which is told only where a pre-roll was asked for.
+    [[nodiscard]] bool AnnounceReady(uint64_t startSample, uint64_t servedSample) EXCLUDES(mutex_);
     // The audio pipe's client has come. No event; nothing after a stop.
     void NoteAudioOpen() EXCLUDES(mutex_);
     // The programme's end as it is known with these statistics; emits PROGRAM_END when they
@@ -102,9 +103,23 @@ public:
     // moves it. Does nothing when the session is stopped, failing or finished. Throws
     // std::out_of_range for a reference that is not in the request.
     void NoteMatch(const DetectorMatch& match) EXCLUDES(mutex_);
+    // RESUMED, DAMAGED and TITLE, when they are heeded as a match is.
+    void NoteResumption(const SourceResumption& resumption) EXCLUDES(mutex_);
+    void NoteDamage(const SourceDamage& damage) EXCLUDES(mutex_);
+    void NoteTitle(const SourceTitle& title) EXCLUDES(mutex_);
+    // No event: the newest one is the cause of a SOURCE_ERROR or FINISHED that follows.
+    void NoteFailure(const SourceFailure& failure) EXCLUDES(mutex_);
 
 private:
+    struct EarlyEvent {
+        std::string_view type;
+        nlohmann::json body;
+    };
     void Emit(std::string_view type, nlohmann::json body) REQUIRES(mutex_);
+    // At once, or after CONNECTED.
+    void EmitHeard(std::string_view type, nlohmann::json body) REQUIRES(mutex_);
+    bool HeedsAudio() const REQUIRES(mutex_);
+    std::optional<SessionCause> CauseOf(const Statistics& stats) const REQUIRES(mutex_);
     void RecomputeProgramEnd() REQUIRES(mutex_);
     bool IsEnding() const REQUIRES(mutex_);  // stopped or failing
     bool HeedsSource() const REQUIRES(mutex_);
@@ -119,6 +134,8 @@ private:
     std::vector<uint64_t> referenceLengths_ GUARDED_BY(mutex_);
     std::vector<HeardReference> heard_ GUARDED_BY(mutex_);  // the matches of status_, in order
     std::optional<ForcedEnd> forcedEnd_ GUARDED_BY(mutex_);
+    std::vector<EarlyEvent> early_ GUARDED_BY(mutex_);  // heard before CONNECTED
+    std::optional<SourceFailure> failure_ GUARDED_BY(mutex_);
 };
 
 }  // namespace receiver

@@ -1,11 +1,11 @@
 #include "session/session_worker.h"
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
-#include "audio/ffmpeg_network_audio_file.h"
 #include "audio/pcm_stream.h"
 #include "detect/detector_audio_file.h"
 #include "detect/receiver_program_audio_file.h"
@@ -17,14 +17,43 @@
 namespace receiver {
 namespace {
 
-constexpr double kBerThreshold = 0.14;
 constexpr uint32_t kDetectionWaitMs = 20;
 constexpr uint32_t kFramesPerChunk = 441;  // 10 ms
 constexpr uint32_t kAudioIoTimeoutMs = 1000;
 constexpr uint32_t kNoConnectTimeoutMs = 0xFFFFFFFE;  // the longest wait there is
 
+// Added to the time in which a lost source is opened again, for the last attempt to end.
+constexpr uint32_t kReconnectMarginMs = 10000;
+
 void Require(bool holds, const char* text) {
     if (!holds) throw std::runtime_error(text);
+}
+
+// A failure whose cause is known where it happens.
+class CausedFailure final : public std::runtime_error {
+public:
+    CausedFailure(const std::string& message, SessionCause cause)
+        : std::runtime_error(message), cause_(std::move(cause)) {}
+    const SessionCause& Cause() const { return cause_; }
+
+private:
+    SessionCause cause_;
+};
+
+uint64_t FramesOfMs(uint64_t ms) {
+    return ms * kStreamSampleRate / 1000;
+}
+
+SessionCause AudioPipeCause(const char* text) {
+    return {.kind = SessionCause::Kind::kAudioPipe, .source = {}, .referenceId = {}, .text = text};
+}
+
+SessionCause ReferenceCause(const std::string& id, const std::string& failure) {
+    const char* text = "the reference cannot be used";
+    if (failure == kFinishedReferenceOpen) text = "the file cannot be opened as audio";
+    if (failure == kFinishedReferenceDecode) text = "the file's audio cannot be decoded";
+    if (failure == kFinishedReferenceShort) text = "the recording is too short to be recognised";
+    return {.kind = SessionCause::Kind::kReference, .source = {}, .referenceId = id, .text = text};
 }
 
 }  // namespace
@@ -40,6 +69,9 @@ void SessionWorker::Run() noexcept {
     SessionStatus::Outcome outcome;
     try {
         outcome = RunSteps();
+    } catch (const CausedFailure& error) {
+        outcome.message = error.what();
+        outcome.cause = error.Cause();
     } catch (const std::exception& error) {
         outcome.message = ReplaceIllFormedUtf8(error.what());
     } catch (...) {
@@ -65,11 +97,14 @@ SessionStatus::Outcome SessionWorker::RunSteps() {
     Require(buffer.Open(state_.Program().url) != 0, kFinishedSourceOpen);
     Require(state_.AnnounceConnected(), kFinishedCancelledOpening);
     const uint64_t startSample = WaitForStart(buffer);
-    Position(buffer, startSample);
+    const uint64_t servedSample = Position(buffer, startSample);
     CPcmPipe endpoint(pipeCancellation_);
-    Require(endpoint.Listen(state_.AudioUri()), kFinishedAudioListen);
-    Require(state_.AnnounceReady(startSample), kFinishedStoppedBeforeReady);
-    return Serve(buffer, endpoint, startSample);
+    if (!endpoint.Listen(state_.AudioUri())) {
+        throw CausedFailure(kFinishedAudioListen,
+                            AudioPipeCause("the audio pipe cannot be opened"));
+    }
+    Require(state_.AnnounceReady(startSample, servedSample), kFinishedStoppedBeforeReady);
+    return Serve(buffer, endpoint, servedSample);
 }
 
 std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
@@ -78,7 +113,11 @@ std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
     const auto stopRequested = [this] { return state_.IsStopRequested(); };
     for (const PreparedReference& reference : state_.Program().references) {
         Require(!stopRequested(), kFinishedCancelledLoading);
-        references.push_back(LoadReference(reference.path, stopRequested));
+        try {
+            references.push_back(LoadReference(reference.path, stopRequested));
+        } catch (const std::runtime_error& error) {
+            throw CausedFailure(error.what(), ReferenceCause(reference.id, error.what()));
+        }
         // Counted at the analysis rate, which is half the stream's.
         lengths.push_back(2 * references.back().sampleCount);
     }
@@ -86,32 +125,68 @@ std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
     return references;
 }
 
-SessionSource SessionWorker::MakeNetworkSource(
-    std::vector<ReferenceFingerprint>&& references,
-    const std::function<void(const DetectorMatch&)>& onMatch) const {
-    const auto cancellation = networkCancellation_;
-    auto network =
-        std::make_unique<CFFmpegNetworkAudioFile>(cancellation, state_.Program().ioTimeoutMs);
-    network->SetOutputSampleRate(kStreamSampleRate);
-    network->SetOutputBitsPerSample(16);
-    auto detector = std::make_unique<CDetectorAudioFile>(std::move(network), std::move(references),
-                                                         onMatch, kBerThreshold);
-    return {std::move(detector), [cancellation] { cancellation->Cancel(); }};
-}
-
 CRubberBufferAudioFile& SessionWorker::BuildChain(std::vector<ReferenceFingerprint>&& references) {
-    const auto onMatch = [&state = state_](const DetectorMatch& match) { state.NoteMatch(match); };
-    SessionSource source = makeSource_ ? makeSource_(std::move(references), onMatch)
-                                       : MakeNetworkSource(std::move(references), onMatch);
-    buffer_ = std::make_unique<CRubberBufferAudioFile>(
-        std::move(source.file), std::move(source.stop), state_.Program().blockBytes,
-        state_.Program().ioTimeoutMs);
+    const uint64_t lookBackFrames = LookBackFrames(references);
+    const auto onMatch = [this](const DetectorMatch& match) { NoteMatch(match); };
+    SessionSource source = makeSource_
+                               ? makeSource_(std::move(references), onMatch, MakeNotes())
+                               : MakeNetworkSource(state_.Program(), networkCancellation_,
+                                                   std::move(references), onMatch, MakeNotes());
+    buffer_ =
+        std::make_unique<CRubberBufferAudioFile>(std::move(source.file), std::move(source.stop),
+                                                 state_.Program().blockBytes, SourcePatienceMs());
+    if (lookBackFrames != 0) buffer_->SetLookBack(lookBackFrames);
     sharedBuffer_ = buffer_.get();
     Require(!state_.IsStopRequested(), kFinishedCancelledBeforeOpen);
     return *buffer_;
 }
 
+// 0: all is kept. No less than what lies between a start, with its pre-roll, and the moment
+// in which it is reported.
+uint64_t SessionWorker::LookBackFrames(const std::vector<ReferenceFingerprint>& references) const {
+    const PreparedAdditions& additions = state_.Program().additions;
+    if (!additions.lookBackMs || additions.startNow) return 0;
+    uint64_t longestStart = 0;
+    for (size_t i = 0; i < references.size(); ++i) {
+        if (state_.Program().references[i].role != ReferenceRole::kStart) continue;
+        longestStart = std::max(longestStart, 2 * references[i].sampleCount);
+    }
+    const uint64_t needed =
+        longestStart + kDetectionReachFrames + FramesOfMs(additions.preRollMs.value_or(0));
+    return std::max(FramesOfMs(*additions.lookBackMs), needed);
+}
+
+void SessionWorker::NoteMatch(const DetectorMatch& match) {
+    state_.NoteMatch(match);
+    const ReferenceRole role = state_.Program().references.at(match.referenceIndex).role;
+    // Before the buffer takes what the source has just read: nothing of the start is lost.
+    if (role == ReferenceRole::kStart) buffer_->SetLookBack(std::nullopt);
+}
+
+SourceNotes SessionWorker::MakeNotes() {
+    const PreparedAdditions& additions = state_.Program().additions;
+    SourceNotes notes;
+    notes.onResumed = [this](const SourceResumption& it) { state_.NoteResumption(it); };
+    if (additions.reportsCause) {
+        notes.onFailure = [this](const SourceFailure& it) { state_.NoteFailure(it); };
+    }
+    if (additions.reportsDamage) {
+        notes.onDamage = [this](const SourceDamage& it) { state_.NoteDamage(it); };
+    }
+    if (additions.reportsTitles) {
+        notes.onTitle = [this](const SourceTitle& it) { state_.NoteTitle(it); };
+    }
+    return notes;
+}
+
+uint32_t SessionWorker::SourcePatienceMs() const {
+    const uint32_t reconnectMs = state_.Program().additions.reconnectMs;
+    const uint32_t ioTimeoutMs = state_.Program().ioTimeoutMs;
+    return reconnectMs == 0 ? ioTimeoutMs : ioTimeoutMs + reconnectMs + kReconnectMarginMs;
+}
+
 uint64_t SessionWorker::WaitForStart(const CRubberBufferAudioFile& buffer) {
+    if (state_.Program().additions.startNow) return 0;
     while (true) {
         // Asked before the matches are looked at: the source reports its last match before it
         // is finished, so none can be overlooked.
@@ -123,18 +198,21 @@ uint64_t SessionWorker::WaitForStart(const CRubberBufferAudioFile& buffer) {
     }
 }
 
-void SessionWorker::Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const {
-    Require(buffer.WaitForSample(startSample, state_.Program().ioTimeoutMs),
-            kFinishedPcmUnavailable);
-    Require(buffer.SeekToSample(startSample), kFinishedSeek);
+uint64_t SessionWorker::Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const {
+    Require(buffer.WaitForSample(startSample, SourcePatienceMs()), kFinishedPcmUnavailable);
+    const uint64_t preRoll = FramesOfMs(state_.Program().additions.preRollMs.value_or(0));
+    const uint64_t oldest = buffer.GetStats().firstSample;
+    const uint64_t servedSample = std::max(startSample - std::min(startSample, preRoll), oldest);
+    Require(buffer.SeekToSample(servedSample), kFinishedSeek);
     buffer.SetReleaseConsumed(true);
+    return servedSample;
 }
 
 SessionStatus::Outcome SessionWorker::Serve(CRubberBufferAudioFile& buffer, CPcmPipe& endpoint,
-                                            uint64_t startSample) {
+                                            uint64_t servedSample) {
     std::optional<CReceiverProgramAudioFile> programView;
     if (state_.HasProgramBounds()) {
-        programView.emplace(buffer, startSample, [&state = state_, &buffer] {
+        programView.emplace(buffer, servedSample, [&state = state_, &buffer] {
             const ProgramEnd end = state.UpdateProgramEnd(buffer.GetStats());
             return ReceiverProgramBoundary{.end = end.endSample, .fadeFrames = end.fadeFrames};
         });
@@ -151,8 +229,11 @@ SessionStatus::Outcome SessionWorker::Serve(CRubberBufferAudioFile& buffer, CPcm
     if (delivered && (programView || (stats.finished && stats.error == 0))) {
         return {SessionStatus::Reason::kEof, ""};
     }
-    return {SessionStatus::Reason::kError,
-            kFinishedAudioPrefix + std::to_string(endpoint.LastError()) + ")"};
+    SessionStatus::Outcome outcome{
+        .reason = SessionStatus::Reason::kError,
+        .message = kFinishedAudioPrefix + std::to_string(endpoint.LastError()) + ")"};
+    if (stats.error == 0) outcome.cause = AudioPipeCause("the reader of the audio went away");
+    return outcome;
 }
 
 }  // namespace receiver

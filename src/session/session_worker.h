@@ -17,30 +17,21 @@
 #include <optional>
 #include <vector>
 
-#include "audio/audio_file.h"
 #include "audio/ffmpeg_network_cancellation.h"
 #include "audio/rubber_buffer_audio_file.h"
 #include "detect/detector_match.h"
 #include "detect/reference_loading.h"
 #include "pipe/pcm_pipe.h"
 #include "pipe/pcm_pipe_cancellation.h"
+#include "session/session_source.h"
 #include "session/session_state.h"
 
 namespace receiver {
 
-// What the buffer listens to: a file that delivers the stream and reports matches
-// from within its Open and Read, and the way to make a blocked one return.
-struct SessionSource {
-    std::unique_ptr<CAudioFile> file;
-    std::function<void()> stop;  // any thread, any number of times
-};
-
 class SessionWorker final {
 public:
     // Called once, in Run, when the references are loaded.
-    using SourceFactory =
-        std::function<SessionSource(std::vector<ReferenceFingerprint>&& references,
-                                    std::function<void(const DetectorMatch&)> onMatch)>;
+    using SourceFactory = SessionSourceFactory;
 
     // The state outlives the object. Without a factory the source is the program's URL
     // under the detector.
@@ -59,13 +50,17 @@ public:
 private:
     SessionStatus::Outcome RunSteps();  // throws std::exception with the text for FINISHED
     std::vector<ReferenceFingerprint> LoadReferences();
-    SessionSource MakeNetworkSource(std::vector<ReferenceFingerprint>&& references,
-                                    const std::function<void(const DetectorMatch&)>& onMatch) const;
     CRubberBufferAudioFile& BuildChain(std::vector<ReferenceFingerprint>&& references);
+    SourceNotes MakeNotes();
+    void NoteMatch(const DetectorMatch& match);
+    uint64_t LookBackFrames(const std::vector<ReferenceFingerprint>& references) const;
+    // How long the buffer's reader waits for audio that is to come.
+    uint32_t SourcePatienceMs() const;
     uint64_t WaitForStart(const CRubberBufferAudioFile& buffer);
-    void Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const;
+    // Where the audio that is served begins.
+    uint64_t Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const;
     SessionStatus::Outcome Serve(CRubberBufferAudioFile& buffer, CPcmPipe& endpoint,
-                                 uint64_t startSample);
+                                 uint64_t servedSample);
 
     SessionState& state_;
     const SourceFactory makeSource_;

@@ -25,6 +25,35 @@ inline constexpr const char* kEventReady = "READY";
 inline constexpr const char* kEventSourceError = "SOURCE_ERROR";
 inline constexpr const char* kEventFinished = "FINISHED";
 
+// Only for those who asked, by a PREPARE's "reconnectMs" or "report".
+inline constexpr const char* kEventResumed = "RESUMED";
+inline constexpr const char* kEventDamaged = "DAMAGED";
+inline constexpr const char* kEventTitle = "TITLE";
+
+// The "kind" of a "cause".
+inline constexpr const char* kCauseNameLookup = "name_lookup";
+inline constexpr const char* kCauseRefused = "refused";
+inline constexpr const char* kCauseUnreachable = "unreachable";
+inline constexpr const char* kCauseTls = "tls";
+inline constexpr const char* kCauseHttp = "http";
+inline constexpr const char* kCauseTimeout = "timeout";
+inline constexpr const char* kCauseNotAudio = "not_audio";
+inline constexpr const char* kCauseEnded = "ended";
+inline constexpr const char* kCauseReset = "reset";
+inline constexpr const char* kCauseReference = "reference";
+inline constexpr const char* kCauseMemory = "memory";
+inline constexpr const char* kCauseAudioPipe = "audio_pipe";
+inline constexpr const char* kCauseOther = "other";
+
+// The "kind" of a DAMAGED.
+inline constexpr const char* kDamageUndecodable = "undecodable";
+inline constexpr const char* kDamageDiscontinuity = "discontinuity";
+
+// What "report" may ask for.
+inline constexpr const char* kReportCause = "cause";
+inline constexpr const char* kReportDamage = "damage";
+inline constexpr const char* kReportTitles = "titles";
+
 inline constexpr const char* kStatePreparing = "PREPARING";
 inline constexpr const char* kStateScanning = "SCANNING";
 inline constexpr const char* kStateReady = "READY";

@@ -21,6 +21,15 @@ inline constexpr uint32_t kMinProgramMs = 1000;  // of "maximumMs"
 inline constexpr uint32_t kMaxProgramMs = 3600000;
 inline constexpr uint32_t kMaxFadeMs = 3600000;
 
+// Of the additions that a request may ask for.
+inline constexpr uint32_t kMinLookBackMs = 1000;
+inline constexpr uint32_t kMaxLookBackMs = 3600000;
+inline constexpr uint32_t kMaxReconnectMs = 86400000;
+inline constexpr uint32_t kMaxPreRollMs = 60000;
+inline constexpr size_t kMaxUserAgentBytes = 256;
+inline constexpr size_t kMaxHttpHeaders = 32;
+inline constexpr size_t kMaxHttpHeaderBytes = 4096;  // name and value of one
+
 inline constexpr size_t kMaxReferences = 32;  // and at least one
 inline constexpr size_t kMaxUrlBytes = 4096;
 inline constexpr size_t kMaxPathBytes = 4096;  // of a reference

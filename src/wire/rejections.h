@@ -31,5 +31,15 @@ inline constexpr const char* kRejectedReferenceRole = "Invalid reference role";
 inline constexpr const char* kRejectedReferencePath = "Expected reference file path";
 inline constexpr const char* kRejectedReferenceMissing = "Reference file does not exist";
 inline constexpr const char* kRejectedNoStart = "A start reference is required";
+// Of its additions, which are checked after all else.
+inline constexpr const char* kRejectedLookBack = "lookBackMs outside 1000..3600000";
+inline constexpr const char* kRejectedReconnect = "reconnectMs outside 0..86400000";
+inline constexpr const char* kRejectedPreRoll = "preRollMs outside 0..60000";
+inline constexpr const char* kRejectedReport = "Invalid report";
+inline constexpr const char* kRejectedHttp = "Invalid http";
+inline constexpr const char* kRejectedUserAgent = "Invalid http userAgent";
+inline constexpr const char* kRejectedHttpHeader = "Invalid http header";
+inline constexpr const char* kRejectedCaFile = "Invalid http caFile";
+inline constexpr const char* kRejectedCaFileMissing = "http caFile does not exist";
 
 }  // namespace receiver

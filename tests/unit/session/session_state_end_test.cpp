@@ -25,7 +25,7 @@ TEST_F(SessionStateTest, TheEndIsAnnouncedBeforeReadyAndNotBefore) {
     Connect();
     state_->NoteMatch(MatchAt(kStartReference, kStart));
     EXPECT_FALSE(state_->Status().program);
-    ASSERT_TRUE(state_->AnnounceReady(kStart));
+    ASSERT_TRUE(state_->AnnounceReady(kStart, kStart));
     ASSERT_EQ(Types(), (Names{"CONNECTED", "DETECTED", "PROGRAM_END", "READY"}));
     EXPECT_EQ(events_[2].dump(),
               R"({"program":{"endSample":89200,"fadeFrames":13230,"reason":"maximum",)"
@@ -136,7 +136,7 @@ TEST_F(SessionStateTest, AfterAStopNothingBeginsAnyMore) {
     Create(1000);
     EXPECT_TRUE(state_->RequestStop());
     EXPECT_FALSE(state_->AnnounceConnected());
-    EXPECT_FALSE(state_->AnnounceReady(kStart));
+    EXPECT_FALSE(state_->AnnounceReady(kStart, kStart));
     state_->NoteAudioOpen();
     state_->NoteMatch(MatchAt(kStartReference, 10));
     EXPECT_FALSE(state_->AwaitsSourceError());
@@ -214,7 +214,7 @@ TEST_F(SessionStateTest, AfterASourceThatFailedWhileScanningOnlyFinishedFollows)
     EXPECT_FALSE(state_->AwaitsSourceError());
     EXPECT_FALSE(state_->NoteSource(Ended(5, kSourceFailed)));
     state_->NoteMatch(MatchAt(kStartReference, 1));
-    EXPECT_FALSE(state_->AnnounceReady(1));
+    EXPECT_FALSE(state_->AnnounceReady(1, 1));
     EXPECT_TRUE(state_->Status().matches.empty());
     Finish(Reason::kEof, "why");
     EXPECT_EQ(Types(), (Names{"CONNECTED", "SOURCE_ERROR", "FINISHED"}));

@@ -72,7 +72,7 @@ protected:
     void ReachReady() {
         Connect();
         state_->NoteMatch(MatchAt(kStartReference, kStart));
-        ASSERT_TRUE(state_->AnnounceReady(kStart));
+        ASSERT_TRUE(state_->AnnounceReady(kStart, kStart));
     }
     void Finish(Reason reason = Reason::kEof, const std::string& message = "") {
         state_->Finish({reason, message}, std::nullopt);

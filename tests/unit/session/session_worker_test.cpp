@@ -45,9 +45,9 @@ TEST_F(SessionWorkerTest, AReferenceThatIsNoAudioEndsTheSessionWithItsText) {
 TEST_F(SessionWorkerTest, AStopBeforeTheSourceIsOpenedIsNoticed) {
     session_ = std::make_unique<ReceiverSession>(
         program_, audioUri_, events_.Sink(),
-        [&](std::vector<ReferenceFingerprint>&& references, auto onMatch) {
+        [&](std::vector<ReferenceFingerprint>&& references, auto onMatch, SourceNotes notes) {
             session_->RequestStop();
-            return source_.Factory()(std::move(references), onMatch);
+            return source_.Factory()(std::move(references), onMatch, std::move(notes));
         });
     Start();
     ExpectFinished("cancelled", "Cancelled before source Open");
@@ -61,9 +61,9 @@ TEST_F(SessionWorkerTest, TheReferencesAreLoadedInTheRequestsOrder) {
     WriteWavFile(program_.references[1].path, MakeNoise(9, 22050, 1, 20000));
     session_ = std::make_unique<ReceiverSession>(
         program_, audioUri_, events_.Sink(),
-        [&](std::vector<ReferenceFingerprint>&& references, auto onMatch) {
+        [&](std::vector<ReferenceFingerprint>&& references, auto onMatch, SourceNotes notes) {
             for (const auto& reference : references) lengths.push_back(reference.sampleCount);
-            return source_.Factory()(std::move(references), onMatch);
+            return source_.Factory()(std::move(references), onMatch, std::move(notes));
         });
     source_.End();
     Start();
@@ -308,9 +308,10 @@ TEST_F(SessionWorkerTest, AStopWhileServingEndsTheStream) {
 }
 
 TEST_F(SessionWorkerTest, AnExceptionOfAnotherKindIsNamed) {
-    session_ = std::make_unique<ReceiverSession>(
-        program_, audioUri_, events_.Sink(),
-        [](std::vector<ReferenceFingerprint>&&, const auto&) -> SessionSource { throw 1; });
+    session_ =
+        std::make_unique<ReceiverSession>(program_, audioUri_, events_.Sink(),
+                                          [](std::vector<ReferenceFingerprint>&&, const auto&,
+                                             const SourceNotes&) -> SessionSource { throw 1; });
     Start();
     ExpectFinished("error", "MFC exception in receiver session");
 }
@@ -318,7 +319,7 @@ TEST_F(SessionWorkerTest, AnExceptionOfAnotherKindIsNamed) {
 TEST_F(SessionWorkerTest, ATextThatIsNotUtf8IsMadeSound) {
     session_ = std::make_unique<ReceiverSession>(
         program_, audioUri_, events_.Sink(),
-        [](std::vector<ReferenceFingerprint>&&, const auto&) -> SessionSource {
+        [](std::vector<ReferenceFingerprint>&&, const auto&, const SourceNotes&) -> SessionSource {
             throw std::runtime_error("bad \xFF byte");
         });
     Start();
