@@ -26,6 +26,7 @@ const Recipe& RecipeOf(AudioCoding coding) {
         {"OggFlac", "application/ogg", "flac", "ogg", AV_SAMPLE_FMT_S16},
         {"Flac", "audio/flac", "flac", "flac", AV_SAMPLE_FMT_S16},
         {"Wav", "audio/wav", nullptr, nullptr, AV_SAMPLE_FMT_NONE},
+        {"AacTs", "video/mp2t", "aac", "mpegts", AV_SAMPLE_FMT_FLTP},
     };
     return kRecipes[static_cast<size_t>(coding)];
 }
@@ -55,13 +56,17 @@ T* Check(T* result, const char* call) {
 
 class Encoder final {
 public:
-    Encoder(const TestPcm& pcm, const Recipe& recipe, int bitRate) : pcm_(pcm) {
+    Encoder(const TestPcm& pcm, const Recipe& recipe, int bitRate, const std::string& title)
+        : pcm_(pcm) {
         const AVCodec* codec = Check(avcodec_find_encoder_by_name(recipe.encoder), recipe.encoder);
         AVFormatContext* output = nullptr;
         Check(avformat_alloc_output_context2(&output, nullptr, recipe.container, nullptr),
               "avformat_alloc_output_context2");
         output_.reset(output);
         output_->flags |= AVFMT_FLAG_BITEXACT;
+        if (!title.empty()) {
+            Check(av_dict_set(&output_->metadata, "title", title.c_str(), 0), "av_dict_set");
+        }
         OpenCodec(*codec, recipe, bitRate);
         OpenStream();
     }
@@ -188,10 +193,12 @@ bool CanEncode(AudioCoding coding) {
             av_guess_format(RecipeOf(coding).container, nullptr, nullptr));
 }
 
-std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate) {
+std::string EncodeAudio(const TestPcm& pcm, AudioCoding coding, int bitRate,
+                        const std::string& title) {
     if (coding == AudioCoding::kWav) return WavBytes(pcm);
     SilenceFfmpegLog();
-    return Encoder(pcm, RecipeOf(coding), bitRate != 0 ? bitRate : 64000 * pcm.channels).Encode();
+    const int rate = bitRate != 0 ? bitRate : 64000 * pcm.channels;
+    return Encoder(pcm, RecipeOf(coding), rate, title).Encode();
 }
 
 }  // namespace receiver

@@ -33,19 +33,23 @@ bool WantsMetadata(std::string_view head) {
     return ToLowerAscii(head).find("icy-metadata: 1") != std::string::npos;
 }
 
-// A title first, then the empty block that says "unchanged".
-std::string InterleaveMetadata(const std::string& audio, size_t interval) {
-    std::string title = "StreamTitle='Evening programme';";
-    title.resize((title.size() + 15) / 16 * 16);
+// Titles first, then the empty block that says "unchanged".
+std::string InterleaveMetadata(const std::string& audio, size_t interval,
+                               const std::vector<std::string>& titles) {
     std::string body;
-    bool first = true;
+    size_t block = 0;
     for (size_t position = 0; position < audio.size(); position += interval) {
         const std::string piece = audio.substr(position, interval);
         body += piece;
         if (piece.size() < interval) break;
-        body.push_back(static_cast<char>(first ? title.size() / 16 : 0));
-        if (first) body += title;
-        first = false;
+        std::string title;
+        if (block < titles.size() && !titles[block].empty()) {
+            title = "StreamTitle='" + titles[block] + "';";
+        }
+        title.resize((title.size() + 15) / 16 * 16);
+        body.push_back(static_cast<char>(title.size() / 16));
+        body += title;
+        ++block;
     }
     return body;
 }
@@ -120,6 +124,12 @@ size_t HttpStation::RequestCount() const {
     return requests_;
 }
 
+std::vector<std::string> HttpStation::RequestHeads(const std::string& path) const {
+    MutexLock lock(mutex_);
+    const auto found = heads_.find(path);
+    return found == heads_.end() ? std::vector<std::string>{} : found->second;
+}
+
 bool HttpStation::WaitForRequests(size_t count, uint32_t timeoutMs) {
     MutexLock lock(mutex_);
     const SteadyTime deadline = DeadlineIn(timeoutMs);
@@ -156,7 +166,10 @@ void HttpStation::Answer(Connection& connection) {
     StationRoute route;
     {
         MutexLock lock(mutex_);
-        if (!head.empty()) ++requests_;
+        if (!head.empty()) {
+            ++requests_;
+            heads_[path].push_back(head);
+        }
         changed_.notify_all();
         const auto found = paths_.find(path);
         if (found != paths_.end()) {
@@ -176,7 +189,8 @@ bool HttpStation::SendResponse(Connection& connection, const std::string& path,
                                const StationRoute& route, bool wantsMetadata) {
     const bool metadata = wantsMetadata && route.icyMetaInterval > 0;
     const std::string body =
-        metadata ? InterleaveMetadata(route.body, route.icyMetaInterval) : route.body;
+        metadata ? InterleaveMetadata(route.body, route.icyMetaInterval, route.icyTitles)
+                 : route.body;
     std::string head = ResponseHead(route, body.size(), metadata);
     if (route.headStallAfter) head.resize(std::min(*route.headStallAfter, head.size()));
     if (!connection.socket.Send(head)) return false;

@@ -43,8 +43,10 @@ struct StationRoute {
     std::string body;
     std::function<LiveBody()> tuneIn;  // instead of `body`: called once for each listener
     BodyFraming framing = BodyFraming::kContentLength;
-    std::string redirectTo;                // with a 30x status
-    size_t icyMetaInterval = 0;            // metadata after so many bytes; 0 for none
+    std::string redirectTo;      // with a 30x status
+    size_t icyMetaInterval = 0;  // metadata after so many bytes; 0 for none
+    // One for each block of metadata, the empty ones unchanged.
+    std::vector<std::string> icyTitles = {"Evening programme"};
     size_t pieceBytes = 8192;              // per send and per chunk
     bool gated = false;                    // the body comes only as the test releases it
     std::optional<size_t> headStallAfter;  // nothing more after so many bytes of the head
@@ -70,6 +72,8 @@ public:
     void ReleaseAll(const std::string& path) EXCLUDES(mutex_);
 
     size_t RequestCount() const EXCLUDES(mutex_);
+    // What was asked for the path, head by head.
+    std::vector<std::string> RequestHeads(const std::string& path) const EXCLUDES(mutex_);
     // True once so many requests have come in all, of any path.
     bool WaitForRequests(size_t count, uint32_t timeoutMs) EXCLUDES(mutex_);
     // True once a response to the path has reached its stall.
@@ -105,6 +109,7 @@ private:
     std::map<std::string, Path> paths_ GUARDED_BY(mutex_);
     std::list<Connection> connections_ GUARDED_BY(mutex_);
     size_t requests_ GUARDED_BY(mutex_) = 0;
+    std::map<std::string, std::vector<std::string>> heads_ GUARDED_BY(mutex_);
     bool stopping_ GUARDED_BY(mutex_) = false;
     TestTask<void> acceptor_;
 };

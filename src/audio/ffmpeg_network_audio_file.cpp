@@ -33,7 +33,7 @@ CFFmpegNetworkAudioFile::CFFmpegNetworkAudioFile(
     : cancellation_(cancellation ? std::move(cancellation)
                                  : std::make_shared<CFFmpegNetworkCancellation>()),
       timeoutMs_(ioTimeoutMs != 0 ? ioTimeoutMs : kDefaultTimeoutMs),
-      access_(std::make_shared<NetworkAccess>(cancellation_, timeoutMs_)) {}
+      access_(std::make_shared<NetworkAccess>(cancellation_, timeoutMs_, request_)) {}
 
 CFFmpegNetworkAudioFile::~CFFmpegNetworkAudioFile() {
     CFFmpegNetworkAudioFile::Close();
@@ -42,7 +42,7 @@ CFFmpegNetworkAudioFile::~CFFmpegNetworkAudioFile() {
 BOOL CFFmpegNetworkAudioFile::Open(const std::string& url) {
     if (IsOpen()) return 0;
     // A new one: what an earlier opening has left behind stays stopped.
-    access_ = std::make_shared<NetworkAccess>(cancellation_, timeoutMs_);
+    access_ = std::make_shared<NetworkAccess>(cancellation_, timeoutMs_, request_);
     lastError_ = 0;
     ArmDeadline();
     const std::string httpUrl = ToHttpUrl(url);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "audio/ffmpeg_network_cancellation.h"
 #include "audio/ffmpeg_streaming_decoder.h"
@@ -23,6 +24,10 @@ public:
     explicit CFFmpegNetworkAudioFile(std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
                                      uint32_t ioTimeoutMs = 0);
     ~CFFmpegNetworkAudioFile() override;
+
+    // Before Open.
+    void SetRequest(NetworkRequest request) { request_ = std::move(request); }
+    void SetNotes(const SourceNotes& notes) { WatchStream(notes); }
 
     // One deadline covers connecting, probing and stream analysis.
     BOOL Open(const std::string& url) override;
@@ -42,6 +47,7 @@ protected:
 private:
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
+    NetworkRequest request_;
     std::shared_ptr<NetworkAccess> access_;  // never null; one an Open
     int32_t lastError_ = 0;                  // negative FFmpeg error code of the source itself
 };

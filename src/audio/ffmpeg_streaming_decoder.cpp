@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 #include "audio/decoded_pcm.h"
 #include "audio/frame_source.h"
@@ -11,6 +12,7 @@
 #include "audio/media_length.h"
 #include "audio/sample_seek.h"
 #include "audio/source_policy.h"
+#include "audio/stream_watch.h"
 
 namespace receiver {
 
@@ -19,6 +21,7 @@ struct CFFmpegStreamingDecoder::Stages {
     FrameSource frames{input};
     DecodedPcm pcm;
     SampleSeek seek{input, frames, pcm};
+    std::optional<StreamWatch> watch;  // for who wants to be told
 };
 
 CFFmpegStreamingDecoder::CFFmpegStreamingDecoder() : stages_(std::make_unique<Stages>()) {
@@ -50,7 +53,11 @@ bool CFFmpegStreamingDecoder::OpenStages() {
         stages_->input.Open(path_, [this](AVFormatContext* context, AVDictionary** options) {
             return ConfigureInput(context, options);
         });
-    if (error == kDecoderErrorNone) error = stages_->frames.Open();
+    stages_->watch.reset();
+    bytesDelivered_ = 0;
+    if (notes_.onDamage || notes_.onTitle) stages_->watch.emplace(notes_, outputSampleRate_);
+    StreamWatch* watch = stages_->watch ? &*stages_->watch : nullptr;
+    if (error == kDecoderErrorNone) error = stages_->frames.Open(watch);
     if (error != kDecoderErrorNone) return Fail(error);
     return stages_->pcm.Open(stages_->frames.Codec(), outputSampleRate_, outputBits_) ||
            Fail(kDecoderErrorResampler);
@@ -102,6 +109,9 @@ int32_t CFFmpegStreamingDecoder::Read(void* buffer, uint32_t count) {
     auto* output = static_cast<uint8_t*>(buffer);
     uint32_t delivered = stages_->pcm.TakeKept(output, count);
     while (delivered < count) {
+        if (stages_->watch) {
+            stages_->watch->SetPosition((bytesDelivered_ + delivered) / record_.nBlockAlign);
+        }
         const int result = stages_->frames.Next();
         if (result < 0 && delivered == 0) return result == AVERROR_EOF ? 0 : -1;
         if (result < 0) break;
@@ -111,6 +121,7 @@ int32_t CFFmpegStreamingDecoder::Read(void* buffer, uint32_t count) {
         if (!converted) break;
         delivered += bytes;
     }
+    bytesDelivered_ += delivered;
     return static_cast<int32_t>(delivered);
 }
 

@@ -14,6 +14,7 @@
 
 #include "audio/audio_file.h"
 #include "audio/decoder_errors.h"
+#include "audio/source_notes.h"
 
 struct AVDictionary;
 struct AVFormatContext;
@@ -51,6 +52,9 @@ protected:
     virtual int ConfigureInput(AVFormatContext* context, AVDictionary** options);
     virtual bool ComputesLength() const { return true; }
 
+    // Before Open: tells the notes' damage and titles from within Open and Read, counted from
+    // the first frame that Read gives.
+    void WatchStream(const SourceNotes& notes) { notes_ = notes; }
     // Lets FFmpeg skip the packets of every stream but the chosen one; after Open.
     void DiscardOtherStreams();
     void SetErrorCode(uint32_t code) { errorCode_ = code; }
@@ -66,13 +70,15 @@ private:
 
     std::unique_ptr<Stages> stages_;
     WAVEFORMATEX record_;
+    SourceNotes notes_;
     std::string path_;
     uint32_t outputSampleRate_ = 44100;
     int32_t outputBits_ = 16;
     uint32_t errorCode_ = kDecoderErrorNone;
     bool exactLength_ = false;
     uint32_t seekPreRollMs_ = 2000;
-    double position_ = -1.0;  // seconds; negative before the first Seek
+    uint64_t bytesDelivered_ = 0;  // by Read, since Open
+    double position_ = -1.0;       // seconds; negative before the first Seek
 };
 
 }  // namespace receiver

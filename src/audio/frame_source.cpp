@@ -2,7 +2,9 @@
 
 namespace receiver {
 
-uint32_t FrameSource::Open() {
+uint32_t FrameSource::Open(StreamWatch* watch) {
+    watch_ = watch;
+    if (watch_) watch_->LookAtTitle(input_.Context(), input_.Stream());
     const uint32_t error = OpenCodec();
     if (error != kDecoderErrorNone) return error;
     frame_.reset(av_frame_alloc());
@@ -29,18 +31,25 @@ void FrameSource::Close() {
 
 // A packet may hold several frames, and a caller may have taken only some of them.
 int FrameSource::Next() {
-    while (avcodec_receive_frame(codec_.get(), frame_.get()) < 0) {
+    while (true) {
+        const int answer = avcodec_receive_frame(codec_.get(), frame_.get());
+        if (answer >= 0) return 0;
+        if (watch_) watch_->LookAtAnswer(answer);
         const int result = SendPacket();
         if (result < 0) return result;
     }
-    return 0;
 }
 
 int FrameSource::SendPacket() {
     const int result = input_.NextPacket(packet_.get());
     if (result < 0) return result;
+    if (watch_) {
+        watch_->LookAtTitle(input_.Context(), input_.Stream());
+        watch_->LookAtPacket(*packet_, input_.Stream());
+    }
     // The decoder would take an empty packet for the end of the stream.
-    if (packet_->size > 0) avcodec_send_packet(codec_.get(), packet_.get());
+    const int answer = packet_->size > 0 ? avcodec_send_packet(codec_.get(), packet_.get()) : 0;
+    if (watch_) watch_->LookAtAnswer(answer);
     av_packet_unref(packet_.get());
     return 0;
 }

@@ -9,6 +9,7 @@
 
 #include "audio/ffmpeg.h"
 #include "audio/media_input.h"
+#include "audio/stream_watch.h"
 
 namespace receiver {
 
@@ -17,7 +18,8 @@ public:
     explicit FrameSource(MediaInput& input) : input_(input) {}
 
     // The input is open. After a failure, what was opened stays until Close.
-    uint32_t Open();
+    // `watch`, if any, is told what passes, and outlives what is opened.
+    uint32_t Open(StreamWatch* watch = nullptr);
     void Close();
 
     // All below: while open.
@@ -34,6 +36,7 @@ private:
     int SendPacket();
 
     MediaInput& input_;
+    StreamWatch* watch_ = nullptr;
     CodecContextPtr codec_;
     FramePtr frame_;    // reused for every decoded frame
     PacketPtr packet_;  // reused for every read packet

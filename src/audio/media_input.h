@@ -37,7 +37,9 @@ public:
     bool Seek(int64_t timestamp, int flags);
 
     const AVFormatContext& Context() const { return *context_; }
+    AVFormatContext& Context() { return *context_; }
     const AVStream& Stream() const { return *context_->streams[streamIndex_]; }
+    AVStream& Stream() { return *context_->streams[streamIndex_]; }
 
 private:
     uint32_t ChooseStream(AVFormatContext* context);

@@ -45,8 +45,8 @@ void Connect(Connection& connection, const AVIOInterruptCB& interrupt) {
 }  // namespace
 
 NetworkAccess::NetworkAccess(std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
-                             uint64_t timeoutMs)
-    : cancellation_(std::move(cancellation)), timeoutMs_(timeoutMs) {}
+                             uint64_t timeoutMs, NetworkRequest request)
+    : cancellation_(std::move(cancellation)), timeoutMs_(timeoutMs), request_(std::move(request)) {}
 
 int NetworkAccess::Configure(AVFormatContext* context, AVDictionary** options) {
     context->interrupt_callback = {&NetworkAccess::InterruptCallback, this};
@@ -86,9 +86,11 @@ int NetworkAccess::OpenHook(AVFormatContext* context, AVIOContext** stream, cons
 // thread of its own it delays nobody: whoever waits leaves it at the deadline.
 int NetworkAccess::Open(AVIOContext** stream, const char* url, int flags, AVDictionary** options) {
     if (!IsNetworkUrl(url)) return AVERROR(EINVAL);
+    if (sourceUrl_.empty()) sourceUrl_ = url;
     AVDictionary* made = nullptr;
     int result = options ? av_dict_copy(&made, *options, 0) : 0;
-    if (result >= 0) result = SetConnectionOptions(&made, timeoutMs_);
+    if (result >= 0)
+        result = SetConnectionOptions(&made, timeoutMs_, request_, IsSameServer(url, sourceUrl_));
     DictionaryPtr connectionOptions(made);
     if (result < 0) return result;
     AbandonedThreads& abandoned = AbandonedThreads::Instance();

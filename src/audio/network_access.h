@@ -10,8 +10,10 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "audio/ffmpeg_network_cancellation.h"
+#include "audio/source_policy.h"
 
 struct AVDictionary;
 struct AVFormatContext;
@@ -23,7 +25,8 @@ namespace receiver {
 // given up holds on to it.
 class NetworkAccess final : public std::enable_shared_from_this<NetworkAccess> {
 public:
-    NetworkAccess(std::shared_ptr<CFFmpegNetworkCancellation> cancellation, uint64_t timeoutMs);
+    NetworkAccess(std::shared_ptr<CFFmpegNetworkCancellation> cancellation, uint64_t timeoutMs,
+                  NetworkRequest request);
 
     // For the context that is about to be opened, which this object must outlive.
     int Configure(AVFormatContext* context, AVDictionary** options);
@@ -42,6 +45,8 @@ private:
 
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
+    const NetworkRequest request_;
+    std::string sourceUrl_;              // the first that is opened; the source thread's
     std::atomic<uint64_t> deadline_{0};  // 0 for none
     std::atomic<bool> timedOut_{false};
 };

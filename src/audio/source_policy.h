@@ -27,6 +27,13 @@ inline constexpr std::array kNetworkDemuxers = {
 // What carries HTTP and HTTPS, and what decrypts the segments of a playlist.
 inline constexpr const char* kNetworkProtocols = "http,https,tls,tcp,crypto";
 
+// What a source's requests say besides what every request does.
+struct NetworkRequest {
+    std::string userAgent;  // empty: FFmpeg's
+    std::string headers;    // whole lines, each with its line end
+    std::string caFile;     // certificates to trust, UTF-8; empty: the system's
+};
+
 // True for what a source, its playlists, keys and segments may lie at.
 bool IsNetworkUrl(std::string_view url);
 
@@ -35,8 +42,12 @@ bool IsNetworkUrl(std::string_view url);
 int SetNetworkFormats(AVDictionary** options);
 // For every single connection, as no option of the first one reaches the next: certificates
 // are verified, reads and writes keep to the time-out, no proxy is asked for (FFmpeg would
-// take one from the environment), and redirects cannot leave HTTP.
-int SetConnectionOptions(AVDictionary** options, uint64_t timeoutMs);
+// take one from the environment), and redirects cannot leave HTTP. The request's headers may
+// hold what only the source's own server is to know: others are not sent them.
+int SetConnectionOptions(AVDictionary** options, uint64_t timeoutMs, const NetworkRequest& request,
+                         bool isSourcesServer);
+// True when both lie on one server: scheme, host and port are the same.
+bool IsSameServer(std::string_view url, std::string_view other);
 
 // Restricts the context to the file whose name it is opened with, whatever that name looks
 // like: nothing that the file names is opened, neither other files nor the network.

@@ -4,6 +4,7 @@
 
 #include "audio/ffmpeg_network_audio_file.h"
 #include "detect/detector_audio_file.h"
+#include "platform/text.h"
 #include "session/program_end.h"
 
 namespace receiver {
@@ -11,12 +12,23 @@ namespace {
 
 constexpr double kBerThreshold = 0.14;
 
+NetworkRequest MakeRequest(const PreparedHttp& http) {
+    NetworkRequest request{.userAgent = http.userAgent, .headers = {}, .caFile = {}};
+    for (const auto& [name, value] : http.headers) {
+        request.headers += name + ": " + value + "\r\n";
+    }
+    if (!http.caFile.empty()) request.caFile = AnsiToUtf8(http.caFile).value_or(http.caFile);
+    return request;
+}
+
 std::unique_ptr<CAudioFile> MakeConnection(
     const PreparedProgram& program, const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation,
-    const SourceNotes&) {
+    const SourceNotes& notes) {
     auto network = std::make_unique<CFFmpegNetworkAudioFile>(cancellation, program.ioTimeoutMs);
     network->SetOutputSampleRate(kStreamSampleRate);
     network->SetOutputBitsPerSample(16);
+    network->SetRequest(MakeRequest(program.additions.http));
+    network->SetNotes(notes);
     return network;
 }
 

@@ -1,0 +1,108 @@
+#include "audio/stream_watch.h"
+
+#include <utility>
+
+#include "platform/text.h"
+
+namespace receiver {
+namespace {
+
+constexpr size_t kMaxTitleBytes = 1024;
+// Below it lies what containers round, above it what is missing: the shortest packets of
+// audio last 2.5 ms, the segments of a playlist seconds.
+constexpr double kMinJumpSeconds = 0.05;
+// Beyond it the clock of the sender was set anew, and says nothing of what is missing.
+constexpr double kMaxJumpSeconds = 3600.0;
+// Damage that follows within this time belongs to the damage before.
+constexpr uint64_t kRunMs = 1000;
+
+const char* ValueOf(const AVDictionary* metadata, const char* key) {
+    const AVDictionaryEntry* entry = av_dict_get(metadata, key, nullptr, 0);
+    return entry ? entry->value : nullptr;
+}
+
+// What a station says of the piece that plays: ICY's title, or a file's tags.
+std::string TitleOf(const AVFormatContext& context, const AVStream& stream) {
+    if (const char* title = ValueOf(context.metadata, "StreamTitle")) return title;
+    for (const AVDictionary* metadata : {stream.metadata, context.metadata}) {
+        const char* title = ValueOf(metadata, "title");
+        if (!title) continue;
+        const char* artist = ValueOf(metadata, "artist");
+        return artist ? std::string(artist) + " - " + title : title;
+    }
+    return {};
+}
+
+// A packet's place in the body tells what a parser has skipped only where frames follow each
+// other without a container.
+bool IsBareStream(const AVStream& stream) {
+    return stream.codecpar->codec_id == AV_CODEC_ID_MP3 ||
+           stream.codecpar->codec_id == AV_CODEC_ID_AAC;
+}
+
+}  // namespace
+
+StreamWatch::StreamWatch(SourceNotes notes, uint32_t outputRate)
+    : notes_(std::move(notes)), outputRate_(outputRate) {}
+
+void StreamWatch::LookAtTitle(AVFormatContext& context, AVStream& stream) {
+    if (!notes_.onTitle) return;
+    const bool isNews = !lookedForTitle_ ||
+                        (context.event_flags & AVFMT_EVENT_FLAG_METADATA_UPDATED) != 0 ||
+                        (stream.event_flags & AVSTREAM_EVENT_FLAG_METADATA_UPDATED) != 0;
+    if (!isNews) return;
+    lookedForTitle_ = true;
+    context.event_flags &= ~AVFMT_EVENT_FLAG_METADATA_UPDATED;
+    stream.event_flags &= ~AVSTREAM_EVENT_FLAG_METADATA_UPDATED;
+    std::string title = TitleOf(context, stream);
+    if (title.size() > kMaxTitleBytes) title.resize(kMaxTitleBytes);
+    title = ReplaceIllFormedUtf8(title);
+    if (title == title_) return;
+    title_ = title;
+    notes_.onTitle({.sample = position_, .title = std::move(title)});
+}
+
+void StreamWatch::LookAtPacket(const AVPacket& packet, const AVStream& stream) {
+    if (!notes_.onDamage) return;
+    const double unit = av_q2d(stream.time_base);
+    packetFrames_ =
+        packet.duration > 0
+            ? static_cast<uint64_t>(static_cast<double>(packet.duration) * unit * outputRate_)
+            : 0;
+    if (packet.flags & AV_PKT_FLAG_CORRUPT) {
+        TellDamage(SourceDamage::Kind::kUndecodable, packetFrames_);
+    }
+    if (packet.dts != AV_NOPTS_VALUE) {
+        if (expectedTime_) {
+            const double jump = static_cast<double>(packet.dts - *expectedTime_) * unit;
+            if (jump >= kMinJumpSeconds && jump < kMaxJumpSeconds) {
+                TellDamage(SourceDamage::Kind::kDiscontinuity,
+                           static_cast<uint64_t>(jump * outputRate_));
+            }
+        }
+        expectedTime_ = packet.dts + packet.duration;
+    } else {
+        expectedTime_.reset();
+    }
+    if (packet.pos >= 0 && IsBareStream(stream)) {
+        if (expectedPlace_ && packet.pos > *expectedPlace_) {
+            TellDamage(SourceDamage::Kind::kUndecodable, 0);
+        }
+        expectedPlace_ = packet.pos + packet.size;
+    }
+}
+
+void StreamWatch::LookAtAnswer(int result) {
+    if (!notes_.onDamage || result >= 0) return;
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
+    TellDamage(SourceDamage::Kind::kUndecodable, packetFrames_);
+}
+
+void StreamWatch::TellDamage(SourceDamage::Kind kind, uint64_t frames) {
+    const bool goesOn =
+        kind == SourceDamage::Kind::kUndecodable && damagedUntil_ && position_ <= *damagedUntil_;
+    damagedUntil_ = position_ + kRunMs * outputRate_ / 1000;
+    if (!goesOn) notes_.onDamage({.kind = kind, .sample = position_, .frames = frames});
+}
+
+}  // namespace receiver
