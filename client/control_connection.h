@@ -25,6 +25,7 @@ public:
     bool Open(const std::string& uri, uint64_t deadline);
     void Close();
     bool IsOpen() const { return open_; }
+    uint32_t ServerProcessId() const { return pipe_.ServerProcessId(); }
 
     bool Send(const nlohmann::json& message, uint64_t deadline);
     // The next message, always an object with a "type" text. One that has arrived is

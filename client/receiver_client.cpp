@@ -7,6 +7,7 @@
 #include "control_connection.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
+#include "platform/process_watch.h"
 #include "wire/messages.h"
 
 namespace receiver {
@@ -43,6 +44,7 @@ public:
 
     std::optional<Welcome> Connect(uint64_t deadline) {
         if (!channel_.Open(uri_, deadline)) return {};
+        receiver_ = std::make_unique<ProcessWatch>(channel_.ServerProcessId());
         std::optional<Welcome> welcome = Hello(deadline);
         if (!welcome) channel_.Close();
         return welcome;
@@ -104,6 +106,7 @@ public:
 
     ControlConnection channel_;
     std::string uri_;
+    std::unique_ptr<ProcessWatch> receiver_;  // of the last connection; empty before one
     std::deque<json> pending_;  // events, in order of arrival, and a session taken back
 
 private:
@@ -198,6 +201,12 @@ void ReceiverClient::Disconnect() {
 
 bool ReceiverClient::IsConnected() const {
     return connection_->channel_.IsOpen();
+}
+
+bool ReceiverClient::WaitForReceiverEnd(Milliseconds timeout) const {
+    return connection_->receiver_ != nullptr &&
+           connection_->receiver_->WaitForEnd(
+               static_cast<uint32_t>(std::clamp<int64_t>(timeout.count(), 0, 0xFFFFFFFE)));
 }
 
 std::optional<Welcome> ReceiverClient::Hello(Milliseconds timeout) {

@@ -36,11 +36,6 @@ public:
         return AwaitListening(deadline);
     }
 
-    std::unique_ptr<ChildProcess> child_;
-    std::string uri_;
-    Error failure_;
-
-private:
     bool AwaitListening(uint64_t deadline) {
         for (;;) {
             const std::optional<std::string> line =
@@ -57,6 +52,11 @@ private:
         }
     }
 
+    std::unique_ptr<ChildProcess> child_;
+    std::string uri_;
+    Error failure_;
+
+private:
     bool FailExit(int code) {
         std::string words = child_->ReadAllErrors(TickMs() + kLastWordsMs).value_or("");
         while (!words.empty() && words.back() == '\n') words.pop_back();
@@ -83,6 +83,10 @@ bool ReceiverProcess::Start(const std::string& program, const std::string& logPa
     return process_->Start(program, logPath, TickDeadline(timeout));
 }
 
+bool ReceiverProcess::AwaitListening(Milliseconds timeout) {
+    return process_->AwaitListening(TickDeadline(timeout));
+}
+
 const std::string& ReceiverProcess::ControlUri() const {
     return process_->uri_;
 }
@@ -93,6 +97,14 @@ uint32_t ReceiverProcess::ProcessId() const {
 
 std::optional<int> ReceiverProcess::WaitForExit(Milliseconds timeout) {
     return process_->child_->WaitForExit(TickDeadline(timeout));
+}
+
+void ReceiverProcess::Terminate() {
+    if (process_->child_ != nullptr) process_->child_->RequestEnd();
+}
+
+bool ReceiverProcess::IsRunning() {
+    return process_->child_ != nullptr && !process_->child_->WaitForExit(0);
 }
 
 const Error& ReceiverProcess::LastError() const {

@@ -116,6 +116,10 @@ bool CPcmPipe::Peek(size_t* available) {
     return Finish(WithoutThrowing([&] { return endpoint_->Peek(*available); }));
 }
 
+uint32_t CPcmPipe::ServerProcessId() const {
+    return endpoint_->ServerProcessId();
+}
+
 void CPcmPipe::Close() {
     endpoint_->Close();
 }

@@ -45,6 +45,9 @@ public:
     bool Write(const void* buffer, size_t count, uint64_t deadlineTickMs);
     // Bytes that can be read now. Fails with 109 once the peer is gone and all is read.
     bool Peek(size_t* available);
+    // Client: the process that serves this connection; 0 without one, or when the system does
+    // not tell.
+    uint32_t ServerProcessId() const;
     void Close();
 
     uint32_t LastError() const { return lastError_; }

@@ -28,6 +28,8 @@ public:
     virtual uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,
                                size_t& moved) = 0;
     virtual uint32_t Peek(size_t& available) = 0;
+    // Of a connected client's server; 0 when the system does not tell.
+    virtual uint32_t ServerProcessId() const = 0;
     virtual void Close() = 0;
 };
 

@@ -83,6 +83,13 @@ public:
         return kErrorNone;
     }
 
+    uint32_t ServerProcessId() const override {
+        ucred server{};
+        socklen_t size = sizeof server;
+        if (getsockopt(stream_.Get(), SOL_SOCKET, SO_PEERCRED, &server, &size) != 0) return 0;
+        return static_cast<uint32_t>(server.pid);
+    }
+
     void Close() override {
         stream_.Reset();
         server_.reset();

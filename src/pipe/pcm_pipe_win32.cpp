@@ -70,6 +70,11 @@ public:
         return kErrorNone;
     }
 
+    uint32_t ServerProcessId() const override {
+        ULONG id = 0;
+        return GetNamedPipeServerProcessId(pipe_.Get(), &id) ? id : 0;
+    }
+
     void Close() override { pipe_.Reset(); }
 
 private:

@@ -46,6 +46,10 @@ void ChildProcess::Terminate() {
     process_->Terminate();
 }
 
+void ChildProcess::RequestEnd() {
+    process_->RequestEnd();
+}
+
 void ChildProcess::Kill() {
     process_->Kill();
 }

@@ -2,8 +2,8 @@
 // runs the receiver, and how the tests run what was built.
 //
 //   Units    deadlines are TickMs() values.
-//   Threads  one thread at a time reads and waits; Interrupt, Terminate and Kill may
-//            come from any thread.
+//   Threads  one thread at a time reads and waits; Interrupt, Terminate, RequestEnd
+//            and Kill may come from any thread.
 //   Errors   the constructor throws std::runtime_error "Cannot start PROGRAM"; the
 //            rest answers with nothing when the deadline passes.
 //
@@ -58,7 +58,9 @@ public:
     // a process group.
     void Interrupt();
     void Terminate();  // SIGTERM; on Windows as Kill
-    void Kill();       // exit code 137 on every platform
+    // Asks for a clean end as a service manager does: SIGTERM, on Windows Ctrl+Break.
+    void RequestEnd();
+    void Kill();  // exit code 137 on every platform
 
     uint32_t ProcessId() const;
 

@@ -15,6 +15,7 @@ public:
                              uint64_t deadlineTickMs) = 0;
     virtual void Interrupt() = 0;
     virtual void Terminate() = 0;
+    virtual void RequestEnd() = 0;
     virtual void Kill() = 0;
     virtual uint32_t Id() const = 0;
 };

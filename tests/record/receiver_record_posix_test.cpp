@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <map>
 #include <utility>
 
+#include "folder_watch_posix.h"
 #include "platform/clock.h"
 #include "platform/text.h"
 #include "record_run.h"
@@ -26,33 +26,6 @@ namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Waits until a file in the folder has grown to a size.
-class FolderWatch {
-public:
-    explicit FolderWatch(const fs::path& folder) : fd_(inotify_init1(IN_CLOEXEC)) {
-        inotify_add_watch(fd_, folder.c_str(), IN_MODIFY | IN_CREATE);
-    }
-    ~FolderWatch() { close(fd_); }
-    bool WaitForSize(const fs::path& file, uint64_t bytes) {
-        const uint64_t deadline = TickMs() + kRunPatienceMs;
-        for (;;) {
-            std::error_code missing;
-            const uint64_t size = fs::file_size(file, missing);
-            if (!missing && size >= bytes) return true;
-            const uint64_t now = TickMs();
-            pollfd ready = {fd_, POLLIN, 0};
-            if (now >= deadline || poll(&ready, 1, static_cast<int>(deadline - now)) <= 0) {
-                return false;
-            }
-            char events[4096];
-            if (read(fd_, events, sizeof(events)) <= 0) return false;
-        }
-    }
-
-private:
-    const int fd_;
-};
 
 // A FIFO that a program writes into and nobody empties until ReadAll.
 class StalledOutput {

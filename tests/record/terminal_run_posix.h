@@ -31,6 +31,7 @@ public:
     // Shows all until the program ends; its exit code.
     std::optional<int> Finish();
 
+    long ProcessId() const { return child_; }
     const TerminalScreen& Screen() const { return screen_; }
     double Seconds() const;  // since the start
 

@@ -33,14 +33,30 @@ struct Change {
     }
 };
 
+// A snapshot that was asked for later holds all matches and the programme's newest end.
+bool IsOutdated(const Event& event, const SessionRecord& session) {
+    return event.sequence != 0 && event.sequence <= session.sequence &&
+           (std::holds_alternative<DetectedEvent>(event.body) ||
+            std::holds_alternative<ProgramEndEvent>(event.body));
+}
+
+uint64_t SequenceOf(const SessionSnapshot& snapshot) {
+    const auto sequence = snapshot.raw.find("sequence");
+    const bool isThere = sequence != snapshot.raw.end() && sequence->is_number_unsigned();
+    return isThere ? sequence->get<uint64_t>() : 0;
+}
+
 }  // namespace
 
 void Apply(const Event& event, SessionRecord& session) {
+    if (IsOutdated(event, session)) return;
     std::visit(Change{session}, event.body);
+    session.sequence = std::max(session.sequence, event.sequence);
 }
 
 void Apply(const SessionSnapshot& snapshot, SessionRecord& session) {
     session.matches = snapshot.matches;
+    session.sequence = std::max(session.sequence, SequenceOf(snapshot));
     if (snapshot.program) session.program = snapshot.program;
     if (snapshot.sourceSample) session.startSample = snapshot.sourceSample;
     if (snapshot.uri) {

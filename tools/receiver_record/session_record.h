@@ -24,7 +24,8 @@ struct SessionRecord {
     std::optional<uint64_t> startSample;
     std::string audioUri;  // empty before there is audio
     std::optional<End> finished;
-    bool over = false;  // so the receiver says, though FINISHED has not come
+    uint64_t sequence = 0;  // what the events up to this one told is known
+    bool over = false;      // so the receiver says, though FINISHED has not come
     bool sourceFailed = false;
 };
 

@@ -40,6 +40,9 @@ public:
     std::optional<Welcome> Reconnect(Milliseconds timeout);
     void Disconnect();
     bool IsConnected() const;
+    // True as soon as the process behind the last connection has ended; false after the
+    // time-out, and where the system does not tell.
+    bool WaitForReceiverEnd(Milliseconds timeout) const;
 
     // Asks what the receiver is doing; may be repeated at any time.
     std::optional<Welcome> Hello(Milliseconds timeout);

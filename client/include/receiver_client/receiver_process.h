@@ -29,11 +29,17 @@ public:
     // Starts `program` with a control pipe of a new name and returns once it listens.
     // The receiver logs to files beside and named after `logPath`. Once only.
     bool Start(const std::string& program, const std::string& logPath, Milliseconds timeout);
+    // Goes on waiting where Start has timed out.
+    bool AwaitListening(Milliseconds timeout);
     // Where ReceiverClient::Connect finds it; valid after Start.
     const std::string& ControlUri() const;
     uint32_t ProcessId() const;
     // Nothing while it still runs.
     std::optional<int> WaitForExit(Milliseconds timeout);
+    // Asks a receiver that does not answer SHUTDOWN to end: SIGTERM, on Windows Ctrl+Break.
+    // Nothing happens to one that has not been started.
+    void Terminate();
+    bool IsRunning();
 
     const Error& LastError() const;
 

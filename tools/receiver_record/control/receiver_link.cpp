@@ -15,12 +15,16 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kStartTimeout(20000);
+constexpr uint64_t kStartMs = 20000;
+constexpr milliseconds kStartStep(100);  // how soon an interruption is seen
 constexpr uint64_t kConnectMs = 10000;
-constexpr milliseconds kConnectStep(100);  // how soon an interruption is seen
+constexpr milliseconds kConnectStep(100);
 constexpr milliseconds kReconnectStep(500);
 constexpr milliseconds kShutdownTimeout(2000);
-constexpr milliseconds kExitTimeout(10000);
+constexpr milliseconds kExitTimeout(5000);
+constexpr milliseconds kTerminateTimeout(2000);
+// The system closes what an ending process held a moment before it calls it ended.
+constexpr milliseconds kEndTimeout(100);
 
 }  // namespace
 
@@ -31,12 +35,18 @@ ReceiverLink::ReceiverLink(const RecordOptions& options, const ManualResetEvent&
       client_(cancellation_) {}
 
 ReceiverLink::~ReceiverLink() {
-    if (started_) {
-        client_.Shutdown(kShutdownTimeout);
-        process_.WaitForExit(kExitTimeout);
-    }
+    EndReceiver();
     std::error_code ignored;  // a log that is left in the temporary folder does no harm
     if (!temporaryLog_.empty()) fs::remove_all(temporaryLog_, ignored);
+}
+
+// What still runs afterwards is killed by the process's own destructor.
+void ReceiverLink::EndReceiver() {
+    if (!process_.IsRunning()) return;
+    const bool isTold = !isSilent_ && client_.Shutdown(kShutdownTimeout);
+    if (isTold && process_.WaitForExit(kExitTimeout)) return;
+    process_.Terminate();
+    process_.WaitForExit(kTerminateTimeout);
 }
 
 std::optional<Welcome> ReceiverLink::Open() {
@@ -61,7 +71,12 @@ bool ReceiverLink::Start() {
             fs::create_directory(temporaryLog_);
             log = ToUtf8(temporaryLog_ / "receiver.log");
         }
-        started_ = process_.Start(ReceiverProgram(), log, kStartTimeout);
+        const uint64_t deadline = TickMs() + kStartMs;
+        started_ = process_.Start(ReceiverProgram(), log, kStartStep);
+        while (!started_ && process_.LastError().kind == ErrorKind::kTimedOut &&
+               TickMs() < deadline && !interrupted_.IsSignalled()) {
+            started_ = process_.AwaitListening(kStartStep);
+        }
         if (!started_) failure_ = process_.LastError().text;
     } catch (const std::exception& e) {
         failure_ = e.what();
@@ -76,7 +91,7 @@ std::optional<Welcome> ReceiverLink::Reopen() {
 }
 
 bool ReceiverLink::IsGone() {
-    return started_ && process_.WaitForExit(milliseconds(0)).has_value();
+    return (started_ && !process_.IsRunning()) || client_.WaitForReceiverEnd(kEndTimeout);
 }
 
 std::string ReceiverLink::KeepLog() {

@@ -20,7 +20,9 @@ class ReceiverLink final {
 public:
     // Both outlive the object. The event ends the wait for a receiver.
     ReceiverLink(const RecordOptions& options, const ManualResetEvent& interrupted);
-    // Ends the receiver that was started, and removes its temporary log unless KeepLog.
+    // Ends the receiver that was started: by SHUTDOWN, by a request of the system where that
+    // is not answered, and by force where that does not help. Removes its temporary log
+    // unless KeepLog.
     ~ReceiverLink();
     ReceiverLink(const ReceiverLink&) = delete;
     ReceiverLink& operator=(const ReceiverLink&) = delete;
@@ -30,7 +32,10 @@ public:
     // What the receiver does, after the connection was lost. Nothing while it cannot be
     // reached; IsGone tells whether trying again can help.
     std::optional<Welcome> Reopen();
-    bool IsGone();  // the receiver that was started has ended
+    bool IsGone();  // the receiver's process has ended
+    // The receiver no longer answers, and is not asked for anything any more.
+    void GiveUp() { isSilent_ = true; }
+    bool HasGivenUp() const { return isSilent_; }
 
     // Keeps the log of a receiver that failed; returns where, or nothing without one.
     std::string KeepLog();
@@ -38,6 +43,7 @@ public:
 
 private:
     bool Start();
+    void EndReceiver();
     std::string ReceiverProgram() const;
 
     const RecordOptions& options_;
@@ -46,6 +52,7 @@ private:
     ReceiverProcess process_;
     ReceiverClient client_;
     bool started_ = false;
+    bool isSilent_ = false;
     std::filesystem::path temporaryLog_;  // its folder; empty without one
     std::string failure_;
 };

@@ -7,11 +7,18 @@
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/text.h"
-#include "receiver_record/control/buffer_poll.h"
 #include "receiver_record/output/recording_tags.h"
 
 namespace receiver {
 namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
+// A receiver has given up its source after as much silence, and says so.
+constexpr uint64_t kMaxAudioSilenceMs = 60000;
+// What the receiver knows of the loss comes at once.
+constexpr uint64_t kLossExplainedMs = 1000;
 
 // The receiver would refuse without telling which one it misses.
 std::string FirstMissingFile(const std::vector<Reference>& references) {
@@ -41,6 +48,9 @@ Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interru
     : options_(options), interrupted_(interrupted), console_(console), link_(options, interrupted) {
     report_.url = PublicUrl(options_.url);
     report_.sessionId = "record-" + CreateInstanceId();
+    facts_.hasEndReference =
+        std::any_of(options_.references.begin(), options_.references.end(),
+                    [](const Reference& reference) { return reference.role == Role::kEnd; });
 }
 
 ExitCode Recorder::Run() {
@@ -88,23 +98,59 @@ void Recorder::Record() {
 
 void Recorder::Follow(SessionFollower& follower) {
     const SessionRecord& session = follower.Session();
-    BufferPoll poll(link_.Client());
+    ReceiverWatch watch(link_.Client(), TickMs());
     startDeadline_ =
         options_.waitMs ? TickMs() + *options_.waitMs : std::numeric_limits<uint64_t>::max();
-    while (follower.Step(intake_ != nullptr && !intake_->Ended())) {
+    while (follower.Step(AudioComes())) {
         StartAudio(session);
+        NoteAudio();
         StopWhenDue(follower);
-        if (console_.WantsStatus() && follower.IsConnected()) {
-            if (const auto buffer = poll.Poll(session, TickMs())) status_.SetBuffer(*buffer);
+        if (!WatchReceiver(follower, watch)) {
+            follower.GiveUp("The receiver does not answer");
+            break;
         }
         ShowStatus(session);
     }
+    if (follower.IsOverdue()) link_.GiveUp();
+}
+
+bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
+    watch.Heard(std::max(follower.LastHeard(), lastAudio_));
+    if (!follower.IsConnected() || stopping_) return true;  // has a bound of its own
+    const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus(), TickMs());
+    if (buffer) status_.SetBuffer(*buffer);
+    return !watch.IsSilent();
 }
 
 void Recorder::StartAudio(const SessionRecord& session) {
-    if (intake_ != nullptr || session.audioUri.empty() || stopping_) return;
-    intake_ = std::make_unique<AudioIntake>(session.audioUri, output_->Format(),
-                                            MakeTags(MakeReport(session)), output_->Sink());
+    if (session.audioUri.empty() || stopping_) return;
+    if (intake_ == nullptr && audioLostSince_ == 0) {
+        lastAudio_ = TickMs();
+        try {
+            intake_ = std::make_unique<AudioIntake>(session.audioUri, output_->Format(),
+                                                    MakeTags(MakeReport(session)), output_->Sink());
+        } catch (const std::exception& e) {  // no descriptors, no threads
+            facts_.audio.end = AudioEnd::kLost;
+            facts_.audio.failure = e.what();
+            audioLostSince_ = lastAudio_;
+        }
+    }
+}
+
+void Recorder::NoteAudio() {
+    if (intake_ == nullptr) return;
+    const AudioProgress progress = intake_->GetProgress();
+    if (progress.framesQueued > framesSeen_) lastAudio_ = TickMs();
+    framesSeen_ = progress.framesQueued;
+    if (progress.end == AudioEnd::kLost && audioLostSince_ == 0) audioLostSince_ = TickMs();
+}
+
+bool Recorder::AudioComes() const {
+    return intake_ != nullptr && !intake_->Ended() && TickMs() - lastAudio_ < kMaxAudioSilenceMs;
+}
+
+bool Recorder::AudioIsLost() {
+    return audioLostSince_ != 0 && TickMs() - audioLostSince_ >= kLossExplainedMs;
 }
 
 void Recorder::StopWhenDue(SessionFollower& follower) {
@@ -118,6 +164,8 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         console_.Info(hasStarted ? "Interrupted; keeping what was recorded" : "Interrupted");
     } else if (!hasStarted && TickMs() >= startDeadline_) {
         stopping_ = facts_.startOverdue = true;
+    } else if (AudioIsLost()) {
+        stopping_ = facts_.audioLost = true;
     } else if (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed) {
         stopping_ = true;
     }
@@ -133,7 +181,12 @@ void Recorder::ShowStatus(const SessionRecord& session) {
 // What the receiver has sent is still in the pipe, and ends with it. It recognises the end of
 // a programme a moment after it has sent it.
 void Recorder::FinishAudio() {
-    if (!facts_.session.finished && stopping_) intake_->Stop();
+    if (!facts_.session.finished && (stopping_ || link_.HasGivenUp())) intake_->Stop();
+    while (!intake_->WaitForEnd(kFinishStep)) {
+        NoteAudio();
+        const bool isUnwanted = interrupted_.IsSignalled() && !facts_.session.finished;
+        if (isUnwanted || !AudioComes()) intake_->Stop();
+    }
     intake_->WaitForEnd();
     facts_.audio = intake_->GetProgress();
     intake_->Finish(IsComplete(facts_) ? ProgramFrames(facts_.session) : std::nullopt);

@@ -9,6 +9,7 @@
 
 #include "platform/manual_reset_event.h"
 #include "receiver_record/control/receiver_link.h"
+#include "receiver_record/control/receiver_watch.h"
 #include "receiver_record/control/session_follower.h"
 #include "receiver_record/control/verdict.h"
 #include "receiver_record/display/live_status.h"
@@ -32,7 +33,12 @@ private:
     bool OpenOutput();
     void Record();
     void Follow(SessionFollower& follower);
+    // False when the receiver does not answer any more.
+    bool WatchReceiver(SessionFollower& follower, ReceiverWatch& watch);
     void StartAudio(const SessionRecord& session);
+    void NoteAudio();
+    bool AudioComes() const;  // it has come lately, so that the receiver lives
+    bool AudioIsLost();       // and the session has had its time to say why
     void StopWhenDue(SessionFollower& follower);
     void ShowStatus(const SessionRecord& session);
     void FinishAudio();
@@ -50,7 +56,10 @@ private:
     RecordReport report_;  // what is known of it from the beginning; whole after Run
     RecordingFacts facts_;
     LiveStatus status_;
-    uint64_t startDeadline_ = 0;  // TickMs; valid in Follow
+    uint64_t startDeadline_ = 0;   // TickMs; valid in Follow
+    uint64_t lastAudio_ = 0;       // TickMs: when more of it had come
+    uint64_t audioLostSince_ = 0;  // TickMs; 0 while it is not lost
+    uint64_t framesSeen_ = 0;
     bool stopping_ = false;
 };
 

@@ -11,8 +11,10 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kEventStep(100);  // redraws, and how soon an interruption is seen
-constexpr milliseconds kReplyTimeout(5000);
-constexpr uint64_t kStopMs = 10000;
+constexpr milliseconds kPrepareTimeout(5000);
+constexpr milliseconds kCancelTimeout(2000);
+constexpr milliseconds kLastWordTimeout(200);
+constexpr uint64_t kStopMs = 5000;
 constexpr uint64_t kReconnectMs = 5000;
 
 }  // namespace
@@ -22,15 +24,32 @@ SessionFollower::SessionFollower(ReceiverLink& link, RecordConsole& console, std
 
 bool SessionFollower::Prepare(const PrepareRequest& request) {
     sessionId_ = request.sessionId;
-    const std::optional<SessionSnapshot> snapshot = link_.Client().Prepare(request, kReplyTimeout);
+    const std::optional<SessionSnapshot> snapshot =
+        link_.Client().Prepare(request, kPrepareTimeout);
     if (!snapshot) {
-        const Error& error = link_.Client().LastError();
+        const Error error = link_.Client().LastError();
         refused_ = error.kind == ErrorKind::kRejected;
         failure_ = error.text;
+        if (!refused_ && error.kind != ErrorKind::kInvalidArgument) TakeBack();
         return false;
     }
     session_.state = snapshot->state;
     return true;
+}
+
+// The receiver may have begun the session all the same, or begin it once it gets to it. In the
+// pipe CANCEL stands behind PREPARE.
+void SessionFollower::TakeBack() {
+    if (link_.Client().IsConnected() || link_.Reopen()) {
+        link_.Client().Cancel(sessionId_, kCancelTimeout);
+    }
+}
+
+void SessionFollower::GiveUp(const std::string& why) {
+    // For a receiver that goes on some day, and has nobody then to end the session.
+    link_.Client().Cancel(sessionId_, kLastWordTimeout);
+    link_.GiveUp();
+    failure_ = why;
 }
 
 bool SessionFollower::Step(bool audioRuns) {
@@ -39,6 +58,7 @@ bool SessionFollower::Step(bool audioRuns) {
 
 bool SessionFollower::AwaitEvent() {
     if (const std::optional<Event> event = link_.Client().NextEvent(kEventStep)) {
+        lastHeard_ = TickMs();
         if (event->sessionId.empty() || event->sessionId == sessionId_) {
             console_.ShowEvent(*event);
             Apply(*event, session_);
@@ -68,6 +88,7 @@ bool SessionFollower::Recover(bool audioRuns) {
     const std::optional<Welcome> welcome = link_.Reopen();
     if (!welcome) return true;
     lostSince_ = 0;
+    lastHeard_ = TickMs();
     return TakeUp(*welcome);
 }
 
@@ -84,13 +105,13 @@ bool SessionFollower::TakeUp(const Welcome& welcome) {
     }
     Apply(*welcome.active, session_);
     if (session_.finished) return false;
-    if (cancelUntil_ != 0) link_.Client().Cancel(sessionId_, kReplyTimeout);
+    if (cancelUntil_ != 0) link_.Client().Cancel(sessionId_, kCancelTimeout);
     return true;
 }
 
 void SessionFollower::Cancel() {
     cancelUntil_ = TickMs() + kStopMs;
-    if (!IsConnected() || link_.Client().Cancel(sessionId_, kReplyTimeout)) return;
+    if (!IsConnected() || link_.Client().Cancel(sessionId_, kCancelTimeout)) return;
     console_.Detail(link_.Client().LastError().text);
 }
 

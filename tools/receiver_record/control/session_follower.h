@@ -19,7 +19,7 @@ public:
     // Link and console outlive the object; instanceId is the receiver's.
     SessionFollower(ReceiverLink& link, RecordConsole& console, std::string instanceId);
 
-    // Asks for the session. On false FailureText says why.
+    // Asks for the session. On false FailureText says why, and no session is left behind.
     bool Prepare(const PrepareRequest& request);
     // Waits a moment for what comes next, for a lost connection too: longer while audio still
     // comes. False when nothing more will come.
@@ -28,14 +28,18 @@ public:
     // until IsOverdue.
     void Cancel();
     bool IsOverdue() const;
+    // Ends the following of a receiver that does not answer.
+    void GiveUp(const std::string& why);
 
     bool IsConnected() const { return lostSince_ == 0; }
     const SessionRecord& Session() const { return session_; }
+    uint64_t LastHeard() const { return lastHeard_; }  // when the receiver last said something
     // Why the session was not prepared, or the receiver is lost; empty while all is well.
     const std::string& FailureText() const { return failure_; }
     bool WasRefused() const { return refused_; }
 
 private:
+    void TakeBack();
     bool AwaitEvent();
     bool Recover(bool audioRuns);
     bool TakeUp(const Welcome& welcome);  // after a reconnection; false when the session is over
@@ -47,6 +51,7 @@ private:
     SessionRecord session_;
     std::string failure_;
     bool refused_ = false;
+    uint64_t lastHeard_ = 0;
     uint64_t lostSince_ = 0;    // 0 while there is a connection
     uint64_t cancelUntil_ = 0;  // 0 while nobody has cancelled
 };

@@ -27,17 +27,27 @@ Verdict DecideByFinish(const SessionRecord& session) {
     return {ExitCode::kFailure, message};
 }
 
+// Less came than the maximum, and nobody said why. Without an end recording only the source can
+// have ended it; with one, the message that it was heard may be lost.
+bool MayHaveMissedTheEnd(const RecordingFacts& facts) {
+    const std::optional<Program>& program = facts.session.program;
+    return facts.hasEndReference && program && program->reason == kEndMaximum;
+}
+
 Verdict DecideBySession(const RecordingFacts& facts) {
     const SessionRecord& session = facts.session;
     const bool audioIsComplete = facts.audio.end == AudioEnd::kComplete;
     if (session.sourceFailed || facts.audio.end == AudioEnd::kSourceFailed) {
         return {ExitCode::kSourceError, "The source failed"};
     }
-    if (audioIsComplete && !session.finished && !session.over) {
+    if (audioIsComplete && !session.finished && (!session.over || MayHaveMissedTheEnd(facts))) {
         return {ExitCode::kFailure, "The receiver was lost before it said how the programme ended"};
     }
     if (audioIsComplete) {
         return {ExitCode::kSourceError, "The source ended before the programme did"};
+    }
+    if (facts.audioLost) {
+        return {ExitCode::kFailure, "The audio cannot be received: " + facts.audio.failure};
     }
     Verdict verdict;
     if (session.finished) verdict = DecideByFinish(session);

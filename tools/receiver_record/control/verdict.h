@@ -14,6 +14,8 @@ struct RecordingFacts {
     std::string outputRefusal;     // why the output could not be created
     bool interrupted = false;      // by the user
     bool startOverdue = false;     // the recorder waited no longer for a start
+    bool audioLost = false;        // the session was cancelled because its audio did not come
+    bool hasEndReference = false;  // a recording could end the programme
     SessionRecord session;
     bool refused = false;         // the receiver is well, but not willing
     std::string receiverFailure;  // of the receiver, or of the connection to it

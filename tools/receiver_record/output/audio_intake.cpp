@@ -43,6 +43,15 @@ void AudioIntake::WaitForEnd() {
     if (thread_.joinable()) thread_.join();
 }
 
+bool AudioIntake::WaitForEnd(milliseconds timeout) {
+    const SteadyTime deadline = DeadlineIn(static_cast<unsigned long long>(timeout.count()));
+    MutexLock lock(mutex_);
+    while (progress_.end == AudioEnd::kRunning) {
+        if (!lock.WaitUntil(ended_, deadline)) break;
+    }
+    return progress_.end != AudioEnd::kRunning;
+}
+
 void AudioIntake::Finish(std::optional<uint64_t> frames) {
     MutexLock lock(mutex_);
     const std::shared_ptr<RecordingWriter> writer = writer_;
@@ -76,7 +85,7 @@ double AudioIntake::TakePeak() {
 void AudioIntake::Run() {
     SetCurrentThreadName("record-reader");
     if (!reader_.Open(uri_, kConnectTimeout)) {
-        Fail(AudioEnd::kLost, reader_.LastError().text);
+        End(AudioEnd::kLost, reader_.LastError().text);
         return;
     }
     const PcmFormat format = reader_.Format();
@@ -90,10 +99,9 @@ void AudioIntake::Run() {
             writer_ = writer;
         }
         const AudioEnd end = Receive(*writer);
-        MutexLock lock(mutex_);
-        progress_.end = end;
+        End(end, end == AudioEnd::kLost ? reader_.LastError().text : "");
     } catch (const std::exception& e) {
-        Fail(AudioEnd::kOutputFailed, e.what());
+        End(AudioEnd::kOutputFailed, e.what());
     }
 }
 
@@ -114,17 +122,16 @@ AudioEnd AudioIntake::Receive(RecordingWriter& writer) {
                 return AudioEnd::kSourceFailed;
             case Pcm1Reader::Result::kError:
                 if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
-                MutexLock lock(mutex_);
-                progress_.failure = reader_.LastError().text;
                 return AudioEnd::kLost;
         }
     }
 }
 
-void AudioIntake::Fail(AudioEnd end, const std::string& why) {
+void AudioIntake::End(AudioEnd end, const std::string& why) {
     MutexLock lock(mutex_);
     progress_.failure = why;
     progress_.end = end;
+    ended_.notify_all();
 }
 
 }  // namespace receiver

@@ -5,6 +5,7 @@
 //   Lock     mutex_ guards the state; never held across the pipe or the output.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <optional>
@@ -30,7 +31,9 @@ public:
     // Stops waiting for more.
     void Stop() { cancellation_.Cancel(); }
     bool Ended() EXCLUDES(mutex_);
-    void WaitForEnd();  // of the stream, one way or another
+    void WaitForEnd() EXCLUDES(mutex_);  // of the stream, one way or another
+    // The same for so long at most; whether it has ended.
+    bool WaitForEnd(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
     // After WaitForEnd: writes what has come, or only its first `frames` frames, and closes
     // the output. Once.
     void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
@@ -41,7 +44,7 @@ public:
 private:
     void Run() EXCLUDES(mutex_);
     AudioEnd Receive(RecordingWriter& writer) EXCLUDES(mutex_);
-    void Fail(AudioEnd end, const std::string& why) EXCLUDES(mutex_);
+    void End(AudioEnd end, const std::string& why = "") EXCLUDES(mutex_);
 
     const std::string uri_;
     const OutputFormat& outputFormat_;
@@ -51,6 +54,7 @@ private:
     Pcm1Reader reader_;  // the reader thread's alone
 
     Mutex mutex_;
+    std::condition_variable ended_;
     AudioProgress progress_ GUARDED_BY(mutex_);  // but the counts of frames
     std::shared_ptr<RecordingWriter> writer_ GUARDED_BY(mutex_);
 

@@ -89,6 +89,78 @@ TEST_F(SessionFollowerTest, ARefusalIsToldInTheReceiversWords) {
     EXPECT_EQ(failure_, "not today");
 }
 
+// The session may have begun all the same, and nobody else would end it.
+TEST_F(SessionFollowerTest, ARequestThatIsNotAnsweredIsTakenBack) {
+    json command;
+    Follow([&](FakePeer& peer) {
+        peer.Welcome();
+        peer.ReceiveMessage();
+        command = Acknowledge(peer);
+        peer.WaitForHangUp();
+    });
+    EXPECT_FALSE(prepared_);
+    EXPECT_FALSE(refused_);
+    EXPECT_EQ(failure_, "The receiver did not answer in time");
+    EXPECT_EQ(command["type"], kCommandCancel);
+    EXPECT_EQ(command["sessionId"], kSession);
+}
+
+TEST_F(SessionFollowerTest, ARequestWhoseAnswerIsLostWithTheConnectionIsTakenBack) {
+    json command;
+    Follow([&](FakePeer& peer) {
+        peer.Welcome();
+        peer.ReceiveMessage();
+        peer.AcceptAgain();
+        peer.Welcome(Snapshot(kStateScanning));
+        command = Acknowledge(peer);
+        peer.WaitForHangUp();
+    });
+    EXPECT_FALSE(prepared_);
+    EXPECT_EQ(command["type"], kCommandCancel);
+}
+
+// It was sent before the connection was lost, and fetched after the snapshot.
+TEST_F(SessionFollowerTest, AnEventThatTheSnapshotHasOvertakenTakesNothingBack) {
+    const auto program = [](uint64_t end, const char* reason) {
+        return json{{"startSample", 0},
+                    {"endSample", end},
+                    {"sampleRate", 44100},
+                    {"fadeFrames", 0},
+                    {"reason", reason}};
+    };
+    const json match = {{"referenceId", "a"},
+                        {"role", kRoleStart},
+                        {"sample", 0},
+                        {"observedAfterSample", 2},
+                        {"ber", 0}};
+    Follow(
+        [&](FakePeer& peer) {
+            peer.Welcome();
+            Acknowledge(peer);
+            peer.ReceiveMessage();  // CANCEL, whose answer never comes: what follows has to wait
+            json detected = match;
+            detected.update({{"type", kEventDetected}, {"sessionId", kSession}, {"sequence", 1}});
+            peer.SendMessage(detected);
+            peer.SendMessage({{"type", kEventProgramEnd},
+                              {"sessionId", kSession},
+                              {"sequence", 2},
+                              {"program", program(1000, kEndMaximum)}});
+            peer.AcceptAgain();
+            json active = Snapshot(kStateCancelling);
+            active["sequence"] = 3;
+            active["matches"] = {match};
+            active["program"] = program(500, kEndOutro);
+            peer.Welcome(active);
+            Acknowledge(peer);
+            peer.SendMessage(Finished(kReasonCancelled));
+            peer.WaitForHangUp();
+        },
+        true);
+    EXPECT_EQ(session_.matches.size(), 1u);
+    ASSERT_TRUE(session_.program);
+    EXPECT_EQ(session_.program->reason, kEndOutro);
+}
+
 TEST_F(SessionFollowerTest, EventsAreFollowedUntilFinished) {
     Follow([](FakePeer& peer) {
         peer.Welcome();

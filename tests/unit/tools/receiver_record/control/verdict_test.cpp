@@ -92,6 +92,13 @@ TEST(Verdict, AProgrammeThatIsNotCompleteNamesTheSource) {
                   f.session.finished.reset();
                   f.session.over = true;
               }),
+        early("nothing but the maximum could have ended it",
+              [](RecordingFacts& f) {
+                  f.session.program->reason = kEndMaximum;
+                  f.session.finished.reset();
+                  f.session.over = true;
+                  --f.audio.framesQueued;
+              }),
     });
 }
 
@@ -205,6 +212,24 @@ TEST(Verdict, OtherwiseTheReceiverFailedAndItsLogMaySayMore) {
                   --f.audio.framesQueued;
               }),
          ExitCode::kFailure, "The receiver was lost before it said how the programme ended", true},
+        {"all of the audio came, but perhaps not the message that the outro was heard",
+         With(Complete(),
+              [](RecordingFacts& f) {
+                  f.session.finished.reset();
+                  f.session.over = true;
+                  f.session.program->reason = kEndMaximum;
+                  f.hasEndReference = true;
+                  --f.audio.framesQueued;
+              }),
+         ExitCode::kFailure, "The receiver was lost before it said how the programme ended", true},
+        {"the session was cancelled because its audio did not come",
+         With(Ended(""),
+              [](RecordingFacts& f) {
+                  f.session.finished->reason = kReasonCancelled;
+                  f.audioLost = true;
+                  f.audio.failure = "nobody there";
+              }),
+         ExitCode::kFailure, "The audio cannot be received: nobody there", true},
         {"nobody said anything",
          {},
          ExitCode::kFailure,
