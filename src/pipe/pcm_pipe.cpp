@@ -103,17 +103,25 @@ bool CPcmPipe::Read(void* buffer, size_t count, uint64_t deadlineTickMs, size_t*
 }
 
 bool CPcmPipe::Write(const void* buffer, size_t count, uint64_t deadlineTickMs) {
+    return Finish(WriteBeside(buffer, count, deadlineTickMs));
+}
+
+uint32_t CPcmPipe::WriteBeside(const void* buffer, size_t count, uint64_t deadlineTickMs) {
     size_t done = 0;
-    return Finish(
-        TransferAll(*cancellation_, count, deadlineTickMs, done, [&](size_t offset, size_t& moved) {
-            return endpoint_->WriteSome(static_cast<const char*>(buffer) + offset, count - offset,
-                                        deadlineTickMs, moved);
-        }));
+    return TransferAll(*cancellation_, count, deadlineTickMs, done,
+                       [&](size_t offset, size_t& moved) {
+                           return endpoint_->WriteSome(static_cast<const char*>(buffer) + offset,
+                                                       count - offset, deadlineTickMs, moved);
+                       });
 }
 
 bool CPcmPipe::Peek(size_t* available) {
     *available = 0;
     return Finish(WithoutThrowing([&] { return endpoint_->Peek(*available); }));
+}
+
+std::intptr_t CPcmPipe::Readiness() {
+    return endpoint_->Readiness();
 }
 
 void CPcmPipe::Close() {

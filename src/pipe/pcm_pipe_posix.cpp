@@ -83,6 +83,8 @@ public:
         return kErrorNone;
     }
 
+    std::intptr_t Readiness() override { return stream_.Get(); }
+
     void Close() override {
         stream_.Reset();
         server_.reset();
