@@ -42,6 +42,10 @@ void ChildProcess::Interrupt() {
     process_->Interrupt();
 }
 
+void ChildProcess::AskToEnd() {
+    process_->AskToEnd();
+}
+
 void ChildProcess::Terminate() {
     process_->Terminate();
 }

@@ -101,6 +101,7 @@ public:
     }
 
     void Interrupt() override { Send(SIGINT); }
+    void AskToEnd() override { Send(SIGTERM); }
     void Terminate() override { Send(SIGTERM); }
     void Kill() override { Send(SIGKILL); }
     uint32_t Id() const override { return static_cast<uint32_t>(pid_); }
