@@ -1,4 +1,5 @@
+# ReceiverClient::receiver_client is the static library, ReceiverClient::receiver_client_shared
+# the shared one. The static one can also become part of a shared library.
 include(CMakeFindDependencyMacro)
 find_dependency(Threads)
-find_dependency(nlohmann_json 3.11)
 include(${CMAKE_CURRENT_LIST_DIR}/ReceiverClientTargets.cmake)

@@ -39,6 +39,22 @@ bool IsTooDeep(const std::string& body) {
     return false;
 }
 
+Error PipeFailure(uint32_t code, const char* doing) {
+    switch (code) {
+        case kErrorTimedOut:
+            return {ErrorKind::kTimedOut, code, "The receiver did not answer in time"};
+        case kErrorCancelled:
+            return {ErrorKind::kCancelled, code, "Cancelled"};
+        case kErrorInvalidName:
+            return {ErrorKind::kInvalidArgument, code, "The URI names no pipe"};
+        case kErrorAccessDenied:
+            return {ErrorKind::kSystem, code, std::string(doing) + ": access denied"};
+        default:
+            return {ErrorKind::kDisconnected, code,
+                    std::string(doing) + " (error " + std::to_string(code) + ")"};
+    }
+}
+
 }  // namespace
 
 ControlConnection::ControlConnection(const Cancellation& cancellation)
@@ -52,32 +68,49 @@ bool ControlConnection::Open(const std::string& uri, uint64_t deadline) {
         return FailPipe("Cannot connect to the receiver");
     }
     open_ = true;
+    MutexLock lock(sendMutex_);
+    canSend_ = true;
     return true;
 }
 
 void ControlConnection::Close() {
+    MutexLock lock(sendMutex_);
+    canSend_ = false;
     pipe_.Close();
     frames_.Clear();
     open_ = false;
 }
 
 bool ControlConnection::Send(const json& message, uint64_t deadline) {
-    if (!open_) return Fail(ErrorKind::kDisconnected, "There is no connection to a receiver");
+    Error error = SendBeside(message, deadline);
+    if (error.kind == ErrorKind::kNone) return true;
+    const bool unsent = error.kind == ErrorKind::kInvalidArgument;
+    failure_ = std::move(error);
+    // The peer may have taken a part of the frame: nothing can follow it.
+    if (!unsent) Close();
+    return false;
+}
+
+Error ControlConnection::SendBeside(const json& message, uint64_t deadline) {
     std::string body;
     try {
         body = message.dump();
     } catch (const json::exception& e) {
-        return Fail(ErrorKind::kInvalidArgument, e.what());
+        return {ErrorKind::kInvalidArgument, 0, e.what()};
     }
     if (body.size() > kMaxFrameBodyBytes) {
-        return Fail(ErrorKind::kInvalidArgument,
-                    "The command is longer than " + std::to_string(kMaxFrameBodyBytes) + " bytes");
+        return {ErrorKind::kInvalidArgument, 0,
+                "The command is longer than " + std::to_string(kMaxFrameBodyBytes) + " bytes"};
     }
     const std::string frame = EncodeFrame(body);
-    if (pipe_.Write(frame.data(), frame.size(), deadline)) return true;
-    FailPipe("Cannot send to the receiver");
-    Close();  // the peer may have taken a part of the frame: nothing can follow it
-    return false;
+    MutexLock lock(sendMutex_);
+    if (!canSend_) {
+        return {ErrorKind::kDisconnected, 0, "There is no connection to a receiver"};
+    }
+    const uint32_t code = pipe_.WriteBeside(frame.data(), frame.size(), deadline);
+    if (code == kErrorNone) return {};
+    canSend_ = false;
+    return PipeFailure(code, "Cannot send to the receiver");
 }
 
 std::optional<json> ControlConnection::Receive(uint64_t deadline) {
@@ -140,20 +173,8 @@ bool ControlConnection::Fail(ErrorKind kind, std::string text, uint32_t code) {
 }
 
 bool ControlConnection::FailPipe(const char* doing) {
-    const uint32_t code = pipe_.LastError();
-    switch (code) {
-        case kErrorTimedOut:
-            return Fail(ErrorKind::kTimedOut, "The receiver did not answer in time", code);
-        case kErrorCancelled:
-            return Fail(ErrorKind::kCancelled, "Cancelled", code);
-        case kErrorInvalidName:
-            return Fail(ErrorKind::kInvalidArgument, "The URI names no pipe", code);
-        case kErrorAccessDenied:
-            return Fail(ErrorKind::kSystem, std::string(doing) + ": access denied", code);
-        default:
-            return Fail(ErrorKind::kDisconnected,
-                        std::string(doing) + " (error " + std::to_string(code) + ")", code);
-    }
+    failure_ = PipeFailure(pipe_.LastError(), doing);
+    return false;
 }
 
 }  // namespace receiver

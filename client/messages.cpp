@@ -1,4 +1,4 @@
-#include "receiver_client/messages.h"
+#include "message_json.h"
 
 #include <limits>
 #include <stdexcept>
@@ -11,16 +11,9 @@ namespace {
 
 using nlohmann::json;
 
-const char* RoleName(Role role) {
-    switch (role) {
-        case Role::kStart:
-            return kRoleStart;
-        case Role::kEnd:
-            return kRoleEnd;
-        case Role::kOther:
-            break;
-    }
-    return kRoleOther;
+Role RoleNamed(const std::string& name) {
+    if (name == kRoleStart) return Role::kStart;
+    return name == kRoleEnd ? Role::kEnd : Role::kOther;
 }
 
 // The JSON library converts numbers of any kind silently; positions must be what they say.
@@ -38,8 +31,9 @@ std::string Text(const json& object, const char* key) {
 }
 
 Match ParseMatch(const json& object) {
-    return {Text(object, "referenceId"), Text(object, "role"), Unsigned<uint64_t>(object, "sample"),
-            Unsigned<uint64_t>(object, "observedAfterSample"), object.at("ber").get<double>()};
+    return {Text(object, "referenceId"), RoleNamed(Text(object, "role")),
+            Unsigned<uint64_t>(object, "sample"), Unsigned<uint64_t>(object, "observedAfterSample"),
+            object.at("ber").get<double>()};
 }
 
 Program ParseProgram(const json& object) {
@@ -81,6 +75,18 @@ EventBody ParseBody(const std::string& type, const json& message) {
 
 }  // namespace
 
+const char* RoleName(Role role) noexcept {
+    switch (role) {
+        case Role::kStart:
+            return kRoleStart;
+        case Role::kEnd:
+            return kRoleEnd;
+        case Role::kOther:
+            break;
+    }
+    return kRoleOther;
+}
+
 json ToJson(const PrepareRequest& request) {
     json message = {{"sessionId", request.sessionId}, {"url", request.url}};
     if (request.ioTimeoutMs) message["ioTimeoutMs"] = *request.ioTimeoutMs;
@@ -98,16 +104,16 @@ json ToJson(const PrepareRequest& request) {
     return message;
 }
 
-Welcome ParseWelcome(json message) {
+Welcome ParseWelcome(const json& message) {
     Welcome welcome;
     welcome.instanceId = Text(message, "instanceId");
     const json& active = message.at("active");
     if (!active.is_null()) welcome.active = ParseSnapshot(active);
-    welcome.raw = std::move(message);
+    welcome.raw = message.dump();
     return welcome;
 }
 
-SessionSnapshot ParseSnapshot(json object) {
+SessionSnapshot ParseSnapshot(const json& object) {
     SessionSnapshot snapshot;
     snapshot.sessionId = Text(object, "sessionId");
     snapshot.state = Text(object, "state");
@@ -116,28 +122,28 @@ SessionSnapshot ParseSnapshot(json object) {
     if (object.contains("sourceSample")) {
         snapshot.sourceSample = Unsigned<uint64_t>(object, "sourceSample");
     }
-    if (object.contains("program")) snapshot.program = ParseProgram(object["program"]);
+    if (object.contains("program")) snapshot.program = ParseProgram(object.at("program"));
     if (object.contains("sourceError")) {
         snapshot.sourceError = Unsigned<uint32_t>(object, "sourceError");
     }
-    if (object.contains("buffer")) snapshot.buffer = ParseStatistics(object["buffer"]);
+    if (object.contains("buffer")) snapshot.buffer = ParseStatistics(object.at("buffer"));
     if (object.contains("reason")) snapshot.reason = Text(object, "reason");
     if (object.contains("message")) snapshot.message = Text(object, "message");
-    snapshot.raw = std::move(object);
+    snapshot.raw = object.dump();
     return snapshot;
 }
 
-Event ParseEvent(json message) {
+Event ParseEvent(const json& message) {
     Event event;
     event.type = Text(message, "type");
     event.body = ParseBody(event.type, message);
     if (!std::holds_alternative<UnknownEvent>(event.body)) {
         event.sessionId = Text(message, "sessionId");
         event.sequence = Unsigned<uint64_t>(message, "sequence");
-    } else if (message.contains("sessionId") && message["sessionId"].is_string()) {
+    } else if (message.contains("sessionId") && message.at("sessionId").is_string()) {
         event.sessionId = Text(message, "sessionId");
     }
-    event.raw = std::move(message);
+    event.raw = message.dump();
     return event;
 }
 

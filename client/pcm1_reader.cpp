@@ -202,6 +202,8 @@ Pcm1Reader::Pcm1Reader(const Cancellation& cancellation)
     : stream_(std::make_unique<Stream>(cancellation)) {}
 
 Pcm1Reader::~Pcm1Reader() = default;
+Pcm1Reader::Pcm1Reader(Pcm1Reader&& other) noexcept = default;
+Pcm1Reader& Pcm1Reader::operator=(Pcm1Reader&& other) noexcept = default;
 
 bool Pcm1Reader::Open(const std::string& uri, Milliseconds timeout) {
     return stream_->Open(uri, timeout);

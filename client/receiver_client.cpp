@@ -1,13 +1,17 @@
 #include "receiver_client/receiver_client.h"
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <utility>
 
 #include "control_connection.h"
+#include "message_json.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/process_watch.h"
+#include "platform/thread_safety.h"
+#include "program_recorder.h"
 #include "wire/messages.h"
 
 namespace receiver {
@@ -18,6 +22,9 @@ using nlohmann::json;
 // Events that wait while a reply is awaited; no session has nearly as many.
 constexpr size_t kMaxPendingEvents = 65536;
 constexpr uint32_t kReconnectPauseMs = 50;
+// Replies that nobody waits for any more, in one call that is over its time.
+constexpr size_t kMaxStrayReplies = 64;
+constexpr uint64_t kRequestCancelMs = 1000;
 
 uint64_t TickDeadline(ReceiverClient::Milliseconds timeout) {
     return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
@@ -39,14 +46,18 @@ class ReceiverClient::Connection {
 public:
     explicit Connection(const Cancellation& cancellation)
         : channel_(cancellation),
-          cancellation_(cancellation.Shared()),
+          cancellation_(cancellation),
           requestPrefix_(CreateInstanceId() + "-") {}
 
     std::optional<Welcome> Connect(uint64_t deadline) {
         if (!channel_.Open(uri_, deadline)) return {};
         receiver_ = std::make_unique<ProcessWatch>(channel_.ServerProcessId());
         std::optional<Welcome> welcome = Hello(deadline);
-        if (!welcome) channel_.Close();
+        if (!welcome) {
+            channel_.Close();
+        } else if (welcome->active) {
+            RepeatCancel(welcome->active->sessionId);
+        }
         return welcome;
     }
 
@@ -56,7 +67,7 @@ public:
             if (welcome || channel_.Failure().kind != ErrorKind::kDisconnected) return welcome;
             if (TickMs() >= deadline) return {};
             // A receiver that is about to listen again needs a moment.
-            cancellation_->Event().Wait(kReconnectPauseMs);
+            cancellation_.Shared()->Event().Wait(kReconnectPauseMs);
         }
     }
 
@@ -71,12 +82,25 @@ public:
         });
     }
 
+    std::optional<SessionSnapshot> Prepare(const PrepareRequest& request, uint64_t deadline) {
+        std::optional<SessionSnapshot> session =
+            SessionRequest(kCommandPrepare, ToJson(request), deadline);
+        if (session) RepeatCancel(session->sessionId);
+        return session;
+    }
+
+    // Any thread.
+    Error RequestCancel(const std::string& sessionId) EXCLUDES(wishMutex_) {
+        {
+            MutexLock lock(wishMutex_);
+            toCancel_ = sessionId;
+        }
+        return SendCancel(sessionId);
+    }
+
     // Sends the command and waits for its reply; a refusal is a failure.
     std::optional<json> Request(const char* type, json message, uint64_t deadline) {
-        const std::string requestId = requestPrefix_ + std::to_string(++requests_);
-        message["type"] = type;
-        message["version"] = kProtocolVersion;
-        message["requestId"] = requestId;
+        const std::string requestId = Identify(message, type);
         if (!channel_.Send(message, deadline)) return {};
         std::optional<json> reply = AwaitReply(type, requestId, deadline);
         if (reply && (*reply)["type"] == kReplyAck) acknowledged_ = requestId;
@@ -84,13 +108,14 @@ public:
     }
 
     std::optional<Event> NextEvent(uint64_t deadline) {
-        while (pending_.empty()) {
+        for (size_t strays = 0; pending_.empty();) {
             std::optional<json> message = channel_.Receive(deadline);
             if (!message) return {};
-            // Any other reply here belongs to a command whose wait has ended.
+            // Any other reply here belongs to a command that nobody waits for. What has come
+            // behind it counts as here: a descriptor would not tell of it again.
             if (!IsReply(*message) || IsTakenBack(*message)) {
                 pending_.push_back(std::move(*message));
-            } else if (TickMs() >= deadline) {
+            } else if (TickMs() >= deadline && ++strays > kMaxStrayReplies) {
                 channel_.Fail(ErrorKind::kTimedOut, "No event in time");
                 return {};
             }
@@ -101,8 +126,12 @@ public:
             channel_.Fail(ErrorKind::kRejected, RefusalText(message));
             return {};
         }
-        return Typed<Event>(std::move(message), ParseEvent);
+        std::optional<Event> event = Typed<Event>(std::move(message), ParseEvent);
+        if (event && event->type == kEventFinished) ForgetCancel(event->sessionId);
+        return event;
     }
+
+    const Cancellation& Signal() const { return cancellation_; }
 
     ControlConnection channel_;
     std::string uri_;
@@ -110,6 +139,35 @@ public:
     std::deque<json> pending_;  // events, in order of arrival, and a session taken back
 
 private:
+    std::string Identify(json& message, const char* type) {
+        std::string requestId = requestPrefix_ + std::to_string(++requests_);
+        message["type"] = type;
+        message["version"] = kProtocolVersion;
+        message["requestId"] = requestId;
+        return requestId;
+    }
+
+    Error SendCancel(const std::string& sessionId) {
+        json message = {{"sessionId", sessionId}};
+        Identify(message, kCommandCancel);
+        return channel_.SendBeside(message, TickMs() + kRequestCancelMs);
+    }
+
+    // A wish that came before the session did, or that a lost connection may have swallowed.
+    // Should it be lost again, the next use of the connection finds out.
+    void RepeatCancel(const std::string& sessionId) EXCLUDES(wishMutex_) {
+        {
+            MutexLock lock(wishMutex_);
+            if (toCancel_ != sessionId) return;
+        }
+        SendCancel(sessionId);
+    }
+
+    void ForgetCancel(const std::string& sessionId) EXCLUDES(wishMutex_) {
+        MutexLock lock(wishMutex_);
+        if (toCancel_ == sessionId) toCancel_.clear();
+    }
+
     std::optional<json> AwaitReply(const std::string& command, const std::string& requestId,
                                    uint64_t deadline) {
         for (;;) {
@@ -173,17 +231,22 @@ private:
         }
     }
 
-    const std::shared_ptr<CPcmPipeCancellation> cancellation_;
+    const Cancellation cancellation_;
     // Request ids are remembered by the receiver for as long as it runs, whoever sent them.
     const std::string requestPrefix_;
-    uint64_t requests_ = 0;
+    std::atomic<uint64_t> requests_ = 0;
     std::string acknowledged_;  // the request of the last command that was
+
+    Mutex wishMutex_;
+    std::string toCancel_ GUARDED_BY(wishMutex_);  // a session; empty for none
 };
 
 ReceiverClient::ReceiverClient(const Cancellation& cancellation)
     : connection_(std::make_unique<Connection>(cancellation)) {}
 
 ReceiverClient::~ReceiverClient() = default;
+ReceiverClient::ReceiverClient(ReceiverClient&& other) noexcept = default;
+ReceiverClient& ReceiverClient::operator=(ReceiverClient&& other) noexcept = default;
 
 std::optional<Welcome> ReceiverClient::Connect(const std::string& uri, Milliseconds timeout) {
     connection_->uri_ = uri;
@@ -215,13 +278,17 @@ std::optional<Welcome> ReceiverClient::Hello(Milliseconds timeout) {
 
 std::optional<SessionSnapshot> ReceiverClient::Prepare(const PrepareRequest& request,
                                                        Milliseconds timeout) {
-    return connection_->SessionRequest(kCommandPrepare, ToJson(request), TickDeadline(timeout));
+    return connection_->Prepare(request, TickDeadline(timeout));
 }
 
 std::optional<SessionSnapshot> ReceiverClient::Cancel(const std::string& sessionId,
                                                       Milliseconds timeout) {
     return connection_->SessionRequest(kCommandCancel, {{"sessionId", sessionId}},
                                        TickDeadline(timeout));
+}
+
+Error ReceiverClient::RequestCancel(const std::string& sessionId) {
+    return connection_->RequestCancel(sessionId);
 }
 
 bool ReceiverClient::Shutdown(Milliseconds timeout) {
@@ -231,6 +298,15 @@ bool ReceiverClient::Shutdown(Milliseconds timeout) {
 
 std::optional<Event> ReceiverClient::NextEvent(Milliseconds timeout) {
     return connection_->NextEvent(TickDeadline(timeout));
+}
+
+std::intptr_t ReceiverClient::EventDescriptor() {
+    return connection_->channel_.Readiness();
+}
+
+ProgramResult ReceiverClient::RecordProgram(const PrepareRequest& request,
+                                            const ProgramSink& sink) {
+    return ProgramRecorder(*this, connection_->Signal(), sink).Run(request);
 }
 
 const Error& ReceiverClient::LastError() const {

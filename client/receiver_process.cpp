@@ -14,6 +14,7 @@ namespace {
 // How soon a cancellation is seen while the receiver starts.
 constexpr uint64_t kCancellationStepMs = 50;
 constexpr uint64_t kLastWordsMs = 2000;
+constexpr uint64_t kEndMs = 5000;
 
 uint64_t TickDeadline(ReceiverProcess::Milliseconds timeout) {
     return TickMs() + static_cast<uint64_t>(std::max<int64_t>(timeout.count(), 0));
@@ -24,6 +25,13 @@ uint64_t TickDeadline(ReceiverProcess::Milliseconds timeout) {
 class ReceiverProcess::Process {
 public:
     explicit Process(const Cancellation& cancellation) : cancellation_(cancellation) {}
+    ~Process() {
+        if (!child_) return;
+        child_->AskToEnd();
+        child_->WaitForExit(TickMs() + kEndMs);
+    }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
 
     bool Start(const std::string& program, const std::string& logPath, uint64_t deadline) {
         uri_ = "pcm-pipe://receiver-control-" + CreateInstanceId();
@@ -77,6 +85,8 @@ ReceiverProcess::ReceiverProcess(const Cancellation& cancellation)
     : process_(std::make_unique<Process>(cancellation)) {}
 
 ReceiverProcess::~ReceiverProcess() = default;
+ReceiverProcess::ReceiverProcess(ReceiverProcess&& other) noexcept = default;
+ReceiverProcess& ReceiverProcess::operator=(ReceiverProcess&& other) noexcept = default;
 
 bool ReceiverProcess::Start(const std::string& program, const std::string& logPath,
                             Milliseconds timeout) {
@@ -100,7 +110,7 @@ std::optional<int> ReceiverProcess::WaitForExit(Milliseconds timeout) {
 }
 
 void ReceiverProcess::Terminate() {
-    if (process_->child_ != nullptr) process_->child_->RequestEnd();
+    if (process_->child_ != nullptr) process_->child_->AskToEnd();
 }
 
 bool ReceiverProcess::IsRunning() {

@@ -1,13 +1,11 @@
 // Starts a receiver, waits for a jingle on a radio stream, and writes the programme that
 // follows to a file as raw 16-bit PCM.
 //     record_program ReceiverHost receiver.log http://radio.example/live /jingle.wav program.pcm
-#include <receiver_client/pcm1_reader.h>
 #include <receiver_client/receiver_client.h>
 #include <receiver_client/receiver_process.h>
 
 #include <cstdio>
 #include <fstream>
-#include <vector>
 
 using namespace std::chrono_literals;
 
@@ -26,26 +24,18 @@ int main(int argc, char** argv) {
     if (!client.Connect(process.ControlUri(), 10s)) return Fail(client.LastError());
 
     receiver::PrepareRequest request;
-    request.sessionId = "example";
+    request.sessionId = "example";  // client.RequestCancel("example") from any thread ends it
     request.url = argv[3];
     request.references = {{"jingle", receiver::Role::kStart, argv[4]}};
     request.program = receiver::ProgramLimits{5000, 1000};  // 5 s, faded out over the last one
-    if (!client.Prepare(request, 10s)) return Fail(client.LastError());
-    while (const auto event = client.NextEvent(10min)) {
-        if (const auto* finished = std::get_if<receiver::FinishedEvent>(&event->body))
-            return finished->session.reason == "eof" && client.Shutdown(10s) && output ? 0 : 1;
-        const auto* ready = std::get_if<receiver::ReadyEvent>(&event->body);
-        if (ready == nullptr) continue;
-        receiver::Pcm1Reader audio(stop);
-        if (!audio.Open(ready->uri, 10s)) return Fail(audio.LastError());
-        std::vector<std::byte> pcm(65536);
-        size_t bytes = 0;
-        auto result = receiver::Pcm1Reader::Result::kError;
-        while ((result = audio.Read(pcm, &bytes, 1min)) == receiver::Pcm1Reader::Result::kData)
-            output.write(reinterpret_cast<const char*>(pcm.data()), bytes);
-        if (result == receiver::Pcm1Reader::Result::kError) return Fail(audio.LastError());
-        output.close();
-        audio.Acknowledge(1s);
-    }
-    return Fail(client.LastError());
+    receiver::ProgramSink sink;
+    sink.event = [](const receiver::Event& event) { std::printf("%s\n", event.type.c_str()); };
+    sink.write = [&](std::span<const std::byte> pcm) {
+        output.write(reinterpret_cast<const char*>(pcm.data()), std::ssize(pcm));
+        return output.good();
+    };
+    const receiver::ProgramResult result = client.RecordProgram(request, sink);
+    client.Shutdown(10s);  // the receiver ends by itself, and `process` waits for it
+    output.close();
+    return result.complete && output ? 0 : Fail(result.error);
 }

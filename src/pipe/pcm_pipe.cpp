@@ -103,12 +103,16 @@ bool CPcmPipe::Read(void* buffer, size_t count, uint64_t deadlineTickMs, size_t*
 }
 
 bool CPcmPipe::Write(const void* buffer, size_t count, uint64_t deadlineTickMs) {
+    return Finish(WriteBeside(buffer, count, deadlineTickMs));
+}
+
+uint32_t CPcmPipe::WriteBeside(const void* buffer, size_t count, uint64_t deadlineTickMs) {
     size_t done = 0;
-    return Finish(
-        TransferAll(*cancellation_, count, deadlineTickMs, done, [&](size_t offset, size_t& moved) {
-            return endpoint_->WriteSome(static_cast<const char*>(buffer) + offset, count - offset,
-                                        deadlineTickMs, moved);
-        }));
+    return TransferAll(*cancellation_, count, deadlineTickMs, done,
+                       [&](size_t offset, size_t& moved) {
+                           return endpoint_->WriteSome(static_cast<const char*>(buffer) + offset,
+                                                       count - offset, deadlineTickMs, moved);
+                       });
 }
 
 bool CPcmPipe::Peek(size_t* available) {
@@ -118,6 +122,10 @@ bool CPcmPipe::Peek(size_t* available) {
 
 uint32_t CPcmPipe::ServerProcessId() const {
     return endpoint_->ServerProcessId();
+}
+
+std::intptr_t CPcmPipe::Readiness() {
+    return endpoint_->Readiness();
 }
 
 void CPcmPipe::Close() {

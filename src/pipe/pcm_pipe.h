@@ -3,8 +3,9 @@
 // and ends at once when the shared cancellation is signalled.
 //
 //   Units    deadlines are TickMs() values (platform/clock.h), time-outs ms.
-//   Threads  one thread at a time uses an endpoint; the cancellation may come
-//            from any thread and is final: every later Accept, Connect, Read and
+//   Threads  one thread at a time uses an endpoint, and one more may call WriteBeside
+//            meanwhile, though not while the endpoint is opened or closed. The cancellation
+//            may come from any thread and is final: every later Accept, Connect, Read and
 //            Write fails with 995. Listen and Peek do not wait and do not look at it.
 //   Errors   the constructor throws std::runtime_error "Could not initialize pipe
 //            I/O" (also for an empty share); everything else answers false and
@@ -43,11 +44,18 @@ public:
     // a failure it tells how many bytes are in the buffer, and a reader goes on behind them.
     bool Read(void* buffer, size_t count, uint64_t deadlineTickMs, size_t* transferred = nullptr);
     bool Write(const void* buffer, size_t count, uint64_t deadlineTickMs);
+    // As Write, but answers with the code (0: written) and leaves LastError to the other thread.
+    uint32_t WriteBeside(const void* buffer, size_t count, uint64_t deadlineTickMs);
     // Bytes that can be read now. Fails with 109 once the peer is gone and all is read.
     bool Peek(size_t* available);
     // Client: the process that serves this connection; 0 without one, or when the system does
     // not tell.
     uint32_t ServerProcessId() const;
+    // For an event loop around a connected client's end: a descriptor on Linux, an event HANDLE
+    // on Windows, readable (signalled) while something can be read or the peer is gone. Valid
+    // until the endpoint is closed, and to be asked for again after every read; the endpoint's
+    // own. -1 when there is no connection, or the system refuses.
+    std::intptr_t Readiness();
     void Close();
 
     uint32_t LastError() const { return lastError_; }

@@ -1,6 +1,7 @@
 // What each platform provides beneath CPcmPipe: single steps on its handles. All
 // results are 0 or a code of platform/error_codes.h; waits end with 995 at the
-// cancellation, which goes before everything else, and with 1460 at the deadline.
+// cancellation, which goes before everything else, and with 1460 at the deadline. One
+// thread writes while another does the rest; closing is kept apart from both by the caller.
 #pragma once
 
 #include <cstddef>
@@ -30,6 +31,8 @@ public:
     virtual uint32_t Peek(size_t& available) = 0;
     // Of a connected client's server; 0 when the system does not tell.
     virtual uint32_t ServerProcessId() const = 0;
+    // Of the connected client; see CPcmPipe::Readiness. -1 when the system refuses.
+    virtual std::intptr_t Readiness() = 0;
     virtual void Close() = 0;
 };
 

@@ -90,6 +90,8 @@ public:
         return static_cast<uint32_t>(server.pid);
     }
 
+    std::intptr_t Readiness() override { return stream_.Get(); }
+
     void Close() override {
         stream_.Reset();
         server_.reset();

@@ -17,10 +17,16 @@ constexpr DWORD kInputBytes = 4096;
 class NamedPipeEndpoint final : public PcmPipeEndpoint {
 public:
     explicit NamedPipeEndpoint(const CPcmPipeCancellation& cancellation)
-        : cancellation_(cancellation),
-          ioEvent_(OwnHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr))) {
-        if (!ioEvent_.IsValid()) throw std::runtime_error("Could not initialize pipe I/O");
+        : cancellation_(cancellation), ioEvent_(NewEvent()), writeEvent_(NewEvent()) {
+        if (!ioEvent_.IsValid() || !writeEvent_.IsValid()) {
+            throw std::runtime_error("Could not initialize pipe I/O");
+        }
     }
+
+    ~NamedPipeEndpoint() override { EndReadAhead(); }
+
+    NamedPipeEndpoint(const NamedPipeEndpoint&) = delete;
+    NamedPipeEndpoint& operator=(const NamedPipeEndpoint&) = delete;
 
     uint32_t Listen(const std::string& name) override {
         // The first-instance flag makes a second server on the name fail.
@@ -39,34 +45,40 @@ public:
     }
 
     uint32_t Accept(uint64_t deadlineTickMs) override {
-        OVERLAPPED overlapped = NewOperation();
+        OVERLAPPED overlapped = NewOperation(ioEvent_);
         if (ConnectNamedPipe(pipe_.Get(), &overlapped)) return kErrorNone;
         const DWORD error = GetLastError();
         if (error == ERROR_PIPE_CONNECTED) return kErrorNone;  // the client came first
         if (error != ERROR_IO_PENDING) return error;
         size_t moved = 0;
-        return WaitFor(overlapped, deadlineTickMs, moved);
+        return WaitFor(overlapped, ioEvent_, deadlineTickMs, moved);
     }
 
     uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs, size_t& moved) override {
-        return Transfer(deadlineTickMs, moved, [&](OVERLAPPED& overlapped) {
+        if (readsAhead_) return TakeReadAhead(buffer, deadlineTickMs, moved);
+        return Transfer(ioEvent_, deadlineTickMs, moved, [&](OVERLAPPED& overlapped) {
             return ReadFile(pipe_.Get(), buffer, Bounded(count), nullptr, &overlapped);
         });
     }
 
     uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,
                        size_t& moved) override {
-        return Transfer(deadlineTickMs, moved, [&](OVERLAPPED& overlapped) {
+        return Transfer(writeEvent_, deadlineTickMs, moved, [&](OVERLAPPED& overlapped) {
             return WriteFile(pipe_.Get(), buffer, Bounded(count), nullptr, &overlapped);
         });
     }
 
     uint32_t Peek(size_t& available) override {
+        size_t ahead = 0;
+        if (readsAhead_ && IsSet(aheadEvent_)) {
+            if (const uint32_t error = Result(ahead_, ahead)) return error;
+        }
         DWORD readable = 0;
-        if (!PeekNamedPipe(pipe_.Get(), nullptr, 0, nullptr, &readable, nullptr)) {
+        // The byte read ahead is the reader's also when the peer has gone since.
+        if (!PeekNamedPipe(pipe_.Get(), nullptr, 0, nullptr, &readable, nullptr) && ahead == 0) {
             return GetLastError();
         }
-        available = readable;
+        available = ahead + readable;
         return kErrorNone;
     }
 
@@ -75,28 +87,85 @@ public:
         return GetNamedPipeServerProcessId(pipe_.Get(), &id) ? id : 0;
     }
 
-    void Close() override { pipe_.Reset(); }
+    // A pipe is no object to wait for: a read of one byte under way stands for it.
+    std::intptr_t Readiness() override {
+        if (!pipe_.IsValid()) return -1;
+        if (!aheadEvent_.IsValid()) aheadEvent_ = NewEvent();
+        if (!aheadEvent_.IsValid()) return -1;
+        if (!readsAhead_) {
+            ahead_ = NewOperation(aheadEvent_);
+            readsAhead_ = true;
+            // Also a read that fails at once is for the next ReadSome to find.
+            if (!ReadFile(pipe_.Get(), &aheadByte_, 1, nullptr, &ahead_) &&
+                GetLastError() != ERROR_IO_PENDING) {
+                readsAhead_ = false;
+                SetEvent(aheadEvent_.Get());
+            }
+        }
+        return reinterpret_cast<std::intptr_t>(aheadEvent_.Get());
+    }
+
+    void Close() override {
+        EndReadAhead();
+        pipe_.Reset();
+    }
 
 private:
     static DWORD Bounded(size_t count) {
         return static_cast<DWORD>(std::min<size_t>(count, 0x40000000));
     }
 
-    OVERLAPPED NewOperation() const {
+    static UniqueHandle NewEvent() {
+        return OwnHandle(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    }
+
+    static bool IsSet(const UniqueHandle& event) {
+        return WaitForSingleObject(event.Get(), 0) == WAIT_OBJECT_0;
+    }
+
+    static OVERLAPPED NewOperation(const UniqueHandle& event) {
         OVERLAPPED overlapped{};
-        overlapped.hEvent = ioEvent_.Get();
-        ResetEvent(ioEvent_.Get());
+        overlapped.hEvent = event.Get();
+        ResetEvent(event.Get());
         return overlapped;
     }
 
-    template <typename Start>
-    uint32_t Transfer(uint64_t deadlineTickMs, size_t& moved, Start start) const {
+    // Takes the byte that was read ahead; a wait that ends without it leaves the read under way.
+    uint32_t TakeReadAhead(void* buffer, uint64_t deadlineTickMs, size_t& moved) {
         moved = 0;
-        OVERLAPPED overlapped = NewOperation();
+        const DWORD signalled = WaitForEither(aheadEvent_, deadlineTickMs);
+        if (signalled == WAIT_OBJECT_0) return kErrorCancelled;
+        if (signalled == WAIT_TIMEOUT) return kErrorTimedOut;
+        if (signalled != WAIT_OBJECT_0 + 1) return GetLastError();
+        readsAhead_ = false;
+        const uint32_t error = Result(ahead_, moved);
+        if (moved > 0) *static_cast<char*>(buffer) = aheadByte_;
+        return error;
+    }
+
+    void EndReadAhead() {
+        if (!readsAhead_) return;
+        readsAhead_ = false;
+        DWORD bytes = 0;
+        CancelIoEx(pipe_.Get(), &ahead_);
+        GetOverlappedResult(pipe_.Get(), &ahead_, &bytes, TRUE);
+    }
+
+    DWORD WaitForEither(const UniqueHandle& event, uint64_t deadlineTickMs) const {
+        const HANDLE handles[] = {reinterpret_cast<HANDLE>(cancellation_.Event().Native()),
+                                  event.Get()};
+        return WaitForMultipleObjects(2, handles, FALSE, RemainingMs(deadlineTickMs));
+    }
+
+    template <typename Start>
+    uint32_t Transfer(const UniqueHandle& event, uint64_t deadlineTickMs, size_t& moved,
+                      Start start) const {
+        moved = 0;
+        OVERLAPPED overlapped = NewOperation(event);
         if (start(overlapped)) return Result(overlapped, moved);
         const DWORD error = GetLastError();
         if (error != ERROR_IO_PENDING) return error;
-        return WaitFor(overlapped, deadlineTickMs, moved);
+        return WaitFor(overlapped, event, deadlineTickMs, moved);
     }
 
     uint32_t Result(OVERLAPPED& overlapped, size_t& moved) const {
@@ -107,11 +176,9 @@ private:
     }
 
     // Nothing is outstanding when it returns: the system no longer uses the caller's buffer.
-    uint32_t WaitFor(OVERLAPPED& overlapped, uint64_t deadlineTickMs, size_t& moved) const {
-        const HANDLE handles[] = {reinterpret_cast<HANDLE>(cancellation_.Event().Native()),
-                                  ioEvent_.Get()};
-        const DWORD signalled =
-            WaitForMultipleObjects(2, handles, FALSE, RemainingMs(deadlineTickMs));
+    uint32_t WaitFor(OVERLAPPED& overlapped, const UniqueHandle& event, uint64_t deadlineTickMs,
+                     size_t& moved) const {
+        const DWORD signalled = WaitForEither(event, deadlineTickMs);
         if (signalled == WAIT_OBJECT_0 + 1) return Result(overlapped, moved);
 
         uint32_t error = GetLastError();
@@ -126,7 +193,12 @@ private:
 
     const CPcmPipeCancellation& cancellation_;
     UniqueHandle pipe_;     // valid while open
-    UniqueHandle ioEvent_;  // of the one operation under way
+    UniqueHandle ioEvent_;  // of the one operation under way that is no write
+    UniqueHandle writeEvent_;
+    UniqueHandle aheadEvent_;  // of the read ahead, from the first Readiness on
+    OVERLAPPED ahead_{};       // the system's while readsAhead_
+    char aheadByte_ = 0;
+    bool readsAhead_ = false;
 };
 
 }  // namespace

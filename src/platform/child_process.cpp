@@ -42,12 +42,12 @@ void ChildProcess::Interrupt() {
     process_->Interrupt();
 }
 
-void ChildProcess::Terminate() {
-    process_->Terminate();
+void ChildProcess::AskToEnd() {
+    process_->AskToEnd();
 }
 
-void ChildProcess::RequestEnd() {
-    process_->RequestEnd();
+void ChildProcess::Terminate() {
+    process_->Terminate();
 }
 
 void ChildProcess::Kill() {

@@ -2,8 +2,8 @@
 // runs the receiver, and how the tests run what was built.
 //
 //   Units    deadlines are TickMs() values.
-//   Threads  one thread at a time reads and waits; Interrupt, Terminate, RequestEnd
-//            and Kill may come from any thread.
+//   Threads  one thread at a time reads and waits; Interrupt, AskToEnd, Terminate and
+//            Kill may come from any thread.
 //   Errors   the constructor throws std::runtime_error "Cannot start PROGRAM"; the
 //            rest answers with nothing when the deadline passes.
 //
@@ -57,9 +57,10 @@ public:
     // Asks for a clean end: SIGINT; Ctrl+Break on Windows, where Ctrl+C cannot be sent to
     // a process group.
     void Interrupt();
+    // The same from a program rather than its user: SIGTERM, which a shell's background jobs
+    // do not ignore as they do SIGINT; Ctrl+Break on Windows.
+    void AskToEnd();
     void Terminate();  // SIGTERM; on Windows as Kill
-    // Asks for a clean end as a service manager does: SIGTERM, on Windows Ctrl+Break.
-    void RequestEnd();
     void Kill();  // exit code 137 on every platform
 
     uint32_t ProcessId() const;

@@ -14,8 +14,8 @@ public:
     virtual bool WaitForNews(ChildStream& output, ChildStream& errors, std::optional<int>& exitCode,
                              uint64_t deadlineTickMs) = 0;
     virtual void Interrupt() = 0;
+    virtual void AskToEnd() = 0;
     virtual void Terminate() = 0;
-    virtual void RequestEnd() = 0;
     virtual void Kill() = 0;
     virtual uint32_t Id() const = 0;
 };

@@ -101,8 +101,8 @@ public:
     }
 
     void Interrupt() override { Send(SIGINT); }
+    void AskToEnd() override { Send(SIGTERM); }
     void Terminate() override { Send(SIGTERM); }
-    void RequestEnd() override { Terminate(); }
     void Kill() override { Send(SIGKILL); }
     uint32_t Id() const override { return static_cast<uint32_t>(pid_); }
 

@@ -243,7 +243,7 @@ public:
         OwnHandle(CreateRemoteThread(process_.Get(), nullptr, 0, deliver,
                                      reinterpret_cast<void*>(CTRL_BREAK_EVENT), 0, nullptr));
     }
-    void RequestEnd() override { Interrupt(); }
+    void AskToEnd() override { Interrupt(); }
     void Terminate() override { TerminateProcess(process_.Get(), kTerminatedCode); }
     void Kill() override { TerminateProcess(process_.Get(), kKilledCode); }
     uint32_t Id() const override { return id_; }

@@ -89,8 +89,8 @@ RecordReport ReportOf(const json& example) {
     report.startSample = 265702;
     report.program = Program{265702, 1213820, 44100, 0, "outro"};
     report.finishedReason = "eof";
-    report.matches = {{"opening", "start", 265702, 401408, 0.012648809523809524},
-                      {"closing", "end", 1103602, 1216512, 0.009558823529411765}};
+    report.matches = {{"opening", Role::kStart, 265702, 401408, 0.012648809523809524},
+                      {"closing", Role::kEnd, 1103602, 1216512, 0.009558823529411765}};
     report.startedAt = example.at("startedAt");
     report.finishedAt = example.at("finishedAt");
     return report;

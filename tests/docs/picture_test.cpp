@@ -35,12 +35,12 @@ std::vector<std::string> SaidInAnyRecording() {
     FinishedEvent finished;
     finished.session.reason = kReasonEof;
     const Program program{265702, 1213820, 44100, 0, kEndOutro};
-    const Match start{"opening", kRoleStart, 265702, 401408, 0.01};
+    const Match start{"opening", Role::kStart, 265702, 401408, 0.01};
     std::vector<std::string> said;
     for (const EventBody& body : std::vector<EventBody>{
              ConnectedEvent{}, DetectedEvent{start},
-             DetectedEvent{{"closing", kRoleEnd, 1103602, 1216512, 0.01}}, ProgramEndEvent{program},
-             ReadyEvent{"pcm-pipe://x", 265702}, finished}) {
+             DetectedEvent{{"closing", Role::kEnd, 1103602, 1216512, 0.01}},
+             ProgramEndEvent{program}, ReadyEvent{"pcm-pipe://x", 265702}, finished}) {
         Event event;
         event.body = body;
         said.push_back(DescribeEvent(event));

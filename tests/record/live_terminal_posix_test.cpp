@@ -200,7 +200,8 @@ TEST_F(LiveTerminalTest, HostileTextsDoNotReachTheTerminalAsTheyAre) {
                     80, {"TERM=xterm"});
     EXPECT_EQ(run.Finish(), 1);
     EXPECT_EQ(run.Screen().Fault(), "");
-    ExpectLines(run.Screen(), {"Waiting for http://radio/?]0;owned??[2J??", "Heard the ?]0;owned"});
+    ExpectLines(run.Screen(),
+                {"Waiting for http://radio/?]0;owned??[2J??", "Heard the recording ?]0;owned"});
 }
 
 TEST_F(LiveTerminalTest, WhatAStationSaysOfItselfIsNotShown) {

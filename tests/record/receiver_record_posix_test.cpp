@@ -392,16 +392,4 @@ TEST_F(OverlongSnapshotTest, CtrlCStillEndsIt) {
     EXPECT_GT(Recorded().size(), 44100u * 2 * 10);
 }
 
-TEST_F(ReceiverRecordPosixTest, ThePythonExampleRecordsAProgram) {
-    Serve();
-    ChildProcess python(
-        "python3",
-        {std::string(EXAMPLES_PATH) + "/record_program.py", ReceiverDriver::ProgramPath(),
-         station_.Url("/live"), folder_.File("jingle.wav"), OutputFile(), "2"},
-        ChildProcess::ErrorStream::kCapture);
-    const auto errors = python.ReadAllErrors(TickMs() + kRunPatienceMs);
-    EXPECT_EQ(Exit(python), 0) << errors.value_or("");
-    EXPECT_EQ(Recorded().size(), 88200u * 2);
-}
-
 }  // namespace receiver

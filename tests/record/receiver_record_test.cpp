@@ -183,17 +183,6 @@ TEST_F(ReceiverRecordTest, ARunningReceiverIsJoinedAndKeepsRunning) {
     receiver.Shutdown();
 }
 
-TEST_F(ReceiverRecordTest, TheExampleOfTheLibraryRecordsAProgram) {
-    Serve();
-    ChildProcess example(
-        EXAMPLE_PROGRAM_PATH,
-        {ReceiverDriver::ProgramPath(), folder_.File("receiver.log"), station_.Url("/live"),
-         folder_.File("jingle.wav"), folder_.File("program.pcm")},
-        ChildProcess::ErrorStream::kCapture);
-    EXPECT_EQ(example.WaitForExit(TickMs() + kRunPatienceMs), 0);
-    EXPECT_EQ(std::filesystem::file_size(folder_.Path() / "program.pcm"), 5u * 44100 * 4);
-}
-
 TEST_F(ReceiverRecordTest, AWrongCommandLineIsAUsageError) {
     EXPECT_EQ(Execute({"-o", "out.unknown"}), 2);
     EXPECT_EQ(Output(), "");

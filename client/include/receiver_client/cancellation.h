@@ -1,14 +1,19 @@
 // The stop signal that every wait of this library observes. Copies share one
-// signal; it is final. Any thread.
+// signal; it is final.
+//
+//   Threads  any. Cancel may also be called in a signal handler, on an object that outlives it.
+//   Errors   only the constructor can fail; a copy cannot.
 #pragma once
 
 #include <memory>
+
+#include "receiver_client/export.h"
 
 namespace receiver {
 
 class CPcmPipeCancellation;
 
-class Cancellation final {
+class RECEIVER_API Cancellation final {
 public:
     Cancellation();  // throws std::runtime_error when the system refuses an event
 

@@ -15,6 +15,7 @@ enum class ErrorKind {
     kProtocol,         // the peer broke the protocol; the connection was closed
     kInvalidArgument,  // the request cannot be expressed; nothing was sent
     kSystem,           // the system or the receiver program failed; code, if any, says why
+    kSessionFailed,    // the session ended with an error; text is its message
 };
 
 struct Error {

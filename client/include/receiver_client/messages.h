@@ -3,54 +3,53 @@
 //
 //   Units   samples are frames of the decoded stream at 44100 Hz, counted from its
 //           first frame; times ms; sizes bytes.
-//   Bounds  of a request are the receiver's: src/wire/prepare_limits.h names them. It
-//           rejects what lies outside; ToJson does not look.
-//   Errors  every `raw` holds the object as it was received, so that keys which
-//           this version does not know are not lost.
+//   Bounds  of a request are the receiver's, which rejects what lies outside.
+//   Raw     every `raw` holds the object that was received, as compact JSON text in UTF-8,
+//           so that keys which this version does not know are not lost.
+//   Threads none of their own: plain values, to be copied and moved as one likes.
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "receiver_client/export.h"
+
 namespace receiver {
 
 enum class Role { kStart, kEnd, kOther };
+
+// As it stands on the wire: "start", "end" or "other". Never fails.
+RECEIVER_API const char* RoleName(Role role) noexcept;
 
 // A recording to listen for; at least one of a request has the role kStart.
 struct Reference {
     std::string id;  // 1..80 characters of A-Z a-z 0-9 - _; unique in the request
     Role role = Role::kStart;
-    // As the receiver's process sees the file: 1..4096 bytes (kMaxPathBytes), no "://".
+    // As the receiver's process sees the file: 1..4096 bytes, no "://".
     std::string path;
 };
 
 struct ProgramLimits {
-    // kMinProgramMs..kMaxProgramMs: 1000..3600000.
-    uint32_t maximumMs = 0;
-    // Before the end, unless an end reference made it; 0..3600000 (kMaxFadeMs).
-    uint32_t fadeMs = 0;
+    uint32_t maximumMs = 0;  // 1000..3600000
+    uint32_t fadeMs = 0;     // before the end, unless an end reference made it; 0..3600000
 };
 
 struct PrepareRequest {
-    std::string sessionId;  // chosen by the caller, like a reference's id
-    // Begins with "http://" or "https://"; at most 4096 bytes (kMaxUrlBytes).
-    std::string url;
-    // kMinIoTimeoutMs..kMaxIoTimeoutMs: 100..60000; by default 15000.
-    std::optional<uint32_t> ioTimeoutMs;
-    // kMinBlockBytes..kMaxBlockBytes: 4..1048576; by default 8192.
-    std::optional<uint32_t> blockBytes;
+    std::string sessionId;                // chosen by the caller, like a reference's id
+    std::string url;                      // begins with "http://" or "https://"; at most 4096 bytes
+    std::optional<uint32_t> ioTimeoutMs;  // 100..60000; by default 15000
+    std::optional<uint32_t> blockBytes;   // 4..1048576; by default 8192
     std::optional<ProgramLimits> program;  // without it the audio runs to the source's end
-    std::vector<Reference> references;     // 1..32 (kMaxReferences)
+    std::vector<Reference> references;     // 1..32
 };
 
 struct Match {
     std::string referenceId;
-    std::string role;     // "start", "end" or "other"
-    uint64_t sample = 0;  // where the reference begins
+    Role role = Role::kOther;  // kOther, too, for one that this version does not know
+    uint64_t sample = 0;       // where the reference begins
     uint64_t observedAfterSample = 0;
     double ber = 0;  // bit error rate: 0 is a perfect match, above 0.14 there is none
 };
@@ -88,13 +87,13 @@ struct SessionSnapshot {
     std::optional<BufferStatistics> buffer;
     std::string reason;   // once finished: "eof", "error" or "cancelled"
     std::string message;  // once finished: the cause of an error
-    nlohmann::json raw;
+    std::string raw;
 };
 
 struct Welcome {
     std::string instanceId;
     std::optional<SessionSnapshot> active;
-    nlohmann::json raw;
+    std::string raw;
 };
 
 struct ConnectedEvent {};  // the source is open
@@ -126,16 +125,7 @@ struct Event {
     std::string sessionId;  // empty if the event names none
     uint64_t sequence = 0;  // 1, 2, ... within the session; 0 if the event has none
     EventBody body;
-    nlohmann::json raw;
+    std::string raw;
 };
-
-// The command for the wire, without the keys that every command has.
-nlohmann::json ToJson(const PrepareRequest& request);
-
-// Throw std::runtime_error, or the JSON library's exceptions, when a key that the
-// protocol promises is missing, has another type or does not fit.
-Welcome ParseWelcome(nlohmann::json message);
-SessionSnapshot ParseSnapshot(nlohmann::json object);
-Event ParseEvent(nlohmann::json message);
 
 }  // namespace receiver

@@ -2,9 +2,13 @@
 // PCM in the order in which it was sent.
 //
 //   Units    a frame is one 16-bit sample of every channel, interleaved.
-//   Threads  one thread at a time; the cancellation may come from any thread.
+//   Threads  one thread at a time; the cancellation may come from any thread. Not for signal
+//            handlers.
 //   Errors   by result, the cause in LastError(). kTimedOut is not final: nothing is
-//            lost, and a later call goes on. After any other failure the pipe is closed.
+//            lost, and a later call goes on. After any other failure the pipe is closed. The
+//            constructor throws std::runtime_error when the system gives no event; of the
+//            rest only a lack of memory throws (std::bad_alloc).
+//   Moving   an object that was moved from may only be destroyed or assigned to.
 #pragma once
 
 #include <chrono>
@@ -16,6 +20,7 @@
 
 #include "receiver_client/cancellation.h"
 #include "receiver_client/error.h"
+#include "receiver_client/export.h"
 
 namespace receiver {
 
@@ -25,7 +30,7 @@ struct PcmFormat {
     uint32_t FrameBytes() const { return channels * 2U; }
 };
 
-class Pcm1Reader final {
+class RECEIVER_API Pcm1Reader final {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
@@ -38,6 +43,8 @@ public:
 
     explicit Pcm1Reader(const Cancellation& cancellation);
     ~Pcm1Reader();
+    Pcm1Reader(Pcm1Reader&& other) noexcept;
+    Pcm1Reader& operator=(Pcm1Reader&& other) noexcept;
     Pcm1Reader(const Pcm1Reader&) = delete;
     Pcm1Reader& operator=(const Pcm1Reader&) = delete;
 

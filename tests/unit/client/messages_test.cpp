@@ -1,4 +1,4 @@
-#include "receiver_client/messages.h"
+#include "client/message_json.h"
 
 #include <gtest/gtest.h>
 
@@ -45,9 +45,10 @@ TEST(Messages, FinishedCarriesTheWholeSnapshot) {
 
 TEST(Messages, KeysThatAreNotKnownAreKept) {
     const receiver::Event event = receiver::ParseEvent(FinishedMessage());
-    EXPECT_EQ(event.raw["newKey"], (json{{"a", {1}}}));
-    EXPECT_EQ(std::get<receiver::FinishedEvent>(event.body).session.raw["newKey"],
-              (json{{"a", {1}}}));
+    const json key = {{"a", {1}}};
+    EXPECT_EQ(json::parse(event.raw)["newKey"], key);
+    EXPECT_EQ(json::parse(std::get<receiver::FinishedEvent>(event.body).session.raw)["newKey"],
+              key);
 }
 
 TEST(Messages, AnEventOfAnUnknownTypeNeedsNothingButItsType) {
@@ -55,7 +56,7 @@ TEST(Messages, AnEventOfAnUnknownTypeNeedsNothingButItsType) {
     EXPECT_TRUE(std::holds_alternative<receiver::UnknownEvent>(event.body));
     EXPECT_EQ(event.type, "LATER");
     EXPECT_EQ(event.sessionId, "");
-    EXPECT_EQ(event.raw["sessionId"], 5);
+    EXPECT_EQ(json::parse(event.raw)["sessionId"], 5);
 }
 
 TEST(Messages, SourceErrorTellsWhetherTheBufferIsStillServed) {

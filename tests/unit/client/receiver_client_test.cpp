@@ -201,7 +201,7 @@ TEST_F(ReceiverClientTest, EventsThatComeBeforeAReplyAreKeptInOrder) {
     ASSERT_TRUE(second);
     EXPECT_TRUE(std::holds_alternative<receiver::UnknownEvent>(second->body));
     EXPECT_EQ(second->type, "NEWS");
-    EXPECT_EQ(second->raw["sequence"], 2);
+    EXPECT_EQ(json::parse(second->raw)["sequence"], 2);
 }
 
 TEST_F(ReceiverClientTest, AnEventThatComesInSingleBytesArrivesWhole) {

@@ -14,10 +14,10 @@ std::string JsonLine(const nlohmann::json& value) {
 }  // namespace
 
 void RecordConsole::ShowEvent(const Event& event) {
-    if (options_.json) WriteStandardOutputLine(JsonLine(event.raw));
+    if (options_.json) WriteStandardOutputLine(event.raw);
     const std::string line = DescribeEvent(event);
     if (!line.empty()) Info(line);
-    Detail(event.type + " " + JsonLine(event.raw));
+    Detail(event.type + " " + event.raw);
 }
 
 void RecordConsole::ShowStatus(const RecordStatus& status) {

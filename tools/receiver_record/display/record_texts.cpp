@@ -31,7 +31,8 @@ struct EventDescription {
     }
     std::string operator()(const DetectedEvent& event) const {
         const Match& match = event.match;
-        const std::string role = match.role == kRoleOther ? "" : match.role + " ";
+        const std::string role =
+            match.role == Role::kOther ? "" : RoleName(match.role) + std::string(" ");
         return "Heard the " + role + "recording " + match.referenceId + " at " +
                Position(match.sample) + " (bit error rate " + FormatBer(match.ber) + ")";
     }
@@ -76,7 +77,7 @@ std::vector<std::string> SummaryLines(const RecordReport& report) {
                     Position(start) + " to " + Position(start + report.frames) + ")");
     const auto best = std::find_if(
         report.matches.begin(), report.matches.end(),
-        [&](const Match& match) { return match.role == kRoleStart && match.sample == start; });
+        [&](const Match& match) { return match.role == Role::kStart && match.sample == start; });
     if (best != report.matches.end()) {
         lines.push_back("The start was " + best->referenceId + ", with a bit error rate of " +
                         FormatBer(best->ber) + " (a match needs " + kMaxMatchBer + " or less)");

@@ -13,8 +13,9 @@ std::string MatchList(const std::vector<Match>& matches) {
     const size_t shown = std::min(matches.size(), kMaxMatches);
     for (size_t i = 0; i < shown; ++i) {
         const Match& match = matches[i];
-        list += (list.empty() ? "" : ", ") + match.role + " " + match.referenceId + " at sample " +
-                std::to_string(match.sample) + " (bit error rate " + FormatBer(match.ber) + ")";
+        list += std::string(list.empty() ? "" : ", ") + RoleName(match.role) + std::string(" ") +
+                match.referenceId + " at sample " + std::to_string(match.sample) +
+                " (bit error rate " + FormatBer(match.ber) + ")";
     }
     if (shown < matches.size()) {
         list += ", and " + std::to_string(matches.size() - shown) + " more";

@@ -12,7 +12,7 @@ using nlohmann::json;
 
 json MatchJson(const Match& match) {
     return {{"referenceId", match.referenceId},
-            {"role", match.role},
+            {"role", RoleName(match.role)},
             {"sample", match.sample},
             {"observedAfterSample", match.observedAfterSample},
             {"ber", match.ber}};

@@ -14,7 +14,7 @@ inline RecordReport CompleteReport() {
     report.frames = 88200;
     report.startSample = 44100;
     report.program = Program{44100, 132300, 44100, 0, "outro"};
-    report.matches = {{"jingle", "start", 44100, 50000, 0.0123}};
+    report.matches = {{"jingle", Role::kStart, 44100, 50000, 0.0123}};
     return report;
 }
 

@@ -20,12 +20,12 @@ TEST(SessionRecord, TheEventsOfASessionAreKept) {
     SessionRecord session;
     Tell(session, ConnectedEvent{});
     EXPECT_EQ(session.state, "SCANNING");
-    Tell(session, DetectedEvent{{"a", kRoleStart, 1000, 2000, 0.1}});
+    Tell(session, DetectedEvent{{"a", Role::kStart, 1000, 2000, 0.1}});
     Tell(session, ReadyEvent{"pcm-pipe://audio", 1000});
     EXPECT_EQ(session.state, "RECORDING");
     EXPECT_EQ(session.startSample, 1000u);
     EXPECT_EQ(session.audioUri, "pcm-pipe://audio");
-    Tell(session, DetectedEvent{{"b", kRoleEnd, 5000, 6000, 0.1}});
+    Tell(session, DetectedEvent{{"b", Role::kEnd, 5000, 6000, 0.1}});
     Tell(session, ProgramEndEvent{{1000, 5500, 44100, 0, kEndOutro}});
     EXPECT_EQ(session.matches.size(), 2u);
     EXPECT_EQ(session.matches.back().referenceId, "b");
@@ -66,10 +66,10 @@ TEST(SessionRecord, AnUnknownEventChangesNothing) {
 
 TEST(SessionRecord, ASnapshotTellsWhatWasMissed) {
     SessionRecord session;
-    session.matches = {{"old", kRoleOther, 0, 0, 0}};
+    session.matches = {{"old", Role::kOther, 0, 0, 0}};
     SessionSnapshot snapshot;
     snapshot.state = kStateReady;
-    snapshot.matches = {{"a", kRoleStart, 1000, 2000, 0.1}};
+    snapshot.matches = {{"a", Role::kStart, 1000, 2000, 0.1}};
     snapshot.uri = "pcm-pipe://audio";
     snapshot.sourceSample = 1000;
     Apply(snapshot, session);

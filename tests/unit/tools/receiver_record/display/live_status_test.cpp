@@ -41,7 +41,7 @@ TEST(LiveStatus, TheLastMatchIsShown) {
     SessionRecord session;
     status.SetSession(session, false);
     EXPECT_EQ(status.Status().matchId, "");
-    session.matches = {{"a", kRoleStart, 0, 0, 0.1}, {"b", kRoleEnd, 0, 0, 0.2}};
+    session.matches = {{"a", Role::kStart, 0, 0, 0.1}, {"b", Role::kEnd, 0, 0, 0.2}};
     status.SetSession(session, false);
     EXPECT_EQ(status.Status().matchId, "b");
     EXPECT_EQ(status.Status().matchBer, 0.2);

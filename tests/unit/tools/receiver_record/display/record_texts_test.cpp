@@ -34,7 +34,7 @@ TEST(RecordTexts, NothingRecordedTellsWhy) {
 
 TEST(RecordTexts, EventsAreTold) {
     Event event;
-    event.body = DetectedEvent{{"jingle", "start", 66150, 70000, 0.05}};
+    event.body = DetectedEvent{{"jingle", Role::kStart, 66150, 70000, 0.05}};
     EXPECT_EQ(DescribeEvent(event),
               "Heard the start recording jingle at 00:00:01.500 (bit error rate 0.0500)");
     event.body = ReadyEvent{"pcm-pipe://x", 66150};
@@ -79,7 +79,7 @@ TEST(RecordTexts, EveryEndOfAProgrammeHasItsCause) {
 
 TEST(RecordTexts, WhatIsOnlyReportedHasNoRole) {
     Event event;
-    event.body = DetectedEvent{{"news", kRoleOther, 66150, 70000, 0.05}};
+    event.body = DetectedEvent{{"news", Role::kOther, 66150, 70000, 0.05}};
     EXPECT_EQ(DescribeEvent(event),
               "Heard the recording news at 00:00:01.500 (bit error rate 0.0500)");
 }

@@ -16,7 +16,7 @@ std::map<std::string, std::string> Tags(const RecordReport& report) {
 
 RecordReport Complete() {
     RecordReport report = CompleteReport();
-    report.matches.push_back({"bye", "end", 99, 100, 0});
+    report.matches.push_back({"bye", Role::kEnd, 99, 100, 0});
     report.startedAt = "2026-01-02T03:04:05.006Z";
     report.finishedAt = "2026-01-02T04:04:05.006Z";
     return report;

@@ -1,0 +1,244 @@
+// ReceiverClient::RecordProgram against the built receiver: what reaches the sink, to the frame,
+// and how it ends.
+#include <cstring>
+#include <stdexcept>
+
+#include "client/station_fixture.h"
+#include "receiver_client/receiver_client.h"
+#include "receiver_client/receiver_process.h"
+#include "testing/test_task.h"
+
+namespace receiver {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLong(kPatienceMs);
+
+class RecordProgramTest : public StationTest {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(
+            process_.Start(ReceiverDriver::ProgramPath(), folder_.File("receiver.log"), kLong))
+            << process_.LastError().text;
+        ASSERT_TRUE(client_.Connect(process_.ControlUri(), kLong)) << client_.LastError().text;
+    }
+
+    // From the jingle to the end of the outro, at most a minute.
+    PrepareRequest Request() const {
+        PrepareRequest request;
+        request.sessionId = "s";
+        request.url = Url();
+        request.references = {{"jingle", Role::kStart, Jingle()}, {"outro", Role::kEnd, Outro()}};
+        request.program = ProgramLimits{60000, 0};
+        return request;
+    }
+    ProgramSink Sink() {
+        ProgramSink sink;
+        sink.begin = [this](const PcmFormat& format) {
+            format_ = format;
+            return true;
+        };
+        sink.write = [this](std::span<const std::byte> pcm) {
+            const size_t before = written_.size();
+            written_.resize(before + pcm.size() / sizeof(int16_t));
+            std::memcpy(written_.data() + before, pcm.data(), pcm.size());
+            return true;
+        };
+        sink.event = [this](const Event& event) { events_.push_back(event.type); };
+        return sink;
+    }
+    std::vector<int16_t> Broadcasted(uint64_t frames) const {
+        return Slice(broadcast_.audio, broadcast_.startJingleFrame, static_cast<size_t>(frames))
+            .samples;
+    }
+    void ExpectCleanEndOfReceiver() {
+        EXPECT_TRUE(client_.Shutdown(kLong)) << client_.LastError().text;
+        EXPECT_EQ(process_.WaitForExit(kLong), 0);
+    }
+
+    Cancellation cancellation_;
+    ReceiverProcess process_{cancellation_};
+    ReceiverClient client_{cancellation_};
+    PcmFormat format_;
+    std::vector<int16_t> written_;
+    std::vector<std::string> events_;
+};
+
+}  // namespace
+
+// The sink reads at the live edge, and so is sent more than the programme.
+TEST_F(RecordProgramTest, WritesNotAFrameBeyondTheOutro) {
+    StationRoute route;
+    route.gated = true;
+    Serve(route);
+    station_.Release(kPath, BodyBytes(broadcast_.endJingleFrame));
+    ProgramSink sink = Sink();
+    const auto write = sink.write;
+    sink.write = [&](std::span<const std::byte> pcm) {
+        station_.ReleaseAll(kPath);
+        return write(pcm);
+    };
+    const ProgramResult result = client_.RecordProgram(Request(), sink);
+    EXPECT_TRUE(result.complete) << result.error.text;
+    EXPECT_EQ(result.error.kind, ErrorKind::kNone);
+    EXPECT_EQ(format_.channels, 2);
+    ASSERT_TRUE(result.program);
+    EXPECT_EQ(result.program->reason, "outro");
+    EXPECT_EQ(result.frames, result.program->endSample - result.program->startSample);
+    EXPECT_EQ(written_, Broadcasted(result.frames));
+    ASSERT_TRUE(result.session);
+    EXPECT_EQ(result.session->reason, "eof");
+    EXPECT_EQ(events_.front(), "CONNECTED");
+    EXPECT_EQ(events_.back(), "FINISHED");
+    ExpectCleanEndOfReceiver();
+}
+
+TEST_F(RecordProgramTest, WithoutBoundsWritesUpToTheSourcesEnd) {
+    Serve();
+    PrepareRequest request = Request();
+    request.program.reset();
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_TRUE(result.complete) << result.error.text;
+    EXPECT_FALSE(result.program);
+    EXPECT_EQ(result.frames, broadcast_.audio.Frames() - broadcast_.startJingleFrame);
+    EXPECT_EQ(written_, Broadcasted(result.frames));
+}
+
+TEST_F(RecordProgramTest, ARequestToCancelEndsItCleanly) {
+    StationRoute route;
+    route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
+    Serve(route);
+    PrepareRequest request = Request();
+    request.program.reset();
+    ProgramSink sink = Sink();
+    TestTask<void> canceller;
+    const auto write = sink.write;
+    sink.write = [&](std::span<const std::byte> pcm) {
+        if (!canceller.IsRunning()) {
+            canceller = TestTask<void>("the canceller", [this] { client_.RequestCancel("s"); });
+        }
+        return write(pcm);
+    };
+    const ProgramResult result = client_.RecordProgram(request, sink);
+    canceller.Get();
+    EXPECT_FALSE(result.complete);
+    EXPECT_EQ(result.error.kind, ErrorKind::kCancelled);
+    ASSERT_TRUE(result.session);
+    EXPECT_EQ(result.session->reason, "cancelled");
+    EXPECT_GT(result.frames, 0u);
+    EXPECT_EQ(written_, Broadcasted(result.frames));
+    ExpectCleanEndOfReceiver();
+}
+
+TEST_F(RecordProgramTest, ACancelThatCameFirstLeavesNoAudio) {
+    Serve();
+    client_.RequestCancel("s");
+    const ProgramResult result = client_.RecordProgram(Request(), Sink());
+    EXPECT_EQ(result.error.kind, ErrorKind::kCancelled);
+    ASSERT_TRUE(result.session);
+    EXPECT_EQ(result.session->reason, "cancelled");
+    ExpectCleanEndOfReceiver();
+}
+
+TEST_F(RecordProgramTest, ASinkThatWantsNoMoreEndsTheSession) {
+    StationRoute route;
+    route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
+    Serve(route);
+    PrepareRequest request = Request();
+    request.program.reset();
+    ProgramSink sink = Sink();
+    sink.write = [](std::span<const std::byte>) { return false; };
+    const ProgramResult result = client_.RecordProgram(request, sink);
+    EXPECT_FALSE(result.complete);
+    EXPECT_EQ(result.error.kind, ErrorKind::kCancelled);
+    EXPECT_EQ(result.frames, 0u);
+    ExpectCleanEndOfReceiver();
+}
+
+TEST_F(RecordProgramTest, WhatTheSinkThrowsArrivesAfterTheSession) {
+    StationRoute route;
+    route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
+    Serve(route);
+    PrepareRequest request = Request();
+    request.program.reset();
+    ProgramSink sink = Sink();
+    sink.write = [](std::span<const std::byte>) -> bool { throw std::length_error("full"); };
+    EXPECT_THROW(client_.RecordProgram(request, sink), std::length_error);
+    const auto welcome = client_.Hello(kLong);
+    ASSERT_TRUE(welcome) << client_.LastError().text;
+    if (welcome->active) {
+        EXPECT_EQ(welcome->active->state, "FINISHED");
+    }
+    ExpectCleanEndOfReceiver();
+}
+
+TEST_F(RecordProgramTest, ASourceThatBreaksOffIsToldApartFromItsEnd) {
+    StationRoute route;
+    route.closeAfter = BodyBytes(broadcast_.endJingleFrame);
+    Serve(route);
+    PrepareRequest request = Request();
+    request.program.reset();
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_FALSE(result.complete);
+    EXPECT_TRUE(result.sourceFailed);
+    EXPECT_EQ(result.error.kind, ErrorKind::kSessionFailed);
+    EXPECT_GT(result.frames, 0u);
+    EXPECT_EQ(written_, Broadcasted(result.frames));
+}
+
+TEST_F(RecordProgramTest, ARefusalIsTold) {
+    Serve();
+    PrepareRequest request = Request();
+    request.sessionId = "not an id";
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_EQ(result.error.kind, ErrorKind::kRejected);
+    EXPECT_EQ(result.error.text, "Invalid sessionId");
+}
+
+TEST_F(RecordProgramTest, AnEndWithoutAStartIsTheSessionsFailure) {
+    Serve();
+    PrepareRequest request = Request();
+    request.references.front().path = folder_.File("other.wav");
+    WriteWavFile(request.references.front().path, MakeNoise(4711, 22050, 1, 22050));
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_EQ(result.error.kind, ErrorKind::kSessionFailed);
+    EXPECT_EQ(result.error.text, "Start reference not found before source ended or failed");
+    EXPECT_FALSE(result.format);
+}
+
+TEST_F(RecordProgramTest, ACancellationEndsItAtOnce) {
+    StationRoute route;
+    route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
+    Serve(route);
+    ProgramSink sink = Sink();
+    sink.event = [this](const Event&) { cancellation_.Cancel(); };
+    const ProgramResult result = client_.RecordProgram(Request(), sink);
+    EXPECT_FALSE(result.complete);
+    EXPECT_EQ(result.error.kind, ErrorKind::kCancelled);
+}
+
+class OwnReceiverTest : public StationTest {};
+
+// SIGTERM or Ctrl+Break would do, too: the log's last record shows that it was not killed.
+TEST_F(OwnReceiverTest, AReceiverThatWasJustShutDownEndsByItself) {
+    const Cancellation cancellation;
+    {
+        ReceiverProcess process(cancellation);
+        ASSERT_TRUE(process.Start(ReceiverDriver::ProgramPath(), folder_.File("own.log"), kLong));
+        ReceiverClient client(cancellation);
+        ASSERT_TRUE(client.Connect(process.ControlUri(), kLong));
+        ASSERT_TRUE(client.Shutdown(kLong));
+    }
+    EXPECT_NE(LogText("own_").find("RECEIVER HOST_STOPPED"), std::string::npos);
+}
+
+TEST_F(OwnReceiverTest, SoDoesOneThatNobodyShutDown) {
+    const Cancellation cancellation;
+    ReceiverProcess process(cancellation);
+    ASSERT_TRUE(process.Start(ReceiverDriver::ProgramPath(), folder_.File("own.log"), kLong));
+    process = ReceiverProcess(cancellation);
+    EXPECT_NE(LogText("own_").find("RECEIVER HOST_STOPPED"), std::string::npos);
+}
+
+}  // namespace receiver
