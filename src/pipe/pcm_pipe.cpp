@@ -116,6 +116,11 @@ bool CPcmPipe::Peek(size_t* available) {
     return Finish(WithoutThrowing([&] { return endpoint_->Peek(*available); }));
 }
 
+bool CPcmPipe::WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs) {
+    if (cancellation_->IsCancelled()) return Finish(kErrorCancelled);
+    return Finish(endpoint_->WaitForNews(other, deadlineTickMs));
+}
+
 void CPcmPipe::Close() {
     endpoint_->Close();
 }

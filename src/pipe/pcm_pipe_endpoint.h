@@ -9,6 +9,7 @@
 #include <string>
 
 #include "pipe/pcm_pipe_cancellation.h"
+#include "platform/wake_up_event.h"
 
 namespace receiver {
 
@@ -28,6 +29,9 @@ public:
     virtual uint32_t WriteSome(const void* buffer, size_t count, uint64_t deadlineTickMs,
                                size_t& moved) = 0;
     virtual uint32_t Peek(size_t& available) = 0;
+    // 0 when Accept, or with a peer Peek, should be asked again, or `other` is signalled; also
+    // without either.
+    virtual uint32_t WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs) = 0;
     virtual void Close() = 0;
 };
 

@@ -80,9 +80,10 @@ public:
     // The source is open: emits CONNECTED, and DETECTED for every match so far. False, and
     // nothing done, when a stop was asked for.
     [[nodiscard]] bool AnnounceConnected() EXCLUDES(mutex_);
-    // Where the first start reference was heard, first in order of arrival. Nothing when the
-    // deadline has passed (it looks once even then) or the session is stopped or failing.
-    std::optional<uint64_t> WaitForStart(SteadyTime deadline) EXCLUDES(mutex_);
+    // Waits for a start reference: where it was heard, the first in order of arrival. Nothing
+    // when the session is stopped or failing, or the source has ended without one; one that has
+    // failed is waited for 20 ms more, so that NoteSource tells it first.
+    std::optional<uint64_t> WaitForStart() EXCLUDES(mutex_);
     // The audio pipe listens: emits PROGRAM_END, if there are bounds, and READY. False, and
     // nothing done, when the session is stopped or failing.
     [[nodiscard]] bool AnnounceReady(uint64_t startSample) EXCLUDES(mutex_);
@@ -102,6 +103,8 @@ public:
     // moves it. Does nothing when the session is stopped, failing or finished. Throws
     // std::out_of_range for a reference that is not in the request.
     void NoteMatch(const DetectorMatch& match) EXCLUDES(mutex_);
+    // No match follows.
+    void NoteSourceEnd(bool failed) EXCLUDES(mutex_);
 
 private:
     void Emit(std::string_view type, nlohmann::json body) REQUIRES(mutex_);
@@ -114,11 +117,13 @@ private:
     const EventSink postEvent_;
 
     mutable Mutex mutex_;
-    std::condition_variable wakeUp_;  // told of every match, stop and source error
+    std::condition_variable wakeUp_;  // told of every match, stop, source error and source end
     SessionStatus status_ GUARDED_BY(mutex_);
     std::vector<uint64_t> referenceLengths_ GUARDED_BY(mutex_);
     std::vector<HeardReference> heard_ GUARDED_BY(mutex_);  // the matches of status_, in order
     std::optional<ForcedEnd> forcedEnd_ GUARDED_BY(mutex_);
+    bool sourceEnded_ GUARDED_BY(mutex_) = false;
+    bool sourceFailed_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace receiver

@@ -18,7 +18,6 @@ namespace receiver {
 namespace {
 
 constexpr double kBerThreshold = 0.14;
-constexpr uint32_t kDetectionWaitMs = 20;
 constexpr uint32_t kFramesPerChunk = 441;  // 10 ms
 constexpr uint32_t kAudioIoTimeoutMs = 1000;
 constexpr uint32_t kNoConnectTimeoutMs = 0xFFFFFFFE;  // the longest wait there is
@@ -29,9 +28,11 @@ void Require(bool holds, const char* text) {
 
 }  // namespace
 
-SessionWorker::SessionWorker(SessionState& state, SourceFactory makeSource)
+SessionWorker::SessionWorker(SessionState& state, SourceFactory makeSource,
+                             std::function<void()> onSourceEnd)
     : state_(state),
       makeSource_(std::move(makeSource)),
+      onSourceEnd_(std::move(onSourceEnd)),
       networkCancellation_(std::make_shared<CFFmpegNetworkCancellation>()),
       pipeCancellation_(std::make_shared<CPcmPipeCancellation>()) {}
 
@@ -64,7 +65,7 @@ SessionStatus::Outcome SessionWorker::RunSteps() {
     CRubberBufferAudioFile& buffer = BuildChain(LoadReferences());
     Require(buffer.Open(state_.Program().url) != 0, kFinishedSourceOpen);
     Require(state_.AnnounceConnected(), kFinishedCancelledOpening);
-    const uint64_t startSample = WaitForStart(buffer);
+    const uint64_t startSample = WaitForStart();
     Position(buffer, startSample);
     CPcmPipe endpoint(pipeCancellation_);
     Require(endpoint.Listen(state_.AudioUri()), kFinishedAudioListen);
@@ -106,21 +107,23 @@ CRubberBufferAudioFile& SessionWorker::BuildChain(std::vector<ReferenceFingerpri
     buffer_ = std::make_unique<CRubberBufferAudioFile>(
         std::move(source.file), std::move(source.stop), state_.Program().blockBytes,
         state_.Program().ioTimeoutMs);
+    buffer_->SetOnEnd([this] { NoteSourceEnd(); });
     sharedBuffer_ = buffer_.get();
     Require(!state_.IsStopRequested(), kFinishedCancelledBeforeOpen);
     return *buffer_;
 }
 
-uint64_t SessionWorker::WaitForStart(const CRubberBufferAudioFile& buffer) {
-    while (true) {
-        // Asked before the matches are looked at: the source reports its last match before it
-        // is finished, so none can be overlooked.
-        const bool ended = buffer.GetStats().finished;
-        const auto start = state_.WaitForStart(DeadlineIn(ended ? 0 : kDetectionWaitMs));
-        if (start) return *start;
-        Require(!state_.IsStoppedOrFailing(), kFinishedStoppedDetecting);
-        Require(!ended, kFinishedStartNotFound);
-    }
+// The poll first: who waits for the start leaves it the time to tell of a failed source.
+void SessionWorker::NoteSourceEnd() {
+    if (onSourceEnd_) onSourceEnd_();
+    state_.NoteSourceEnd(buffer_->GetStats().error != 0);
+}
+
+uint64_t SessionWorker::WaitForStart() {
+    const auto start = state_.WaitForStart();
+    if (start) return *start;
+    Require(!state_.IsStoppedOrFailing(), kFinishedStoppedDetecting);
+    throw std::runtime_error(kFinishedStartNotFound);
 }
 
 void SessionWorker::Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const {

@@ -43,8 +43,9 @@ public:
                                     std::function<void(const DetectorMatch&)> onMatch)>;
 
     // The state outlives the object. Without a factory the source is the program's URL
-    // under the detector.
-    SessionWorker(SessionState& state, SourceFactory makeSource);
+    // under the detector. `onSourceEnd` as ReceiverSession's.
+    SessionWorker(SessionState& state, SourceFactory makeSource,
+                  std::function<void()> onSourceEnd = {});
     SessionWorker(const SessionWorker&) = delete;
     SessionWorker& operator=(const SessionWorker&) = delete;
 
@@ -62,13 +63,15 @@ private:
     SessionSource MakeNetworkSource(std::vector<ReferenceFingerprint>&& references,
                                     const std::function<void(const DetectorMatch&)>& onMatch) const;
     CRubberBufferAudioFile& BuildChain(std::vector<ReferenceFingerprint>&& references);
-    uint64_t WaitForStart(const CRubberBufferAudioFile& buffer);
+    void NoteSourceEnd();
+    uint64_t WaitForStart();
     void Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const;
     SessionStatus::Outcome Serve(CRubberBufferAudioFile& buffer, CPcmPipe& endpoint,
                                  uint64_t startSample);
 
     SessionState& state_;
     const SourceFactory makeSource_;
+    const std::function<void()> onSourceEnd_;
     const std::shared_ptr<CFFmpegNetworkCancellation> networkCancellation_;
     const std::shared_ptr<CPcmPipeCancellation> pipeCancellation_;
     std::unique_ptr<CRubberBufferAudioFile> buffer_;  // Run's; kept, so that its end can be told
