@@ -9,6 +9,7 @@
 #include "audio/pcm_stream.h"
 #include "detect/detector_audio_file.h"
 #include "detect/receiver_program_audio_file.h"
+#include "detect/reference_list.h"
 #include "platform/text.h"
 #include "platform/thread_name.h"
 #include "wire/messages.h"
@@ -74,14 +75,16 @@ SessionStatus::Outcome SessionWorker::RunSteps() {
 }
 
 std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
-    std::vector<ReferenceFingerprint> references;
-    std::vector<uint64_t> lengths;
-    const auto stopRequested = [this] { return state_.IsStopRequested(); };
+    std::vector<std::string> paths;
     for (const PreparedReference& reference : state_.Program().references) {
-        Require(!stopRequested(), kFinishedCancelledLoading);
-        references.push_back(LoadReference(reference.path, stopRequested));
+        paths.push_back(reference.path);
+    }
+    std::vector<ReferenceFingerprint> references =
+        LoadReferenceList(paths, [this] { return state_.IsStopRequested(); });
+    std::vector<uint64_t> lengths;
+    for (const ReferenceFingerprint& reference : references) {
         // Counted at the analysis rate, which is half the stream's.
-        lengths.push_back(2 * references.back().sampleCount);
+        lengths.push_back(2 * reference.sampleCount);
     }
     state_.SetReferenceLengths(std::move(lengths));
     return references;
