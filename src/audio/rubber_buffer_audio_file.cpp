@@ -74,11 +74,14 @@ BOOL CRubberBufferAudioFile::Open(const std::string& path) {
 void CRubberBufferAudioFile::RunFiller(const std::string& path) {
     SetCurrentThreadName("filler");
     const uint32_t reason = Fill(path);
-    MutexLock lock(mutex_);
-    if (error_ == kErrorNone) error_ = reason;
-    started_ = true;
-    finished_ = true;
-    changed_.notify_all();
+    {
+        MutexLock lock(mutex_);
+        if (error_ == kErrorNone) error_ = reason;
+        started_ = true;
+        finished_ = true;
+        changed_.notify_all();
+    }
+    if (onEnd_) onEnd_();
 }
 
 // Runs the source to its end and closes it.

@@ -22,6 +22,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "audio/audio_file.h"
@@ -56,6 +57,10 @@ public:
     CRubberBufferAudioFile(std::unique_ptr<CAudioFile> inner, std::function<void()> stopInner,
                            uint32_t blockBytes, uint32_t readTimeoutMs);
     ~CRubberBufferAudioFile() override;  // as Close
+
+    // Before Open. The filler calls it last of all, when the statistics tell its end; without
+    // a lock. It must not throw.
+    void SetOnEnd(std::function<void()> onEnd) { onEnd_ = std::move(onEnd); }
 
     // Starts the filler and waits until the source is open, has failed or is
     // stopped. Once only: any later call returns 0. Throws std::system_error when
@@ -104,6 +109,7 @@ private:
 
     const std::unique_ptr<CAudioFile> inner_;  // the filler's alone while it runs
     const std::function<void()> stopInner_;
+    std::function<void()> onEnd_;  // may be empty; constant from Open on
     const uint32_t blockBytes_;
     const uint32_t readTimeoutMs_;
     // Given back when there is no memory left, so that the session can tell it and end. The

@@ -20,6 +20,7 @@ namespace {
 
 constexpr size_t kReadBytes = 4096;
 constexpr uint64_t kIoTimeoutMs = 200;
+constexpr uint32_t kRefusedWaitMs = 10;
 
 }  // namespace
 
@@ -44,6 +45,14 @@ void ControlChannel::AcceptClient(uint32_t timeoutMs) {
     } else if (pipe_.LastError() != kErrorTimedOut && pipe_.LastError() != kErrorCancelled) {
         Listen();
     }
+}
+
+void ControlChannel::WaitForNews(const WakeUpEvent& other, uint64_t timeoutMs) {
+    const uint64_t now = TickMs();
+    const uint64_t deadline = timeoutMs > UINT64_MAX - now ? UINT64_MAX : now + timeoutMs;
+    if (pipe_.WaitForNews(other, deadline) || pipe_.LastError() == kErrorTimedOut) return;
+    // A system that is out of means refuses the wait itself: `other` alone will do for now.
+    if (pipe_.LastError() != kErrorCancelled) other.Wait(kRefusedWaitMs);
 }
 
 void ControlChannel::ReadMessages(const std::function<bool(const json&)>& handle) {

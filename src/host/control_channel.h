@@ -13,6 +13,7 @@
 
 #include "log/log.h"
 #include "pipe/pcm_pipe.h"
+#include "platform/wake_up_event.h"
 #include "wire/control_frame.h"
 
 namespace receiver {
@@ -33,6 +34,9 @@ public:
     // Waits for a client for at most `timeoutMs`; a failure other than a time-out
     // or a cancellation listens again.
     void AcceptClient(uint32_t timeoutMs);
+    // Returns when AcceptClient or ReadMessages may find something, when `other` is signalled,
+    // at a stop, and after `timeoutMs` at the latest.
+    void WaitForNews(const WakeUpEvent& other, uint64_t timeoutMs);
     // Reads what is there, at most 4,096 bytes, and hands each complete message to
     // `handle` until it asks to stop by returning false. What `handle` or the parser
     // throws is answered with REJECTED and an empty requestId.

@@ -13,8 +13,6 @@ namespace {
 
 constexpr uint64_t kMaxLogBytes = 0x8000000;  // bytes
 constexpr int32_t kLogBufferBytes = 8192;
-constexpr uint32_t kAcceptMs = 50;
-constexpr uint32_t kEventWaitMs = 10;
 
 std::unique_ptr<CLog> OpenLog(const std::string& path) {
     auto file = std::make_unique<CFileLog>(path, kMaxLogBytes, kLogBufferBytes);
@@ -53,6 +51,7 @@ int CReceiverHost::Run() {
 }
 
 void CReceiverHost::RunPass() {
+    slot_.TakeBackWakeUp();  // what comes from here on makes another pass
     slot_.Poll();
     slot_.Reap();
     if (channel_.IsConnected()) {
@@ -61,10 +60,10 @@ void CReceiverHost::RunPass() {
             return !protocol_.IsStopRequested();
         });
     } else {
-        channel_.AcceptClient(kAcceptMs);
+        channel_.AcceptClient(0);
     }
     protocol_.ForwardEvents();
-    slot_.WaitForEvents(kEventWaitMs);
+    if (!protocol_.IsStopRequested()) channel_.WaitForNews(slot_.WakeUp(), slot_.NextPollMs());
 }
 
 }  // namespace receiver

@@ -9,8 +9,25 @@ namespace receiver {
 
 using nlohmann::json;
 
+namespace {
+
+constexpr uint64_t kPollMs = 50;
+
+// The control pipe cannot be waited on without it.
+std::unique_ptr<WakeUpEvent> CreateWakeUp() {
+    try {
+        return std::make_unique<WakeUpEvent>();
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error("Could not initialize pipe I/O");
+    }
+}
+
+}  // namespace
+
 SessionSlot::SessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource)
-    : instanceId_(std::move(instanceId)), makeSource_(std::move(makeSource)) {}
+    : instanceId_(std::move(instanceId)),
+      makeSource_(std::move(makeSource)),
+      wakeUp_(CreateWakeUp()) {}
 
 void SessionSlot::Create(PreparedProgram program) {
     Reap();
@@ -19,7 +36,8 @@ void SessionSlot::Create(PreparedProgram program) {
     session_ = std::make_unique<ReceiverSession>(
         std::move(program),
         "pcm-pipe://receiver-audio-" + instanceId_ + "-" + std::to_string(counter_),
-        [this](json event) { PostEvent(std::move(event)); }, makeSource_);
+        [this](json event) { PostEvent(std::move(event)); }, makeSource_,
+        [this] { wakeUp_->Signal(); });
 }
 
 void SessionSlot::Start() {
@@ -66,18 +84,17 @@ std::vector<json> SessionSlot::TakeEvents() {
     return std::exchange(events_, {});
 }
 
-void SessionSlot::WaitForEvents(uint32_t timeoutMs) {
-    const SteadyTime deadline = DeadlineIn(timeoutMs);
-    MutexLock lock(mutex_);
-    while (events_.empty()) {
-        if (!lock.WaitUntil(posted_, deadline)) return;
-    }
+uint64_t SessionSlot::NextPollMs() const {
+    if (!session_) return UINT64_MAX;
+    return session_->IsFinished() ? 0 : kPollMs;
 }
 
 void SessionSlot::PostEvent(json event) {
-    MutexLock lock(mutex_);
-    events_.push_back(std::move(event));
-    posted_.notify_all();
+    {
+        MutexLock lock(mutex_);
+        events_.push_back(std::move(event));
+    }
+    wakeUp_->Signal();
 }
 
 }  // namespace receiver

@@ -1,10 +1,9 @@
 // The receiver's one session and the queue of its events.
 //
-//   Threads  the main thread; PostEvent comes from the session's threads.
+//   Threads  the main thread; PostEvent comes from the session's threads, which signal WakeUp.
 //   Lock     mutex_ guards the queue alone; a leaf, taken under the session's mutex.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -13,13 +12,15 @@
 #include <vector>
 
 #include "platform/thread_safety.h"
+#include "platform/wake_up_event.h"
 #include "session/receiver_session.h"
 
 namespace receiver {
 
 class SessionSlot final {
 public:
-    // `makeSource` is for every session of the slot; see ReceiverSession.
+    // `makeSource` is for every session of the slot; see ReceiverSession. Throws
+    // std::runtime_error "Could not initialize pipe I/O".
     explicit SessionSlot(std::string instanceId, ReceiverSession::SourceFactory makeSource = {});
 
     // Throws std::runtime_error "Receiver already has an active session" unless the
@@ -37,7 +38,13 @@ public:
     std::optional<SessionState::Standing> StandingOf(const std::string& sessionId) const;
 
     std::vector<nlohmann::json> TakeEvents() EXCLUDES(mutex_);
-    void WaitForEvents(uint32_t timeoutMs) EXCLUDES(mutex_);
+
+    // Signalled when there are events to take, and when a source has ended: a reason to poll.
+    const WakeUpEvent& WakeUp() const { return *wakeUp_; }
+    // Before the events are taken and the session is polled.
+    void TakeBackWakeUp() { wakeUp_->TakeBack(); }
+    // In how many ms Poll and Reap are due without a wake-up; UINT64_MAX for never.
+    uint64_t NextPollMs() const;
 
 private:
     void PostEvent(nlohmann::json event) EXCLUDES(mutex_);
@@ -46,9 +53,9 @@ private:
     const ReceiverSession::SourceFactory makeSource_;
     uint64_t counter_ = 0;
     Mutex mutex_;
-    std::condition_variable posted_;
     std::vector<nlohmann::json> events_ GUARDED_BY(mutex_);
-    std::unique_ptr<ReceiverSession> session_;  // last: its threads post until it is gone
+    const std::unique_ptr<WakeUpEvent> wakeUp_;  // never null
+    std::unique_ptr<ReceiverSession> session_;   // last: its threads post until it is gone
 };
 
 }  // namespace receiver

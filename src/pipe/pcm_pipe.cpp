@@ -128,6 +128,11 @@ std::intptr_t CPcmPipe::Readiness() {
     return endpoint_->Readiness();
 }
 
+bool CPcmPipe::WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs) {
+    if (cancellation_->IsCancelled()) return Finish(kErrorCancelled);
+    return Finish(endpoint_->WaitForNews(other, deadlineTickMs));
+}
+
 void CPcmPipe::Close() {
     endpoint_->Close();
 }

@@ -5,8 +5,8 @@
 //   Units    deadlines are TickMs() values (platform/clock.h), time-outs ms.
 //   Threads  one thread at a time uses an endpoint, and one more may call WriteBeside
 //            meanwhile, though not while the endpoint is opened or closed. The cancellation
-//            may come from any thread and is final: every later Accept, Connect, Read and
-//            Write fails with 995. Listen and Peek do not wait and do not look at it.
+//            may come from any thread and is final: every later Accept, Connect, Read, Write
+//            and WaitForNews fails with 995. Listen and Peek do not wait and do not look at it.
 //   Errors   the constructor throws std::runtime_error "Could not initialize pipe
 //            I/O" (also for an empty share); everything else answers false and
 //            leaves the cause in LastError(): 995 cancelled, 1460 deadline passed,
@@ -20,6 +20,7 @@
 #include <string>
 
 #include "pipe/pcm_pipe_cancellation.h"
+#include "platform/wake_up_event.h"
 
 namespace receiver {
 
@@ -56,6 +57,10 @@ public:
     // until the endpoint is closed, and to be asked for again after every read; the endpoint's
     // own. -1 when there is no connection, or the system refuses.
     std::intptr_t Readiness();
+    // Waits, open as it is, for what Accept or Peek would find: a client, bytes, the peer's end;
+    // or until `other` is signalled. True also now and then without either: whoever waits asks
+    // both each time. Takes nothing off the pipe.
+    bool WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs);
     void Close();
 
     uint32_t LastError() const { return lastError_; }

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "pipe/pcm_pipe_cancellation.h"
+#include "platform/wake_up_event.h"
 
 namespace receiver {
 
@@ -33,6 +34,9 @@ public:
     virtual uint32_t ServerProcessId() const = 0;
     // Of the connected client; see CPcmPipe::Readiness. -1 when the system refuses.
     virtual std::intptr_t Readiness() = 0;
+    // 0 when Accept, or with a peer Peek, should be asked again, or `other` is signalled; also
+    // without either.
+    virtual uint32_t WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs) = 0;
     virtual void Close() = 0;
 };
 

@@ -92,6 +92,16 @@ public:
 
     std::intptr_t Readiness() override { return stream_.Get(); }
 
+    // Ends also when it is time to look after the name, which is for Accept and Peek to do.
+    uint32_t WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs) override {
+        const int fd = stream_.IsValid() ? stream_.Get() : server_ ? server_->Fd() : -1;
+        const uint64_t look = server_ ? nextLookTickMs_ : UINT64_MAX;
+        std::array<pollfd, 3> fds{
+            {CancellationFd(), {fd, POLLIN, 0}, {static_cast<int>(other.Native()), POLLIN, 0}}};
+        const uint32_t error = WaitFor(fds, std::min(deadlineTickMs, look));
+        return error == kErrorTimedOut && look <= deadlineTickMs ? kErrorNone : error;
+    }
+
     void Close() override {
         stream_.Reset();
         server_.reset();
@@ -109,9 +119,18 @@ private:
         return error == kErrorAccessDenied ? error : kErrorNone;
     }
 
+    pollfd CancellationFd() const {
+        return {static_cast<int>(cancellation_.Event().Native()), POLLIN, 0};
+    }
+
     uint32_t WaitFor(int fd, short events, uint64_t deadlineTickMs) const {
-        const int cancelled = static_cast<int>(cancellation_.Event().Native());
-        std::array<pollfd, 2> fds{{{cancelled, POLLIN, 0}, {fd, events, 0}}};
+        std::array<pollfd, 2> fds{{CancellationFd(), {fd, events, 0}}};
+        return WaitFor(fds, deadlineTickMs);
+    }
+
+    // The cancellation is the first of them.
+    template <size_t kCount>
+    static uint32_t WaitFor(std::array<pollfd, kCount>& fds, uint64_t deadlineTickMs) {
         const int ready = PollUntil(fds, deadlineTickMs);
         if (ready < 0) return TranslatePipeError(PipeOperation::kTransfer, errno);
         if (fds[0].revents != 0) return kErrorCancelled;

@@ -30,6 +30,7 @@ public:
 
     uint32_t Listen(const std::string& name) override {
         // The first-instance flag makes a second server on the name fail.
+        hasPeer_ = false;
         pipe_ = OwnHandle(CreateNamedPipeA(
             PipePathOfName(name).c_str(),
             PIPE_ACCESS_DUPLEX | FILE_FLAG_FIRST_PIPE_INSTANCE | FILE_FLAG_OVERLAPPED,
@@ -41,17 +42,14 @@ public:
     uint32_t Connect(const std::string& name) override {
         pipe_ = OwnHandle(CreateFileA(PipePathOfName(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0,
                                       nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+        hasPeer_ = pipe_.IsValid();
         return pipe_.IsValid() ? kErrorNone : GetLastError();
     }
 
     uint32_t Accept(uint64_t deadlineTickMs) override {
-        OVERLAPPED overlapped = NewOperation(ioEvent_);
-        if (ConnectNamedPipe(pipe_.Get(), &overlapped)) return kErrorNone;
-        const DWORD error = GetLastError();
-        if (error == ERROR_PIPE_CONNECTED) return kErrorNone;  // the client came first
-        if (error != ERROR_IO_PENDING) return error;
-        size_t moved = 0;
-        return WaitFor(overlapped, ioEvent_, deadlineTickMs, moved);
+        const uint32_t error = AwaitClient(deadlineTickMs);
+        hasPeer_ = error == kErrorNone;
+        return error;
     }
 
     uint32_t ReadSome(void* buffer, size_t count, uint64_t deadlineTickMs, size_t& moved) override {
@@ -105,8 +103,30 @@ public:
         return reinterpret_cast<std::intptr_t>(aheadEvent_.Get());
     }
 
+    // What the system refuses is news, too: Accept or Peek tells what it is.
+    uint32_t WaitForNews(const WakeUpEvent& other, uint64_t deadlineTickMs) override {
+        OVERLAPPED overlapped = NewOperation(ioEvent_);
+        // A read of nothing ends when there is something to read, or nobody left to write it.
+        char nothing = 0;
+        const BOOL done = hasPeer_ ? ReadFile(pipe_.Get(), &nothing, 0, nullptr, &overlapped)
+                                   : ConnectNamedPipe(pipe_.Get(), &overlapped);
+        if (done || GetLastError() != ERROR_IO_PENDING) return kErrorNone;
+
+        const HANDLE handles[] = {CancellationHandle(), ioEvent_.Get(),
+                                  reinterpret_cast<HANDLE>(other.Native())};
+        const DWORD signalled =
+            WaitForMultipleObjects(3, handles, FALSE, RemainingMs(deadlineTickMs));
+        const uint32_t error = ErrorOfWait(signalled);
+        DWORD bytes = 0;
+        CancelIoEx(pipe_.Get(), &overlapped);
+        // A client that comes meanwhile stays connected: the next Accept takes it.
+        GetOverlappedResult(pipe_.Get(), &overlapped, &bytes, TRUE);
+        return error;
+    }
+
     void Close() override {
         EndReadAhead();
+        hasPeer_ = false;
         pipe_.Reset();
     }
 
@@ -130,13 +150,32 @@ private:
         return overlapped;
     }
 
+    HANDLE CancellationHandle() const {
+        return reinterpret_cast<HANDLE>(cancellation_.Event().Native());
+    }
+
+    // Of a wait whose first handle is the cancellation's.
+    static uint32_t ErrorOfWait(DWORD signalled) {
+        if (signalled == WAIT_OBJECT_0) return kErrorCancelled;
+        if (signalled == WAIT_TIMEOUT) return kErrorTimedOut;
+        return signalled == WAIT_FAILED ? GetLastError() : kErrorNone;
+    }
+
+    uint32_t AwaitClient(uint64_t deadlineTickMs) const {
+        OVERLAPPED overlapped = NewOperation(ioEvent_);
+        if (ConnectNamedPipe(pipe_.Get(), &overlapped)) return kErrorNone;
+        const DWORD error = GetLastError();
+        if (error == ERROR_PIPE_CONNECTED) return kErrorNone;  // the client came first
+        if (error != ERROR_IO_PENDING) return error;
+        size_t moved = 0;
+        return WaitFor(overlapped, ioEvent_, deadlineTickMs, moved);
+    }
+
     // Takes the byte that was read ahead; a wait that ends without it leaves the read under way.
     uint32_t TakeReadAhead(void* buffer, uint64_t deadlineTickMs, size_t& moved) {
         moved = 0;
-        const DWORD signalled = WaitForEither(aheadEvent_, deadlineTickMs);
-        if (signalled == WAIT_OBJECT_0) return kErrorCancelled;
-        if (signalled == WAIT_TIMEOUT) return kErrorTimedOut;
-        if (signalled != WAIT_OBJECT_0 + 1) return GetLastError();
+        const uint32_t waited = ErrorOfWait(WaitForEither(aheadEvent_, deadlineTickMs));
+        if (waited != kErrorNone) return waited;
         readsAhead_ = false;
         const uint32_t error = Result(ahead_, moved);
         if (moved > 0) *static_cast<char*>(buffer) = aheadByte_;
@@ -152,8 +191,7 @@ private:
     }
 
     DWORD WaitForEither(const UniqueHandle& event, uint64_t deadlineTickMs) const {
-        const HANDLE handles[] = {reinterpret_cast<HANDLE>(cancellation_.Event().Native()),
-                                  event.Get()};
+        const HANDLE handles[] = {CancellationHandle(), event.Get()};
         return WaitForMultipleObjects(2, handles, FALSE, RemainingMs(deadlineTickMs));
     }
 
@@ -178,12 +216,8 @@ private:
     // Nothing is outstanding when it returns: the system no longer uses the caller's buffer.
     uint32_t WaitFor(OVERLAPPED& overlapped, const UniqueHandle& event, uint64_t deadlineTickMs,
                      size_t& moved) const {
-        const DWORD signalled = WaitForEither(event, deadlineTickMs);
-        if (signalled == WAIT_OBJECT_0 + 1) return Result(overlapped, moved);
-
-        uint32_t error = GetLastError();
-        if (signalled == WAIT_OBJECT_0) error = kErrorCancelled;
-        if (signalled == WAIT_TIMEOUT) error = kErrorTimedOut;
+        const uint32_t error = ErrorOfWait(WaitForEither(event, deadlineTickMs));
+        if (error == kErrorNone) return Result(overlapped, moved);
         DWORD bytes = 0;
         CancelIoEx(pipe_.Get(), &overlapped);
         // What came between the end of the wait and the cancelling is off the pipe.
@@ -192,7 +226,8 @@ private:
     }
 
     const CPcmPipeCancellation& cancellation_;
-    UniqueHandle pipe_;     // valid while open
+    UniqueHandle pipe_;  // valid while open
+    bool hasPeer_ = false;
     UniqueHandle ioEvent_;  // of the one operation under way that is no write
     UniqueHandle writeEvent_;
     UniqueHandle aheadEvent_;  // of the read ahead, from the first Readiness on

@@ -61,7 +61,7 @@ public:
     // do not ignore as they do SIGINT; Ctrl+Break on Windows.
     void AskToEnd();
     void Terminate();  // SIGTERM; on Windows as Kill
-    void Kill();  // exit code 137 on every platform
+    void Kill();       // exit code 137 on every platform
 
     uint32_t ProcessId() const;
 

@@ -8,9 +8,9 @@
 namespace receiver {
 
 ReceiverSession::ReceiverSession(PreparedProgram program, std::string audioUri, EventSink postEvent,
-                                 SourceFactory makeSource)
+                                 SourceFactory makeSource, std::function<void()> onSourceEnd)
     : state_(std::move(program), std::move(audioUri), std::move(postEvent)),
-      worker_(state_, std::move(makeSource)) {}
+      worker_(state_, std::move(makeSource), std::move(onSourceEnd)) {}
 
 ReceiverSession::~ReceiverSession() {
     RequestStop();

@@ -8,6 +8,7 @@
 //            text; what the event sink throws in PollSource comes out of it.
 #pragma once
 
+#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <thread>
@@ -23,9 +24,11 @@ public:
     using EventSink = SessionState::EventSink;
     using SourceFactory = SessionWorker::SourceFactory;
 
-    // Without a factory the source is the program's URL under the detector.
+    // Without a factory the source is the program's URL under the detector. `onSourceEnd` may
+    // be empty: a thread of the session calls it, without a lock, when PollSource may find a
+    // failed source.
     ReceiverSession(PreparedProgram program, std::string audioUri, EventSink postEvent,
-                    SourceFactory makeSource = {});
+                    SourceFactory makeSource = {}, std::function<void()> onSourceEnd = {});
     ~ReceiverSession();  // stops and joins
     ReceiverSession(const ReceiverSession&) = delete;
     ReceiverSession& operator=(const ReceiverSession&) = delete;

@@ -11,6 +11,12 @@ namespace receiver {
 
 using nlohmann::json;
 
+namespace {
+
+constexpr uint32_t kSourceErrorWaitMs = 20;
+
+}  // namespace
+
 SessionState::SessionState(PreparedProgram program, std::string audioUri, EventSink postEvent)
     : program_(std::move(program)),
       audioUri_(std::move(audioUri)),
@@ -96,13 +102,19 @@ bool SessionState::AnnounceConnected() {
     return true;
 }
 
-std::optional<uint64_t> SessionState::WaitForStart(SteadyTime deadline) {
+std::optional<uint64_t> SessionState::WaitForStart() {
     MutexLock lock(mutex_);
+    std::optional<SteadyTime> deadline;  // from the source's end on
     while (!IsEnding()) {
         for (const HeardReference& heard : heard_) {
             if (heard.role == ReferenceRole::kStart) return heard.sample;
         }
-        if (!lock.WaitUntil(wakeUp_, deadline)) break;
+        if (!sourceEnded_) {
+            lock.Wait(wakeUp_);
+            continue;
+        }
+        if (!deadline) deadline = DeadlineIn(sourceFailed_ ? kSourceErrorWaitMs : 0);
+        if (!lock.WaitUntil(wakeUp_, *deadline)) break;
     }
     return std::nullopt;
 }
@@ -231,6 +243,13 @@ void SessionState::EmitHeard(std::string_view type, json body) {
     } else {
         Emit(type, std::move(body));
     }
+}
+
+void SessionState::NoteSourceEnd(bool failed) {
+    MutexLock lock(mutex_);
+    sourceEnded_ = true;
+    sourceFailed_ = failed;
+    wakeUp_.notify_all();
 }
 
 void SessionState::RecomputeProgramEnd() {

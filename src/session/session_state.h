@@ -80,9 +80,10 @@ public:
     // The source is open: emits CONNECTED, and DETECTED for every match so far. False, and
     // nothing done, when a stop was asked for.
     [[nodiscard]] bool AnnounceConnected() EXCLUDES(mutex_);
-    // Where the first start reference was heard, first in order of arrival. Nothing when the
-    // deadline has passed (it looks once even then) or the session is stopped or failing.
-    std::optional<uint64_t> WaitForStart(SteadyTime deadline) EXCLUDES(mutex_);
+    // Waits for a start reference: where it was heard, the first in order of arrival. Nothing
+    // when the session is stopped or failing, or the source has ended without one; one that has
+    // failed is waited for 20 ms more, so that NoteSource tells it first.
+    std::optional<uint64_t> WaitForStart() EXCLUDES(mutex_);
     // The audio pipe listens: emits PROGRAM_END, if there are bounds, and READY. False, and
     // nothing done, when the session is stopped or failing. The audio begins at servedSample,
     // which is told only where a pre-roll was asked for.
@@ -109,6 +110,8 @@ public:
     void NoteTitle(const SourceTitle& title) EXCLUDES(mutex_);
     // No event: the newest one is the cause of a SOURCE_ERROR or FINISHED that follows.
     void NoteFailure(const SourceFailure& failure) EXCLUDES(mutex_);
+    // No match follows.
+    void NoteSourceEnd(bool failed) EXCLUDES(mutex_);
 
 private:
     struct EarlyEvent {
@@ -129,13 +132,15 @@ private:
     const EventSink postEvent_;
 
     mutable Mutex mutex_;
-    std::condition_variable wakeUp_;  // told of every match, stop and source error
+    std::condition_variable wakeUp_;  // told of every match, stop, source error and source end
     SessionStatus status_ GUARDED_BY(mutex_);
     std::vector<uint64_t> referenceLengths_ GUARDED_BY(mutex_);
     std::vector<HeardReference> heard_ GUARDED_BY(mutex_);  // the matches of status_, in order
     std::optional<ForcedEnd> forcedEnd_ GUARDED_BY(mutex_);
     std::vector<EarlyEvent> early_ GUARDED_BY(mutex_);  // heard before CONNECTED
     std::optional<SourceFailure> failure_ GUARDED_BY(mutex_);
+    bool sourceEnded_ GUARDED_BY(mutex_) = false;
+    bool sourceFailed_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace receiver

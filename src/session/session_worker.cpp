@@ -9,6 +9,7 @@
 #include "audio/pcm_stream.h"
 #include "detect/detector_audio_file.h"
 #include "detect/receiver_program_audio_file.h"
+#include "detect/reference_list.h"
 #include "platform/text.h"
 #include "platform/thread_name.h"
 #include "wire/messages.h"
@@ -17,7 +18,6 @@
 namespace receiver {
 namespace {
 
-constexpr uint32_t kDetectionWaitMs = 20;
 constexpr uint32_t kFramesPerChunk = 441;  // 10 ms
 constexpr uint32_t kAudioIoTimeoutMs = 1000;
 constexpr uint32_t kNoConnectTimeoutMs = 0xFFFFFFFE;  // the longest wait there is
@@ -58,9 +58,11 @@ SessionCause ReferenceCause(const std::string& id, const std::string& failure) {
 
 }  // namespace
 
-SessionWorker::SessionWorker(SessionState& state, SourceFactory makeSource)
+SessionWorker::SessionWorker(SessionState& state, SourceFactory makeSource,
+                             std::function<void()> onSourceEnd)
     : state_(state),
       makeSource_(std::move(makeSource)),
+      onSourceEnd_(std::move(onSourceEnd)),
       networkCancellation_(std::make_shared<CFFmpegNetworkCancellation>()),
       pipeCancellation_(std::make_shared<CPcmPipeCancellation>()) {}
 
@@ -96,7 +98,7 @@ SessionStatus::Outcome SessionWorker::RunSteps() {
     CRubberBufferAudioFile& buffer = BuildChain(LoadReferences());
     Require(buffer.Open(state_.Program().url) != 0, kFinishedSourceOpen);
     Require(state_.AnnounceConnected(), kFinishedCancelledOpening);
-    const uint64_t startSample = WaitForStart(buffer);
+    const uint64_t startSample = WaitForStart();
     const uint64_t servedSample = Position(buffer, startSample);
     CPcmPipe endpoint(pipeCancellation_);
     if (!endpoint.Listen(state_.AudioUri())) {
@@ -108,18 +110,23 @@ SessionStatus::Outcome SessionWorker::RunSteps() {
 }
 
 std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
-    std::vector<ReferenceFingerprint> references;
-    std::vector<uint64_t> lengths;
-    const auto stopRequested = [this] { return state_.IsStopRequested(); };
+    std::vector<std::string> paths;
     for (const PreparedReference& reference : state_.Program().references) {
-        Require(!stopRequested(), kFinishedCancelledLoading);
-        try {
-            references.push_back(LoadReference(reference.path, stopRequested));
-        } catch (const std::runtime_error& error) {
-            throw CausedFailure(error.what(), ReferenceCause(reference.id, error.what()));
-        }
+        paths.push_back(reference.path);
+    }
+    std::vector<ReferenceFingerprint> references;
+    size_t failed = 0;
+    try {
+        references = LoadReferenceList(
+            paths, [this] { return state_.IsStopRequested(); }, &failed);
+    } catch (const std::runtime_error& error) {
+        const std::string& id = state_.Program().references.at(failed).id;
+        throw CausedFailure(error.what(), ReferenceCause(id, error.what()));
+    }
+    std::vector<uint64_t> lengths;
+    for (const ReferenceFingerprint& reference : references) {
         // Counted at the analysis rate, which is half the stream's.
-        lengths.push_back(2 * references.back().sampleCount);
+        lengths.push_back(2 * reference.sampleCount);
     }
     state_.SetReferenceLengths(std::move(lengths));
     return references;
@@ -136,6 +143,7 @@ CRubberBufferAudioFile& SessionWorker::BuildChain(std::vector<ReferenceFingerpri
         std::make_unique<CRubberBufferAudioFile>(std::move(source.file), std::move(source.stop),
                                                  state_.Program().blockBytes, SourcePatienceMs());
     if (lookBackFrames != 0) buffer_->SetLookBack(lookBackFrames);
+    buffer_->SetOnEnd([this] { NoteSourceEnd(); });
     sharedBuffer_ = buffer_.get();
     Require(!state_.IsStopRequested(), kFinishedCancelledBeforeOpen);
     return *buffer_;
@@ -185,17 +193,18 @@ uint32_t SessionWorker::SourcePatienceMs() const {
     return reconnectMs == 0 ? ioTimeoutMs : ioTimeoutMs + reconnectMs + kReconnectMarginMs;
 }
 
-uint64_t SessionWorker::WaitForStart(const CRubberBufferAudioFile& buffer) {
+// The poll first: who waits for the start leaves it the time to tell of a failed source.
+void SessionWorker::NoteSourceEnd() {
+    if (onSourceEnd_) onSourceEnd_();
+    state_.NoteSourceEnd(buffer_->GetStats().error != 0);
+}
+
+uint64_t SessionWorker::WaitForStart() {
     if (state_.Program().additions.startNow) return 0;
-    while (true) {
-        // Asked before the matches are looked at: the source reports its last match before it
-        // is finished, so none can be overlooked.
-        const bool ended = buffer.GetStats().finished;
-        const auto start = state_.WaitForStart(DeadlineIn(ended ? 0 : kDetectionWaitMs));
-        if (start) return *start;
-        Require(!state_.IsStoppedOrFailing(), kFinishedStoppedDetecting);
-        Require(!ended, kFinishedStartNotFound);
-    }
+    const auto start = state_.WaitForStart();
+    if (start) return *start;
+    Require(!state_.IsStoppedOrFailing(), kFinishedStoppedDetecting);
+    throw std::runtime_error(kFinishedStartNotFound);
 }
 
 uint64_t SessionWorker::Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const {

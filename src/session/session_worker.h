@@ -34,8 +34,9 @@ public:
     using SourceFactory = SessionSourceFactory;
 
     // The state outlives the object. Without a factory the source is the program's URL
-    // under the detector.
-    SessionWorker(SessionState& state, SourceFactory makeSource);
+    // under the detector. `onSourceEnd` as ReceiverSession's.
+    SessionWorker(SessionState& state, SourceFactory makeSource,
+                  std::function<void()> onSourceEnd = {});
     SessionWorker(const SessionWorker&) = delete;
     SessionWorker& operator=(const SessionWorker&) = delete;
 
@@ -56,7 +57,8 @@ private:
     uint64_t LookBackFrames(const std::vector<ReferenceFingerprint>& references) const;
     // How long the buffer's reader waits for audio that is to come.
     uint32_t SourcePatienceMs() const;
-    uint64_t WaitForStart(const CRubberBufferAudioFile& buffer);
+    void NoteSourceEnd();
+    uint64_t WaitForStart();
     // Where the audio that is served begins.
     uint64_t Position(CRubberBufferAudioFile& buffer, uint64_t startSample) const;
     SessionStatus::Outcome Serve(CRubberBufferAudioFile& buffer, CPcmPipe& endpoint,
@@ -64,6 +66,7 @@ private:
 
     SessionState& state_;
     const SourceFactory makeSource_;
+    const std::function<void()> onSourceEnd_;
     const std::shared_ptr<CFFmpegNetworkCancellation> networkCancellation_;
     const std::shared_ptr<CPcmPipeCancellation> pipeCancellation_;
     std::unique_ptr<CRubberBufferAudioFile> buffer_;  // Run's; kept, so that its end can be told

@@ -1,4 +1,6 @@
 // A system that has no thread left for one moment of a session.
+#include <thread>
+
 #include "testing/receiver_fixture.h"
 
 namespace receiver {
@@ -22,9 +24,10 @@ protected:
         station_.Serve(kPath, WavRoute(broadcast_.audio));
     }
 
-    // A session's thread reads its references and serves, the buffer's fills it.
+    // A session's thread reads its reference and serves, the buffer's fills it.
     json Prepare(const char* sessionId) {
-        return PrepareCommand(sessionId, station_.Url(kPath), SaveJingles(broadcast_), 60000, 0);
+        return PrepareCommand(sessionId, station_.Url(kPath), {SaveJingles(broadcast_).front()},
+                              1000, 0);
     }
 
     const Broadcast broadcast_;
@@ -46,6 +49,17 @@ TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
 
     EXPECT_EQ(receiver.Ask({{"type", "HELLO"}})["active"], nullptr);
     EXPECT_EQ(Record(receiver, Prepare("second")).finished["reason"], "eof");
+    receiver.Shutdown();
+}
+
+// Two references are loaded by two threads where there are two processors.
+TEST_F(ThreadStartTest, ALoaderWithoutAThreadIsDoneWithout) {
+    if (std::thread::hardware_concurrency() < 2) GTEST_SKIP() << "one processor needs no loader";
+    ReceiverDriver receiver(WithFailingThread(2));
+    receiver.Introduce();
+    const json prepare =
+        PrepareCommand("s", station_.Url(kPath), SaveJingles(broadcast_), 60000, 0);
+    EXPECT_EQ(Record(receiver, prepare).finished["reason"], "eof");
     receiver.Shutdown();
 }
 

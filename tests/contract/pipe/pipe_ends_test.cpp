@@ -47,6 +47,16 @@ protected:
     CPcmPipe client_{clientCancellation_};
     CPcmPipe& near_ = GetParam() == End::kServer ? server_ : client_;
     CPcmPipe& far_ = GetParam() == End::kServer ? client_ : server_;
+    // Until something is heard, which need not be the first time.
+    bool WaitForBytes(size_t bytes) {
+        size_t available = 0;
+        while (near_.Peek(&available) && available < bytes) {
+            if (!near_.WaitForNews(other_, Soon())) return false;
+        }
+        return available == bytes;
+    }
+
+    WakeUpEvent other_;
     CPcmPipeCancellation& nearCancellation_ =
         GetParam() == End::kServer ? *serverCancellation_ : *clientCancellation_;
     std::array<char, 64> bytes_{};
@@ -280,6 +290,56 @@ TEST_P(PipeEndsTest, PeekFailsOnlyWhenThePeerIsGoneAndAllIsRead) {
     EXPECT_FALSE(near_.Peek(&available));
     EXPECT_EQ(near_.LastError(), kErrorBrokenPipe);
     EXPECT_EQ(available, 0u);
+}
+
+TEST_P(PipeEndsTest, BytesAreNewsAndStayInThePipe) {
+    TestTask writer("the writer", [this] { EXPECT_TRUE(WriteFar("abc")); });
+    EXPECT_TRUE(WaitForBytes(3));
+    writer.Get();
+    EXPECT_TRUE(near_.WaitForNews(other_, Soon()));  // as long as they are there
+    ASSERT_TRUE(near_.Read(bytes_.data(), 3, Soon()));
+    EXPECT_EQ(std::string(bytes_.data(), 3), "abc");
+}
+
+TEST_P(PipeEndsTest, ThePeersEndIsNews) {
+    TestTask closer("the closer", [this] { far_.Close(); });
+    size_t available = 0;
+    while (near_.Peek(&available)) ASSERT_TRUE(near_.WaitForNews(other_, Soon()));
+    closer.Get();
+    EXPECT_EQ(near_.LastError(), kErrorBrokenPipe);
+    EXPECT_TRUE(near_.WaitForNews(other_, Soon()));
+}
+
+TEST_P(PipeEndsTest, AnotherSignalEndsAWaitForNews) {
+    TestTask signaller("the signaller", [this] { other_.Signal(); });
+    while (!other_.Wait(0)) ASSERT_TRUE(near_.WaitForNews(other_, Soon()));
+    signaller.Get();
+    EXPECT_TRUE(near_.WaitForNews(other_, Soon()));
+}
+
+TEST_P(PipeEndsTest, WithoutNewsTheWaitTimesOutNotBeforeItsTime) {
+    const auto start = std::chrono::steady_clock::now();
+    const uint64_t deadline = TickMs() + 100;
+    while (near_.WaitForNews(other_, deadline)) {
+        size_t available = 0;
+        ASSERT_TRUE(near_.Peek(&available));
+    }
+    EXPECT_EQ(near_.LastError(), kErrorTimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(80));
+}
+
+TEST_P(PipeEndsTest, CancellationEndsAWaitForNewsAndLeavesNothingOutstanding) {
+    TestTask canceller("the canceller", [this] { nearCancellation_.Cancel(); });
+    while (near_.WaitForNews(other_, Soon())) {
+        size_t available = 0;
+        ASSERT_TRUE(near_.Peek(&available));
+    }
+    canceller.Get();
+    EXPECT_EQ(near_.LastError(), kErrorCancelled);
+    ASSERT_TRUE(WriteFar("late"));
+    size_t available = 0;
+    EXPECT_TRUE(near_.Peek(&available));
+    EXPECT_EQ(available, 4u);
 }
 
 TEST_P(PipeEndsTest, SuccessClearsTheLastError) {

@@ -318,6 +318,20 @@ TEST_F(RubberBufferTest, ASourceOutOfMemoryEndsWith8) {
     ExpectFailedRead(8);
 }
 
+TEST_F(RubberBufferTest, TheEndIsToldOnceWhenTheStatisticsTellItToo) {
+    MakeBuffer();
+    std::promise<CRubberBufferAudioFile::Stats> told;
+    buffer_->SetOnEnd([&] { told.set_value(buffer_->GetStats()); });  // twice would throw
+    ASSERT_EQ(buffer_->Open("scripted"), 1);
+    Fill(3000);
+    source_->Fail();
+    const CRubberBufferAudioFile::Stats stats = Await(told.get_future(), "the end");
+    EXPECT_TRUE(stats.finished);
+    EXPECT_EQ(stats.error, 30u);
+    EXPECT_EQ(stats.receivedBytes, 3000u);
+    buffer_->Close();
+}
+
 TEST_F(RubberBufferTest, StatisticsDescribeTheStream) {
     const uint64_t before = TickMs();
     ASSERT_TRUE(OpenBuffer());

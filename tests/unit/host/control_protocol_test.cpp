@@ -23,6 +23,7 @@ protected:
 
     // One pass of the host's loop, but for the wait for a client.
     void Pass() {
+        slot_.TakeBackWakeUp();
         slot_.Poll();
         slot_.Reap();
         if (channel_.IsConnected()) {
@@ -32,7 +33,7 @@ protected:
             });
         }
         protocol_.ForwardEvents();
-        slot_.WaitForEvents(1);
+        slot_.WakeUp().Wait(1);
     }
     json AskRaw(const std::string& body) {
         if (!SendFrameWhile(body, [this] { Pass(); })) return {};
@@ -321,7 +322,7 @@ TEST_F(ControlProtocolTest, AfterCancelOnlyFinishedIsDelivered) {
     const Patience patience("READY");
     while (slot_.SnapshotOf("")["state"] != "READY") {
         patience.Check();
-        slot_.WaitForEvents(1);
+        slot_.WakeUp().Wait(1);
     }
     EXPECT_EQ(Ask(CancelCommand("c", "s-1"))["session"]["canDrain"], false);
     WaitUntilReaped();
@@ -340,6 +341,54 @@ TEST_F(ControlProtocolTest, ADisconnectLeavesTheSessionAloneAndTheNextClientGets
     source_.Match(MatchAt(kStartReference, 0));
     source_.Deliver(10);
     EXPECT_EQ(WaitFor("READY")["sessionId"], "s-1");
+}
+
+TEST_F(ControlProtocolTest, ASessionIsPolledNowAndThenAndReapedAtOnceAndWithoutOneNothingIsDue) {
+    EXPECT_EQ(slot_.NextPollMs(), UINT64_MAX);
+    Introduce();
+    ASSERT_EQ(Ask(PrepareCommand())["type"], "ACK");
+    EXPECT_EQ(slot_.NextPollMs(), 50u);
+    source_.End();
+    const Patience patience("FINISHED");
+    while (slot_.SnapshotOf("")["state"] != "FINISHED") {
+        patience.Check();
+        slot_.WakeUp().Wait(1);
+    }
+    EXPECT_EQ(slot_.NextPollMs(), 0u);
+    slot_.Reap();
+    EXPECT_EQ(slot_.NextPollMs(), UINT64_MAX);
+}
+
+TEST_F(ControlProtocolTest, AnEventWakesTheHostUntilItIsTaken) {
+    Introduce();
+    ASSERT_EQ(Ask(PrepareCommand())["type"], "ACK");
+    ASSERT_EQ(WaitFor("CONNECTED")["type"], "CONNECTED");
+    slot_.TakeBackWakeUp();
+    EXPECT_TRUE(slot_.TakeEvents().empty());
+    ASSERT_FALSE(slot_.WakeUp().Wait(0));
+    source_.Match(MatchAt(kStartReference, 0));
+    EXPECT_TRUE(slot_.WakeUp().Wait(kPatienceMs));
+    const std::vector<json> events = slot_.TakeEvents();
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events[0]["type"], "DETECTED");
+}
+
+// No event tells of it until the host has polled.
+TEST_F(ControlProtocolTest, ASourceThatFailsWhileItIsServedWakesTheHost) {
+    Introduce();
+    source_.Match(MatchAt(kStartReference, 0));
+    source_.Deliver(10);
+    ASSERT_EQ(Ask(PrepareCommand())["type"], "ACK");
+    ASSERT_EQ(WaitFor("READY")["type"], "READY");
+    slot_.TakeBackWakeUp();
+    ASSERT_TRUE(slot_.TakeEvents().empty());
+    source_.Fail();
+    EXPECT_TRUE(slot_.WakeUp().Wait(kPatienceMs));
+    EXPECT_TRUE(slot_.TakeEvents().empty());
+    slot_.Poll();
+    const std::vector<json> events = slot_.TakeEvents();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0]["type"], "SOURCE_ERROR");
 }
 
 TEST_F(ControlProtocolTest, WithoutAnIntroducedClientEventsAreOnlyLogged) {

@@ -92,6 +92,32 @@ TEST_F(PcmPipeTest, AcceptTakesAClientThatComesWhileItWaits) {
     client.Get();
 }
 
+// The wait takes no client itself, not even for a moment.
+TEST_F(PcmPipeTest, AClientThatComesIsNewsForAccept) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    const WakeUpEvent other;
+    TestTask client("the client", [this] { EXPECT_TRUE(client_.Connect(uri_, kSoonMs)); });
+
+    while (!server_.Accept(0)) {
+        ASSERT_EQ(server_.LastError(), kErrorTimedOut);
+        ASSERT_TRUE(server_.WaitForNews(other, Soon()));
+    }
+    client.Get();
+    ASSERT_TRUE(client_.Write("x", 1, Soon()));
+    char byte = 0;
+    EXPECT_TRUE(server_.Read(&byte, 1, Soon()));
+}
+
+TEST_F(PcmPipeTest, AWaitForNewsThatEndsWithoutAClientStillLetsOneCome) {
+    ASSERT_TRUE(server_.Listen(uri_));
+    WakeUpEvent other;
+    other.Signal();
+    EXPECT_TRUE(server_.WaitForNews(other, Soon()));
+    ASSERT_TRUE(client_.Connect(uri_, 0));
+    EXPECT_TRUE(server_.WaitForNews(WakeUpEvent(), Soon()));
+    EXPECT_TRUE(server_.Accept(0));
+}
+
 TEST_F(PcmPipeTest, CancellationEndsAnAcceptFromAnotherThread) {
     ASSERT_TRUE(server_.Listen(uri_));
     TestTask canceller("the canceller", [this] { cancellation_->Cancel(); });
