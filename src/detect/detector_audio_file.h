@@ -26,6 +26,9 @@
 
 namespace receiver {
 
+// The source frame at which a sample of the analysis lies.
+uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample);
+
 class CDetectorAudioFile final : public CAudioFile {
 public:
     using MatchCallback = std::function<void(const DetectorMatch&)>;

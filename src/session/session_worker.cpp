@@ -17,7 +17,6 @@
 namespace receiver {
 namespace {
 
-constexpr double kBerThreshold = 0.14;
 constexpr uint32_t kDetectionWaitMs = 20;
 constexpr uint32_t kFramesPerChunk = 441;  // 10 ms
 constexpr uint32_t kAudioIoTimeoutMs = 1000;
