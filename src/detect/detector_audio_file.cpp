@@ -31,12 +31,12 @@ std::vector<ReferenceFingerprint> CheckedReferences(
     return std::exchange(references, {});
 }
 
+}  // namespace
+
 uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample) {
     const double product = static_cast<double>(sourceRate) * static_cast<double>(analysisSample);
     return static_cast<uint64_t>(std::llrint(product / kAnalysisRate));
 }
-
-}  // namespace
 
 CDetectorAudioFile::CDetectorAudioFile(std::unique_ptr<CAudioFile> source,
                                        std::vector<ReferenceFingerprint>&& references,

@@ -30,6 +30,8 @@ namespace receiver {
 // reference's end: the window that completes its last word, the words that refine it, and
 // what the resampler holds back, with room.
 inline constexpr uint64_t kDetectionReachFrames = 32768;
+// The source frame at which a sample of the analysis lies.
+uint64_t SourceSample(uint32_t sourceRate, uint64_t analysisSample);
 
 class CDetectorAudioFile final : public CAudioFile {
 public:

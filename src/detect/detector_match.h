@@ -5,6 +5,9 @@
 
 namespace receiver {
 
+// A reference is heard where at most this share of its bits differs.
+inline constexpr double kBerThreshold = 0.14;
+
 struct DetectorMatch {
     uint64_t referenceIndex = 0;       // in the list given at construction
     uint64_t sample = 0;               // source frame at which the reference begins

@@ -32,7 +32,9 @@ bool TakesValue(const CLI::Option& option) {
 }
 
 bool TakesFile(const CLI::Option& option) {
-    if (option.get_positional()) return option.get_name() == "FILE";
+    if (option.get_positional()) {
+        return option.get_name() == "FILE" || option.get_name() == "SOURCE";
+    }
     const std::string type = option.get_type_name();
     return type.find("FILE") != std::string::npos || type == "PROGRAM";
 }

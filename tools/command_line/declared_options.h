@@ -5,7 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "command_line/tool_description.h"
+
 namespace receiver {
+
+// A command of a tool, or the tool that has them. Borrowed: both outlive what is made of them.
+struct DeclaredCommand {
+    const CLI::App* app;
+    const ToolDescription* tool;  // its name is that of the command alone
+};
 
 // The groups that have options to show, in the order of their declaration.
 std::vector<std::string> OptionGroups(const CLI::App& app);

@@ -53,7 +53,7 @@ std::shared_ptr<CLI::FormatterBase> MakeHelpFormatter(const ToolDescription& too
 std::string HelpFooter(const ToolDescription& tool) {
     std::string text;
     for (const char* note : tool.notes) text += std::string(note) + "\n\n";
-    text += "Examples:\n";
+    if (!tool.examples.empty()) text += "Examples:\n";
     for (const ToolExample& example : tool.examples) {
         text += std::string("  # ") + example.purpose + "\n  " + example.command + "\n";
     }

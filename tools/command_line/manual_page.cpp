@@ -57,8 +57,8 @@ std::string UsageWord(const std::string& word) {
     return text;
 }
 
-std::string Synopsis(const ToolDescription& tool) {
-    std::string text = Bold(tool.name);
+std::string Synopsis(const std::string& name, const ToolDescription& tool) {
+    std::string text = Bold(name);
     std::istringstream words(tool.usage);
     for (std::string word; words >> word;) text += " " + UsageWord(word);
     return text + "\n";
@@ -75,12 +75,16 @@ std::string OptionItem(const CLI::Option& option) {
     return Item(head, Sentence(option.get_description()));
 }
 
-std::string Options(const CLI::App& app) {
-    std::string text = ".SH ARGUMENTS\n";
+std::string ArgumentItems(const CLI::App& app) {
+    std::string text;
     for (const CLI::Option* argument : Arguments(app)) {
         text += Item(Italic(argument->get_name()), Sentence(argument->get_description()));
     }
-    text += ".SH OPTIONS\n";
+    return text;
+}
+
+std::string OptionItems(const CLI::App& app) {
+    std::string text;
     for (const std::string& group : OptionGroups(app)) {
         text += ".SS " + Roff(group) + "\n";
         for (const CLI::Option* option : OptionsOf(app, group)) text += OptionItem(*option);
@@ -88,29 +92,75 @@ std::string Options(const CLI::App& app) {
     return text;
 }
 
-}  // namespace
+std::string Title(const ToolDescription& tool) {
+    return ".TH " + Roff(Upper(tool.name)) + " 1\n.SH NAME\n" + Roff(tool.name) + " \\- " +
+           Roff(tool.purpose) + "\n.SH SYNOPSIS\n";
+}
 
-std::string ManualPage(const CLI::App& app, const ToolDescription& tool) {
-    std::string text = ".TH " + Roff(Upper(tool.name)) + " 1\n.SH NAME\n" + Roff(tool.name) +
-                       " \\- " + Roff(tool.purpose) + "\n.SH SYNOPSIS\n" + Synopsis(tool) +
-                       ".SH DESCRIPTION\n" + Roff(tool.description) + "\n";
+std::string Description(const ToolDescription& tool) {
+    std::string text = Roff(tool.description) + "\n";
     for (const char* note : tool.notes) text += ".PP\n" + Roff(note) + "\n";
     for (const char* detail : tool.details) text += ".PP\n" + Roff(detail) + "\n";
-    text += Options(app) + ".SH EXIT STATUS\n";
+    return text;
+}
+
+std::string ExitCodes(const ToolDescription& tool) {
+    std::string text;
     for (const ToolExitCode& exit : tool.exitCodes) {
         text += Item(Bold(std::to_string(exit.code)), Sentence(exit.meaning));
     }
-    if (!tool.environment.empty()) text += ".SH ENVIRONMENT\n";
+    return text;
+}
+
+std::string Environment(const ToolDescription& tool) {
+    std::string text = tool.environment.empty() ? "" : ".SH ENVIRONMENT\n";
     for (const ToolVariable& variable : tool.environment) {
         text += Item(Bold(variable.name), variable.meaning);
     }
-    text += ".SH EXAMPLES\n";
+    return text;
+}
+
+std::string Examples(const ToolDescription& tool) {
+    std::string text;
     for (const ToolExample& example : tool.examples) {
         text += ".PP\n" + Roff(Sentence(example.purpose)) + "\n.PP\n.nf\n" + Roff(example.command) +
                 "\n.fi\n";
     }
+    return text;
+}
+
+std::string WithoutLastLineFeed(std::string text) {
     text.pop_back();
     return text;
+}
+
+}  // namespace
+
+std::string ManualPage(const CLI::App& app, const ToolDescription& tool) {
+    return WithoutLastLineFeed(Title(tool) + Synopsis(tool.name, tool) + ".SH DESCRIPTION\n" +
+                               Description(tool) + ".SH ARGUMENTS\n" + ArgumentItems(app) +
+                               ".SH OPTIONS\n" + OptionItems(app) + ".SH EXIT STATUS\n" +
+                               ExitCodes(tool) + Environment(tool) + ".SH EXAMPLES\n" +
+                               Examples(tool));
+}
+
+std::string ManualPage(const DeclaredCommand& tool, const std::vector<DeclaredCommand>& commands) {
+    std::string text = Title(*tool.tool);
+    for (const DeclaredCommand& command : commands) {
+        if (&command != &commands.front()) text += ".br\n";
+        text += Synopsis(std::string(tool.tool->name) + " " + command.tool->name, *command.tool);
+    }
+    text += ".SH DESCRIPTION\n" + Description(*tool.tool) + ".SH OPTIONS\n" +
+            OptionItems(*tool.app) + ".SH COMMANDS\n";
+    for (const DeclaredCommand& command : commands) {
+        text += Item(Bold(command.tool->name), Sentence(command.tool->purpose));
+    }
+    for (const DeclaredCommand& command : commands) {
+        text += ".SH " + Roff(Upper(command.tool->name)) + "\n" + Description(*command.tool) +
+                ArgumentItems(*command.app) + OptionItems(*command.app) + ".SS Exit status\n" +
+                ExitCodes(*command.tool) + ".SS Examples\n" + Examples(*command.tool);
+    }
+    return WithoutLastLineFeed(text + Environment(*tool.tool));
 }
 
 }  // namespace receiver

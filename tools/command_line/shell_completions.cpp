@@ -82,27 +82,29 @@ std::string ZshArgument(const CLI::Option& argument, size_t number) {
            (TakesFile(argument) ? "_files" : "_urls") + "'";
 }
 
-}  // namespace
+std::string FunctionName(const std::string& toolName) {
+    std::string name = "_" + toolName;
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return c == '-' || c == ' '; }, '_');
+    return name;
+}
 
-std::string BashCompletion(const CLI::App& app, const std::string& toolName) {
+constexpr const char* kBashWords =
+    "    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n";
+
+std::string BashFunction(const CLI::App& app, const std::string& name) {
     const OptionNames names = CollectNames(app);
-    std::string function = "_" + toolName;
-    std::replace(function.begin(), function.end(), '-', '_');
-    std::string text =
-        function +
-        "() {\n"
-        "    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n" +
-        OptionValues(names);
+    std::string text = name + "() {\n" + kBashWords + OptionValues(names);
     if (HasFileArgument(app)) {
         text +=
             "    case $word in\n        -*) ;;\n        *)\n" + OfferFiles("$word") + "    esac\n";
     }
-    return text + "    mapfile -t COMPREPLY < <(compgen -W \"" + names.all + "\" -- \"$word\")\n" +
-           "}\ncomplete -F " + function + " " + toolName;
+    return text + "    mapfile -t COMPREPLY < <(compgen -W \"" + names.all +
+           "\" -- \"$word\")\n}\n";
 }
 
-std::string ZshCompletion(const CLI::App& app, const std::string& toolName) {
-    std::string text = "#compdef " + toolName + "\n_arguments -s";
+std::string ZshArguments(const CLI::App& app) {
+    std::string text = "_arguments -s";
     for (const std::string& group : OptionGroups(app)) {
         for (const CLI::Option* option : OptionsOf(app, group)) {
             for (const std::string& name : Names(*option)) {
@@ -119,6 +121,53 @@ std::string ZshCompletion(const CLI::App& app, const std::string& toolName) {
         text += " \\\n    " + ZshArgument(*argument, ++number);
     }
     return text;
+}
+
+}  // namespace
+
+std::string BashCompletion(const CLI::App& app, const std::string& toolName) {
+    const std::string function = FunctionName(toolName);
+    return BashFunction(app, function) + "complete -F " + function + " " + toolName;
+}
+
+std::string BashCompletion(const DeclaredCommand& tool,
+                           const std::vector<DeclaredCommand>& commands) {
+    const std::string toolName = tool.tool->name;
+    const std::string function = FunctionName(toolName);
+    std::string text;
+    std::string first = CollectNames(*tool.app).all;
+    std::string cases;
+    for (const DeclaredCommand& command : commands) {
+        const std::string name = command.tool->name;
+        const std::string own = FunctionName(toolName + " " + name);
+        text += BashFunction(*command.app, own);
+        first += " " + name;
+        cases += "        " + name + ") " + own + " ;;\n";
+    }
+    return text + function + "() {\n    COMPREPLY=()\n    if ((COMP_CWORD == 1)); then\n" +
+           "        mapfile -t COMPREPLY < <(compgen -W \"" + first +
+           "\" -- \"${COMP_WORDS[1]}\")\n        return\n    fi\n" +
+           "    case ${COMP_WORDS[1]} in\n" + cases + "    esac\n}\ncomplete -F " + function + " " +
+           toolName;
+}
+
+std::string ZshCompletion(const CLI::App& app, const std::string& toolName) {
+    return "#compdef " + toolName + "\n" + ZshArguments(app);
+}
+
+std::string ZshCompletion(const DeclaredCommand& tool,
+                          const std::vector<DeclaredCommand>& commands) {
+    std::string names;
+    std::string cases;
+    for (const DeclaredCommand& command : commands) {
+        const std::string name = command.tool->name;
+        names += " " + name + "\\:\"" + Quoted(command.tool->purpose) + "\"";
+        cases += name + ")\n" + ZshArguments(*command.app) + " ;;\n";
+    }
+    return std::string("#compdef ") + tool.tool->name + "\nif ((CURRENT == 2)); then\n" +
+           ZshArguments(*tool.app) + " \\\n    '1:command:((" + names.substr(1) +
+           "))'\nreturn\nfi\nwords=(\"${(@)words[2,-1]}\")\n((CURRENT--))\ncase $words[1] in\n" +
+           cases + "esac";
 }
 
 }  // namespace receiver

@@ -9,9 +9,8 @@
 #include "platform/standard_streams.h"
 
 namespace receiver {
-namespace {
 
-void Declare(CLI::App& app, const ToolDescription& tool, const DeclareOptions& declare) {
+void DeclareTool(CLI::App& app, const ToolDescription& tool, const DeclareOptions& declare) {
     const char* const group = "Other";
     app.name(tool.name);
     app.description(tool.description);
@@ -23,6 +22,8 @@ void Declare(CLI::App& app, const ToolDescription& tool, const DeclareOptions& d
     app.set_version_flag("--version", VersionText(tool.name), "Print the version and the licence")
         ->group(group);
 }
+
+namespace {
 
 CommandLineAnswer Document(const CLI::App& app, const ToolDescription& tool,
                            std::string_view kind) {
@@ -38,7 +39,7 @@ std::optional<CommandLineAnswer> ParseToolCommandLine(const ToolDescription& too
                                                       const DeclareOptions& declare, int argc,
                                                       const char* const* argv) {
     CLI::App app;
-    Declare(app, tool, declare);
+    DeclareTool(app, tool, declare);
     if (argc == 3 && argv[1] == std::string_view("--generate")) {
         return Document(app, tool, argv[2]);
     }

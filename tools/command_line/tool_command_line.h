@@ -21,6 +21,10 @@ struct CommandLineAnswer {
 // Declares the tool's own options; what they write to outlives the parsing.
 using DeclareOptions = std::function<void(CLI::App&)>;
 
+// Makes of an empty application what ParseToolCommandLine parses with. The tool and what
+// the options write to outlive it.
+void DeclareTool(CLI::App& app, const ToolDescription& tool, const DeclareOptions& declare);
+
 // Answers --help, --version, a mistake, and the build's "--generate man", "bash" or "zsh".
 // Nothing when the tool's work can begin.
 std::optional<CommandLineAnswer> ParseToolCommandLine(const ToolDescription& tool,

@@ -7,7 +7,7 @@
 #include "command_line/duration.h"
 #include "receiver_record/exit_code.h"
 #include "receiver_record/request/command_line.h"
-#include "receiver_record/request/reference_list.h"
+#include "references/reference_list.h"
 #include "wire/prepare_limits.h"
 
 namespace receiver {

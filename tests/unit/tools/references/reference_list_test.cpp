@@ -1,4 +1,4 @@
-#include "receiver_record/request/reference_list.h"
+#include "references/reference_list.h"
 
 #include <gtest/gtest.h>
 
