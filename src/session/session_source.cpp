@@ -10,8 +10,6 @@
 namespace receiver {
 namespace {
 
-constexpr double kBerThreshold = 0.14;
-
 NetworkRequest MakeRequest(const PreparedHttp& http) {
     NetworkRequest request{.userAgent = http.userAgent, .headers = {}, .caFile = {}};
     for (const auto& [name, value] : http.headers) {

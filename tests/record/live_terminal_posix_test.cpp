@@ -85,7 +85,7 @@ TEST_F(LiveTerminalTest, EventsScrollAboveTheStatusAndTheSummaryStaysAtTheEnd) {
 
 TEST_F(LiveTerminalTest, TheStatusShowsLevelBufferMatchTimeAndWhatRemains) {
     const auto run = Start(100);
-    // The buffer is asked for once a second.
+    // The buffer is asked for when the state changes.
     ASSERT_TRUE(run->ShowUntil([](const TerminalScreen& screen) {
         const std::string& line = screen.Lines().back();
         return line.rfind("RECORDING", 0) == 0 && line.find("buffer ") != std::string::npos;
@@ -146,6 +146,7 @@ TEST_F(LiveTerminalTest, ThereAreColoursUnlessNoColorForbidsThem) {
     EXPECT_GT(coloured->Screen().Colours(), 0u);
     FinishWell(*coloured);
     std::filesystem::remove(OutputFile());
+    std::filesystem::remove(OutputFile() + ".json");
     const auto plain = Start(80, {"NO_COLOR=1"});
     FinishWell(*plain);
     EXPECT_GT(plain->Screen().Erased().size(), 0u);

@@ -14,6 +14,7 @@
 #include "testing/receiver_driver.h"
 #include "testing/wav_file.h"
 #include "wire/messages.h"
+#include "wire/pcm1_record.h"
 
 namespace receiver {
 namespace {
@@ -165,6 +166,78 @@ TEST_F(ReceiverFaultsTest, AnAudioPipeThatCannotBeOpenedIsSaidAndTheSessionCance
     EXPECT_EQ(cancel["type"], kCommandCancel);
     EXPECT_THAT(Errors().back(), HasSubstr("The audio cannot be received: "));
     EXPECT_FALSE(fs::exists(OutputFile() + ".part"));
+}
+
+// The connection is lost just when the programme ends. The session waits until its audio is
+// acknowledged, which the recorder puts off until it has a connection to ask through.
+TEST_F(ReceiverFaultsTest, AProgrammeThatEndsWhileTheConnectionIsLostIsComplete) {
+    constexpr uint32_t kFrames = 441;
+    ManualResetEvent isBack;
+    ManualResetEvent acknowledged;
+    FakePeer audio([&](FakePeer& p) {
+        Pcm1Header header;
+        header.sampleRate = 44100;
+        header.channels = 2;
+        header.bitsPerSample = 16;
+        p.Send(&header, sizeof(header));
+        const Pcm1ChunkRecord data{kPcm1Data, kFrames * 4, 0, 0};
+        p.Send(&data, sizeof(data));
+        p.Send(std::string(kFrames * 4, '\1'));
+        if (!isBack.Wait(kPatienceMs)) return;
+        const Pcm1ChunkRecord end{kPcm1End, 0, kFrames, 0};
+        p.Send(&end, sizeof(end));
+        Pcm1Acknowledgement acknowledgement;
+        p.Receive(&acknowledgement, sizeof(acknowledgement));
+        acknowledged.Signal();
+    });
+    FakePeer control([&](FakePeer& p) {
+        p.Welcome();
+        const json prepare = p.ReceiveMessage();
+        const std::string id = prepare["sessionId"];
+        json session = {{"sessionId", id},
+                        {"state", kStatePreparing},
+                        {"sequence", 0},
+                        {"matches", json::array()}};
+        p.SendMessage({{"type", kReplyAck},
+                       {"version", 1},
+                       {"requestId", prepare["requestId"]},
+                       {"command", kCommandPrepare},
+                       {"session", session}});
+        json program = {{"startSample", 0},
+                        {"endSample", 441000},
+                        {"sampleRate", 44100},
+                        {"fadeFrames", 0},
+                        {"reason", kEndMaximum}};
+        p.SendMessage(
+            {{"type", kEventProgramEnd}, {"sessionId", id}, {"sequence", 1}, {"program", program}});
+        p.SendMessage({{"type", kEventReady},
+                       {"sessionId", id},
+                       {"sequence", 2},
+                       {"uri", audio.Uri()},
+                       {"sourceSample", 0}});
+        p.AcceptAgain();
+        isBack.Signal();
+        if (acknowledged.Wait(200)) {  // the session is over, and nobody can say any more
+            p.Welcome();
+        } else {
+            program["endSample"] = kFrames;
+            program["reason"] = kEndOutro;
+            session.update({{"state", kStateOpened}, {"sequence", 3}, {"program", program}});
+            p.Welcome(session);
+            session.update({{"type", kEventFinished},
+                            {"sequence", 4},
+                            {"state", kStateFinished},
+                            {"reason", kReasonEof},
+                            {"message", ""}});
+            p.SendMessage(session);
+        }
+        p.WaitForHangUp();
+    });
+    EXPECT_EQ(Execute({"--end", folder_.File("outro.wav"), "--control", control.Uri(), "-o",
+                       OutputFile()}),
+              0)
+        << testing::PrintToString(Errors());
+    EXPECT_EQ(Sidecar()["program"]["reason"], "outro");
 }
 
 // Whatever the step that lacks one, it has an end, a message, and leaves the receiver free.

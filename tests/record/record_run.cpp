@@ -3,20 +3,22 @@
 #include <fstream>
 #include <sstream>
 
+#include "log_place.h"
 #include "platform/clock.h"
 #include "testing/wav_file.h"
 
 namespace receiver {
 
 RecordRun::RecordRun() : broadcast_(MakeBroadcast(44100, 2)), body_(WavBytes(broadcast_.audio)) {
+    SetLogPlace(LogPlace());
     WriteWavFile(folder_.File("jingle.wav"), broadcast_.startJingle);
     WriteWavFile(folder_.File("outro.wav"), broadcast_.endJingle);
 }
 
-void RecordRun::Serve(StationRoute route) {
+void RecordRun::Serve(StationRoute route, const std::string& path) {
     route.contentType = "audio/wav";
     route.body = body_;
-    station_.Serve("/live", route);
+    station_.Serve(path, route);
 }
 
 size_t RecordRun::BodyBytes(size_t frame) const {

@@ -20,8 +20,8 @@ class RecordRun {
 public:
     RecordRun();
 
-    // The station's only stream, as WAV.
-    void Serve(StationRoute route = {});
+    // The broadcast as WAV: by default the station's only stream.
+    void Serve(StationRoute route = {}, const std::string& path = "/live");
     // Bytes of the stream's body up to a frame of the broadcast.
     size_t BodyBytes(size_t frame) const;
 
@@ -36,6 +36,8 @@ public:
     std::string OutputFile() const { return folder_.File("out.wav"); }
     std::vector<int16_t> Recorded() const;
     nlohmann::json Sidecar() const;
+    // Of the receivers that are started without --log.
+    std::filesystem::path LogPlace() const { return folder_.Path() / "state"; }
     // What the receiver must have recorded, from the jingle on.
     std::vector<int16_t> Expected(uint64_t frames) const;
 

@@ -1,11 +1,12 @@
-// A file that is written at any offset, and standard output as a stream of bytes:
-// what a recording needs of the operating system. Not thread-safe.
+// A file that is written at any offset: what a recording needs of the operating system.
+// Not thread-safe.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace receiver {
 
@@ -16,7 +17,9 @@ public:
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    // Creates the file; one that exists is emptied with `overwrite`, else refused.
+    // Creates the file, and never opens one that is there: with `overwrite` that is removed
+    // (a link itself, not what it leads to), unless another OutputFile is writing it, else
+    // refused.
     bool Create(const std::filesystem::path& path, bool overwrite);
     // All of the bytes, or false.
     bool WriteAt(uint64_t offset, const void* data, size_t size);
@@ -37,14 +40,9 @@ private:
     std::string failure_;
 };
 
-class StandardOutput final {
-public:
-    // All of the bytes, however long the reader takes; false once it is gone.
-    bool Write(const void* data, size_t size);
-    const std::string& FailureText() const { return failure_; }
-
-private:
-    std::string failure_;
-};
+// Gives a file another name in its folder, and puts the name onto the disk. Without `overwrite`
+// a name that exists is refused by the step itself, as std::errc::file_exists.
+std::error_code RenameFile(const std::filesystem::path& from, const std::filesystem::path& to,
+                           bool overwrite);
 
 }  // namespace receiver

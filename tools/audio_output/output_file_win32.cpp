@@ -25,9 +25,12 @@ DWORD Piece(size_t size) {
 
 bool OutputFile::Create(const std::filesystem::path& path, bool overwrite) {
     Close();
-    const HANDLE handle =
-        CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ, nullptr,
-                    overwrite ? CREATE_ALWAYS : CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    // A file that somebody writes is not shared for deletion.
+    if (overwrite && !DeleteFileW(path.c_str()) && GetLastError() != ERROR_FILE_NOT_FOUND) {
+        return Fail();
+    }
+    const HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, FILE_SHARE_READ,
+                                      nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     native_ = reinterpret_cast<std::intptr_t>(handle);
     return native_ != kClosed || Fail();
 }
@@ -70,19 +73,15 @@ bool OutputFile::Fail() {
     return false;
 }
 
-bool StandardOutput::Write(const void* data, size_t size) {
-    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
-    const char* at = static_cast<const char*>(data);
-    while (size > 0) {
-        DWORD written = 0;
-        if (!WriteFile(output, at, Piece(size), &written, nullptr) || written == 0) {
-            failure_ = SystemText();
-            return false;
-        }
-        at += written;
-        size -= written;
+std::error_code RenameFile(const std::filesystem::path& from, const std::filesystem::path& to,
+                           bool overwrite) {
+    const DWORD flags = MOVEFILE_WRITE_THROUGH | (overwrite ? MOVEFILE_REPLACE_EXISTING : 0);
+    if (MoveFileExW(from.c_str(), to.c_str(), flags)) return {};
+    const DWORD error = GetLastError();
+    if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) {
+        return std::make_error_code(std::errc::file_exists);
     }
-    return true;
+    return {static_cast<int>(error), std::system_category()};
 }
 
 }  // namespace receiver

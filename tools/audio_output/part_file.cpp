@@ -33,7 +33,12 @@ private:
 
 }  // namespace
 
-PartFile::PartFile(fs::path target, bool overwrite)
+bool IsTaken(const fs::path& path) {
+    std::error_code unreadable;
+    return fs::exists(fs::symlink_status(path, unreadable));  // a link that leads nowhere, too
+}
+
+PartFile::PartFile(fs::path target, bool overwrite, bool replacePart)
     : target_(std::move(target)), part_(PartOf(target_)), overwrite_(overwrite) {
     std::error_code error;
     if (fs::is_directory(target_, error)) {
@@ -43,16 +48,16 @@ PartFile::PartFile(fs::path target, bool overwrite)
     if (!folder.empty() && !fs::is_directory(folder, error)) {
         throw std::runtime_error("No such folder: " + ToUtf8(folder));
     }
-    if (!overwrite_ && fs::exists(target_, error)) {
+    if (!overwrite_ && IsTaken(target_)) {
         throw std::runtime_error(ToUtf8(target_) + " already exists (use --force to overwrite it)");
     }
-    if (!overwrite_ && fs::exists(part_, error)) {
+    if (!overwrite_ && !replacePart && IsTaken(part_)) {
         throw std::runtime_error(
             ToUtf8(part_) +
             " already exists: another recording is writing it, or was cut off (use --force to "
             "overwrite it)");
     }
-    if (!file_.Create(part_, overwrite_)) {
+    if (!file_.Create(part_, overwrite_ || replacePart)) {
         throw std::runtime_error("Cannot create " + ToUtf8(part_) + ": " + file_.FailureText());
     }
 }
@@ -80,7 +85,8 @@ bool PartFile::ReplaceBy(const Copy& copy) {
         FileSink sink(file);
         copy(part_, sink);
         if (!FlushAndClose(file)) throw std::runtime_error(failure_);
-        fs::rename(changed, part_);
+        error = RenameFile(changed, part_, true);
+        if (error) throw std::runtime_error(error.message());
         return true;
     } catch (const std::exception& e) {
         failure_ = e.what();
@@ -98,14 +104,11 @@ bool PartFile::FlushAndClose(OutputFile& file) {
 
 bool PartFile::Commit() {
     if (!FlushAndClose(file_)) return false;
-    std::error_code error;
-    if (!overwrite_ && fs::exists(target_, error)) {
-        failure_ = ToUtf8(target_) + " was created by another program in the meantime";
-        return false;
-    }
-    fs::rename(part_, target_, error);
+    const std::error_code error = RenameFile(part_, target_, overwrite_);
     if (!error) return true;
-    failure_ = error.message();
+    failure_ = error == std::errc::file_exists
+                   ? ToUtf8(target_) + " was created by another program in the meantime"
+                   : error.message();
     return false;
 }
 

@@ -7,14 +7,19 @@
 
 #include "audio_output/output_file.h"
 #include "audio_output/recording_sink.h"
+#include "platform/output_stream.h"
 
 namespace receiver {
 
+// Whether there is anything of this name.
+bool IsTaken(const std::filesystem::path& path);
+
 class PartFile final : public RecordingSink {
 public:
-    // Creates the part file. Without `overwrite` neither it nor the target may exist.
+    // Creates the part file. Without `overwrite` neither it nor the target may exist, save for
+    // a left-over part file with `replacePart`. No link is followed.
     // Throws std::runtime_error with a text for people.
-    PartFile(std::filesystem::path target, bool overwrite);
+    PartFile(std::filesystem::path target, bool overwrite, bool replacePart = false);
     // What was neither committed nor discarded stays as the part file.
     ~PartFile() override = default;
 
@@ -52,10 +57,11 @@ public:
         return output_.Write(data, size);
     }
     bool Truncate(uint64_t) override { return false; }
+    void Stop() override { output_.Stop(); }
     std::string FailureText() const override { return output_.FailureText(); }
 
 private:
-    StandardOutput output_;
+    OutputStream output_{OutputStream::Which::kOutput};
 };
 
 }  // namespace receiver

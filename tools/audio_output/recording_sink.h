@@ -23,6 +23,8 @@ public:
     virtual bool WriteAt(uint64_t offset, const void* data, size_t size) = 0;
     // Cuts off what lies behind `size`. Only with CanSeek.
     virtual bool Truncate(uint64_t size) = 0;
+    // Ends a write that waits for a reader, and every later one. Any thread.
+    virtual void Stop() {}
     // The cause of the last failure, for people.
     virtual std::string FailureText() const = 0;
 };

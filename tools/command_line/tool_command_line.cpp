@@ -4,6 +4,7 @@
 
 #include "command_line/help_text.h"
 #include "command_line/manual_page.h"
+#include "command_line/public_url.h"
 #include "command_line/shell_completions.h"
 #include "command_line/tool_version.h"
 #include "platform/standard_streams.h"
@@ -53,7 +54,7 @@ std::optional<CommandLineAnswer> ParseToolCommandLine(const ToolDescription& too
     } catch (const CLI::CallForVersion& version) {
         return CommandLineAnswer{0, version.what()};
     } catch (const CLI::ParseError& error) {
-        return UsageError(tool, error.what());
+        return UsageError(tool, WithPublicUrls(error.what(), argc, argv));
     }
 }
 

@@ -1,15 +1,19 @@
 // receiver-record: records one programme of a stream to a file.
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
+#include <memory>
+#include <utility>
 
 #include "command_line/terminal.h"
 #include "platform/clock.h"
 #include "platform/console_control.h"
+#include "platform/output_stream.h"
 #include "platform/standard_streams.h"
 #include "receiver_record/control/recorder.h"
 #include "receiver_record/display/record_console.h"
+#include "receiver_record/display/record_texts.h"
 #include "receiver_record/display/status_display.h"
+#include "receiver_record/display/text_queue.h"
 #include "receiver_record/request/record_options.h"
 
 namespace receiver {
@@ -32,11 +36,19 @@ StatusDisplay::Settings DisplaySettings() {
     return settings;
 }
 
+std::unique_ptr<TextQueue> QueueFor(OutputStream::Which which, TextQueue::Settings settings) {
+    return std::make_unique<TextQueue>(std::make_unique<OutputStream>(which), std::move(settings));
+}
+
 int Run(const RecordOptions& options) {
     ManualResetEvent interrupted;
     const ConsoleControl control(interrupted);
-    StatusDisplay display(std::cerr, DisplaySettings());
-    RecordConsole console(options, display);
+    const auto errors = QueueFor(OutputStream::Which::kErrors, {"record-errors", DroppedLinesNote});
+    const auto json =
+        options.json ? QueueFor(OutputStream::Which::kOutput, {"record-json", DroppedEventsNote})
+                     : nullptr;
+    StatusDisplay display(*errors, DisplaySettings());
+    RecordConsole console(options, display, json.get());
     return static_cast<int>(Recorder(options, interrupted, console).Run());
 }
 

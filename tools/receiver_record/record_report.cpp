@@ -1,6 +1,5 @@
 #include "receiver_record/record_report.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -51,15 +50,6 @@ std::string UtcNow() {
         static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
         static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()));
     return text;
-}
-
-std::string PublicUrl(const std::string& url) {
-    const size_t slashes = url.find("://");
-    if (slashes == std::string::npos) return url;
-    const size_t host = slashes + 3;
-    const size_t end = std::min(url.find_first_of("/?#", host), url.size());
-    const size_t at = url.substr(host, end - host).rfind('@');
-    return at == std::string::npos ? url : url.substr(0, host) + url.substr(host + at + 1);
 }
 
 }  // namespace receiver

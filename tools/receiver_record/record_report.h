@@ -35,7 +35,5 @@ const char* OutcomeName(ExitCode code);
 std::string EndReason(const RecordReport& report);
 std::string FormatBer(double ber);
 std::string UtcNow();
-// Without a user's name and password: recordings are passed on.
-std::string PublicUrl(const std::string& url);
 
 }  // namespace receiver

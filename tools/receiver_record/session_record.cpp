@@ -40,12 +40,6 @@ bool IsOutdated(const Event& event, const SessionRecord& session) {
             std::holds_alternative<ProgramEndEvent>(event.body));
 }
 
-uint64_t SequenceOf(const SessionSnapshot& snapshot) {
-    const auto sequence = snapshot.raw.find("sequence");
-    const bool isThere = sequence != snapshot.raw.end() && sequence->is_number_unsigned();
-    return isThere ? sequence->get<uint64_t>() : 0;
-}
-
 }  // namespace
 
 void Apply(const Event& event, SessionRecord& session) {
@@ -56,7 +50,7 @@ void Apply(const Event& event, SessionRecord& session) {
 
 void Apply(const SessionSnapshot& snapshot, SessionRecord& session) {
     session.matches = snapshot.matches;
-    session.sequence = std::max(session.sequence, SequenceOf(snapshot));
+    session.sequence = std::max(session.sequence, snapshot.sequence);
     if (snapshot.program) session.program = snapshot.program;
     if (snapshot.sourceSample) session.startSample = snapshot.sourceSample;
     if (snapshot.uri) {

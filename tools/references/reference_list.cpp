@@ -45,6 +45,9 @@ void Append(const std::vector<std::string>& arguments, Role role,
                 throw std::invalid_argument("the name \"" + reference.id + "\" is given twice");
             }
         }
+        if (reference.path.find("://") != std::string::npos) {
+            throw std::invalid_argument("a recording to listen for is a file, not a URL");
+        }
         references.push_back(std::move(reference));
     }
 }

@@ -79,6 +79,7 @@ struct SessionSnapshot {
     std::string sessionId;
     // "PREPARING", "SCANNING", "READY", "OPENED", "CANCELLING", "STOPPING" or "FINISHED".
     std::string state;
+    uint64_t sequence = 0;  // of the newest event that it takes account of
     std::vector<Match> matches;
     std::optional<std::string> uri;        // of the audio pipe, while it waits for its client
     std::optional<uint64_t> sourceSample;  // the start, from READY on

@@ -39,4 +39,22 @@ TEST(ReceiverProcessPosix, ACancellationEndsTheWaitForAProgramThatNeverListens) 
     EXPECT_EQ(process.LastError().kind, ErrorKind::kCancelled);
 }
 
+TEST(ReceiverProcessPosix, AStartThatTimesOutCanBeWaitedForOn) {
+    ReceiverProcess process{Cancellation()};
+    EXPECT_FALSE(process.Start("/usr/bin/tail", "-F", milliseconds(0)));
+    EXPECT_EQ(process.LastError().kind, ErrorKind::kTimedOut);
+    EXPECT_TRUE(process.IsRunning());
+    EXPECT_FALSE(process.AwaitListening(milliseconds(0)));
+    EXPECT_EQ(process.LastError().kind, ErrorKind::kTimedOut);
+    process.Terminate();
+    EXPECT_EQ(process.WaitForExit(kLong), 128 + 15);
+    EXPECT_FALSE(process.IsRunning());
+}
+
+TEST(ReceiverProcessPosix, WhatWasNotStartedIsNotRunningAndCannotBeTerminated) {
+    ReceiverProcess process{Cancellation()};
+    process.Terminate();
+    EXPECT_FALSE(process.IsRunning());
+}
+
 }  // namespace receiver

@@ -47,6 +47,13 @@ TEST_F(PcmPipeTest, ConnectRefusesABadUri) {
     EXPECT_EQ(client_.LastError(), kErrorInvalidName);
 }
 
+TEST_F(PcmPipeTest, AClientKnowsWhoServesIt) {
+    EXPECT_EQ(client_.ServerProcessId(), 0u);
+    ASSERT_TRUE(server_.Listen(uri_));
+    ASSERT_TRUE(client_.Connect(uri_, kSoonMs));
+    EXPECT_EQ(client_.ServerProcessId(), CurrentProcessId());
+}
+
 TEST_F(PcmPipeTest, AcceptWithoutAClientTimesOutNotBeforeItsTime) {
     ASSERT_TRUE(server_.Listen(uri_));
 

@@ -1,15 +1,14 @@
 #include "receiver_record/control/receiver_link.h"
 
-#include <system_error>
+#include <exception>
 
 #include "platform/clock.h"
 #include "platform/executable_path.h"
 #include "platform/ids.h"
 #include "platform/text.h"
+#include "receiver_record/control/log_folder.h"
 
 namespace receiver {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -23,6 +22,7 @@ constexpr milliseconds kReconnectStep(500);
 constexpr milliseconds kShutdownTimeout(2000);
 constexpr milliseconds kExitTimeout(5000);
 constexpr milliseconds kTerminateTimeout(2000);
+constexpr uint64_t kTidyMs = 3600000;
 // The system closes what an ending process held a moment before it calls it ended.
 constexpr milliseconds kEndTimeout(100);
 
@@ -36,8 +36,6 @@ ReceiverLink::ReceiverLink(const RecordOptions& options, const ManualResetEvent&
 
 ReceiverLink::~ReceiverLink() {
     EndReceiver();
-    std::error_code ignored;  // a log that is left in the temporary folder does no harm
-    if (!temporaryLog_.empty()) fs::remove_all(temporaryLog_, ignored);
 }
 
 // What still runs afterwards is killed by the process's own destructor.
@@ -65,19 +63,19 @@ std::optional<Welcome> ReceiverLink::Open() {
 
 bool ReceiverLink::Start() {
     try {
-        std::string log = options_.logPath;
-        if (log.empty()) {
-            temporaryLog_ = fs::temp_directory_path() / ("receiver-record-" + CreateInstanceId());
-            fs::create_directory(temporaryLog_);
-            log = ToUtf8(temporaryLog_ / "receiver.log");
+        log_ = ToFilesystemPath(options_.logPath);
+        if (log_.empty()) {
+            logs_.emplace(LogFolder());
+            log_ = logs_->NewLog(CurrentProcessId());
         }
         const uint64_t deadline = TickMs() + kStartMs;
-        started_ = process_.Start(ReceiverProgram(), log, kStartStep);
+        started_ = process_.Start(ReceiverProgram(), ToUtf8(log_), kStartStep);
         while (!started_ && process_.LastError().kind == ErrorKind::kTimedOut &&
                TickMs() < deadline && !interrupted_.IsSignalled()) {
             started_ = process_.AwaitListening(kStartStep);
         }
         if (!started_) failure_ = process_.LastError().text;
+        TidyLogs();
     } catch (const std::exception& e) {
         failure_ = e.what();
     }
@@ -94,13 +92,14 @@ bool ReceiverLink::IsGone() {
     return (started_ && !process_.IsRunning()) || client_.WaitForReceiverEnd(kEndTimeout);
 }
 
-std::string ReceiverLink::KeepLog() {
-    std::error_code error;
-    if (temporaryLog_.empty()) return options_.logPath;
-    if (fs::is_empty(temporaryLog_, error)) return "";  // it never came so far
-    std::string kept = ToUtf8(temporaryLog_);
-    temporaryLog_.clear();
-    return kept;
+void ReceiverLink::TidyLogs() {
+    if (!logs_ || TickMs() < nextTidying_) return;
+    logs_->Tidy(CurrentProcessId());
+    nextTidying_ = TickMs() + kTidyMs;
+}
+
+std::string ReceiverLink::LogFile() const {
+    return log_.empty() ? "" : ToUtf8(NewestLog(log_));
 }
 
 std::string ReceiverLink::ReceiverProgram() const {

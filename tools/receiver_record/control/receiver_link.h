@@ -12,6 +12,7 @@
 #include "platform/manual_reset_event.h"
 #include "receiver_client/receiver_client.h"
 #include "receiver_client/receiver_process.h"
+#include "receiver_record/control/receiver_logs.h"
 #include "receiver_record/request/record_options.h"
 
 namespace receiver {
@@ -21,8 +22,7 @@ public:
     // Both outlive the object. The event ends the wait for a receiver.
     ReceiverLink(const RecordOptions& options, const ManualResetEvent& interrupted);
     // Ends the receiver that was started: by SHUTDOWN, by a request of the system where that
-    // is not answered, and by force where that does not help. Removes its temporary log
-    // unless KeepLog.
+    // is not answered, and by force where that does not help.
     ~ReceiverLink();
     ReceiverLink(const ReceiverLink&) = delete;
     ReceiverLink& operator=(const ReceiverLink&) = delete;
@@ -37,8 +37,9 @@ public:
     void GiveUp() { isSilent_ = true; }
     bool HasGivenUp() const { return isSilent_; }
 
-    // Keeps the log of a receiver that failed; returns where, or nothing without one.
-    std::string KeepLog();
+    // Of the receiver that was started; empty while there is none.
+    std::string LogFile() const;
+    void TidyLogs();  // does something once an hour
     const std::string& FailureText() const { return failure_; }
 
 private:
@@ -53,7 +54,9 @@ private:
     ReceiverClient client_;
     bool started_ = false;
     bool isSilent_ = false;
-    std::filesystem::path temporaryLog_;  // its folder; empty without one
+    std::filesystem::path log_;         // as the receiver was told; empty without one
+    std::optional<ReceiverLogs> logs_;  // where they are ours to tidy
+    uint64_t nextTidying_ = 0;          // TickMs
     std::string failure_;
 };
 

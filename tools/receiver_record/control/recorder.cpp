@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "command_line/public_url.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/text.h"
@@ -19,6 +20,11 @@ constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
 constexpr uint64_t kMaxAudioSilenceMs = 60000;
 // What the receiver knows of the loss comes at once.
 constexpr uint64_t kLossExplainedMs = 1000;
+// How long the reader of standard output may take nothing, and after an interruption how long
+// it may take in all.
+constexpr uint64_t kMaxStandMs = 600000;
+constexpr uint64_t kMaxHurriedStandMs = 1000;
+constexpr uint64_t kMaxHurryMs = 5000;
 
 // The receiver would refuse without telling which one it misses.
 std::string FirstMissingFile(const std::vector<Reference>& references) {
@@ -104,11 +110,13 @@ void Recorder::Follow(SessionFollower& follower) {
     while (follower.Step(AudioComes())) {
         StartAudio(session);
         NoteAudio();
+        if (intake_ != nullptr) intake_->HoldAcknowledgement(!follower.IsConnected());
         StopWhenDue(follower);
         if (!WatchReceiver(follower, watch)) {
             follower.GiveUp("The receiver does not answer");
             break;
         }
+        link_.TidyLogs();
         ShowStatus(session);
     }
     if (follower.IsOverdue()) link_.GiveUp();
@@ -118,7 +126,7 @@ bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
     watch.Heard(std::max(follower.LastHeard(), lastAudio_));
     if (!follower.IsConnected() || stopping_) return true;  // has a bound of its own
     const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus(), TickMs());
-    if (buffer) status_.SetBuffer(*buffer);
+    if (buffer) status_.SetBuffer(*buffer, TickMs());
     return !watch.IsSilent();
 }
 
@@ -175,6 +183,7 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
 void Recorder::ShowStatus(const SessionRecord& session) {
     status_.SetSession(session, stopping_);
     if (intake_ != nullptr) status_.SetAudio(intake_->GetProgress(), intake_->TakePeak());
+    status_.SetTime(TickMs());
     console_.ShowStatus(status_.Status());
 }
 
@@ -182,6 +191,7 @@ void Recorder::ShowStatus(const SessionRecord& session) {
 // a programme a moment after it has sent it.
 void Recorder::FinishAudio() {
     if (!facts_.session.finished && (stopping_ || link_.HasGivenUp())) intake_->Stop();
+    intake_->HoldAcknowledgement(false);
     while (!intake_->WaitForEnd(kFinishStep)) {
         NoteAudio();
         const bool isUnwanted = interrupted_.IsSignalled() && !facts_.session.finished;
@@ -189,15 +199,40 @@ void Recorder::FinishAudio() {
     }
     intake_->WaitForEnd();
     facts_.audio = intake_->GetProgress();
-    intake_->Finish(IsComplete(facts_) ? ProgramFrames(facts_.session) : std::nullopt);
+    intake_->AskToFinish(IsComplete(facts_) ? ProgramFrames(facts_.session) : std::nullopt);
+    AwaitOutput();
+    intake_->Finish();
     facts_.audio = intake_->GetProgress();
+}
+
+// A file takes what it is given. The reader of standard output may be as slow as it likes, but
+// not stand still for ever.
+void Recorder::AwaitOutput() {
+    uint64_t framesWritten = 0;
+    uint64_t lastMoved = TickMs();
+    uint64_t hurriedSince = 0;
+    while (!intake_->WaitForOutput(kFinishStep)) {
+        const uint64_t now = TickMs();
+        const AudioProgress progress = intake_->GetProgress();
+        if (progress.framesWritten != framesWritten) lastMoved = now;
+        framesWritten = progress.framesWritten;
+        const bool isHurried =
+            interrupted_.IsSignalled() || facts_.audio.end == AudioEnd::kOutputFailed;
+        if (isHurried && hurriedSince == 0) hurriedSince = lastMoved = now;
+        const bool isTooSlow = isHurried && now - hurriedSince >= kMaxHurryMs;
+        const bool isStuck = now - lastMoved >= (isHurried ? kMaxHurriedStandMs : kMaxStandMs);
+        if ((!isTooSlow && !isStuck) || output_->Sink().CanSeek()) continue;
+        facts_.outputAbandoned = true;
+        output_->Sink().Stop();
+        return;
+    }
 }
 
 void Recorder::CloseOutput() {
     report_.finishedAt = UtcNow();
     if (Decide(facts_).logHelps) {
-        const std::string log = link_.KeepLog();
-        if (!log.empty()) console_.Info("The receiver's log: " + log);
+        const std::string log = link_.LogFile();
+        if (!log.empty()) console_.Warning("The receiver's log: " + log);
     }
     const RecordingOutput::Closing closing =
         output_->Close(MakeReport(facts_.session), facts_.audio.playable);

@@ -42,6 +42,7 @@ private:
     void StopWhenDue(SessionFollower& follower);
     void ShowStatus(const SessionRecord& session);
     void FinishAudio();
+    void AwaitOutput();
     void CloseOutput();
     // The report as far as the facts go.
     RecordReport MakeReport(const SessionRecord& session) const;

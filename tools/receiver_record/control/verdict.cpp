@@ -61,6 +61,9 @@ Verdict DecideOutcome(const RecordingFacts& facts) {
     if (!facts.missingReference.empty()) {
         return {ExitCode::kUsage, "No such file: " + facts.missingReference};
     }
+    if (facts.outputAbandoned && facts.interrupted) {
+        return {ExitCode::kInterrupted, "Interrupted before standard output had taken everything"};
+    }
     for (const std::string& failure : {facts.outputRefusal, facts.closingFailure}) {
         if (!failure.empty()) return {ExitCode::kOutputError, failure};
     }

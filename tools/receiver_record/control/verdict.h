@@ -20,7 +20,8 @@ struct RecordingFacts {
     bool refused = false;         // the receiver is well, but not willing
     std::string receiverFailure;  // of the receiver, or of the connection to it
     AudioProgress audio;
-    std::string closingFailure;  // why a whole file did not get its name
+    bool outputAbandoned = false;  // standard output did not take everything in time
+    std::string closingFailure;    // why a whole file did not get its name
 };
 
 struct Verdict {

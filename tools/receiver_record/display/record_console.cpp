@@ -1,6 +1,5 @@
 #include "receiver_record/display/record_console.h"
 
-#include "platform/standard_streams.h"
 #include "receiver_record/display/record_texts.h"
 #include "receiver_record/output/sidecar.h"
 
@@ -14,7 +13,7 @@ std::string JsonLine(const nlohmann::json& value) {
 }  // namespace
 
 void RecordConsole::ShowEvent(const Event& event) {
-    if (options_.json) WriteStandardOutputLine(event.raw);
+    WriteJson(event.raw);
     const std::string line = DescribeEvent(event);
     if (!line.empty()) Info(line);
     Detail(event.type + " " + event.raw);
@@ -38,15 +37,17 @@ void RecordConsole::Warning(const std::string& line) {
 
 void RecordConsole::ShowReport(const RecordReport& report) {
     display_.ClearStatus();
-    if (options_.json) {
-        nlohmann::json line = ToJson(report);
-        line["type"] = "RECORDED";
-        WriteStandardOutputLine(JsonLine(line));
-    }
+    nlohmann::json line = ToJson(report);
+    line["type"] = "RECORDED";
+    WriteJson(line);
     if (options_.quiet && report.exitCode != ExitCode::kComplete) {
         display_.PrintLine("receiver-record: " + report.message);
     }
-    for (const std::string& line : SummaryLines(report)) Info(line);
+    for (const std::string& summary : SummaryLines(report)) Info(summary);
+}
+
+void RecordConsole::WriteJson(const nlohmann::json& value) {
+    if (json_ != nullptr) json_->Write(JsonLine(value) + "\n");
 }
 
 }  // namespace receiver

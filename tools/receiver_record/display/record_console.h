@@ -15,8 +15,9 @@ namespace receiver {
 
 class RecordConsole final {
 public:
-    RecordConsole(const RecordOptions& options, StatusDisplay& display)
-        : options_(options), display_(display) {}
+    // All outlive the object. `json` takes the JSON lines; without one there are none.
+    RecordConsole(const RecordOptions& options, StatusDisplay& display, TextOutput* json)
+        : options_(options), display_(display), json_(json) {}
 
     void ShowEvent(const Event& event);
     void ShowStatus(const RecordStatus& status);
@@ -27,8 +28,11 @@ public:
     bool WantsStatus() const { return !options_.quiet && display_.IsLive(); }
 
 private:
+    void WriteJson(const nlohmann::json& value);
+
     const RecordOptions& options_;
     StatusDisplay& display_;
+    TextOutput* const json_;
 };
 
 }  // namespace receiver

@@ -64,6 +64,15 @@ std::string DescribeEvent(const Event& event) {
     return std::visit(EventDescription{}, event.body);
 }
 
+std::string DroppedLinesNote(uint64_t lines) {
+    return "(" + std::to_string(lines) + " lines could not be shown: nobody read them)\n";
+}
+
+std::string DroppedEventsNote(uint64_t events) {
+    const nlohmann::json note = {{"type", "DROPPED"}, {"lines", events}};
+    return note.dump() + "\n";
+}
+
 std::vector<std::string> SummaryLines(const RecordReport& report) {
     std::vector<std::string> lines;
     if (report.frames == 0 || !report.startSample) {

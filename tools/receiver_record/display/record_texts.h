@@ -1,6 +1,7 @@
 // What people are told of a recording, in words. Pure.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,5 +14,9 @@ namespace receiver {
 std::string DescribeEvent(const Event& event);
 // What became of the recording.
 std::vector<std::string> SummaryLines(const RecordReport& report);
+
+// Of texts that found nobody to read them in time, each a whole line.
+std::string DroppedLinesNote(uint64_t lines);
+std::string DroppedEventsNote(uint64_t events);
 
 }  // namespace receiver

@@ -31,7 +31,7 @@ std::string Wrapped(const std::string& line, size_t width) {
 
 }  // namespace
 
-StatusDisplay::StatusDisplay(std::ostream& out, Settings settings)
+StatusDisplay::StatusDisplay(TextOutput& out, Settings settings)
     : out_(out), settings_(std::move(settings)) {}
 
 StatusDisplay::~StatusDisplay() {
@@ -42,30 +42,29 @@ void StatusDisplay::PrintLine(const std::string& line, Clock::time_point now) {
     const std::string safe = Harmless(line);
     const size_t width = settings_.width();
     if (width == 0) {
-        out_ << settings_.timeStamp() + " " + safe + "\n" << std::flush;
+        out_.Write(settings_.timeStamp() + " " + safe + "\n");
         return;
     }
     std::string text = Erase() + Wrapped(safe, width) + "\n";
-    if (now - lastDrawn_ < kRedrawInterval) {
-        shown_.clear();
-    } else if (!shown_.empty()) {
-        lastDrawn_ = now;
-        shown_.resize(std::min(shown_.size(), width - 1));
-        text += Coloured(shown_);
+    std::string below;
+    if (now - lastDrawn_ >= kRedrawInterval) {
+        below = shown_.substr(0, width - 1);
+        text += below.empty() ? "" : Coloured(below);
     }
-    // One piece of output, so that nothing flickers.
-    out_ << text << std::flush;
+    // One piece of output, so that nothing flickers. One that finds no room changes nothing.
+    if (!out_.Write(text)) return;
+    if (!below.empty()) lastDrawn_ = now;
+    shown_ = std::move(below);
 }
 
 void StatusDisplay::ShowStatus(const RecordStatus& status, Clock::time_point now) {
     const size_t width = settings_.width();
-    if (width == 0 || now - lastDrawn_ < kRedrawInterval) return;
+    if (width == 0 || now - lastDrawn_ < kRedrawInterval || out_.IsBehind()) return;
     lastDrawn_ = now;
     // A line that fills the last column makes some terminals wrap.
     std::string line = RenderStatusLine(status, width - 1);
     stateLength_ = status.state.size();
-    out_ << Erase() + Coloured(line) << std::flush;
-    shown_ = std::move(line);
+    if (out_.Write(Erase() + Coloured(line))) shown_ = std::move(line);
 }
 
 std::string StatusDisplay::Coloured(const std::string& statusLine) const {
@@ -76,8 +75,7 @@ std::string StatusDisplay::Coloured(const std::string& statusLine) const {
 
 void StatusDisplay::ClearStatus() {
     if (shown_.empty()) return;
-    out_ << Erase() << std::flush;
-    shown_.clear();
+    if (out_.Write(Erase())) shown_.clear();
 }
 
 // A terminal that has become narrower has wrapped the line: all of its rows go.

@@ -7,10 +7,10 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <ostream>
 #include <string>
 
 #include "receiver_record/display/status_line.h"
+#include "receiver_record/display/text_output.h"
 
 namespace receiver {
 
@@ -23,14 +23,14 @@ public:
         bool colour = false;
     };
 
-    // The stream outlives the object.
-    StatusDisplay(std::ostream& out, Settings settings);
+    // The output outlives the object.
+    StatusDisplay(TextOutput& out, Settings settings);
     ~StatusDisplay();  // takes the status line away
 
     // What a terminal would obey in the line becomes question marks. The status line
     // follows it, unless it was drawn less than 100 ms ago: then it waits for ShowStatus.
     void PrintLine(const std::string& line, Clock::time_point now = Clock::now());
-    // Redraws the line, unless it was drawn less than 100 ms ago.
+    // Redraws the line, unless it was drawn less than 100 ms ago or the output is behind.
     void ShowStatus(const RecordStatus& status, Clock::time_point now);
     void ClearStatus();
     // Whether there is a status line at all.
@@ -40,7 +40,7 @@ private:
     std::string Erase() const;  // the escape sequence for what is drawn now
     std::string Coloured(const std::string& statusLine) const;
 
-    std::ostream& out_;
+    TextOutput& out_;
     const Settings settings_;
     std::string shown_;       // the status line on the screen, without colours
     size_t stateLength_ = 0;  // of the state at its beginning

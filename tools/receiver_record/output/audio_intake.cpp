@@ -14,6 +14,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kConnectTimeout(2000);  // the pipe is there when READY is sent
 constexpr milliseconds kReadStep(60000);       // a time-out only means: not yet
 constexpr milliseconds kAcknowledgeTimeout(1000);
+constexpr unsigned kMaxHoldMs = 600;  // the receiver waits for a second
 constexpr size_t kReadBytes = 65536;
 // How far the output may fall behind the pipe before the recording is given up.
 constexpr size_t kMaxQueueSeconds = 600;
@@ -47,19 +48,31 @@ bool AudioIntake::WaitForEnd(milliseconds timeout) {
     const SteadyTime deadline = DeadlineIn(static_cast<unsigned long long>(timeout.count()));
     MutexLock lock(mutex_);
     while (progress_.end == AudioEnd::kRunning) {
-        if (!lock.WaitUntil(ended_, deadline)) break;
+        if (!lock.WaitUntil(changed_, deadline)) break;
     }
     return progress_.end != AudioEnd::kRunning;
 }
 
-void AudioIntake::Finish(std::optional<uint64_t> frames) {
+std::shared_ptr<RecordingWriter> AudioIntake::Writer() {
     MutexLock lock(mutex_);
-    const std::shared_ptr<RecordingWriter> writer = writer_;
-    lock.Unlock();
+    return writer_;
+}
+
+void AudioIntake::AskToFinish(std::optional<uint64_t> frames) {
+    if (const auto writer = Writer()) writer->AskToFinish(frames);
+}
+
+bool AudioIntake::WaitForOutput(milliseconds timeout) {
+    const std::shared_ptr<RecordingWriter> writer = Writer();
+    return writer == nullptr || writer->WaitForOutput(timeout);
+}
+
+void AudioIntake::Finish(std::optional<uint64_t> frames) {
+    const std::shared_ptr<RecordingWriter> writer = Writer();
     if (writer == nullptr) return;
     const bool playable = writer->Finish(frames);
     const std::string failure = writer->GetProgress().failure;
-    lock.Lock();
+    MutexLock lock(mutex_);
     progress_.playable = playable;
     if (failure.empty()) return;
     progress_.end = AudioEnd::kOutputFailed;
@@ -105,6 +118,22 @@ void AudioIntake::Run() {
     }
 }
 
+void AudioIntake::HoldAcknowledgement(bool isHeld) {
+    MutexLock lock(mutex_);
+    isHeld_ = isHeld;
+    changed_.notify_all();
+}
+
+void AudioIntake::Acknowledge() {
+    const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
+    MutexLock lock(mutex_);
+    while (isHeld_ && !cancellation_.IsCancelled()) {
+        if (!lock.WaitUntil(changed_, deadline)) break;
+    }
+    lock.Unlock();
+    reader_.Acknowledge(kAcknowledgeTimeout);
+}
+
 AudioEnd AudioIntake::Receive(RecordingWriter& writer) {
     std::vector<std::byte> buffer(kReadBytes);
     for (;;) {
@@ -115,10 +144,10 @@ AudioEnd AudioIntake::Receive(RecordingWriter& writer) {
                 break;
             case Pcm1Reader::Result::kEnd:
                 // The receiver may have gone already: the end record says that all has come.
-                reader_.Acknowledge(kAcknowledgeTimeout);
+                Acknowledge();
                 return AudioEnd::kComplete;
             case Pcm1Reader::Result::kSourceFailed:
-                reader_.Acknowledge(kAcknowledgeTimeout);
+                Acknowledge();
                 return AudioEnd::kSourceFailed;
             case Pcm1Reader::Result::kError:
                 if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
@@ -131,7 +160,7 @@ void AudioIntake::End(AudioEnd end, const std::string& why) {
     MutexLock lock(mutex_);
     progress_.failure = why;
     progress_.end = end;
-    ended_.notify_all();
+    changed_.notify_all();
 }
 
 }  // namespace receiver

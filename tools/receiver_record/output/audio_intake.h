@@ -30,10 +30,17 @@ public:
 
     // Stops waiting for more.
     void Stop() { cancellation_.Cancel(); }
+    // While it is held, the end of the audio is acknowledged only after some hundred
+    // milliseconds: the session lives on until then, and can be asked how it ended.
+    void HoldAcknowledgement(bool isHeld) EXCLUDES(mutex_);
     bool Ended() EXCLUDES(mutex_);
     void WaitForEnd() EXCLUDES(mutex_);  // of the stream, one way or another
     // The same for so long at most; whether it has ended.
     bool WaitForEnd(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
+    // After WaitForEnd, and both optional: Finish's first half, which does not wait, and whether
+    // the output has taken everything or failed, which waits so long at most.
+    void AskToFinish(std::optional<uint64_t> frames) EXCLUDES(mutex_);
+    bool WaitForOutput(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
     // After WaitForEnd: writes what has come, or only its first `frames` frames, and closes
     // the output. Once.
     void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
@@ -43,7 +50,9 @@ public:
 
 private:
     void Run() EXCLUDES(mutex_);
+    void Acknowledge() EXCLUDES(mutex_);
     AudioEnd Receive(RecordingWriter& writer) EXCLUDES(mutex_);
+    std::shared_ptr<RecordingWriter> Writer() EXCLUDES(mutex_);
     void End(AudioEnd end, const std::string& why = "") EXCLUDES(mutex_);
 
     const std::string uri_;
@@ -54,7 +63,8 @@ private:
     Pcm1Reader reader_;  // the reader thread's alone
 
     Mutex mutex_;
-    std::condition_variable ended_;
+    std::condition_variable changed_;
+    bool isHeld_ GUARDED_BY(mutex_) = false;
     AudioProgress progress_ GUARDED_BY(mutex_);  // but the counts of frames
     std::shared_ptr<RecordingWriter> writer_ GUARDED_BY(mutex_);
 

@@ -1,6 +1,7 @@
 #include "receiver_record/output/recording_output.h"
 
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
 #include "audio_output/tagged_copy.h"
@@ -11,12 +12,16 @@ namespace receiver {
 
 RecordingOutput::RecordingOutput(const RecordOptions& options)
     : name_(options.output),
+      overwrite_(options.force),
       format_(options.ToStandardOutput() ? WavFormat() : OutputFormatFor(options.output)) {
     if (options.ToStandardOutput()) {
         sink_ = std::make_unique<StandardOutputSink>();
         return;
     }
-    auto part = std::make_unique<PartFile>(ToFilesystemPath(name_), options.force);
+    if (!overwrite_ && IsTaken(ToFilesystemPath(name_ + ".json"))) {
+        throw std::runtime_error(name_ + ".json already exists (use --force to overwrite it)");
+    }
+    auto part = std::make_unique<PartFile>(ToFilesystemPath(name_), overwrite_);
     part_ = part.get();
     sink_ = std::move(part);
 }
@@ -37,7 +42,7 @@ RecordingOutput::Closing RecordingOutput::Close(RecordReport report, bool playab
     }
     report.output = closing.file = name_;
     try {
-        WriteSidecar(name_ + ".json", report);
+        WriteSidecar(name_ + ".json", report, overwrite_);
     } catch (const std::exception& e) {
         closing.warnings.push_back("Cannot write " + name_ + ".json: " + e.what());
     }

@@ -25,7 +25,8 @@ public:
         std::vector<std::string> warnings;
     };
 
-    // Creates the part file. Throws std::runtime_error with a text for people.
+    // Creates the part file. Without --force neither the audio nor its sidecar may exist. Throws
+    // std::runtime_error with a text for people.
     explicit RecordingOutput(const RecordOptions& options);
 
     const OutputFormat& Format() const { return format_; }
@@ -38,6 +39,7 @@ private:
     void WriteTags(const RecordReport& report, Closing& closing);
 
     const std::string name_;
+    const bool overwrite_;
     const OutputFormat& format_;
     std::unique_ptr<RecordingSink> sink_;
     PartFile* part_ = nullptr;  // the sink, when it is a file

@@ -44,24 +44,35 @@ bool RecordingWriter::Append(std::span<const std::byte> pcm) {
     if (!progress_.failure.empty()) return false;
     if (queuedBytes_ + pcm.size() > maximumQueueBytes_) {
         progress_.failure = "The output has fallen too far behind";
-        changed_.notify_one();
+        changed_.notify_all();
         return false;
     }
     peak_ = std::max(peak_, peak);
     progress_.framesQueued += pcm.size() / pcm_.FrameBytes();
     queuedBytes_ += pcm.size();
     queue_.push_back(std::move(block));
-    changed_.notify_one();
+    changed_.notify_all();
     return true;
 }
 
-bool RecordingWriter::Finish(std::optional<uint64_t> frames) {
-    {
-        MutexLock lock(mutex_);
-        if (frames) DropAfter(*frames);
-        finishing_ = true;
-        changed_.notify_one();
+void RecordingWriter::AskToFinish(std::optional<uint64_t> frames) {
+    MutexLock lock(mutex_);
+    if (frames) DropAfter(*frames);
+    finishing_ = true;
+    changed_.notify_all();
+}
+
+bool RecordingWriter::WaitForOutput(std::chrono::milliseconds timeout) {
+    const SteadyTime deadline = DeadlineIn(static_cast<unsigned long long>(timeout.count()));
+    MutexLock lock(mutex_);
+    while (!hasEnded_) {
+        if (!lock.WaitUntil(changed_, deadline)) break;
     }
+    return hasEnded_;
+}
+
+bool RecordingWriter::Finish(std::optional<uint64_t> frames) {
+    AskToFinish(frames);
     if (writer_.joinable()) writer_.join();
     MutexLock lock(mutex_);
     return playable_;
@@ -101,6 +112,9 @@ void RecordingWriter::Run() {
     } catch (const std::exception& e) {
         Fail(e.what());
     }
+    MutexLock lock(mutex_);
+    hasEnded_ = true;
+    changed_.notify_all();
 }
 
 bool RecordingWriter::NextIsDue() const {

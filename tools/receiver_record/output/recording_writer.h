@@ -10,6 +10,7 @@
 //   Errors   by result; Progress::failure tells why, for people.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -47,6 +48,11 @@ public:
     // True when it can be played, which it can also be after a failure. Once; without a
     // number all is kept.
     bool Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
+    // Its first half, which does not wait; Finish without a number then does the rest.
+    void AskToFinish(std::optional<uint64_t> frames) EXCLUDES(mutex_);
+    // Whether all is written and the file closed, or the output has failed; waits so long at
+    // most.
+    bool WaitForOutput(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
     Progress GetProgress() EXCLUDES(mutex_);
     // The highest sample appended since the last call, 0..1. Any thread.
     double TakePeak() EXCLUDES(mutex_);
@@ -73,6 +79,7 @@ private:
     Progress progress_ GUARDED_BY(mutex_);
     double peak_ GUARDED_BY(mutex_) = 0;
     bool finishing_ GUARDED_BY(mutex_) = false;
+    bool hasEnded_ GUARDED_BY(mutex_) = false;  // the writer
     bool playable_ GUARDED_BY(mutex_) = false;  // valid when the writer has ended
 
     std::thread writer_;

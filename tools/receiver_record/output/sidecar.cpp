@@ -55,10 +55,11 @@ json ToJson(const RecordReport& report) {
     return object;
 }
 
-void WriteSidecar(const std::string& path, const RecordReport& report) {
+void WriteSidecar(const std::string& path, const RecordReport& report, bool overwrite) {
     const std::string text =
         ToJson(report).dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-    PartFile file(ToFilesystemPath(path), true);
+    // What is left of an earlier attempt is nobody's: who writes the audio writes this, too.
+    PartFile file(ToFilesystemPath(path), overwrite, true);
     if (file.WriteAt(0, text.data(), text.size()) && file.Commit()) return;
     const std::string why = file.FailureText();
     file.Discard();

@@ -9,7 +9,8 @@
 namespace receiver {
 
 nlohmann::json ToJson(const RecordReport& report);
-// Replaces a file of that name. Throws std::runtime_error with a text for people.
-void WriteSidecar(const std::string& path, const RecordReport& report);
+// Replaces a file of that name only with `overwrite`. Throws std::runtime_error with a text for
+// people.
+void WriteSidecar(const std::string& path, const RecordReport& report, bool overwrite);
 
 }  // namespace receiver

@@ -49,7 +49,8 @@ void DeclareOutput(CLI::App& app, CommandLineValues& values) {
         ->type_name("FILE")
         ->group(group)
         ->required();
-    app.add_flag("--force", values.force, "Overwrite an existing file")->group(group);
+    app.add_flag("--force", values.force, "Overwrite existing files: the audio and its .json")
+        ->group(group);
     app.add_flag("--json", values.json,
                  "Write the events to standard output, one JSON object per line")
         ->group(group);
@@ -76,7 +77,9 @@ void DeclareReceiver(CLI::App& app, CommandLineValues& values) {
                    "The receiver program to start (default: ReceiverHost beside this program)")
         ->type_name("PROGRAM")
         ->group(group);
-    app.add_option("--log", values.log, "Where the receiver that is started writes its log")
+    app.add_option(
+           "--log", values.log,
+           "Where the receiver that is started writes its log, instead of a place of its own")
         ->type_name("FILE")
         ->group(group);
 }
@@ -95,7 +98,11 @@ ToolDescription DescribeTool() {
         "The audio goes to FILE.part, which is renamed once it is whole. The tags and FILE.json "
         "beside it tell the source, the start and end sample, the matches, the times and why the "
         "recording ended. The final tags are added by copying the file; when the disk has no room "
-        "for the copy, the audio keeps the tags that it began with."};
+        "for the copy, the audio keeps the tags that it began with.",
+        "A URL is shown and kept without its user's name and password, its query and its fragment.",
+        "The logs of the receivers that it starts are kept in ~/.local/state/receiver-record "
+        "($XDG_STATE_HOME/receiver-record; %LOCALAPPDATA%\\receiver-record on Windows): the newest "
+        "20, and together at most 256 MB. A message about a receiver that failed names its log."};
     tool.examples = {
         {"from the jingle to the outro, at most 55 minutes",
          "receiver-record http://radio.example/live --start jingle.wav --end outro.wav \\\n"
@@ -118,7 +125,8 @@ ToolDescription DescribeTool() {
         {static_cast<int>(ExitCode::kInterrupted), "interrupted"},
         {static_cast<int>(ExitCode::kOutputError), "the output could not be written"},
     };
-    tool.environment = {{"NO_COLOR", "When it is set, nothing is coloured."}};
+    tool.environment = {{"NO_COLOR", "When it is set, nothing is coloured."},
+                        {"XDG_STATE_HOME", "Where the logs are kept, instead of ~/.local/state."}};
     return tool;
 }
 

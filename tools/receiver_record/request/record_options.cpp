@@ -5,6 +5,7 @@
 
 #include "audio_output/output_format.h"
 #include "command_line/duration.h"
+#include "command_line/public_url.h"
 #include "receiver_record/exit_code.h"
 #include "receiver_record/request/command_line.h"
 #include "references/reference_list.h"
@@ -58,7 +59,7 @@ std::optional<ProgramLimits> ProgramFrom(const CommandLineValues& values) {
 RecordOptions Check(const CommandLineValues& values) {
     RecordOptions options;
     if (values.url.rfind("http://", 0) != 0 && values.url.rfind("https://", 0) != 0) {
-        throw std::invalid_argument("URL: \"" + values.url +
+        throw std::invalid_argument("URL: \"" + PublicUrl(values.url) +
                                     "\" does not begin with http:// or https://");
     }
     options.url = values.url;
@@ -104,7 +105,7 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
     try {
         line.options = Check(values);
     } catch (const std::exception& e) {
-        line.answer = UsageError(RecordTool(), e.what());
+        line.answer = UsageError(RecordTool(), WithPublicUrls(e.what(), argc, argv));
     }
     return line;
 }

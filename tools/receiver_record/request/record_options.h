@@ -23,7 +23,7 @@ struct RecordOptions {
     std::optional<uint64_t> waitMs;  // for the start reference
     std::string controlUri;          // of a running receiver; empty starts one
     std::string receiverProgram;     // empty: the one beside this program
-    std::string logPath;             // empty: a temporary one
+    std::string logPath;             // empty: one in LogFolder
     bool json = false;
     bool quiet = false;
     bool verbose = false;

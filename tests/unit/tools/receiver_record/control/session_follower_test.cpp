@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "testing/fake_peer.h"
+#include "unit/tools/receiver_record/string_output.h"
 #include "wire/messages.h"
 
 namespace receiver {
@@ -61,10 +60,10 @@ protected:
 
     RecordOptions options_;
     ManualResetEvent interrupted_;
-    std::ostringstream shown_;
+    StringOutput shown_;
     StatusDisplay display_{shown_,
                            {[] { return size_t{0}; }, [] { return std::string("now"); }, false}};
-    RecordConsole console_{options_, display_};
+    RecordConsole console_{options_, display_, nullptr};
     bool prepared_ = false;
     SessionRecord session_;
     std::string failure_;
@@ -175,7 +174,7 @@ TEST_F(SessionFollowerTest, EventsAreFollowedUntilFinished) {
     ASSERT_TRUE(session_.finished);
     EXPECT_EQ(session_.finished->reason, kReasonEof);
     EXPECT_EQ(failure_, "");
-    EXPECT_NE(shown_.str().find("Connected to the source"), std::string::npos);
+    EXPECT_NE(shown_.Text().find("Connected to the source"), std::string::npos);
 }
 
 TEST_F(SessionFollowerTest, ALostConnectionIsTakenUpAgain) {
@@ -210,7 +209,7 @@ TEST_F(SessionFollowerTest, ASessionThatIsOverAfterALossIsNotWaitedFor) {
     });
     EXPECT_TRUE(session_.over);
     EXPECT_FALSE(session_.finished);
-    EXPECT_NE(shown_.str().find("the receiver's last message about it was lost"),
+    EXPECT_NE(shown_.Text().find("the receiver's last message about it was lost"),
               std::string::npos);
 }
 

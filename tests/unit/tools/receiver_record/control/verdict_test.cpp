@@ -132,6 +132,15 @@ TEST(Verdict, AnInterruptionOutweighsWhatItLedTo) {
                     With(Complete(), [](RecordingFacts& f) { f.audio.framesQueued = 100; })),
     });
     ExpectAll(
+        {{"the reader of standard output stood still",
+          With(Complete(),
+               [](RecordingFacts& f) {
+                   f.interrupted = f.outputAbandoned = true;
+                   f.audio.end = AudioEnd::kOutputFailed;
+                   f.audio.failure = "Stopped";
+               }),
+          ExitCode::kInterrupted, "Interrupted before standard output had taken everything"}});
+    ExpectAll(
         {{"by another program",
           With(Ended(""), [](RecordingFacts& f) { f.session.finished->reason = kReasonCancelled; }),
           ExitCode::kInterrupted, "Another program cancelled the session"}});

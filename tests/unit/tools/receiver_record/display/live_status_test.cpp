@@ -54,14 +54,67 @@ TEST(LiveStatus, BytesAndSamplesBecomeTimes) {
     buffer.nextSample = 441000;
     buffer.availableBytes = 44100 * 4;
     buffer.blockAlign = 4;
-    status.SetBuffer(buffer);
+    status.SetBuffer(buffer, 1000);
     EXPECT_EQ(status.Status().streamMs, 10000u);
     EXPECT_EQ(status.Status().bufferMs, 1000u);
 }
 
+TEST(LiveStatus, BetweenTwoAnswersTheStreamGoesOnAtItsPace) {
+    LiveStatus status;
+    BufferStatistics buffer;
+    buffer.sampleRate = 44100;
+    buffer.nextSample = 441000;
+    buffer.availableBytes = 44100 * 4;
+    buffer.blockAlign = 4;
+    status.SetBuffer(buffer, 1000);
+    status.SetTime(3000);
+    EXPECT_EQ(status.Status().streamMs, 12000u);
+    EXPECT_EQ(status.Status().bufferMs, 3000u);
+    buffer.nextSample += 5 * 44100;  // in ten seconds
+    status.SetBuffer(buffer, 11000);
+    EXPECT_EQ(status.Status().streamMs, 15000u);
+    status.SetTime(13000);
+    EXPECT_EQ(status.Status().streamMs, 16000u);
+}
+
+TEST(LiveStatus, WhatIsFetchedIsNoLongerInTheBuffer) {
+    LiveStatus status;
+    BufferStatistics buffer;
+    buffer.sampleRate = 44100;
+    buffer.availableBytes = 5 * 44100 * 4;
+    buffer.blockAlign = 4;
+    status.SetAudio(Audio(44100), 0);
+    status.SetBuffer(buffer, 1000);
+    EXPECT_EQ(status.Status().bufferMs, 5000u);
+    status.SetAudio(Audio(4 * 44100), 0);
+    status.SetTime(2000);
+    EXPECT_EQ(status.Status().bufferMs, 3000u);
+    status.SetAudio(Audio(90 * 44100), 0);
+    status.SetTime(2000);
+    EXPECT_EQ(status.Status().bufferMs, 0u);
+}
+
+TEST(LiveStatus, ASourceThatHasEndedGoesOnNoLonger) {
+    LiveStatus status;
+    BufferStatistics buffer;
+    buffer.sampleRate = 44100;
+    buffer.nextSample = 441000;
+    status.SetBuffer(buffer, 1000);
+    SessionRecord session;
+    session.sourceFailed = true;
+    status.SetSession(session, false);
+    status.SetTime(9000);
+    EXPECT_EQ(status.Status().streamMs, 10000u);
+    LiveStatus other;
+    buffer.finished = true;
+    other.SetBuffer(buffer, 1000);
+    other.SetTime(9000);
+    EXPECT_EQ(other.Status().streamMs, 10000u);
+}
+
 TEST(LiveStatus, ABufferOfUnknownFormatIsNotDividedBy) {
     LiveStatus status;
-    status.SetBuffer({});
+    status.SetBuffer({}, 1000);
     EXPECT_EQ(status.Status().streamMs, 0u);
     EXPECT_FALSE(status.Status().bufferMs);
 }

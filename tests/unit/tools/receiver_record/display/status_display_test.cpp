@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include "unit/tools/receiver_record/string_output.h"
 
 namespace receiver {
 namespace {
@@ -22,14 +22,10 @@ protected:
         return {[this] { return width_; }, [] { return std::string("12:00:00"); }, colour};
     }
     // What was put out since the last call.
-    std::string Take() {
-        std::string text = out_.str();
-        out_.str("");
-        return text;
-    }
+    std::string Take() { return out_.Take(); }
 
     size_t width_ = 80;
-    std::ostringstream out_;
+    StringOutput out_;
     const Clock::time_point start_ = Clock::time_point(milliseconds(1000000));
 };
 
@@ -137,6 +133,18 @@ TEST_F(StatusDisplayTest, TheStatusIsGoneAtTheEnd) {
         Take();
     }
     EXPECT_EQ(Take(), "\r\x1b[J");
+}
+
+TEST_F(StatusDisplayTest, WhatFindsNoRoomChangesNothingOnTheScreen) {
+    StatusDisplay display(out_, Settings());
+    display.ShowStatus(Status("AAAA"), start_);
+    Take();
+    out_.SetFull(true);
+    display.PrintLine("lost", start_ + milliseconds(200));
+    display.ShowStatus(Status("B"), start_ + milliseconds(400));
+    out_.SetFull(false);
+    display.PrintLine("hello", start_ + milliseconds(600));
+    EXPECT_EQ(Take(), "\r\x1b[Jhello\nAAAA");
 }
 
 TEST_F(StatusDisplayTest, OnlyWithColourThereAreColours) {

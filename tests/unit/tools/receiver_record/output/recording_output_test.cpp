@@ -91,14 +91,34 @@ TEST_F(RecordingOutputTest, ANameThatWasTakenMeanwhileIsAFailure) {
 }
 
 TEST_F(RecordingOutputTest, ASidecarThatCannotBeWrittenIsAWarning) {
-    fs::create_directory(file_ + ".json");
     RecordingOutput output(Options());
     WriteAudio(output);
+    fs::create_directory(file_ + ".json");
     const RecordingOutput::Closing closing = output.Close(CompleteReport(), true);
     EXPECT_EQ(closing.file, file_);
     ASSERT_EQ(closing.warnings.size(), 1u);
     EXPECT_EQ(closing.warnings[0].rfind("Cannot write " + file_ + ".json: ", 0), 0u)
         << closing.warnings[0];
+}
+
+TEST_F(RecordingOutputTest, ASidecarThatExistsIsOverwrittenOnlyByForce) {
+    std::ofstream(file_ + ".json") << "precious";
+    EXPECT_THROW(RecordingOutput(Options(false)), std::runtime_error);
+    EXPECT_EQ(fs::file_size(file_ + ".json"), 8u);
+    RecordingOutput output(Options(true));
+    WriteAudio(output);
+    EXPECT_TRUE(output.Close(CompleteReport(), true).warnings.empty());
+    EXPECT_GT(fs::file_size(file_ + ".json"), 8u);
+}
+
+TEST_F(RecordingOutputTest, ASidecarThatAppearedMeanwhileIsNotOverwritten) {
+    RecordingOutput output(Options(false));
+    WriteAudio(output);
+    std::ofstream(file_ + ".json") << "theirs";
+    const RecordingOutput::Closing closing = output.Close(CompleteReport(), true);
+    EXPECT_EQ(closing.file, file_);
+    EXPECT_EQ(closing.warnings.size(), 1u);
+    EXPECT_EQ(fs::file_size(file_ + ".json"), 6u);
 }
 
 // A full disk must not be filled by a copy.

@@ -28,15 +28,31 @@ TEST(Sidecar, ItIsReplacedAsAWhole) {
     const TempFolder folder;
     const std::string path = folder.File("a.wav.json");
     std::ofstream(path) << "something that is longer than what follows" << std::string(5000, ' ');
-    WriteSidecar(path, CompleteReport());
+    WriteSidecar(path, CompleteReport(), true);
     std::ifstream file(path);
     EXPECT_EQ(nlohmann::json::parse(file), ToJson(CompleteReport()));
     EXPECT_FALSE(std::filesystem::exists(path + ".part"));
 }
 
+TEST(Sidecar, OneThatExistsIsReplacedOnlyByForce) {
+    const TempFolder folder;
+    const std::string path = folder.File("a.wav.json");
+    std::ofstream(path) << "precious";
+    EXPECT_THROW(WriteSidecar(path, CompleteReport(), false), std::runtime_error);
+    EXPECT_EQ(std::filesystem::file_size(path), 8u);
+}
+
+TEST(Sidecar, WhatACrashHasLeftOfOneIsNoObstacle) {
+    const TempFolder folder;
+    const std::string path = folder.File("a.wav.json");
+    std::ofstream(path + ".part") << "{";
+    WriteSidecar(path, CompleteReport(), false);
+    EXPECT_TRUE(std::filesystem::exists(path));
+}
+
 TEST(Sidecar, OneThatCannotBeWrittenSaysWhy) {
     const TempFolder folder;
-    EXPECT_THROW(WriteSidecar(folder.File("none/a.wav.json"), CompleteReport()),
+    EXPECT_THROW(WriteSidecar(folder.File("none/a.wav.json"), CompleteReport(), false),
                  std::runtime_error);
 }
 

@@ -1,0 +1,11 @@
+#include <windows.h>
+
+#include "log_place.h"
+
+namespace receiver {
+
+void SetLogPlace(const std::filesystem::path& folder) {
+    SetEnvironmentVariableW(L"LOCALAPPDATA", folder.c_str());
+}
+
+}  // namespace receiver
