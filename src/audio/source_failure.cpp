@@ -82,6 +82,10 @@ bool IsUnreadable(uint32_t decoderError) {
 
 }  // namespace
 
+SourceFailure DescribeEnd() {
+    return {.kind = Kind::kEnded, .text = "the stream ended"};
+}
+
 SourceFailure DescribeFailure(const ConnectionFailure& failure, FailedStep step) {
     if (failure.cancelled) return {.text = "cancelled"};
     if (failure.httpStatus >= 400) return HttpFailure(failure.httpStatus);
@@ -103,7 +107,7 @@ SourceFailure DescribeFailure(const ConnectionFailure& failure, FailedStep step)
             return {.kind = Kind::kTimeout, .text = "nothing came in time"};
         case AVERROR_EOF:
             if (step == FailedStep::kReading) {
-                return {.kind = Kind::kEnded, .text = "the stream ended"};
+                return DescribeEnd();
             }
             break;
         default:
