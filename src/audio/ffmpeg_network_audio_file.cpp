@@ -43,6 +43,7 @@ BOOL CFFmpegNetworkAudioFile::Open(const std::string& url) {
     if (IsOpen()) return 0;
     // A new one: what an earlier opening has left behind stays stopped.
     access_ = std::make_shared<NetworkAccess>(cancellation_, timeoutMs_);
+    access_->SetAsksForRetryAfter(asksForRetryAfter_);
     lastError_ = 0;
     ArmDeadline();
     const std::string httpUrl = ToHttpUrl(url);
@@ -82,6 +83,16 @@ int CFFmpegNetworkAudioFile::ConfigureInput(AVFormatContext* context, AVDictiona
     context->max_analyze_duration = kAnalyseMicroseconds;
     const int result = av_dict_set(options, "seekable", "0", 0);
     return result < 0 ? result : access_->Configure(context, options);
+}
+
+ConnectionFailure CFFmpegNetworkAudioFile::Failure() const {
+    ConnectionFailure failure = access_->LastConnection();
+    failure.cancelled = access_->IsCancelled();
+    failure.timedOut = access_->HasTimedOut();
+    failure.decoderError = ErrorCode();
+    if (InputResult() < 0) failure.averror = InputResult();
+    if (lastError_ < 0) failure.averror = lastError_;
+    return failure;
 }
 
 std::string CFFmpegNetworkAudioFile::GetErrorText() const {

@@ -24,6 +24,8 @@ public:
                                      uint32_t ioTimeoutMs = 0);
     ~CFFmpegNetworkAudioFile() override;
 
+    // Before Open: see NetworkAccess. Default false.
+    void SetAsksForRetryAfter(bool asks) { asksForRetryAfter_ = asks; }
     // One deadline covers connecting, probing and stream analysis.
     BOOL Open(const std::string& url) override;
     // Gets no fresh time-out after a time-out or a cancellation, so it returns promptly.
@@ -33,6 +35,8 @@ public:
 
     void ArmDeadline();  // before blocking in the source by another way
     std::string GetErrorText() const;
+    // Of the last Open or Read that failed; of the connection as it is, otherwise.
+    ConnectionFailure Failure() const;
     uint64_t TimeoutMs() const { return timeoutMs_; }
 
 protected:
@@ -43,7 +47,8 @@ private:
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
     std::shared_ptr<NetworkAccess> access_;  // never null; one an Open
-    int32_t lastError_ = 0;                  // negative FFmpeg error code of the source itself
+    bool asksForRetryAfter_ = false;
+    int32_t lastError_ = 0;  // negative FFmpeg error code of the source itself
 };
 
 }  // namespace receiver

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "audio/connection_failure.h"
 #include "audio/ffmpeg_network_cancellation.h"
 
 struct AVDictionary;
@@ -28,10 +29,15 @@ public:
     // For the context that is about to be opened, which this object must outlive.
     int Configure(AVFormatContext* context, AVDictionary** options);
 
+    // Before Open: whether a busy server is asked, with a second request where it takes one,
+    // when to come again. Default false.
+    void SetAsksForRetryAfter(bool asks) { asksForRetryAfter_ = asks; }
     void ArmDeadline();
     bool ShouldStop();
     bool HasTimedOut() const { return timedOut_; }
     bool IsCancelled() const { return cancellation_->IsCancelled(); }
+    // Of the last connection that was made or failed to be, on the source's thread.
+    const ConnectionFailure& LastConnection() const { return lastConnection_; }
 
 private:
     static int InterruptCallback(void* access);
@@ -42,6 +48,8 @@ private:
 
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
+    bool asksForRetryAfter_ = false;
+    ConnectionFailure lastConnection_;   // the source's thread alone
     std::atomic<uint64_t> deadline_{0};  // 0 for none
     std::atomic<bool> timedOut_{false};
 };
