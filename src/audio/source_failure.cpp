@@ -90,7 +90,7 @@ SourceFailure DescribeFailure(const ConnectionFailure& failure, FailedStep step)
     if (failure.cancelled) return {.text = "cancelled"};
     if (failure.httpStatus >= 400) return HttpFailure(failure.httpStatus);
     if (!failure.tlsText.empty()) return TlsFailure(failure.tlsText);
-    if (failure.nameLookupFailed) {
+    if (failure.lookupFailed) {
         return {.kind = Kind::kNameLookup, .text = "the host's name cannot be looked up"};
     }
     switch (failure.averror) {
