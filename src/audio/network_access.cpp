@@ -124,6 +124,7 @@ int NetworkAccess::Open(AVIOContext** stream, const char* url, int flags, AVDict
         connection->retryAfter = RetryAfterRequest{.url = url,
                                                    .userAgent = ValueOf(asked, "user_agent"),
                                                    .headers = ValueOf(asked, "headers"),
+                                                   .caFile = ValueOf(asked, "ca_file"),
                                                    .timeoutMs = timeoutMs_};
     }
     const auto ended = std::make_shared<std::atomic<bool>>(false);

@@ -86,7 +86,9 @@ std::optional<uint32_t> AskForRetryAfter(const RetryAfterRequest& request,
     const auto target = TargetOf(request);
     if (!target) return std::nullopt;
     AVDictionary* made = nullptr;
-    const int set = SetConnectionOptions(&made, request.timeoutMs);
+    const int set = SetConnectionOptions(&made, request.timeoutMs,
+                                         {.userAgent = {}, .headers = {}, .caFile = request.caFile},
+                                         /*isSourcesServer=*/true);
     AVIOContext* opened = nullptr;
     const int result = set < 0
                            ? set

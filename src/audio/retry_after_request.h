@@ -19,6 +19,7 @@ struct RetryAfterRequest {
     std::string url;        // http:// or https://
     std::string userAgent;  // empty for FFmpeg's
     std::string headers;    // further ones, each with its line end
+    std::string caFile;     // empty for the system's certificates
     uint64_t timeoutMs = 0;
 };
 

@@ -23,10 +23,9 @@ protected:
 
     // A body that breaks off at `end` for the first listener, and begins at `begin` for the
     // next: what a server's burst repeats.
-    static StationRoute BreakingRoute(AudioCoding coding, const std::string& body, size_t end,
-                                      size_t begin) {
+    static StationRoute BreakingRoute(const std::string& body, size_t end, size_t begin) {
         StationRoute route;
-        route.contentType = MimeTypeOf(coding);
+        route.contentType = MimeTypeOf(AudioCoding::kMp3);
         route.framing = BodyFraming::kUntilClose;
         const auto listeners = std::make_shared<std::atomic<int>>(0);
         route.tuneIn = [=] {
@@ -43,8 +42,6 @@ protected:
 
     const Broadcast broadcast_ = MakeBroadcast(44100, 2);
 };
-
-class ReconnectionTest : public AdditionsTest, public testing::WithParamInterface<AudioCoding> {};
 
 }  // namespace
 
@@ -135,11 +132,11 @@ TEST_F(AdditionsTest, WhatIsSaidToTheServerReachesNoLog) {
     EXPECT_EQ(receiver_.LogText().find("ecret"), std::string::npos);
 }
 
-TEST_P(ReconnectionTest, WhatTheNextConnectionRepeatsIsHeardOnce) {
-    const std::string body = EncodeAudio(broadcast_.audio, GetParam());
+TEST_F(AdditionsTest, WhatTheNextConnectionRepeatsIsHeardOnce) {
+    const std::string body = EncodeAudio(broadcast_.audio, AudioCoding::kMp3);
     const TestPcm decoded = Decode(body);
     const std::string url =
-        ServeAll(BreakingRoute(GetParam(), body, body.size() * 6 / 10, body.size() * 3 / 10));
+        ServeAll(BreakingRoute(body, body.size() * 6 / 10, body.size() * 3 / 10));
     const Recording recording =
         Record(receiver_, With(PrepareCommand("s", url, SaveJingles(broadcast_), 60000, 0),
                                {{"reconnectMs", 3000}, {"report", {"cause"}}}));
@@ -149,7 +146,7 @@ TEST_P(ReconnectionTest, WhatTheNextConnectionRepeatsIsHeardOnce) {
     EXPECT_EQ(resumed["attempts"], 1);
     EXPECT_EQ(resumed["exact"], true);
     EXPECT_GT(resumed["repeatedFrames"], 44100);
-    EXPECT_EQ(resumed["cause"]["kind"], "ended");
+    EXPECT_EQ(resumed["cause"]["kind"], "reset");
     ASSERT_EQ(recording.finished["gaps"].size(), 1u);
     EXPECT_EQ(recording.finished["gaps"][0]["sample"], resumed["sample"]);
     EXPECT_TRUE(recording.All("SOURCE_ERROR").empty());
@@ -157,21 +154,23 @@ TEST_P(ReconnectionTest, WhatTheNextConnectionRepeatsIsHeardOnce) {
     EXPECT_EQ(recording.finished["program"]["reason"], "outro");
     EXPECT_EQ(recording.All("DETECTED").size(), 2u);  // none twice
     const uint64_t start = Sample(recording.ready["sourceSample"]);
-    const uint64_t end = Sample(recording.finished["program"]["endSample"]);
-    EXPECT_TRUE(recording.pcm == decoded.Range(start, end));
+    // A reader at the live edge gets what had passed when the end was found.
+    const uint64_t served = start + recording.pcm.size() / 2;
+    EXPECT_GE(served, Sample(recording.finished["program"]["endSample"]));
+    const std::vector<int16_t> unbroken = decoded.Range(start, served);
+    ASSERT_EQ(recording.pcm.size(), unbroken.size());
+    const auto different = std::mismatch(unbroken.begin(), unbroken.end(), recording.pcm.begin());
+    EXPECT_EQ(different.first, unbroken.end())
+        << "at frame " << start + static_cast<uint64_t>(different.first - unbroken.begin()) / 2
+        << ", joined at " << resumed;
 }
-
-INSTANTIATE_TEST_SUITE_P(Codings, ReconnectionTest,
-                         testing::Values(AudioCoding::kMp3, AudioCoding::kWav),
-                         [](const auto& coding) { return std::string(NameOf(coding.param)); });
 
 TEST_F(AdditionsTest, WithoutReconnectMsABrokenConnectionIsTheEnd) {
     const std::string body = EncodeAudio(broadcast_.audio, AudioCoding::kMp3);
-    const std::string url =
-        ServeAll(BreakingRoute(AudioCoding::kMp3, body, body.size() / 2, body.size() / 4));
+    const std::string url = ServeAll(BreakingRoute(body, body.size() / 2, body.size() / 4));
     const Recording recording =
         Record(receiver_, PrepareCommand("s", url, SaveJingles(broadcast_), 60000, 0));
-    EXPECT_EQ(recording.finished["program"]["reason"], "source_ended");
+    EXPECT_EQ(recording.finished["program"]["reason"], "interrupted");
     EXPECT_EQ(station_.RequestCount(), 1u);
 }
 
