@@ -13,10 +13,10 @@ namespace receiver {
 struct ConnectionFailure {
     bool cancelled = false;
     bool timedOut = false;
-    int httpStatus = 0;  // of the last answer, whatever it was; 0 without one
+    bool lookupFailed = false;  // the host has no address
+    int httpStatus = 0;         // of the last answer, whatever it was; 0 without one
     std::optional<uint32_t> retryAfterSeconds;  // what that answer asked for
     std::string tlsText;                        // what the TLS library found wrong
-    bool nameLookupFailed = false;              // the host's name has no address
     int averror = 0;                            // negative FFmpeg code of the last failed call
     uint32_t decoderError = kDecoderErrorNone;
 };

@@ -11,10 +11,11 @@ constexpr size_t kInitialKeptBytes = 32768;
 
 }  // namespace
 
-bool DecodedPcm::Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits) {
+bool DecodedPcm::Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits,
+                      int outputChannels) {
     kept_.resize(kInitialKeptBytes);
     keptStart_ = keptEnd_ = 0;
-    return converter_.Open(codec, outputRate, outputBits);
+    return converter_.Open(codec, outputRate, outputBits, outputChannels);
 }
 
 void DecodedPcm::Close() {

@@ -17,8 +17,8 @@ namespace receiver {
 
 class DecodedPcm final {
 public:
-    // False for what FrameConverter cannot convert.
-    bool Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits);
+    // As FrameConverter's; false for what that cannot convert.
+    bool Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits, int outputChannels);
     void Close();
     bool Restart();  // forgets what was fed and what is kept, after a seek
 

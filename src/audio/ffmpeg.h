@@ -33,7 +33,8 @@ using FramePtr = std::unique_ptr<AVFrame, FfmpegDeleter<av_frame_free>>;
 using PacketPtr = std::unique_ptr<AVPacket, FfmpegDeleter<av_packet_free>>;
 using DictionaryPtr = std::unique_ptr<AVDictionary, FfmpegDeleter<av_dict_free>>;
 
-// Keeps FFmpeg's own messages off the standard streams; once per process, any thread.
+// Keeps FFmpeg's own messages off the standard streams; FfmpegLogListener alone hears them.
+// Once per process, any thread.
 void SilenceFfmpegLog();
 
 }  // namespace receiver

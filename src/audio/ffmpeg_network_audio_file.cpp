@@ -43,15 +43,20 @@ BOOL CFFmpegNetworkAudioFile::Open(const std::string& url) {
     if (IsOpen()) return 0;
     // A new one: what an earlier opening has left behind stays stopped.
     access_ = std::make_shared<NetworkAccess>(cancellation_, timeoutMs_, request_);
+    access_->SetAsksForRetryAfter(asksForRetryAfter_);
     lastError_ = 0;
     ArmDeadline();
     const std::string httpUrl = ToHttpUrl(url);
     if (httpUrl.empty()) {
         SetErrorCode(kDecoderErrorOpen);
         lastError_ = AVERROR(EINVAL);
+        TellFailure(FailedStep::kOpening);
         return 0;
     }
-    if (!CFFmpegStreamingDecoder::Open(httpUrl)) return 0;
+    if (!CFFmpegStreamingDecoder::Open(httpUrl)) {
+        TellFailure(FailedStep::kOpening);
+        return 0;
+    }
     DiscardOtherStreams();
     return 1;
 }
@@ -64,7 +69,18 @@ BOOL CFFmpegNetworkAudioFile::Close() {
 
 int32_t CFFmpegNetworkAudioFile::Read(void* buffer, uint32_t count) {
     ArmDeadline();
-    return CFFmpegStreamingDecoder::Read(buffer, count);
+    const int32_t read = CFFmpegStreamingDecoder::Read(buffer, count);
+    if (read < 0) TellFailure(FailedStep::kReading);
+    return read;
+}
+
+void CFFmpegNetworkAudioFile::SetNotes(const SourceNotes& notes) {
+    notes_ = notes;
+    WatchStream(notes);
+}
+
+void CFFmpegNetworkAudioFile::TellFailure(FailedStep step) const {
+    if (notes_.onFailure) notes_.onFailure(DescribeFailure(Failure(), step));
 }
 
 BOOL CFFmpegNetworkAudioFile::Seek(float) {
@@ -82,6 +98,16 @@ int CFFmpegNetworkAudioFile::ConfigureInput(AVFormatContext* context, AVDictiona
     context->max_analyze_duration = kAnalyseMicroseconds;
     const int result = av_dict_set(options, "seekable", "0", 0);
     return result < 0 ? result : access_->Configure(context, options);
+}
+
+ConnectionFailure CFFmpegNetworkAudioFile::Failure() const {
+    ConnectionFailure failure = access_->LastConnection();
+    failure.cancelled = access_->IsCancelled();
+    failure.timedOut = access_->HasTimedOut();
+    failure.decoderError = ErrorCode();
+    if (InputResult() < 0) failure.averror = InputResult();
+    if (lastError_ < 0) failure.averror = lastError_;
+    return failure;
 }
 
 std::string CFFmpegNetworkAudioFile::GetErrorText() const {

@@ -15,6 +15,7 @@
 #include "audio/ffmpeg_network_cancellation.h"
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "audio/network_access.h"
+#include "audio/source_failure.h"
 
 namespace receiver {
 
@@ -27,8 +28,9 @@ public:
 
     // Before Open.
     void SetRequest(NetworkRequest request) { request_ = std::move(request); }
-    void SetNotes(const SourceNotes& notes) { WatchStream(notes); }
-
+    void SetNotes(const SourceNotes& notes);  // of its failures, damage and titles
+    // Before Open: see NetworkAccess. Default false.
+    void SetAsksForRetryAfter(bool asks) { asksForRetryAfter_ = asks; }
     // One deadline covers connecting, probing and stream analysis.
     BOOL Open(const std::string& url) override;
     // Gets no fresh time-out after a time-out or a cancellation, so it returns promptly.
@@ -38,6 +40,8 @@ public:
 
     void ArmDeadline();  // before blocking in the source by another way
     std::string GetErrorText() const;
+    // Of the last Open or Read that failed; of the connection as it is, otherwise.
+    ConnectionFailure Failure() const;
     uint64_t TimeoutMs() const { return timeoutMs_; }
 
 protected:
@@ -45,11 +49,15 @@ protected:
     bool ComputesLength() const override { return false; }
 
 private:
+    void TellFailure(FailedStep step) const;
+
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
     NetworkRequest request_;
+    SourceNotes notes_;
     std::shared_ptr<NetworkAccess> access_;  // never null; one an Open
-    int32_t lastError_ = 0;                  // negative FFmpeg error code of the source itself
+    bool asksForRetryAfter_ = false;
+    int32_t lastError_ = 0;  // negative FFmpeg error code of the source itself
 };
 
 }  // namespace receiver

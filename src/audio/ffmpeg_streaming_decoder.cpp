@@ -40,6 +40,7 @@ BOOL CFFmpegStreamingDecoder::Open(const std::string& path) {
     if (open_ != 0) return 0;
     path_ = path;
     errorCode_ = kDecoderErrorNone;
+    inputResult_ = 0;
     position_ = -1.0;
     if (!OpenStages()) return 0;
     FillRecord();
@@ -55,18 +56,26 @@ bool CFFmpegStreamingDecoder::OpenStages() {
         });
     stages_->watch.reset();
     bytesDelivered_ = 0;
-    if (notes_.onDamage || notes_.onTitle) stages_->watch.emplace(notes_, outputSampleRate_);
-    StreamWatch* watch = stages_->watch ? &*stages_->watch : nullptr;
-    if (error == kDecoderErrorNone) error = stages_->frames.Open(watch);
+    if (error == kDecoderErrorNone) error = stages_->frames.Open(MakeWatch());
     if (error != kDecoderErrorNone) return Fail(error);
-    return stages_->pcm.Open(stages_->frames.Codec(), outputSampleRate_, outputBits_) ||
+    const AVCodecContext& codec = stages_->frames.Codec();
+    record_.nSamplesPerSec =
+        outputSampleRate_ != 0 ? outputSampleRate_ : static_cast<uint32_t>(codec.sample_rate);
+    return stages_->pcm.Open(codec, record_.nSamplesPerSec, outputBits_, outputChannels_) ||
            Fail(kDecoderErrorResampler);
+}
+
+// Null when nobody wants to be told.
+StreamWatch* CFFmpegStreamingDecoder::MakeWatch() {
+    if (!notes_.onDamage && !notes_.onTitle) return nullptr;
+    const int sourceRate = stages_->input.Stream().codecpar->sample_rate;
+    const auto rate = static_cast<uint32_t>(std::max(sourceRate, 0));
+    return &stages_->watch.emplace(notes_, outputSampleRate_ != 0 ? outputSampleRate_ : rate);
 }
 
 void CFFmpegStreamingDecoder::FillRecord() {
     record_.wFormatTag = kFormatTagPcm;
     record_.nChannels = static_cast<uint16_t>(stages_->pcm.Channels());
-    record_.nSamplesPerSec = outputSampleRate_;
     record_.wBitsPerSample = static_cast<uint16_t>(outputBits_);
     record_.nBlockAlign = static_cast<uint16_t>(stages_->pcm.BlockAlign());
     record_.nAvgBytesPerSec = record_.nBlockAlign * record_.nSamplesPerSec;
@@ -113,6 +122,7 @@ int32_t CFFmpegStreamingDecoder::Read(void* buffer, uint32_t count) {
             stages_->watch->SetPosition((bytesDelivered_ + delivered) / record_.nBlockAlign);
         }
         const int result = stages_->frames.Next();
+        if (result < 0) inputResult_ = result;
         if (result < 0 && delivered == 0) return result == AVERROR_EOF ? 0 : -1;
         if (result < 0) break;
         uint32_t bytes = 0;
@@ -142,7 +152,7 @@ BOOL CFFmpegStreamingDecoder::Seek(float seconds) {
     }
     const bool direct = SeeksDirectly(stages_->frames.Codec().codec_id, path_);
     const SeekOutcome outcome = stages_->seek.To(
-        {seconds, direct, seekPreRollMs_ / 1000.0, static_cast<double>(outputSampleRate_)});
+        {seconds, direct, seekPreRollMs_ / 1000.0, static_cast<double>(record_.nSamplesPerSec)});
     if (outcome.error != kDecoderErrorNone) errorCode_ = outcome.error;
     position_ = outcome.position;
     return outcome.done ? 1 : 0;

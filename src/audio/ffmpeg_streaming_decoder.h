@@ -1,6 +1,6 @@
 // Any file or stream that FFmpeg can open, as interleaved integer PCM at a chosen
-// rate and width, with the source's channel count. Seeks are exact to the sample:
-// directly in PCM inputs, by decoding forward from an earlier point in others.
+// rate and width, with the source's channel count unless another is asked for. Seeks are exact to
+// the sample: directly in PCM inputs, by decoding forward from an earlier point in others.
 //
 //   Units    Seek takes seconds; rates are Hz; lengths bytes of output PCM.
 //   Threads  one at a time.
@@ -21,14 +21,17 @@ struct AVFormatContext;
 
 namespace receiver {
 
+class StreamWatch;
+
 class CFFmpegStreamingDecoder : public CAudioFile {
 public:
     CFFmpegStreamingDecoder();
     ~CFFmpegStreamingDecoder() override;
 
     // Before Open.
-    void SetOutputSampleRate(uint32_t hz) { outputSampleRate_ = hz; }  // default 44100
-    void SetOutputBitsPerSample(int32_t bits) { outputBits_ = bits; }  // 8, 16 (default) or 32
+    void SetOutputSampleRate(uint32_t hz) { outputSampleRate_ = hz; }    // default 44100; 0: as is
+    void SetOutputChannels(uint16_t count) { outputChannels_ = count; }  // 0, the default: as is
+    void SetOutputBitsPerSample(int32_t bits) { outputBits_ = bits; }    // 8, 16 (default) or 32
     // Measures the length by reading all packets; default false.
     void SetExactLength(bool exact) { exactLength_ = exact; }
     uint32_t SeekPreRollMs() const { return seekPreRollMs_; }
@@ -58,11 +61,14 @@ protected:
     // Lets FFmpeg skip the packets of every stream but the chosen one; after Open.
     void DiscardOtherStreams();
     void SetErrorCode(uint32_t code) { errorCode_ = code; }
+    // FFmpeg's code for what ended the input, 0 while nothing has.
+    int InputResult() const { return inputResult_; }
 
 private:
     struct Stages;  // the input, its frames, their PCM, and seeking in all three
 
     bool OpenStages();
+    StreamWatch* MakeWatch();
     void FillRecord();
     bool SetLength();
     bool ConvertFrame(uint8_t* buffer, uint32_t room, uint32_t* bytes);
@@ -74,6 +80,8 @@ private:
     std::string path_;
     uint32_t outputSampleRate_ = 44100;
     int32_t outputBits_ = 16;
+    uint16_t outputChannels_ = 0;
+    int inputResult_ = 0;
     uint32_t errorCode_ = kDecoderErrorNone;
     bool exactLength_ = false;
     uint32_t seekPreRollMs_ = 2000;

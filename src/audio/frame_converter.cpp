@@ -28,9 +28,10 @@ FrameConverter::~FrameConverter() {
     Close();
 }
 
-bool FrameConverter::Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits) {
+bool FrameConverter::Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits,
+                          int outputChannels) {
     Close();
-    const int channels = codec.ch_layout.nb_channels;
+    const int channels = outputChannels != 0 ? outputChannels : codec.ch_layout.nb_channels;
     outputFormat_ = FormatOfBits(outputBits);
     if (outputFormat_ == AV_SAMPLE_FMT_NONE || channels < 1 || channels > kMaxChannels ||
         outputRate == 0 || outputRate > kMaxInputRate) {
@@ -38,6 +39,7 @@ bool FrameConverter::Open(const AVCodecContext& codec, uint32_t outputRate, int 
     }
     av_channel_layout_default(&outputLayout_, channels);
     outputRate_ = static_cast<int>(outputRate);
+    copiesMono_ = outputChannels > 1;
     outputBlockAlign_ = static_cast<size_t>(outputBits / 8) * static_cast<size_t>(channels);
     return Build(codec.sample_rate, codec.sample_fmt, codec.ch_layout);
 }
@@ -63,6 +65,10 @@ bool FrameConverter::Build(int rate, int format, const AVChannelLayout& layout) 
         swr_alloc_set_opts2(&made, &outputLayout_, outputFormat_, outputRate_, &inputLayout_,
                             static_cast<AVSampleFormat>(format), rate, 0, nullptr);
     ResamplerPtr resampler(made);
+    if (result >= 0 && copiesMono_ && layout.nb_channels == 1) {
+        const std::vector<double> ones(static_cast<size_t>(outputLayout_.nb_channels), 1.0);
+        if (swr_set_matrix(made, ones.data(), 1) < 0) return false;
+    }
     if (result < 0 || swr_init(resampler.get()) < 0) return false;
     resampler_ = std::move(resampler);
     return true;

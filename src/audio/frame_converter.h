@@ -22,10 +22,11 @@ public:
     FrameConverter(const FrameConverter&) = delete;
     FrameConverter& operator=(const FrameConverter&) = delete;
 
-    // Takes the input's parameters from the opened decoder; the output keeps its channel
-    // count. False for what cannot be converted: widths other than 8, 16 and 32 bits, rates
-    // outside kMinInputRate..kMaxInputRate, more channels than the resampler takes.
-    bool Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits);
+    // Takes the input's parameters from the opened decoder; without `outputChannels` the output
+    // keeps its channel count. False for what cannot be converted: widths other than 8, 16 and 32
+    // bits, rates outside kMinInputRate..kMaxInputRate, more channels than the resampler takes.
+    bool Open(const AVCodecContext& codec, uint32_t outputRate, int outputBits,
+              int outputChannels = 0);
     void Close();
     bool Restart();  // forgets what was fed, after a seek
 
@@ -56,6 +57,7 @@ private:
     AVChannelLayout inputLayout_{};  // what resampler_ was built for
     int inputFormat_ = AV_SAMPLE_FMT_NONE;
     int inputRate_ = 0;
+    bool copiesMono_ = false;  // to every channel asked for, as loud as it is
     std::vector<const uint8_t*> planes_;
 };
 

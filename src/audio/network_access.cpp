@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "audio/abandoned_threads.h"
 #include "audio/ffmpeg.h"
+#include "audio/ffmpeg_log_listener.h"
+#include "audio/retry_after_request.h"
 #include "audio/source_policy.h"
 #include "platform/clock.h"
 #include "platform/thread_name.h"
@@ -19,6 +22,8 @@ namespace {
 // this time is in a call that cannot be interrupted.
 constexpr uint64_t kInterruptMs = 200;
 constexpr uint64_t kMaxWaitMs = 3600000;
+constexpr int kStatusTooManyRequests = 429;
+constexpr int kStatusUnavailable = 503;
 
 using StreamPtr = std::unique_ptr<AVIOContext, FfmpegDeleter<avio_closep>>;
 
@@ -31,15 +36,30 @@ struct Connection {
     std::shared_ptr<NetworkAccess> access;
     int result = AVERROR_EXIT;
     StreamPtr stream = nullptr;
+    ConnectionFailure heard = {};
+    std::optional<RetryAfterRequest> retryAfter = {};  // to be asked when the server is busy
 };
 
+std::string ValueOf(const AVDictionary* options, const char* key) {
+    const AVDictionaryEntry* entry = av_dict_get(options, key, nullptr, 0);
+    return entry ? entry->value : "";
+}
+
 void Connect(Connection& connection, const AVIOInterruptCB& interrupt) {
+    const FfmpegLogListener listener;
     AVIOContext* stream = nullptr;
     AVDictionary* options = connection.options.release();
     connection.result =
         avio_open2(&stream, connection.url.c_str(), connection.flags, &interrupt, &options);
     connection.options.reset(options);
     connection.stream.reset(stream);
+    connection.heard = listener.Heard();
+    connection.heard.averror = std::min(connection.result, 0);
+    const bool busy = connection.heard.httpStatus == kStatusTooManyRequests ||
+                      connection.heard.httpStatus == kStatusUnavailable;
+    if (connection.result < 0 && busy && connection.retryAfter && !listener.HeardWholeAnswer()) {
+        connection.heard.retryAfterSeconds = AskForRetryAfter(*connection.retryAfter, interrupt);
+    }
 }
 
 }  // namespace
@@ -85,6 +105,7 @@ int NetworkAccess::OpenHook(AVFormatContext* context, AVIOContext** stream, cons
 // FFmpeg looks names up in a call that waits for the resolver as long as it takes. On a
 // thread of its own it delays nobody: whoever waits leaves it at the deadline.
 int NetworkAccess::Open(AVIOContext** stream, const char* url, int flags, AVDictionary** options) {
+    lastConnection_ = {};
     if (!IsNetworkUrl(url)) return AVERROR(EINVAL);
     if (sourceUrl_.empty()) sourceUrl_ = url;
     AVDictionary* made = nullptr;
@@ -98,6 +119,14 @@ int NetworkAccess::Open(AVIOContext** stream, const char* url, int flags, AVDict
 
     auto connection = std::make_shared<Connection>(
         Connection{url, flags, std::move(connectionOptions), shared_from_this()});
+    if (asksForRetryAfter_) {
+        const AVDictionary* asked = connection->options.get();
+        connection->retryAfter = RetryAfterRequest{.url = url,
+                                                   .userAgent = ValueOf(asked, "user_agent"),
+                                                   .headers = ValueOf(asked, "headers"),
+                                                   .caFile = ValueOf(asked, "ca_file"),
+                                                   .timeoutMs = timeoutMs_};
+    }
     const auto ended = std::make_shared<std::atomic<bool>>(false);
     std::thread thread([connection, ended, cancellation = cancellation_]() mutable {
         SetCurrentThreadName("connect");
@@ -111,6 +140,7 @@ int NetworkAccess::Open(AVIOContext** stream, const char* url, int flags, AVDict
         return AVERROR_EXIT;
     }
     thread.join();
+    lastConnection_ = connection->heard;
     if (options) {
         av_dict_free(options);
         *options = connection->options.release();

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "audio/connection_failure.h"
 #include "audio/ffmpeg_network_cancellation.h"
 #include "audio/source_policy.h"
 
@@ -31,10 +32,15 @@ public:
     // For the context that is about to be opened, which this object must outlive.
     int Configure(AVFormatContext* context, AVDictionary** options);
 
+    // Before Open: whether a busy server is asked, with a second request where it takes one,
+    // when to come again. Default false.
+    void SetAsksForRetryAfter(bool asks) { asksForRetryAfter_ = asks; }
     void ArmDeadline();
     bool ShouldStop();
     bool HasTimedOut() const { return timedOut_; }
     bool IsCancelled() const { return cancellation_->IsCancelled(); }
+    // Of the last connection that was made or failed to be, on the source's thread.
+    const ConnectionFailure& LastConnection() const { return lastConnection_; }
 
 private:
     static int InterruptCallback(void* access);
@@ -46,7 +52,9 @@ private:
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;
     const uint64_t timeoutMs_;
     const NetworkRequest request_;
-    std::string sourceUrl_;              // the first that is opened; the source thread's
+    std::string sourceUrl_;  // the first that is opened; the source thread's
+    bool asksForRetryAfter_ = false;
+    ConnectionFailure lastConnection_;   // the source's thread alone
     std::atomic<uint64_t> deadline_{0};  // 0 for none
     std::atomic<bool> timedOut_{false};
 };

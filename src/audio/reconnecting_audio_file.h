@@ -23,7 +23,9 @@
 
 #include "audio/audio_file.h"
 #include "audio/connection_failure.h"
+#include "audio/connection_notes.h"
 #include "audio/ffmpeg_network_cancellation.h"
+#include "audio/source_notes.h"
 
 namespace receiver {
 
@@ -37,6 +39,7 @@ struct ConnectionFormat {
 struct SourceConnection {
     std::unique_ptr<CAudioFile> file;            // closed; null counts as a failed opening
     std::function<ConnectionFailure()> failure;  // of `file`, after Open or Read; may be empty
+    std::shared_ptr<ConnectionNotes> notes;      // what `file` tells; may be null
 };
 
 // Called on the reading thread, once for each attempt. The connections end their operations
@@ -46,17 +49,6 @@ using ConnectionFactory = std::function<SourceConnection(const ConnectionFormat&
 struct ReconnectLimits {
     uint32_t reconnectMs = 0;  // 0: one connection, as if the file were the factory's own
     uint32_t outputRate = 44100;
-};
-
-// How an outage ended.
-struct SourceResumption {
-    uint64_t sample = 0;          // where the joint is: the first sample of the silence, or of
-                                  // the new connection where there is none
-    uint64_t outageMs = 0;        // from the last new audio before to the first after it
-    uint64_t repeatedFrames = 0;  // of the new connection, dropped since they were heard
-    uint64_t lostFrames = 0;      // of silence put in
-    uint32_t attempts = 0;        // connections tried, the one that succeeded included
-    bool exact = false;           // the overlap was equal, sample for sample, up to the joint
 };
 
 // How the last connection, or the last attempt to make one, ended.
@@ -88,6 +80,11 @@ public:
                           std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
                           ReconnectLimits limits, OnResumed onResumed, ReconnectTiming timing);
     ~ReconnectingAudioFile() override;
+
+    // Before Open: who is told of the connections' damage and titles, in the samples of the
+    // delivered stream, each once however often a burst repeats it, and why the source has
+    // failed or ended for good. Resumptions are told to OnResumed.
+    void SetNotes(SourceNotes notes);
 
     BOOL Open(const std::string& path) override;
     BOOL Close() override;

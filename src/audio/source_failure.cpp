@@ -82,11 +82,15 @@ bool IsUnreadable(uint32_t decoderError) {
 
 }  // namespace
 
+SourceFailure DescribeEnd() {
+    return {.kind = Kind::kEnded, .text = "the stream ended"};
+}
+
 SourceFailure DescribeFailure(const ConnectionFailure& failure, FailedStep step) {
     if (failure.cancelled) return {.text = "cancelled"};
     if (failure.httpStatus >= 400) return HttpFailure(failure.httpStatus);
     if (!failure.tlsText.empty()) return TlsFailure(failure.tlsText);
-    if (failure.nameLookupFailed) {
+    if (failure.lookupFailed) {
         return {.kind = Kind::kNameLookup, .text = "the host's name cannot be looked up"};
     }
     switch (failure.averror) {
@@ -103,7 +107,7 @@ SourceFailure DescribeFailure(const ConnectionFailure& failure, FailedStep step)
             return {.kind = Kind::kTimeout, .text = "nothing came in time"};
         case AVERROR_EOF:
             if (step == FailedStep::kReading) {
-                return {.kind = Kind::kEnded, .text = "the stream ended"};
+                return DescribeEnd();
             }
             break;
         default:

@@ -10,6 +10,8 @@ namespace receiver {
 // What has failed: making the connection, or reading on from it.
 enum class FailedStep { kOpening, kReading };
 
+// A stream that ended as one does that is complete.
+SourceFailure DescribeEnd();
 SourceFailure DescribeFailure(const ConnectionFailure& failure, FailedStep step);
 
 }  // namespace receiver

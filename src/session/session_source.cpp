@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "audio/ffmpeg_network_audio_file.h"
+#include "audio/reconnecting_audio_file.h"
 #include "detect/detector_audio_file.h"
 #include "platform/text.h"
 #include "session/program_end.h"
@@ -19,15 +20,51 @@ NetworkRequest MakeRequest(const PreparedHttp& http) {
     return request;
 }
 
-std::unique_ptr<CAudioFile> MakeConnection(
-    const PreparedProgram& program, const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation,
-    const SourceNotes& notes) {
+std::unique_ptr<CFFmpegNetworkAudioFile> MakeConnection(
+    const PreparedProgram& program,
+    const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation) {
     auto network = std::make_unique<CFFmpegNetworkAudioFile>(cancellation, program.ioTimeoutMs);
     network->SetOutputSampleRate(kStreamSampleRate);
     network->SetOutputBitsPerSample(16);
     network->SetRequest(MakeRequest(program.additions.http));
-    network->SetNotes(notes);
     return network;
+}
+
+// The connections run at the source's own rate: what two of them deliver of the same audio is
+// then the same, wherever each began.
+SourceConnection MakeOneOfMany(const PreparedProgram& program,
+                               const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation,
+                               const SourceNotes& wanted, const ConnectionFormat& format) {
+    auto network = MakeConnection(program, cancellation);
+    network->SetOutputSampleRate(format.sampleRate);
+    network->SetOutputChannels(format.channels);
+    network->SetAsksForRetryAfter(true);
+    const auto notes = std::make_shared<ConnectionNotes>();
+    SourceNotes listener = notes->Listener();
+    if (!wanted.onDamage) listener.onDamage = nullptr;
+    if (!wanted.onTitle) listener.onTitle = nullptr;
+    network->SetNotes(listener);
+    const CFFmpegNetworkAudioFile* file = network.get();
+    return {
+        .file = std::move(network), .failure = [file] { return file->Failure(); }, .notes = notes};
+}
+
+// Outlives its connections, and tells why it has ended.
+std::unique_ptr<CAudioFile> MakeLastingSource(
+    const PreparedProgram& program, const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation,
+    const SourceNotes& notes) {
+    auto source = std::make_unique<ReconnectingAudioFile>(
+        [program, cancellation, notes](const ConnectionFormat& format) {
+            return MakeOneOfMany(program, cancellation, notes, format);
+        },
+        cancellation,
+        ReconnectLimits{.reconnectMs = program.additions.reconnectMs,
+                        .outputRate = kStreamSampleRate},
+        [notes](const SourceResumption& resumption, const SourceBreak&) {
+            notes.onResumed(resumption);
+        });
+    source->SetNotes(notes);
+    return source;
 }
 
 }  // namespace
@@ -37,7 +74,14 @@ SessionSource MakeNetworkSource(const PreparedProgram& program,
                                 std::vector<ReferenceFingerprint>&& references,
                                 const std::function<void(const DetectorMatch&)>& onMatch,
                                 const SourceNotes& notes) {
-    std::unique_ptr<CAudioFile> source = MakeConnection(program, cancellation, notes);
+    std::unique_ptr<CAudioFile> source;
+    if (program.additions.reconnectMs != 0) {
+        source = MakeLastingSource(program, cancellation, notes);
+    } else {
+        auto network = MakeConnection(program, cancellation);
+        network->SetNotes(notes);
+        source = std::move(network);
+    }
     // A programme that starts now may have nothing to be compared with.
     if (!references.empty()) {
         source = std::make_unique<CDetectorAudioFile>(std::move(source), std::move(references),

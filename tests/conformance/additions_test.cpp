@@ -1,5 +1,11 @@
 // What a PREPARE may ask for besides, seen from outside.
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+
 #include "testing/receiver_fixture.h"
+#include "testing/tcp_socket.h"
 
 namespace receiver {
 
@@ -14,6 +20,25 @@ protected:
         return request;
     }
     static uint64_t Sample(const json& value) { return value.get<uint64_t>(); }
+
+    // A body that breaks off at `end` for the first listener, and begins at `begin` for the
+    // next: what a server's burst repeats.
+    static StationRoute BreakingRoute(const std::string& body, size_t end, size_t begin) {
+        StationRoute route;
+        route.contentType = MimeTypeOf(AudioCoding::kMp3);
+        route.framing = BodyFraming::kUntilClose;
+        const auto listeners = std::make_shared<std::atomic<int>>(0);
+        route.tuneIn = [=] {
+            const std::string heard =
+                (*listeners)++ == 0 ? body.substr(0, end) : body.substr(begin);
+            return [heard, at = size_t{0}]() mutable {
+                const std::string piece = heard.substr(std::min(at, heard.size()), 4096);
+                at += piece.size();
+                return piece;
+            };
+        };
+        return route;
+    }
 
     const Broadcast broadcast_ = MakeBroadcast(44100, 2);
 };
@@ -106,5 +131,118 @@ TEST_F(AdditionsTest, WhatIsSaidToTheServerReachesNoLog) {
               std::string::npos);
     EXPECT_EQ(receiver_.LogText().find("ecret"), std::string::npos);
 }
+
+TEST_F(AdditionsTest, WhatTheNextConnectionRepeatsIsHeardOnce) {
+    const std::string body = EncodeAudio(broadcast_.audio, AudioCoding::kMp3);
+    const TestPcm decoded = Decode(body);
+    const std::string url =
+        ServeAll(BreakingRoute(body, body.size() * 6 / 10, body.size() * 3 / 10));
+    const Recording recording =
+        Record(receiver_, With(PrepareCommand("s", url, SaveJingles(broadcast_), 60000, 0),
+                               {{"reconnectMs", 3000}, {"report", {"cause"}}}));
+    ASSERT_EQ(recording.All("RESUMED").size(), 1u);
+    const json resumed = recording.All("RESUMED")[0];
+    EXPECT_EQ(resumed["lostFrames"], 0);
+    EXPECT_EQ(resumed["attempts"], 1);
+    EXPECT_EQ(resumed["exact"], true);
+    EXPECT_GT(resumed["repeatedFrames"], 44100);
+    EXPECT_EQ(resumed["cause"]["kind"], "reset");
+    ASSERT_EQ(recording.finished["gaps"].size(), 1u);
+    EXPECT_EQ(recording.finished["gaps"][0]["sample"], resumed["sample"]);
+    EXPECT_TRUE(recording.All("SOURCE_ERROR").empty());
+
+    EXPECT_EQ(recording.finished["program"]["reason"], "outro");
+    EXPECT_EQ(recording.All("DETECTED").size(), 2u);  // none twice
+    const uint64_t start = Sample(recording.ready["sourceSample"]);
+    // A reader at the live edge gets what had passed when the end was found.
+    const uint64_t served = start + recording.pcm.size() / 2;
+    EXPECT_GE(served, Sample(recording.finished["program"]["endSample"]));
+    const std::vector<int16_t> unbroken = decoded.Range(start, served);
+    ASSERT_EQ(recording.pcm.size(), unbroken.size());
+    const auto different = std::mismatch(unbroken.begin(), unbroken.end(), recording.pcm.begin());
+    EXPECT_EQ(different.first, unbroken.end())
+        << "at frame " << start + static_cast<uint64_t>(different.first - unbroken.begin()) / 2
+        << ", joined at " << resumed;
+}
+
+TEST_F(AdditionsTest, WithoutReconnectMsABrokenConnectionIsTheEnd) {
+    const std::string body = EncodeAudio(broadcast_.audio, AudioCoding::kMp3);
+    const std::string url = ServeAll(BreakingRoute(body, body.size() / 2, body.size() / 4));
+    const Recording recording =
+        Record(receiver_, PrepareCommand("s", url, SaveJingles(broadcast_), 60000, 0));
+    EXPECT_TRUE(recording.All("RESUMED").empty());
+    EXPECT_EQ(recording.finished["buffer"]["finished"], true);
+    EXPECT_EQ(station_.RequestCount(), 1u);
+}
+
+TEST_F(AdditionsTest, CancelIsPromptWhileASourceIsTriedAgain) {
+    station_.Serve(kPath, {.status = 503, .headers = {{"Retry-After", "3600"}}});
+    ASSERT_EQ(receiver_.Ask(With(PrepareCommand("s", station_.Url(kPath), SaveJingles(broadcast_)),
+                                 {{"reconnectMs", 86400000}}))["type"],
+              "ACK");
+    ASSERT_TRUE(station_.WaitForRequests(1, kPatienceMs));
+    EXPECT_EQ(receiver_.Ask({{"type", "CANCEL"}, {"sessionId", "s"}})["type"], "ACK");
+    EXPECT_EQ(receiver_.WaitFor("FINISHED")["reason"], "cancelled");
+}
+
+struct CauseCase {
+    const char* name;
+    std::function<std::string(HttpStation&)> serve;  // gives the URL
+    json cause;
+};
+
+class CauseTest : public AdditionsTest, public testing::WithParamInterface<CauseCase> {};
+
+TEST_P(CauseTest, IsTold) {
+    const json request =
+        With(PrepareCommand("s", GetParam().serve(station_), SaveJingles(broadcast_)),
+             {{"report", {"cause"}}, {"ioTimeoutMs", 700}});
+    ASSERT_EQ(receiver_.Ask(request)["type"], "ACK");
+    const json finished = receiver_.WaitFor("FINISHED");
+    EXPECT_EQ(finished["message"], "Network source Open failed");
+    EXPECT_EQ(finished["cause"], GetParam().cause);
+}
+
+std::string ServeRoute(HttpStation& station, StationRoute route) {
+    station.Serve("/x", std::move(route));
+    return station.Url("/x");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Causes, CauseTest,
+    testing::Values(
+        CauseCase{
+            "NotThere",
+            [](HttpStation& station) { return station.Url("/none"); },
+            {{"kind", "http"}, {"status", 404}, {"text", "the server answers 404 Not Found"}}},
+        CauseCase{
+            "Unauthorized",
+            [](HttpStation& station) { return ServeRoute(station, {.status = 401}); },
+            {{"kind", "http"}, {"status", 401}, {"text", "the server answers 401 Unauthorized"}}},
+        CauseCase{"Busy",
+                  [](HttpStation& station) { return ServeRoute(station, {.status = 503}); },
+                  {{"kind", "http"},
+                   {"status", 503},
+                   {"text", "the server answers 503 Service Unavailable"}}},
+        CauseCase{"WebPage",
+                  [](HttpStation& station) {
+                      return ServeRoute(station, {.contentType = "text/html",
+                                                  .body = "<html><body>Hello</body></html>"});
+                  },
+                  {{"kind", "not_audio"},
+                   {"text", "what the server sends is no audio that can be read"}}},
+        CauseCase{"Silent",
+                  [](HttpStation& station) { return ServeRoute(station, {.headStallAfter = 5}); },
+                  {{"kind", "timeout"}, {"text", "nothing came in time"}}},
+        CauseCase{"NobodyThere",
+                  [](HttpStation&) {
+                      return "http://127.0.0.1:" +
+                             std::to_string(TcpSocket::ListenOnLoopback().Port()) + "/";
+                  },
+                  {{"kind", "refused"}, {"text", "the host refuses the connection"}}},
+        CauseCase{"NoSuchName",
+                  [](HttpStation&) { return "http://radio.invalid/"; },
+                  {{"kind", "name_lookup"}, {"text", "the host's name cannot be looked up"}}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace receiver

@@ -1,6 +1,7 @@
 // The contract over the classes of audio/.
 #include "audio/ffmpeg_network_audio_file.h"
 #include "audio/ffmpeg_streaming_decoder.h"
+#include "audio/reconnecting_audio_file.h"
 #include "audio/rubber_buffer_audio_file.h"
 #include "contract/audio_file/audio_file_contract.h"
 #include "testing/audio_encoder.h"
@@ -57,6 +58,19 @@ private:
     std::unique_ptr<CRubberBufferAudioFile> file_;
 };
 
+class ReconnectingSubject final : public AudioFileUnderTest {
+public:
+    CAudioFile& File() override { return file_; }
+    std::string Path() override { return "scripted"; }
+
+private:
+    ReconnectingAudioFile file_{
+        [](const ConnectionFormat&) {
+            return SourceConnection{std::make_unique<ScriptedAudioFile>(ContractPcm()), nullptr};
+        },
+        std::make_shared<CFFmpegNetworkCancellation>(), ReconnectLimits{}, nullptr};
+};
+
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(
@@ -67,6 +81,7 @@ INSTANTIATE_TEST_SUITE_P(
         AudioFileCase{"DecoderOfFlac",
                       [] { return std::make_unique<DecoderSubject>(AudioCoding::kFlac); }},
         AudioFileCase{"Network", [] { return std::make_unique<NetworkSubject>(); }},
+        AudioFileCase{"Reconnecting", [] { return std::make_unique<ReconnectingSubject>(); }},
         AudioFileCase{"RubberBuffer", [] { return std::make_unique<BufferSubject>(); }}),
     NameOfCase);
 

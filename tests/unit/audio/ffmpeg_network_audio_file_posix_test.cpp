@@ -15,6 +15,9 @@ TEST(NetworkTls, ACertificateThatNobodyVouchesForIsRefused) {
     EXPECT_EQ(file.Open(station.Url("/a.flac")), 0);
     EXPECT_EQ(file.ErrorCode(), kDecoderErrorOpen);
     EXPECT_EQ(station.ServedRequests(), 0u);
+    EXPECT_NE(file.Failure().tlsText.find("certificate"), std::string::npos)
+        << file.Failure().tlsText;
+    EXPECT_EQ(file.Failure().httpStatus, 0);
 }
 
 }  // namespace receiver

@@ -138,6 +138,32 @@ TEST_F(DecoderTest, TheOutputHasTheRateAskedForAndTheSourcesChannels) {
     for (size_t i = 100; i < 21900; ++i) ASSERT_NEAR(samples[i], expected.samples[i], 40) << i;
 }
 
+TEST_F(DecoderTest, ARateOf0IsTheSources) {
+    decoder_.SetOutputSampleRate(0);
+    const TestPcm pcm = MakeNoise(8, 32000, 2, 5000);
+    ASSERT_TRUE(decoder_.Open(Write("a.wav", WavBytes(pcm))));
+    const WAVEFORMATEX* format = nullptr;
+    ASSERT_EQ(decoder_.GetFormat(&format), 0u);
+    EXPECT_EQ(format->nSamplesPerSec, 32000u);
+    EXPECT_EQ(ReadToEnd(decoder_).Samples(), pcm.samples);
+}
+
+TEST_F(DecoderTest, MonoIsCopiedToTheChannelsAskedFor) {
+    const TestPcm mono = MakeTone(44100, 1, 5000, 440);
+    decoder_.SetOutputChannels(2);
+    ASSERT_TRUE(decoder_.Open(Write("a.wav", WavBytes(mono))));
+    const WAVEFORMATEX* format = nullptr;
+    ASSERT_EQ(decoder_.GetFormat(&format), 0u);
+    EXPECT_EQ(+format->nChannels, 2);
+    EXPECT_EQ(+format->nBlockAlign, 4);
+    const auto samples = ReadToEnd(decoder_).Samples();
+    ASSERT_EQ(samples.size(), 10000u);
+    for (size_t i = 0; i < 5000; ++i) {
+        ASSERT_EQ(samples[2 * i], samples[2 * i + 1]) << i;
+        ASSERT_EQ(samples[2 * i], mono.samples[i]) << i;
+    }
+}
+
 TEST_F(DecoderTest, AnOutputOf8BitsIsUnsignedWithItsSilenceAt0x80) {
     decoder_.SetOutputBitsPerSample(8);
     TestPcm pcm{44100, 2, {0, 0, 0x4000, -0x4000}};

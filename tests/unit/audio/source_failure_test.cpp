@@ -46,7 +46,7 @@ ConnectionFailure Tls(const std::string& text) {
 
 ConnectionFailure NameLookup() {
     ConnectionFailure failure = Code(AVERROR(EIO));
-    failure.nameLookupFailed = true;
+    failure.lookupFailed = true;
     return failure;
 }
 
