@@ -90,8 +90,6 @@ private:
     uint64_t taken_ = 0;
 };
 
-SimulatedStation::SimulatedStation(TestPcm audio) : audio_(std::move(audio)) {}
-
 uint64_t SimulatedStation::LiveEdge() const {
     return (nowUs_ - kSignOnMs * 1000) * static_cast<uint64_t>(audio_.rate) / 1000000;
 }

@@ -36,7 +36,7 @@ public:
         const TestPcm* other = nullptr;  // instead of the station's audio
     };
 
-    explicit SimulatedStation(TestPcm audio);
+    explicit SimulatedStation(const TestPcm& audio) : audio_(audio) {}  // which outlives it
 
     // For the attempts in this order; those after them are as a Visit is by default.
     std::deque<Visit> plan;
@@ -59,7 +59,7 @@ private:
 
     void RunTo(uint64_t us);
 
-    const TestPcm audio_;
+    const TestPcm& audio_;
     uint64_t nowUs_ = kSignOnMs * 1000;
 };
 

@@ -33,7 +33,8 @@ Visit Breaking(uint64_t frames) {
 
 class ReconnectingTest : public testing::Test {
 protected:
-    void OnAir(const TestPcm& audio, uint32_t reconnectMs = kReconnectMs) {
+    // What is on the air outlives the listening.
+    void OnAir(const TestPcm& audio, uint32_t reconnectMs) {
         station_.emplace(audio);
         station_->Wait(10000);  // there is a past for a burst to come from
         first_ = station_->LiveEdge() + 20 * kRate / 1000 - 4 * kRate;
@@ -47,8 +48,9 @@ protected:
             },
             station_->Timing());
     }
-    void OnAir(uint32_t seconds, uint32_t reconnectMs = kReconnectMs) {
-        OnAir(MakeNoise(1, kRate, 2, size_t{seconds} * kRate), reconnectMs);
+    void OnAir(uint32_t reconnectMs = kReconnectMs) {
+        static const TestPcm noise = MakeNoise(1, kRate, 2, size_t{120} * kRate);
+        OnAir(noise, reconnectMs);
     }
 
     std::vector<int16_t> Hear(double seconds) {
@@ -80,7 +82,7 @@ protected:
 }  // namespace
 
 TEST_F(ReconnectingTest, WithoutABreakItIsTheConnectionsStream) {
-    OnAir(30);
+    OnAir();
     ASSERT_TRUE(file_->Open("url"));
     EXPECT_TRUE(file_->IsOpen());
     ExpectUnbroken(10);
@@ -91,7 +93,7 @@ TEST_F(ReconnectingTest, WithoutABreakItIsTheConnectionsStream) {
 }
 
 TEST_F(ReconnectingTest, AnOutageThatTheBurstCoversLeavesNoTrace) {
-    OnAir(40);
+    OnAir();
     station_->plan = {Breaking(10 * kRate), Refusal(300), Refusal(700)};
     ASSERT_TRUE(file_->Open("url"));
     ExpectUnbroken(20);
@@ -108,7 +110,7 @@ TEST_F(ReconnectingTest, AnOutageThatTheBurstCoversLeavesNoTrace) {
 
 // A decoder may make noise of a coded frame that was cut.
 TEST_F(ReconnectingTest, AnEndThatWasSpoiltIsReplacedByWhatTheNextConnectionBrings) {
-    OnAir(40);
+    OnAir();
     Visit spoilt = Breaking(10 * kRate);
     spoilt.spoiltFrames = 1152;
     station_->plan = {spoilt};
@@ -120,7 +122,7 @@ TEST_F(ReconnectingTest, AnEndThatWasSpoiltIsReplacedByWhatTheNextConnectionBrin
 TEST_F(ReconnectingTest, AtRandomMomentsNothingIsLostOrRepeated) {
     TestRandom random(1);
     for (int turn = 0; turn < 40; ++turn) {
-        OnAir(40);
+        OnAir();
         resumptions_.clear();
         for (int i = 0; i < 3; ++i) {
             Visit visit = Breaking(5 * kRate + random.Below(4 * kRate));
@@ -148,7 +150,7 @@ TEST_F(ReconnectingTest, AtRandomMomentsNothingIsLostOrRepeated) {
 TEST_F(ReconnectingTest, WhatNoBurstCoversBecomesSilenceAsLongAsTheClockSays) {
     TestRandom random(2);
     for (int turn = 0; turn < 20; ++turn) {
-        OnAir(60);
+        OnAir();
         resumptions_.clear();
         Visit broken = Breaking(10 * kRate + random.Below(3 * kRate));
         broken.pieceFrames = 1 + random.Below(9000);
@@ -182,8 +184,9 @@ TEST_F(ReconnectingTest, WhatNoBurstCoversBecomesSilenceAsLongAsTheClockSays) {
 }
 
 TEST_F(ReconnectingTest, ABurstLongerThanWhatIsKeptIsNoObstacle) {
+    const TestPcm noise = MakeNoise(3, kRate, 1, 320 * kRate);
     for (const double burst : {29.0, 31.0, 75.0, 170.0}) {
-        OnAir(MakeNoise(3, kRate, 1, 320 * kRate));
+        OnAir(noise, kReconnectMs);
         station_->Wait(180000);
         resumptions_.clear();
         Visit next;
@@ -198,7 +201,7 @@ TEST_F(ReconnectingTest, ABurstLongerThanWhatIsKeptIsNoObstacle) {
 }
 
 TEST_F(ReconnectingTest, ConnectionsThatDieAgainAndAgainNeitherLoseNorRepeatNorSpin) {
-    OnAir(60);
+    OnAir();
     TestRandom random(4);
     station_->plan.push_back(Breaking(10 * kRate));
     for (int i = 0; i < 30; ++i) {
@@ -222,7 +225,7 @@ TEST_F(ReconnectingTest, ConnectionsThatDieAgainAndAgainNeitherLoseNorRepeatNorS
 }
 
 TEST_F(ReconnectingTest, PausesGrowAndStayWithinFiveSeconds) {
-    OnAir(20);
+    OnAir();
     station_->plan.push_back(Breaking(6 * kRate));
     for (int i = 0; i < 1000; ++i) station_->plan.push_back(Refusal(1));
     ASSERT_TRUE(file_->Open("url"));
@@ -239,7 +242,7 @@ TEST_F(ReconnectingTest, PausesGrowAndStayWithinFiveSeconds) {
 }
 
 TEST_F(ReconnectingTest, WithTheLeastLuckThereIsStillAPause) {
-    OnAir(20);
+    OnAir();
     file_.emplace(station_->Factory(cancellation_), cancellation_,
                   ReconnectLimits{.reconnectMs = 5000, .outputRate = kRate}, nullptr,
                   station_->Timing(0.0));
@@ -249,7 +252,7 @@ TEST_F(ReconnectingTest, WithTheLeastLuckThereIsStillAPause) {
 }
 
 TEST_F(ReconnectingTest, AServersRetryAfterIsRespected) {
-    OnAir(40);
+    OnAir();
     Visit busy = Refusal();
     busy.retryAfterSeconds = 7;
     station_->plan = {busy, busy};
@@ -260,7 +263,7 @@ TEST_F(ReconnectingTest, AServersRetryAfterIsRespected) {
 }
 
 TEST_F(ReconnectingTest, ARetryAfterBeyondTheTimeLeavesOneAttemptAtItsEnd) {
-    OnAir(40, 10000);
+    OnAir(10000);
     Visit busy = Refusal();
     busy.retryAfterSeconds = 3600;
     station_->plan = {busy, busy, busy};
@@ -271,7 +274,7 @@ TEST_F(ReconnectingTest, ARetryAfterBeyondTheTimeLeavesOneAttemptAtItsEnd) {
 }
 
 TEST_F(ReconnectingTest, AFirstOpeningIsTriedUntilTheTimeIsOver) {
-    OnAir(40);
+    OnAir();
     station_->plan = {Refusal(), Refusal(), Refusal()};
     ASSERT_TRUE(file_->Open("url"));
     EXPECT_EQ(station_->attemptsMs.size(), 4U);
@@ -280,7 +283,7 @@ TEST_F(ReconnectingTest, AFirstOpeningIsTriedUntilTheTimeIsOver) {
 }
 
 TEST_F(ReconnectingTest, AFirstConnectionWithoutAudioIsNoOutage) {
-    OnAir(40);
+    OnAir();
     station_->plan = {Breaking(0), Breaking(0)};
     ASSERT_TRUE(file_->Open("url"));
     EXPECT_EQ(Hear(3).size(), 3U * kRate * 2);
@@ -289,7 +292,7 @@ TEST_F(ReconnectingTest, AFirstConnectionWithoutAudioIsNoOutage) {
 
 TEST_F(ReconnectingTest, WithoutTimeThereIsOneConnection) {
     for (const int32_t result : {0, -1}) {
-        OnAir(40, 0);
+        OnAir(0);
         Visit visit = Breaking(6 * kRate);
         visit.result = result;
         station_->plan = {visit};
@@ -300,7 +303,7 @@ TEST_F(ReconnectingTest, WithoutTimeThereIsOneConnection) {
         EXPECT_EQ(station_->attemptsMs.size(), 1U);
         EXPECT_EQ(file_->Read(nullptr, 4), -1);
     }
-    OnAir(40, 0);
+    OnAir(0);
     station_->plan = {Refusal()};
     EXPECT_EQ(file_->Open("url"), 0);
     EXPECT_EQ(station_->attemptsMs.size(), 1U);
@@ -309,7 +312,7 @@ TEST_F(ReconnectingTest, WithoutTimeThereIsOneConnection) {
 // The last connection that was open decides, not the attempts after it.
 TEST_F(ReconnectingTest, WhenTheTimeIsOverTheReasonIsThatOfTheLastConnection) {
     for (const int32_t result : {0, -1}) {
-        OnAir(40, 3000);
+        OnAir(3000);
         Visit visit = Breaking(6 * kRate);
         visit.result = result;
         station_->plan = {visit};
@@ -323,7 +326,7 @@ TEST_F(ReconnectingTest, WhenTheTimeIsOverTheReasonIsThatOfTheLastConnection) {
 }
 
 TEST_F(ReconnectingTest, AStallLongerThanTheTimeStillHasOneAttempt) {
-    OnAir(60, 5000);
+    OnAir(5000);
     Visit stalled = Breaking(10 * kRate);
     stalled.stallMs = 15000;
     station_->plan = {stalled};
@@ -334,7 +337,7 @@ TEST_F(ReconnectingTest, AStallLongerThanTheTimeStillHasOneAttempt) {
 
 // A station that falls back to another programme, with a burst of its own: no position moves.
 TEST_F(ReconnectingTest, OtherAudioTakesItsPlaceByTheClock) {
-    OnAir(60);
+    OnAir();
     const TestPcm other = MakeNoise(99, kRate, 2, 60 * kRate);
     Visit fallback;
     fallback.other = &other;
@@ -351,7 +354,7 @@ TEST_F(ReconnectingTest, OtherAudioTakesItsPlaceByTheClock) {
 }
 
 TEST_F(ReconnectingTest, AFileThatIsServedAnewAtTheSpeedOfTimeFollowsASilence) {
-    OnAir(120);
+    OnAir();
     Visit anew;
     anew.fromTheStart = true;
     station_->plan = {Breaking(45 * kRate), Refusal(6000), anew};
@@ -364,7 +367,7 @@ TEST_F(ReconnectingTest, AFileThatIsServedAnewAtTheSpeedOfTimeFollowsASilence) {
 }
 
 TEST_F(ReconnectingTest, AFileThatIsServedAnewAtOnceGoesOnWhereItBroke) {
-    OnAir(120);
+    OnAir();
     Visit broken, anew;
     broken.atOnce = anew.atOnce = true;
     broken.frames = 50 * kRate;
@@ -378,7 +381,8 @@ TEST_F(ReconnectingTest, AFileThatIsServedAnewAtOnceGoesOnWhereItBroke) {
 
 // What ends and begins anew without anything new is not fetched over and over.
 TEST_F(ReconnectingTest, AFileThatIsServedToItsEndIsNotFetchedWithoutPause) {
-    OnAir(MakeNoise(5, kRate, 2, 20 * kRate), 30000);
+    const TestPcm file = MakeNoise(5, kRate, 2, 20 * kRate);
+    OnAir(file, 30000);
     Visit whole;
     whole.atOnce = true;
     for (int i = 0; i < 1000; ++i) station_->plan.push_back(whole);
@@ -392,7 +396,7 @@ TEST_F(ReconnectingTest, AFileThatIsServedToItsEndIsNotFetchedWithoutPause) {
 }
 
 TEST_F(ReconnectingTest, LaterConnectionsAreAskedForTheFirstOnesFormat) {
-    OnAir(40);
+    OnAir();
     station_->plan = {Breaking(10 * kRate)};
     ASSERT_TRUE(file_->Open("url"));
     Hear(15);
@@ -404,7 +408,7 @@ TEST_F(ReconnectingTest, LaterConnectionsAreAskedForTheFirstOnesFormat) {
 }
 
 TEST_F(ReconnectingTest, AConnectionOfAnotherFormatCountsAsFailed) {
-    OnAir(40);
+    OnAir();
     const TestPcm mono = MakeNoise(6, kRate, 1, 40 * kRate);
     Visit other;
     other.other = &mono;
@@ -419,7 +423,7 @@ TEST_F(ReconnectingTest, AnotherRateIsConvertedAsIfThereHadBeenNoBreak) {
     const TestPcm air = MakeNoise(7, 48000, 2, 40 * 48000);
     std::vector<int16_t> heard[2];
     for (int turn = 0; turn < 2; ++turn) {
-        OnAir(air);
+        OnAir(air, kReconnectMs);
         if (turn == 1) station_->plan = {Breaking(9 * 48000 + 123), Refusal(500)};
         ASSERT_TRUE(file_->Open("url"));
         const WAVEFORMATEX* format = nullptr;
@@ -433,7 +437,7 @@ TEST_F(ReconnectingTest, AnotherRateIsConvertedAsIfThereHadBeenNoBreak) {
 }
 
 TEST_F(ReconnectingTest, CancelledInAPauseItGivesUpAtOnce) {
-    OnAir(40);
+    OnAir();
     station_->plan.push_back(Breaking(10 * kRate));
     for (int i = 0; i < 100; ++i) station_->plan.push_back(Refusal(1));
     ASSERT_TRUE(file_->Open("url"));
@@ -447,7 +451,7 @@ TEST_F(ReconnectingTest, CancelledInAPauseItGivesUpAtOnce) {
 
 TEST_F(ReconnectingTest, CancelledWhileItListensOrJoinsItGivesUpAtOnce) {
     for (const uint64_t atMs : {11000U, 16500U}) {
-        OnAir(60);
+        OnAir();
         const auto cancellation = std::make_shared<CFFmpegNetworkCancellation>();
         file_.emplace(station_->Factory(cancellation), cancellation,
                       ReconnectLimits{.reconnectMs = kReconnectMs, .outputRate = kRate}, nullptr,
@@ -466,14 +470,14 @@ TEST_F(ReconnectingTest, CancelledWhileItListensOrJoinsItGivesUpAtOnce) {
 }
 
 TEST_F(ReconnectingTest, CancelledBeforehandItDoesNotConnect) {
-    OnAir(40);
+    OnAir();
     cancellation_->Cancel();
     EXPECT_EQ(file_->Open("url"), 0);
     EXPECT_TRUE(station_->attemptsMs.empty());
 }
 
 TEST_F(ReconnectingTest, AClosedFileCanBeOpenedAgain) {
-    OnAir(60);
+    OnAir();
     ASSERT_TRUE(file_->Open("url"));
     EXPECT_EQ(file_->Open("url"), 0);
     Hear(5);
