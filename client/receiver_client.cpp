@@ -51,7 +51,7 @@ public:
 
     std::optional<Welcome> Connect(uint64_t deadline) {
         if (!channel_.Open(uri_, deadline)) return {};
-        receiver_ = std::make_unique<ProcessWatch>(channel_.ServerProcessId());
+        receiver_ = WatchProcess(channel_.ServerProcessId());
         std::optional<Welcome> welcome = Hello(deadline);
         if (!welcome) {
             channel_.Close();

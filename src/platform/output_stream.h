@@ -11,36 +11,25 @@
 
 namespace receiver {
 
-// What a writer needs of it, so that tests can be the stream.
-class StoppableOutput {
+// An interface, so that tests can be the stream.
+class OutputStream {
 public:
-    StoppableOutput() = default;
-    StoppableOutput(const StoppableOutput&) = delete;
-    StoppableOutput& operator=(const StoppableOutput&) = delete;
-    virtual ~StoppableOutput() = default;
+    OutputStream() = default;
+    OutputStream(const OutputStream&) = delete;
+    OutputStream& operator=(const OutputStream&) = delete;
+    virtual ~OutputStream() = default;
 
-    // All of the bytes, however long the reader takes; false once it is gone, or after Stop.
+    // All of the bytes, however long the reader takes; false once it is gone, or after Stop. A
+    // stream that does not block is waited for, too.
     virtual bool Write(const void* data, size_t size) = 0;
     // Ends the write that waits, and every later one. Final.
     virtual void Stop() noexcept = 0;
+    // Of the last failure; the writing thread's.
+    virtual const std::string& FailureText() const = 0;
 };
 
-class OutputStream final : public StoppableOutput {
-public:
-    enum class Which { kOutput, kErrors };
-
-    // Throws std::runtime_error when the system refuses an event.
-    explicit OutputStream(Which which);
-    ~OutputStream() override;
-
-    // A stream that does not block is waited for, too.
-    bool Write(const void* data, size_t size) override;
-    void Stop() noexcept override;
-    const std::string& FailureText() const;  // of the writing thread's last failure
-
-private:
-    class Stream;
-    const std::unique_ptr<Stream> stream_;
-};
+// Throw std::runtime_error when the system refuses what waiting takes.
+std::unique_ptr<OutputStream> OpenStandardOutput();
+std::unique_ptr<OutputStream> OpenStandardError();
 
 }  // namespace receiver

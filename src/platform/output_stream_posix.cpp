@@ -15,14 +15,15 @@
 #include "platform/unique_fd_posix.h"
 
 namespace receiver {
+namespace {
 
 // A write may still block in a pipe or a terminal that is said to have room, when it has less
 // than was asked for or somebody else takes it. So the stream is opened once more, where that is
 // possible, without blocking: to change what we share with others is not ours. Where it is not
 // possible, a piece that fits whenever there is room is written at a time.
-class OutputStream::Stream {
+class DescriptorStream final : public OutputStream {
 public:
-    explicit Stream(int standard) : fd_(standard) {
+    explicit DescriptorStream(int standard) : fd_(standard) {
         struct stat status {};
         if (fstat(standard, &status) != 0) return;
         isFile_ = S_ISREG(status.st_mode);
@@ -33,7 +34,8 @@ public:
         if (own_.IsValid()) fd_ = own_.Get();
     }
 
-    bool Write(const char* at, size_t size) {
+    bool Write(const void* data, size_t size) override {
+        const char* at = static_cast<const char*>(data);
         while (size > 0) {
             std::array<pollfd, 2> fds{
                 {{static_cast<int>(stopped_.Native()), POLLIN, 0}, {fd_, POLLOUT, 0}}};
@@ -51,8 +53,8 @@ public:
         return true;
     }
 
-    void Stop() noexcept { stopped_.Signal(); }
-    const std::string& FailureText() const { return failure_; }
+    void Stop() noexcept override { stopped_.Signal(); }
+    const std::string& FailureText() const override { return failure_; }
 
 private:
     ssize_t WriteSome(const char* at, size_t size) const {
@@ -75,21 +77,14 @@ private:
     std::string failure_;
 };
 
-OutputStream::OutputStream(Which which)
-    : stream_(std::make_unique<Stream>(which == Which::kOutput ? STDOUT_FILENO : STDERR_FILENO)) {}
+}  // namespace
 
-OutputStream::~OutputStream() = default;
-
-bool OutputStream::Write(const void* data, size_t size) {
-    return stream_->Write(static_cast<const char*>(data), size);
+std::unique_ptr<OutputStream> OpenStandardOutput() {
+    return std::make_unique<DescriptorStream>(STDOUT_FILENO);
 }
 
-void OutputStream::Stop() noexcept {
-    stream_->Stop();
-}
-
-const std::string& OutputStream::FailureText() const {
-    return stream_->FailureText();
+std::unique_ptr<OutputStream> OpenStandardError() {
+    return std::make_unique<DescriptorStream>(STDERR_FILENO);
 }
 
 }  // namespace receiver

@@ -17,14 +17,13 @@ UniqueHandle ThisThread() {
     return OwnHandle(copy);
 }
 
-}  // namespace
-
 // The handle knows no overlapped writes: the thread that waits in one is called back.
-class OutputStream::Stream {
+class HandleStream final : public OutputStream {
 public:
-    explicit Stream(DWORD standard) : handle_(GetStdHandle(standard)) {}
+    explicit HandleStream(DWORD standard) : handle_(GetStdHandle(standard)) {}
 
-    bool Write(const char* at, size_t size) EXCLUDES(mutex_) {
+    bool Write(const void* data, size_t size) override EXCLUDES(mutex_) {
+        const char* at = static_cast<const char*>(data);
         while (size > 0) {
             if (!Begin()) return false;
             DWORD written = 0;
@@ -44,7 +43,7 @@ public:
     }
 
     // The writer may be on its way into the call, where nothing can be cancelled yet.
-    void Stop() noexcept EXCLUDES(mutex_) {
+    void Stop() noexcept override EXCLUDES(mutex_) {
         constexpr unsigned kStepMs = 10;
         constexpr unsigned kMaxMs = 2000;
         const SteadyTime deadline = DeadlineIn(kMaxMs);
@@ -56,7 +55,7 @@ public:
         }
     }
 
-    const std::string& FailureText() const { return failure_; }
+    const std::string& FailureText() const override { return failure_; }
 
 private:
     bool Begin() EXCLUDES(mutex_) {
@@ -85,22 +84,14 @@ private:
     bool isStopped_ GUARDED_BY(mutex_) = false;
 };
 
-OutputStream::OutputStream(Which which)
-    : stream_(std::make_unique<Stream>(which == Which::kOutput ? STD_OUTPUT_HANDLE
-                                                               : STD_ERROR_HANDLE)) {}
+}  // namespace
 
-OutputStream::~OutputStream() = default;
-
-bool OutputStream::Write(const void* data, size_t size) {
-    return stream_->Write(static_cast<const char*>(data), size);
+std::unique_ptr<OutputStream> OpenStandardOutput() {
+    return std::make_unique<HandleStream>(STD_OUTPUT_HANDLE);
 }
 
-void OutputStream::Stop() noexcept {
-    stream_->Stop();
-}
-
-const std::string& OutputStream::FailureText() const {
-    return stream_->FailureText();
+std::unique_ptr<OutputStream> OpenStandardError() {
+    return std::make_unique<HandleStream>(STD_ERROR_HANDLE);
 }
 
 }  // namespace receiver

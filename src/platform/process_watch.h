@@ -8,21 +8,19 @@
 
 namespace receiver {
 
-class ProcessWatch final {
+class ProcessWatch {
 public:
-    // Of the process that has this number now. Where it cannot be watched (the system or its
-    // age does not allow it, or the number is 0) it counts as living.
-    explicit ProcessWatch(uint32_t processId);
-    ~ProcessWatch();
+    ProcessWatch() = default;
     ProcessWatch(const ProcessWatch&) = delete;
     ProcessWatch& operator=(const ProcessWatch&) = delete;
+    virtual ~ProcessWatch() = default;
 
     // True as soon as it has ended, false after `ms` without that.
-    bool WaitForEnd(uint32_t ms) const;
-
-private:
-    class Process;
-    const std::unique_ptr<Process> process_;
+    virtual bool WaitForEnd(uint32_t ms) const = 0;
 };
+
+// Of the process that has this number now. Where it cannot be watched (the system or its age
+// does not allow it, or the number is 0) it counts as living.
+std::unique_ptr<ProcessWatch> WatchProcess(uint32_t processId);
 
 }  // namespace receiver

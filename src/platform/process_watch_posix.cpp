@@ -11,16 +11,17 @@ extern "C" {
 #include "platform/unique_fd_posix.h"
 
 namespace receiver {
+namespace {
 
-class ProcessWatch::Process {
+class DescriptorWatch final : public ProcessWatch {
 public:
-    explicit Process(uint32_t id) {
+    explicit DescriptorWatch(uint32_t id) {
         if (id == 0) return;  // of another namespace
         descriptor_.Reset(pidfd_open(static_cast<pid_t>(id), 0));
         isGone_ = !descriptor_.IsValid() && errno == ESRCH;
     }
 
-    bool WaitForEnd(uint32_t ms) const {
+    bool WaitForEnd(uint32_t ms) const override {
         if (isGone_ || !descriptor_.IsValid()) return isGone_;
         std::array<pollfd, 1> fds{{{descriptor_.Get(), POLLIN, 0}}};
         return PollUntil(fds, DeadlineTickMs(ms)) > 0;
@@ -31,12 +32,10 @@ private:
     bool isGone_ = false;
 };
 
-ProcessWatch::ProcessWatch(uint32_t processId) : process_(std::make_unique<Process>(processId)) {}
+}  // namespace
 
-ProcessWatch::~ProcessWatch() = default;
-
-bool ProcessWatch::WaitForEnd(uint32_t ms) const {
-    return process_->WaitForEnd(ms);
+std::unique_ptr<ProcessWatch> WatchProcess(uint32_t processId) {
+    return std::make_unique<DescriptorWatch>(processId);
 }
 
 }  // namespace receiver

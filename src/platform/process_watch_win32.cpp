@@ -4,16 +4,17 @@
 #include "platform/unique_handle_win32.h"
 
 namespace receiver {
+namespace {
 
-class ProcessWatch::Process {
+class HandleWatch final : public ProcessWatch {
 public:
-    explicit Process(uint32_t id) {
+    explicit HandleWatch(uint32_t id) {
         if (id == 0) return;
         handle_ = OwnHandle(OpenProcess(SYNCHRONIZE, FALSE, id));
         isGone_ = !handle_.IsValid() && GetLastError() == ERROR_INVALID_PARAMETER;
     }
 
-    bool WaitForEnd(uint32_t ms) const {
+    bool WaitForEnd(uint32_t ms) const override {
         if (isGone_ || !handle_.IsValid()) return isGone_;
         const DWORD bounded = std::min<DWORD>(ms, INFINITE - 1);
         return WaitForSingleObject(handle_.Get(), bounded) == WAIT_OBJECT_0;
@@ -24,12 +25,10 @@ private:
     bool isGone_ = false;
 };
 
-ProcessWatch::ProcessWatch(uint32_t processId) : process_(std::make_unique<Process>(processId)) {}
+}  // namespace
 
-ProcessWatch::~ProcessWatch() = default;
-
-bool ProcessWatch::WaitForEnd(uint32_t ms) const {
-    return process_->WaitForEnd(ms);
+std::unique_ptr<ProcessWatch> WatchProcess(uint32_t processId) {
+    return std::make_unique<HandleWatch>(processId);
 }
 
 }  // namespace receiver

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 
 #include "audio_output/output_file.h"
 #include "audio_output/recording_sink.h"
@@ -54,14 +55,14 @@ class StandardOutputSink final : public RecordingSink {
 public:
     bool CanSeek() const override { return false; }
     bool WriteAt(uint64_t, const void* data, size_t size) override {
-        return output_.Write(data, size);
+        return output_->Write(data, size);
     }
     bool Truncate(uint64_t) override { return false; }
-    void Stop() override { output_.Stop(); }
-    std::string FailureText() const override { return output_.FailureText(); }
+    void Stop() override { output_->Stop(); }
+    std::string FailureText() const override { return output_->FailureText(); }
 
 private:
-    OutputStream output_{OutputStream::Which::kOutput};
+    const std::unique_ptr<OutputStream> output_ = OpenStandardOutput();
 };
 
 }  // namespace receiver

@@ -1,7 +1,7 @@
 // receiver-record: records one programme of a stream to a file.
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <optional>
 #include <utility>
 
 #include "command_line/terminal.h"
@@ -36,19 +36,17 @@ StatusDisplay::Settings DisplaySettings() {
     return settings;
 }
 
-std::unique_ptr<TextQueue> QueueFor(OutputStream::Which which, TextQueue::Settings settings) {
-    return std::make_unique<TextQueue>(std::make_unique<OutputStream>(which), std::move(settings));
-}
-
 int Run(const RecordOptions& options) {
     ManualResetEvent interrupted;
     const ConsoleControl control(interrupted);
-    const auto errors = QueueFor(OutputStream::Which::kErrors, {"record-errors", DroppedLinesNote});
-    const auto json =
-        options.json ? QueueFor(OutputStream::Which::kOutput, {"record-json", DroppedEventsNote})
-                     : nullptr;
-    StatusDisplay display(*errors, DisplaySettings());
-    RecordConsole console(options, display, json.get());
+    TextQueue::Settings forPeople{"record-errors", DroppedLinesNote};
+    TextQueue::Settings forPrograms{"record-json", DroppedEventsNote};
+    forPrograms.flushMs = 5000;  // the last line tells what became of the recording
+    TextQueue errors(OpenStandardError(), std::move(forPeople));
+    std::optional<TextQueue> json;
+    if (options.json) json.emplace(OpenStandardOutput(), std::move(forPrograms));
+    StatusDisplay display(errors, DisplaySettings());
+    RecordConsole console(options, display, json ? &*json : nullptr);
     return static_cast<int>(Recorder(options, interrupted, console).Run());
 }
 

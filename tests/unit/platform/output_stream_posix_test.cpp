@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <memory>
 #include <string>
 
 #include "platform/output_stream.h"
@@ -52,10 +53,10 @@ protected:
 }  // namespace
 
 TEST_F(OutputStreamPosixTest, AWriteWaitsForItsReader) {
-    OutputStream stream(OutputStream::Which::kOutput);
+    const std::unique_ptr<OutputStream> stream = OpenStandardOutput();
     const std::string text(kMoreThanAPipeHolds, 'x');
     bool isWritten = false;
-    TestTask writer("the writer", [&] { isWritten = stream.Write(text.data(), text.size()); });
+    TestTask writer("the writer", [&] { isWritten = stream->Write(text.data(), text.size()); });
     EXPECT_EQ(Read(text.size()), text);
     writer.Get();
     EXPECT_TRUE(isWritten);
@@ -63,10 +64,10 @@ TEST_F(OutputStreamPosixTest, AWriteWaitsForItsReader) {
 
 TEST_F(OutputStreamPosixTest, AStreamThatDoesNotBlockIsWaitedForToo) {
     EXPECT_EQ(fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK), 0);
-    OutputStream stream(OutputStream::Which::kOutput);
+    const std::unique_ptr<OutputStream> stream = OpenStandardOutput();
     const std::string text(kMoreThanAPipeHolds, 'x');
     bool isWritten = false;
-    TestTask writer("the writer", [&] { isWritten = stream.Write(text.data(), text.size()); });
+    TestTask writer("the writer", [&] { isWritten = stream->Write(text.data(), text.size()); });
     WaitForAFullPipe();
     EXPECT_EQ(Read(text.size()), text);
     writer.Get();
@@ -74,22 +75,22 @@ TEST_F(OutputStreamPosixTest, AStreamThatDoesNotBlockIsWaitedForToo) {
 }
 
 TEST_F(OutputStreamPosixTest, StopEndsAWriteThatWaitsAndEveryLaterOne) {
-    OutputStream stream(OutputStream::Which::kOutput);
+    const std::unique_ptr<OutputStream> stream = OpenStandardOutput();
     const std::string text(kMoreThanAPipeHolds, 'x');
     bool isWritten = true;
-    TestTask writer("the writer", [&] { isWritten = stream.Write(text.data(), text.size()); });
+    TestTask writer("the writer", [&] { isWritten = stream->Write(text.data(), text.size()); });
     WaitForAFullPipe();
-    stream.Stop();
+    stream->Stop();
     writer.Get();
     EXPECT_FALSE(isWritten);
-    EXPECT_NE(stream.FailureText(), "");
-    EXPECT_FALSE(stream.Write("x", 1));
+    EXPECT_NE(stream->FailureText(), "");
+    EXPECT_FALSE(stream->Write("x", 1));
 }
 
 TEST_F(OutputStreamPosixTest, WhatIsSharedWithOthersStaysAsItIs) {
     const int before = fcntl(STDOUT_FILENO, F_GETFL);
-    OutputStream stream(OutputStream::Which::kOutput);
-    EXPECT_TRUE(stream.Write("x", 1));
+    const std::unique_ptr<OutputStream> stream = OpenStandardOutput();
+    EXPECT_TRUE(stream->Write("x", 1));
     EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFL), before);
 }
 

@@ -68,7 +68,7 @@ void ReceiverLogs::Tidy(uint32_t processId) const {
     uint64_t bytes = 0;
     for (const LogFile& file : NewestFirst(folder_)) {
         const bool isOwn = file.processId == processId;
-        if (!isOwn && !ProcessWatch(file.processId).WaitForEnd(0)) continue;
+        if (!isOwn && !WatchProcess(file.processId)->WaitForEnd(0)) continue;
         const bool isNewestOwn = isOwn && ++own == 1;
         const bool fits =
             kept < kMaxFiles && bytes + file.bytes <= kMaxBytes && (!isOwn || own <= kMaxOwnFiles);

@@ -6,7 +6,7 @@
 
 namespace receiver {
 
-TextQueue::TextQueue(std::unique_ptr<StoppableOutput> output, Settings settings)
+TextQueue::TextQueue(std::unique_ptr<OutputStream> output, Settings settings)
     : output_(std::move(output)), settings_(std::move(settings)), writer_([this] { Run(); }) {}
 
 TextQueue::~TextQueue() {

@@ -31,7 +31,7 @@ public:
         unsigned flushMs = 2000;  // what still waits at the end has so long
     };
 
-    TextQueue(std::unique_ptr<StoppableOutput> output, Settings settings);
+    TextQueue(std::unique_ptr<OutputStream> output, Settings settings);
     ~TextQueue() override;
 
     // Never waits. True also when the reader has gone: there is nobody to miss it.
@@ -43,7 +43,7 @@ private:
     bool HasRoom(size_t bytes) const REQUIRES(mutex_);
     void Append(std::string text) REQUIRES(mutex_);
 
-    const std::unique_ptr<StoppableOutput> output_;
+    const std::unique_ptr<OutputStream> output_;
     const Settings settings_;
 
     Mutex mutex_;

@@ -17,7 +17,7 @@ struct Reader {
     bool isGone = false;
 };
 
-class FakeStream final : public StoppableOutput {
+class FakeStream final : public OutputStream {
 public:
     explicit FakeStream(Reader& reader) : reader_(reader) {}
     bool Write(const void* data, size_t size) override {
@@ -30,9 +30,11 @@ public:
         reader_.stopped.Signal();
         reader_.reads.Signal();
     }
+    const std::string& FailureText() const override { return failure_; }
 
 private:
     Reader& reader_;
+    const std::string failure_;
 };
 
 class TextQueueTest : public testing::Test {
