@@ -3,7 +3,10 @@
 //   Errors  Guarded lets no exception out.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <exception>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>

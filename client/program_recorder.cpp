@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kCommandTimeout(10000);
 constexpr milliseconds kReconnectTimeout(30000);
-constexpr milliseconds kAudioOpenTimeout(10000);
+constexpr milliseconds kAudioOpenTimeout(2000);  // it waits already, unless the session has ended
 constexpr milliseconds kAcknowledgeTimeout(1000);
 // The session ends in its own time, and the cancellation ends the wait.
 constexpr milliseconds kWithoutLimit(std::chrono::hours(24 * 365));

@@ -9,7 +9,16 @@ namespace {
 
 constexpr size_t kLengthBytes = 4;
 
+RawControlClient::Observer& TheObserver() {
+    static RawControlClient::Observer observer;
+    return observer;
+}
+
 }  // namespace
+
+void RawControlClient::ObserveAll(Observer observer) {
+    TheObserver() = std::move(observer);
+}
 
 RawControlClient::RawControlClient() : pipe_(std::make_shared<CPcmPipeCancellation>()) {}
 
@@ -22,6 +31,11 @@ bool RawControlClient::Send(std::string_view bytes) {
     return pipe_.Write(bytes.data(), bytes.size(), TickMs() + kPatienceMs);
 }
 
+bool RawControlClient::SendFrame(std::string_view body) {
+    if (TheObserver().sent) TheObserver().sent(std::string(body));
+    return Send(Frame(body));
+}
+
 std::optional<std::string> RawControlClient::Receive(uint32_t timeoutMs) {
     const uint64_t deadline = TickMs() + timeoutMs;
     if (!Fill(kLengthBytes, deadline)) return std::nullopt;
@@ -32,6 +46,7 @@ std::optional<std::string> RawControlClient::Receive(uint32_t timeoutMs) {
     if (!Fill(kLengthBytes + length, deadline)) return std::nullopt;
     std::string body = received_.substr(kLengthBytes);
     received_.clear();
+    if (TheObserver().received) TheObserver().received(body);
     return body;
 }
 

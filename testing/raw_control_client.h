@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,13 +19,21 @@ namespace receiver {
 
 class RawControlClient final {
 public:
+    // Called with each body, on the thread that sends or receives it.
+    struct Observer {
+        std::function<void(const std::string&)> sent;
+        std::function<void(const std::string&)> received;
+    };
+    // Of all clients of the process, from now on. Only while none is in use.
+    static void ObserveAll(Observer observer);
+
     RawControlClient();
 
     bool Connect(const std::string& uri, uint32_t timeoutMs = kPatienceMs);
     void Close() { pipe_.Close(); }
 
     bool Send(std::string_view bytes);
-    bool SendFrame(std::string_view body) { return Send(Frame(body)); }
+    bool SendFrame(std::string_view body);
     // The next body, or nothing when the receiver hung up or the time has passed.
     std::optional<std::string> Receive(uint32_t timeoutMs = kPatienceMs);
     // True once the receiver has closed its end; frames before that are an error.

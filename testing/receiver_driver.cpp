@@ -11,6 +11,7 @@
 #include "pipe/pipe_uri.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
+#include "testing/message_schema.h"
 
 namespace receiver {
 
@@ -59,6 +60,7 @@ ReceiverDriver::ReceiverDriver(const Options& options)
     : uri_(options.uri.empty() ? UniqueUri() : options.uri),
       logPath_(options.logPath.empty() ? folder_.File("receiver.log") : options.logPath),
       process_(Launch(options.launcher, uri_, logPath_)) {
+    CheckAllControlTraffic();
     const std::string line = process_->ReadLine(Deadline()).value_or("(nothing)");
     if (line != "LISTENING " + uri_) {
         process_->Kill();

@@ -3,6 +3,8 @@
 in plain Python, for Linux. docs/protocol.md describes what it says and hears.
 
     record_program.py RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS]
+
+MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end.
 """
 import json
 import os
@@ -12,10 +14,14 @@ import subprocess
 import sys
 import tempfile
 import uuid
-import wave
 
 MAGIC = 0x314D4350  # "PCM1"
 TIMEOUT = 60  # seconds for any single answer
+REPLIES = ("WELCOME", "ACK", "REJECTED")
+
+
+class Failure(Exception):
+    """What is told to the user, in words."""
 
 
 def connect(uri):
@@ -38,7 +44,7 @@ def read(pipe, count):
     while len(data) < count:
         piece = pipe.recv(count - len(data))
         if not piece:
-            raise ConnectionError("the receiver closed the pipe")
+            raise Failure("The receiver closed the pipe")
         data += piece
     return data
 
@@ -55,7 +61,7 @@ class Control:
     def receive(self):
         (length,) = struct.unpack("<I", read(self.pipe, 4))
         if not 1 <= length <= 65536:
-            raise ValueError("a frame of invalid length")
+            raise Failure("The receiver sent a frame of invalid length")
         return json.loads(read(self.pipe, length))
 
     def command(self, kind, **keys):
@@ -66,59 +72,87 @@ class Control:
         while True:
             message = self.receive()
             if message["type"] == "REJECTED" and message["requestId"] in (request, ""):
-                raise RuntimeError(message["message"])
+                raise Failure(f"The receiver refused {kind}: {message['message']}")
             if message.get("requestId") == request:
                 return message
-            if message["type"] not in ("WELCOME", "ACK", "REJECTED"):
+            if message["type"] not in REPLIES:
                 self.events.append(message)
 
     def event(self):
         while not self.events:
             message = self.receive()
-            if message["type"] not in ("WELCOME", "ACK", "REJECTED"):
+            if message["type"] == "REJECTED":  # a session that could not be started after all
+                raise Failure(f"The receiver refused: {message['message']}")
+            if message["type"] not in REPLIES:
                 self.events.append(message)
         return self.events.pop(0)
 
 
-def save_audio(uri, path):
-    """Writes the PCM1 stream behind the URI to a WAV file; returns its frames."""
-    pipe = connect(uri)
-    fields = struct.unpack("<IIIIHHIQQ", read(pipe, 40))
-    magic, version, header_bytes, rate, channels, bits, _, _, token = fields
-    if (magic, version, header_bytes, bits) != (MAGIC, 1, 40, 16):
-        raise ValueError("this is no PCM1 stream")
-    frames = 0
-    with wave.open(path, "wb") as output:
-        output.setnchannels(channels)
-        output.setsampwidth(2)
-        output.setframerate(rate)
-        while True:
-            kind, count, first, status = struct.unpack("<IIQQ", read(pipe, 24))
-            if first != frames or count % (2 * channels) or count > 1048576:
-                raise ValueError("a broken chunk")
-            if kind != 1:
-                break
-            output.writeframesraw(read(pipe, count))
-            frames += count // (2 * channels)
-    pipe.sendall(struct.pack("<IIQ", MAGIC, 0, token))
-    if kind != 2:
-        raise RuntimeError(f"the source failed with status {status}")
-    return frames
+def wav_header(rate, channels, pcm_bytes):
+    return struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + pcm_bytes, b"WAVE", b"fmt ", 16, 1,
+                       channels, rate, rate * channels * 2, channels * 2, 16, b"data", pcm_bytes)
+
+
+class Recording:
+    """The PCM1 stream behind a URI, written to a WAV file."""
+
+    def __init__(self, path):
+        self.path, self.rate, self.channels, self.frames = path, 0, 0, 0
+        self.source_failed = False
+
+    def take(self, uri):
+        pipe = connect(uri)
+        fields = struct.unpack("<IIIIHHIQQ", read(pipe, 40))
+        magic, version, header_bytes, self.rate, self.channels, bits, _, _, token = fields
+        if (magic, version, header_bytes, bits) != (MAGIC, 1, 40, 16):
+            raise Failure("The audio is no PCM1 stream")
+        with open(self.path, "wb") as output:
+            output.write(wav_header(self.rate, self.channels, 0))
+            while True:
+                kind, count, first, status = struct.unpack("<IIQQ", read(pipe, 24))
+                if first != self.frames or count % (2 * self.channels) or count > 1048576:
+                    raise Failure("The audio came with a broken chunk")
+                if kind != 1:
+                    break
+                output.write(read(pipe, count))
+                self.frames += count // (2 * self.channels)
+        pipe.sendall(struct.pack("<IIQ", MAGIC, 0, token))
+        self.source_failed = kind == 3
+        if self.source_failed:
+            print(f"The source broke off (status {status}); the {self.frames} frames that came"
+                  f" before are in {self.path}", file=sys.stderr, flush=True)
+
+    def close(self, program):
+        """A client at the live edge is sent more than the programme: cuts it off."""
+        if program:
+            self.frames = min(self.frames, program["endSample"] - program["startSample"])
+        if self.rate:
+            pcm_bytes = self.frames * self.channels * 2
+            with open(self.path, "r+b") as output:
+                output.write(wav_header(self.rate, self.channels, pcm_bytes))
+                output.truncate(44 + pcm_bytes)
+            print("frames", self.frames, flush=True)
 
 
 def record(control, url, start_file, output, maximum_seconds):
+    bounds = {}
+    if float(maximum_seconds) > 0:
+        bounds["program"] = {"maximumMs": int(float(maximum_seconds) * 1000), "fadeMs": 0}
     control.command("HELLO")
     control.command(
-        "PREPARE", sessionId="python-example", url=url,
-        program={"maximumMs": int(float(maximum_seconds) * 1000), "fadeMs": 0},
+        "PREPARE", sessionId="python-example", url=url, **bounds,
         references=[{"id": "start", "role": "start", "path": os.path.abspath(start_file)}])
+    recording = Recording(output)
     while True:
         event = control.event()
         print(event["type"], flush=True)
         if event["type"] == "READY":
-            print("frames", save_audio(event["uri"], output), flush=True)
+            recording.take(event["uri"])
         if event["type"] == "FINISHED":
-            return event["reason"] == "eof"
+            recording.close(event.get("program"))
+            if event["reason"] != "eof" and not recording.source_failed:
+                raise Failure(f"The session ended with {event['reason']}: {event['message']}")
+            return not recording.source_failed
 
 
 def main(program, url, start_file, output, maximum_seconds="3600"):
@@ -128,13 +162,16 @@ def main(program, url, start_file, output, maximum_seconds="3600"):
         with subprocess.Popen([program, uri, log], stdout=subprocess.PIPE) as receiver:
             try:
                 if receiver.stdout.readline() != f"LISTENING {uri}\n".encode():
-                    raise RuntimeError("the receiver does not listen")
+                    raise Failure("The receiver does not listen")
                 control = Control(uri)
                 complete = record(control, url, start_file, output, maximum_seconds)
                 control.command("SHUTDOWN")
                 return 0 if complete and receiver.wait(TIMEOUT) == 0 else 1
+            except Failure as failure:
+                print(failure, file=sys.stderr)
+                return 1
             finally:
-                receiver.kill()
+                receiver.terminate()  # ends it cleanly if SHUTDOWN has not
 
 
 if __name__ == "__main__":

@@ -5,7 +5,9 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace receiver {
@@ -23,6 +25,30 @@ inline std::vector<std::string> AllOf(const std::string& text, const char* patte
         found.push_back((*at)[1]);
     }
     return found;
+}
+
+// What a pattern with one group finds in all files of a folder that end so.
+inline std::set<std::string> FoundIn(const std::filesystem::path& folder, const char* extension,
+                                     const char* pattern) {
+    std::set<std::string> found;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.path().extension() != extension) continue;
+        for (std::string& text : AllOf(TextOf(entry.path()), pattern)) {
+            found.insert(std::move(text));
+        }
+    }
+    return found;
+}
+
+// As the documents write them: SUITE.NAME.
+inline std::set<std::string> TestsOfTheTree(const std::filesystem::path& root) {
+    std::set<std::string> tests;
+    const std::regex separator(",\\s*");
+    for (const std::string& arguments :
+         FoundIn(root / "tests", ".cpp", "\\bTEST(?:_F|_P)?\\((\\w+,\\s*\\w+)\\)")) {
+        tests.insert(std::regex_replace(arguments, separator, "."));
+    }
+    return tests;
 }
 
 }  // namespace receiver

@@ -21,27 +21,6 @@ const fs::path kRoot(SOURCE_PATH);
 constexpr const char* kTestName = "`([A-Z][A-Za-z0-9]*\\.[A-Z][A-Za-z0-9_]*)`";
 constexpr const char* kSoakName = "`soak:([a-z_]+)`";
 
-// What a pattern with one group finds in all files of a folder that end so.
-std::set<std::string> FoundIn(const char* folder, const char* extension, const char* pattern) {
-    std::set<std::string> found;
-    for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
-        if (entry.path().extension() != extension) continue;
-        for (std::string& text : AllOf(TextOf(entry.path()), pattern)) found.insert(text);
-    }
-    return found;
-}
-
-// As the document writes them: SUITE.NAME.
-std::set<std::string> TestsOfTheTree() {
-    std::set<std::string> tests;
-    const std::regex separator(",\\s*");
-    for (const std::string& arguments :
-         FoundIn("tests", ".cpp", "\\bTEST(?:_F|_P)?\\((\\w+,\\s*\\w+)\\)")) {
-        tests.insert(std::regex_replace(arguments, separator, "."));
-    }
-    return tests;
-}
-
 std::string Promises() {
     return TextOf(kRoot / "docs/reliability.md");
 }
@@ -49,14 +28,14 @@ std::string Promises() {
 }  // namespace
 
 TEST(NamedTests, EachTestIsThere) {
-    const std::set<std::string> tests = TestsOfTheTree();
+    const std::set<std::string> tests = TestsOfTheTree(kRoot);
     const std::vector<std::string> named = AllOf(Promises(), kTestName);
     EXPECT_GE(named.size(), 40u);
     for (const std::string& test : named) EXPECT_TRUE(tests.contains(test)) << test;
 }
 
 TEST(NamedTests, EachKindOfSessionIsThere) {
-    const std::set<std::string> kinds = FoundIn("soak", ".py", "@kind\\ndef (\\w+)\\(");
+    const std::set<std::string> kinds = FoundIn(kRoot / "soak", ".py", "@kind\\ndef (\\w+)\\(");
     const std::vector<std::string> named = AllOf(Promises(), kSoakName);
     EXPECT_GE(named.size(), 25u);
     for (const std::string& kind : named) EXPECT_TRUE(kinds.contains(kind)) << kind;

@@ -67,6 +67,26 @@ INSTANTIATE_TEST_SUITE_P(BothEnds, PipeEndsTest, testing::Values(End::kServer, E
                              return instance.param == End::kServer ? "Server" : "Client";
                          });
 
+// The reader waits for what the peer sends only after it was written to.
+TEST_P(PipeEndsTest, AnotherThreadWritesWhileOneReads) {
+    TestTask reader("the reader", [this] { return near_.Read(bytes_.data(), 4, Soon()); });
+    EXPECT_EQ(near_.WriteBeside("ping", 4, Soon()), kErrorNone);
+    char request[4];
+    ASSERT_TRUE(far_.Read(request, sizeof(request), Soon())) << far_.LastError();
+    ASSERT_TRUE(WriteFar("pong"));
+    EXPECT_TRUE(reader.Get());
+    EXPECT_EQ(std::memcmp(bytes_.data(), "pong", 4), 0);
+}
+
+TEST_P(PipeEndsTest, WhatCannotBeWrittenBesideIsAnswerAloneAndNoLastError) {
+    ASSERT_TRUE(WriteFar("a"));
+    ASSERT_TRUE(near_.Read(bytes_.data(), 1, Soon()));
+    far_.Close();
+    const std::string more(kMoreThanAnyBuffer, 'x');
+    EXPECT_NE(near_.WriteBeside(more.data(), more.size(), Soon()), kErrorNone);
+    EXPECT_EQ(near_.LastError(), kErrorNone);
+}
+
 TEST_P(PipeEndsTest, ReadGivesTheBytesThatThePeerWrote) {
     ASSERT_TRUE(WriteFar("hello"));
 

@@ -31,6 +31,14 @@ TEST(ChildProcessPosix, InterruptAsksForACleanEnd) {
     EXPECT_EQ(child.WaitForExit(Soon()), 3);
 }
 
+// As a shell starts its background jobs.
+TEST(ChildProcessPosix, AChildThatIgnoresInterruptsIsAskedToEnd) {
+    ChildProcess child("/bin/sh", {"-c", "trap '' INT; exec \"$@\"", "sh", Program(), "wait"});
+    ASSERT_EQ(child.ReadLine(Soon()), "waiting");
+    child.AskToEnd();
+    EXPECT_EQ(child.WaitForExit(Soon()), 3);
+}
+
 TEST(ChildProcessPosix, TerminateAsksForACleanEnd) {
     ChildProcess child(Program(), {"wait"});
     ASSERT_EQ(child.ReadLine(Soon()), "waiting");
