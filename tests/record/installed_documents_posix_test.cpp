@@ -169,7 +169,7 @@ TEST_F(InstalledDocumentsTest, BashOffersTheCommandsAndThenTheOptionsOfEach) {
     const std::vector<std::string> offers = BashOffers("receiver-scan", {"listen", "-"});
     EXPECT_EQ(std::set<std::string>(offers.begin(), offers.end()),
               OptionsOfHelp("receiver-scan", "listen"));
-    EXPECT_GE(offers.size(), 17u);
+    EXPECT_GE(offers.size(), 16u);
     EXPECT_EQ(BashOffers("receiver-scan", {"listen", folder_->File("jingle")}), Jingles());
     EXPECT_EQ(BashOffers("receiver-scan", {"listen", "--start", folder_->File("jingle")}),
               Jingles());
