@@ -12,6 +12,7 @@
 #include "receiver_scan/exit_code.h"
 #include "receiver_scan/listen/listen_command.h"
 #include "receiver_scan/source/opened_source.h"
+#include "receiver_scan/source/scan_output.h"
 
 namespace receiver {
 namespace {
@@ -28,7 +29,9 @@ ToolDescription DescribeTool() {
                       {1, "the tool itself failed"},
                       {2, "wrong command line"},
                       {3, "nothing was found"},
-                      {4, "the source failed"}};
+                      {4, "the source failed"},
+                      {5, "interrupted"},
+                      {6, "an output file could not be written"}};
     tool.environment = {{"NO_COLOR", "When it is set, nothing is coloured."}};
     return tool;
 }
@@ -50,6 +53,8 @@ int main(int argc, char** argv) {
                        argv);
     } catch (const SourceError& error) {
         return Fail(error, ScanExitCode::kSourceError);
+    } catch (const OutputError& error) {
+        return Fail(error, ScanExitCode::kOutputError);
     } catch (const std::exception& error) {
         return Fail(error, ScanExitCode::kFailure);
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "command_line/harmless_text.h"
+
 namespace receiver {
 namespace {
 
@@ -25,19 +27,6 @@ std::string Wrapped(const std::string& line, size_t width) {
         at = end + 1;
     }
     return text;
-}
-
-// Texts of a source or a receiver must not steer the terminal, by the control characters of
-// ASCII or those of Latin-1, which UTF-8 writes as two bytes.
-std::string Harmless(std::string line) {
-    for (size_t i = 0; i < line.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(line[i]);
-        const bool latin1 =
-            i > 0 && static_cast<unsigned char>(line[i - 1]) == 0xC2 && byte >= 0x80 && byte < 0xA0;
-        if (latin1) line[i - 1] = '?';
-        if (latin1 || byte < 0x20 || byte == 0x7F) line[i] = '?';
-    }
-    return line;
 }
 
 }  // namespace

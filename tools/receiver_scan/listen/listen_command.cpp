@@ -1,52 +1,100 @@
 #include "receiver_scan/listen/listen_command.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 
 #include "command_line/duration.h"
+#include "platform/console_control.h"
+#include "platform/manual_reset_event.h"
 #include "platform/standard_streams.h"
 #include "receiver_scan/exit_code.h"
+#include "receiver_scan/listen/curve_files.h"
 #include "receiver_scan/listen/listen_options.h"
 #include "receiver_scan/listen/matches.h"
-#include "receiver_scan/listen/programme.h"
-#include "receiver_scan/source/heard_audio.h"
+#include "receiver_scan/listen/result_json.h"
+#include "receiver_scan/listen/result_text.h"
+#include "receiver_scan/listen/scan_result.h"
 #include "receiver_scan/source/opened_source.h"
 #include "receiver_scan/source/progress_bar.h"
-#include "receiver_scan/source/reference_audio.h"
 
 namespace receiver {
 namespace {
 
-HeardAudio Listen(const ListenOptions& options) {
+constexpr size_t kLivePieceWords = 80;  // a second
+
+HeardAudio Listen(const ListenOptions& options, const ManualResetEvent& interrupted) {
     const OpenedSource source = OpenSource(options.source, options.ioTimeoutMs);
     ProgressBar bar(std::cerr, ProgressWidth());
     const uint64_t totalMs = options.listenMs.value_or(source.lengthMs);
     HearingOptions hearing;
     if (options.listenMs) hearing.maxFrames = *options.listenMs * kStreamSampleRate / 1000;
+    hearing.pieceWords = source.isLive ? kLivePieceWords : hearing.pieceWords;
     hearing.onProgress = [&](uint64_t frames) {
         const uint64_t ms = frames * 1000 / kStreamSampleRate;
         bar.Show(ms, totalMs, FormatClock(ms) + " heard");
     };
+    hearing.stopRequested = [&] { return interrupted.IsSignalled(); };
     return Hear(*source.file, hearing);
 }
 
-int Run(const ListenOptions& options) {
-    const std::vector<ScanReference> references =
-        LoadScanReferences(options.starts, options.ends, options.others);
-    const HeardAudio heard = Listen(options);
-    const Judgement judgement =
-        Judge(FindMatches(heard, references), references, heard, options.limits);
-    for (const JudgedMatch& judged : judgement.matches) {
-        char line[200];
-        std::snprintf(line, sizeof(line), "%llu %s %.4f %d",
-                      static_cast<unsigned long long>(judged.match.sample),
-                      references[judged.match.referenceIndex].id.c_str(), judged.match.ber,
-                      static_cast<int>(judged.fate));
-        WriteStandardOutputLine(line);
+std::vector<size_t> WordsHeardAt(const ScanResult& result, size_t index) {
+    std::vector<size_t> words;
+    for (const JudgedMatch& judged : result.judgement.matches) {
+        if (judged.match.referenceIndex != index) continue;
+        words.push_back(WordAtFrame(result.heard, judged.match.sample));
     }
-    return static_cast<int>(judgement.matches.empty() ? ScanExitCode::kNotFound
-                                                      : ScanExitCode::kFound);
+    return words;
+}
+
+ScanResult Scan(const ListenOptions& options, const ManualResetEvent& interrupted) {
+    ScanResult result;
+    result.source = PublicName(options.source);
+    result.references = LoadScanReferences(options.starts, options.ends, options.others);
+    result.heard = Listen(options, interrupted);
+    result.judgement = Judge(FindMatches(result.heard, result.references), result.references,
+                             result.heard, options.limits);
+    for (size_t i = 0; i < result.references.size(); ++i) {
+        result.views.push_back(ViewReference(result.heard, result.references[i],
+                                             WordsHeardAt(result, i), options.maxNearMisses));
+        if (!options.WantsCurves()) result.views.back().curve = {};
+    }
+    return result;
+}
+
+void Print(const ScanResult& result, bool json) {
+    if (!json) {
+        for (const std::string& line : ResultLines(result)) WriteStandardOutputLine(line);
+        return;
+    }
+    for (const nlohmann::json& object : ResultObjects(result)) {
+        WriteStandardOutputLine(object.dump());
+    }
+}
+
+void WriteFiles(const ScanResult& result, const ListenOptions& options) {
+    if (!options.berFile.empty()) WriteBerFile(options.berFile, result);
+    if (!options.wordsFile.empty()) WriteWordsFile(options.wordsFile, result.heard);
+}
+
+ScanExitCode ExitCodeOf(const ScanResult& result, bool wasInterrupted) {
+    if (wasInterrupted) return ScanExitCode::kInterrupted;
+    if (result.heard.end == HearingEnd::kSourceFailed) return ScanExitCode::kSourceError;
+    return result.judgement.matches.empty() ? ScanExitCode::kNotFound : ScanExitCode::kFound;
+}
+
+int Run(const ListenOptions& options) {
+    ManualResetEvent interrupted;
+    // A file is done soon, and standard input may stay silent for ever: there, Ctrl+C ends the
+    // program at once.
+    std::optional<ConsoleControl> control;
+    if (IsUrl(options.source)) control.emplace(interrupted);
+    const ScanResult result = Scan(options, interrupted);
+    Print(result, options.json);
+    WriteFiles(result, options);
+    return static_cast<int>(ExitCodeOf(result, interrupted.IsSignalled()));
 }
 
 }  // namespace

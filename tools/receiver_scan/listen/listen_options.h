@@ -31,6 +31,8 @@ struct ListenOptions {
     size_t maxNearMisses = 0;                              // of each reference
     std::string wordsFile, berFile, reportFile, plotFile;  // empty: not wanted
     bool json = false;
+
+    bool WantsCurves() const { return !(berFile + reportFile + plotFile).empty(); }
 };
 
 // The values outlive the application.

@@ -42,7 +42,8 @@ Programme FindProgramme(uint64_t start, const std::vector<HeardReference>& refer
 bool IsHeardAgain(const std::vector<JudgedMatch>& before, const DetectorMatch& match,
                   uint64_t length) {
     return std::any_of(before.begin(), before.end(), [&](const JudgedMatch& earlier) {
-        return earlier.match.referenceIndex == match.referenceIndex &&
+        return earlier.fate != MatchFate::kHeardAgain &&
+               earlier.match.referenceIndex == match.referenceIndex &&
                match.sample < earlier.match.sample + length;
     });
 }

@@ -1,0 +1,18 @@
+// A scan's result for people. Pure.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "receiver_scan/listen/scan_result.h"
+
+namespace receiver {
+
+std::vector<std::string> ResultLines(const ScanResult& result);
+
+// "ignored: the programme had begun already".
+const char* Describe(MatchFate fate);
+// "it ends with the recording outro", "the source ended".
+std::string DescribeEnd(const Programme& programme);
+
+}  // namespace receiver
