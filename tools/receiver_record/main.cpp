@@ -9,6 +9,7 @@
 #include "platform/standard_streams.h"
 #include "receiver_record/control/recorder.h"
 #include "receiver_record/display/record_console.h"
+#include "receiver_record/display/reference_warnings.h"
 #include "receiver_record/display/status_display.h"
 #include "receiver_record/request/record_options.h"
 
@@ -37,6 +38,7 @@ int Run(const RecordOptions& options) {
     const ConsoleControl control(interrupted);
     StatusDisplay display(std::cerr, DisplaySettings());
     RecordConsole console(options, display);
+    WarnOfReferences(options, console);
     return static_cast<int>(Recorder(options, interrupted, console).Run());
 }
 

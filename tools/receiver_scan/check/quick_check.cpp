@@ -8,7 +8,7 @@
 namespace receiver {
 namespace {
 
-// Hours of references are not worth a wait before the programme.
+// What is longer is not worth a wait before the programme.
 constexpr double kMaxQuickSeconds = 120.0;
 
 std::string WarningOf(const ReferenceVerdict& reference) {
@@ -34,7 +34,7 @@ std::vector<std::string> ReferenceWarnings(const std::vector<std::string>& paths
             })) {
             continue;
         }
-        ReferenceMeasurement measured = MeasureReference(path);
+        ReferenceMeasurement measured = MeasureReference(path, kMaxQuickSeconds);
         seconds += measured.seconds;
         std::vector<Finding> findings = FindingsOf(measured);
         references.push_back({std::move(measured), std::move(findings)});

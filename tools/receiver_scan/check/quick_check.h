@@ -7,8 +7,8 @@
 namespace receiver {
 
 // "opening.wav is a weak reference: fades in: ..." with the gravest of what was found. Nothing of
-// files that cannot be read: whoever goes on to use them says so. Never throws for what a file is;
-// takes as long as decoding each file three times.
+// files that cannot be read: whoever goes on to use them says so; nor of those of more than two
+// minutes, which would take a while. Never throws for what a file is.
 std::vector<std::string> ReferenceWarnings(const std::vector<std::string>& paths);
 
 }  // namespace receiver

@@ -68,13 +68,16 @@ private:
     std::vector<std::byte> chunk_;
 };
 
-void MeasureLevels(const std::string& path, ReferenceMeasurement& measured) {
+void MeasureLevels(const std::string& path, double mostSeconds, ReferenceMeasurement& measured) {
     StreamReading reading(path);
     LevelMeter meter(reading.Format().nSamplesPerSec, reading.Format().nChannels);
     uint64_t frames = 0;
     while (const size_t count = reading.Next()) {
         meter.Add(reading.Pcm(), count);
         frames += count;
+        if (static_cast<double>(frames) > mostSeconds * reading.Format().nSamplesPerSec) {
+            throw std::runtime_error("too long to be measured");
+        }
     }
     measured.seconds = static_cast<double>(frames) / reading.Format().nSamplesPerSec;
     measured.levels = meter.Finish();
@@ -114,11 +117,11 @@ std::vector<uint32_t> WordsAsStreamed(const std::string& path, double noiseAmpli
 
 }  // namespace
 
-ReferenceMeasurement MeasureReference(const std::string& path) {
+ReferenceMeasurement MeasureReference(const std::string& path, double mostSeconds) {
     ReferenceMeasurement measured;
     measured.path = path;
     try {
-        MeasureLevels(path, measured);
+        MeasureLevels(path, mostSeconds, measured);
         const double loud = std::pow(10.0, LoudLevelDb(measured.levels) / 20.0) * 32768.0;
         try {
             measured.words = LoadReference(path).words;

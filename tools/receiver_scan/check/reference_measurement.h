@@ -1,10 +1,11 @@
-// Everything that a check needs to know of one recording, measured in two readings of it,
-// however long it is.
+// Everything that a check needs to know of one recording, measured in three readings of
+// it, however long it is.
 //
 //   Threads  any, one at a time; takes FFTW's planner lock.
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,9 @@ struct ReferenceMeasurement {
     LevelProfile levels;
 };
 
-// Never throws for what the file is; `failure` says it.
-ReferenceMeasurement MeasureReference(const std::string& path);
+// Never throws for what the file is; `failure` says it, also of one that is longer than
+// `mostSeconds`, of which no more is read.
+ReferenceMeasurement MeasureReference(
+    const std::string& path, double mostSeconds = std::numeric_limits<double>::infinity());
 
 }  // namespace receiver

@@ -22,6 +22,7 @@
 #include "receiver_scan/exit_code.h"
 #include "receiver_scan/source/opened_source.h"
 #include "receiver_scan/source/progress_bar.h"
+#include "receiver_scan/source/scan_output.h"
 #include "session/program_end.h"
 
 namespace receiver {
@@ -37,12 +38,6 @@ struct DiscoverValues {
 struct DiscoverOptions {
     GroupingLimits limits;
     std::string exportFolder, reportFile;
-};
-
-// What was asked for could not be written.
-class OutputError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 ToolDescription DescribeDiscover() {
