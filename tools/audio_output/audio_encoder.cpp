@@ -28,7 +28,10 @@ class AudioEncoder::Encoder {
 public:
     Encoder(const OutputFormat& format, uint32_t sampleRate, uint16_t channels,
             const RecordingTags& tags, RecordingSink& sink)
-        : io_(sink), inputChannels_(channels) {
+        : io_(sink),
+          inputChannels_(channels),
+          inputFormat_(format.TakesWidePcm() ? AV_SAMPLE_FMT_S32 : AV_SAMPLE_FMT_S16),
+          inputFrameBytes_(static_cast<size_t>(av_get_bytes_per_sample(inputFormat_)) * channels) {
         SilenceFfmpegLog();
         muxer_ = MakeMuxer(format, io_.Context());
         OpenCodec(format, sampleRate);
@@ -36,13 +39,14 @@ public:
         WriteHead(format, tags);
     }
 
-    bool Write(const int16_t* pcm, size_t frames) {
+    bool Write(const void* pcm, size_t frames) {
         if (!failure_.empty()) return false;
+        const auto* bytes = static_cast<const uint8_t*>(pcm);
         try {
             while (frames > 0) {
                 const size_t piece = std::min(frames, kConvertFrames);
-                Convert(reinterpret_cast<const uint8_t*>(pcm), static_cast<int>(piece));
-                pcm += piece * inputChannels_;
+                Convert(bytes, static_cast<int>(piece));
+                bytes += piece * inputFrameBytes_;
                 frames -= piece;
             }
             EncodeFrames(false);
@@ -96,7 +100,7 @@ private:
     void OpenResampler(uint32_t sampleRate) {
         SwrContext* resampler = nullptr;
         Check(swr_alloc_set_opts2(&resampler, &codec_->ch_layout, codec_->sample_fmt,
-                                  codec_->sample_rate, &codec_->ch_layout, AV_SAMPLE_FMT_S16,
+                                  codec_->sample_rate, &codec_->ch_layout, inputFormat_,
                                   static_cast<int>(sampleRate), 0, nullptr),
               "Cannot create the resampler");
         resampler_.reset(resampler);
@@ -172,6 +176,8 @@ private:
 
     SinkIo io_;
     const int inputChannels_;
+    const AVSampleFormat inputFormat_;
+    const size_t inputFrameBytes_;
     OutputContextPtr muxer_;
     CodecContextPtr codec_;
     ResamplerPtr resampler_;
@@ -189,7 +195,7 @@ AudioEncoder::AudioEncoder(const OutputFormat& format, uint32_t sampleRate, uint
 
 AudioEncoder::~AudioEncoder() = default;
 
-bool AudioEncoder::Write(const int16_t* pcm, size_t frames) {
+bool AudioEncoder::Write(const void* pcm, size_t frames) {
     return encoder_->Write(pcm, frames);
 }
 

@@ -1,6 +1,7 @@
-// Turns 16-bit PCM into an audio file of one of the output formats, in a sink.
+// Turns PCM into an audio file of one of the output formats, in a sink.
 //
-//   Units    a frame is one sample of every channel, interleaved.
+//   Units    a frame is one sample of every channel, interleaved, of 16 bits; of 32 where the
+//            format stores more (OutputFormat::TakesWidePcm).
 //   Threads  one at a time.
 //   Errors   the constructor throws std::runtime_error with a text for people; Write
 //            and Finish answer false, and FailureText() tells why.
@@ -30,7 +31,7 @@ public:
     AudioEncoder& operator=(const AudioEncoder&) = delete;
 
     // After a failure nothing more is taken.
-    bool Write(const int16_t* pcm, size_t frames);
+    bool Write(const void* pcm, size_t frames);
     // Makes the file whole: with all that was written, or after a failed Write with what
     // reached the sink before it. True when the file can be played.
     bool Finish();

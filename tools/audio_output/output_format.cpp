@@ -22,6 +22,14 @@ constexpr OutputFormat kFormats[] = {
      "movflags=+delay_moov+default_base_moof:frag_duration=5000000", ""},
 };
 
+// These take 32-bit PCM and store its upper bits.
+constexpr OutputFormat kWideFormats[] = {
+    {".wav", "wav", "pcm_s24le", AV_SAMPLE_FMT_S32, 0, 0, "rf64=auto", "rf64=auto"},
+    {".flac", "flac", "flac", AV_SAMPLE_FMT_S32, 0, 0, "", ""},
+};
+constexpr OutputFormat kWidestFormat = {".wav", "wav", "pcm_s32le", AV_SAMPLE_FMT_S32,
+                                        0,      0,     "rf64=auto", "rf64=auto"};
+
 bool IsAvailable(const OutputFormat& format) {
     return avcodec_find_encoder_by_name(format.encoder) != nullptr &&
            av_guess_format(format.muxer, nullptr, nullptr) != nullptr;
@@ -44,6 +52,22 @@ const OutputFormat& OutputFormatFor(std::string_view fileName) {
     throw std::invalid_argument(
         std::string(known ? "this FFmpeg has no encoder for " : "unknown output format: ") +
         std::string(fileName) + "; supported: " + SupportedExtensions());
+}
+
+bool OutputFormat::TakesWidePcm() const {
+    return sampleFormat == AV_SAMPLE_FMT_S32;
+}
+
+const OutputFormat& LosslessFormatFor(std::string_view fileName, int bits) {
+    const bool isWav = HasExtension(fileName, ".wav");
+    if (!isWav && !HasExtension(fileName, ".flac")) {
+        throw std::invalid_argument(std::string(fileName) + ": only .wav and .flac keep all of it");
+    }
+    if (bits <= 16) return isWav ? kFormats[0] : kFormats[1];
+    if (bits <= 24) return isWav ? kWideFormats[0] : kWideFormats[1];
+    if (isWav) return kWidestFormat;
+    throw std::invalid_argument(std::string(fileName) +
+                                ": FLAC cannot keep 32 bits; take a name in .wav");
 }
 
 const OutputFormat& WavFormat() {

@@ -17,12 +17,18 @@ struct OutputFormat {
     int64_t bitRate;           // bit/s; 0 for lossless ones
     const char* muxerOptions;  // while recording: "key=value:key=value" or empty
     const char* copyOptions;   // for the copy of a whole recording, likewise
+
+    bool TakesWidePcm() const;  // the encoder is given 32-bit PCM, otherwise 16-bit PCM
 };
 
 // By the file name's extension, of any case. Throws std::invalid_argument with a text
 // for people when no format has it or FFmpeg lacks the encoder.
 const OutputFormat& OutputFormatFor(std::string_view fileName);
 const OutputFormat& WavFormat();
+// WAV or FLAC that keeps every one of 16, 24 or 32 bits, by the extension. Throws
+// std::invalid_argument with a text for people for another extension, and where the format
+// cannot keep so many.
+const OutputFormat& LosslessFormatFor(std::string_view fileName, int bits);
 // The extensions that can be written here, as ".wav .flac ...".
 std::string SupportedExtensions();
 

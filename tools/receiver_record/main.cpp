@@ -12,6 +12,7 @@
 #include "receiver_record/control/recorder.h"
 #include "receiver_record/display/record_console.h"
 #include "receiver_record/display/record_texts.h"
+#include "receiver_record/display/reference_warnings.h"
 #include "receiver_record/display/status_display.h"
 #include "receiver_record/display/text_queue.h"
 #include "receiver_record/request/record_options.h"
@@ -47,6 +48,7 @@ int Run(const RecordOptions& options) {
     if (options.json) json.emplace(OpenStandardOutput(), std::move(forPrograms));
     StatusDisplay display(errors, DisplaySettings());
     RecordConsole console(options, display, json ? &*json : nullptr);
+    WarnOfReferences(options, console);
     return static_cast<int>(Recorder(options, interrupted, console).Run());
 }
 

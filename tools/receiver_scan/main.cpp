@@ -6,6 +6,9 @@
 
 #include "command_line/tool_commands.h"
 #include "platform/standard_streams.h"
+#include "receiver_scan/check/check_command.h"
+#include "receiver_scan/cut/cut_command.h"
+#include "receiver_scan/discover/discover_command.h"
 #include "receiver_scan/exit_code.h"
 #include "receiver_scan/listen/listen_command.h"
 #include "receiver_scan/source/opened_source.h"
@@ -45,7 +48,9 @@ int main(int argc, char** argv) {
     using namespace receiver;
     try {
         OpenMissingStandardStreams();
-        return RunTool(DescribeTool(), {ListenCommand()}, argc, argv);
+        return RunTool(DescribeTool(),
+                       {ListenCommand(), CheckCommand(), CutCommand(), DiscoverCommand()}, argc,
+                       argv);
     } catch (const SourceError& error) {
         return Fail(error, ScanExitCode::kSourceError);
     } catch (const OutputError& error) {

@@ -10,6 +10,7 @@
 #include "platform/console_control.h"
 #include "platform/manual_reset_event.h"
 #include "platform/standard_streams.h"
+#include "receiver_scan/check/quick_check.h"
 #include "receiver_scan/exit_code.h"
 #include "receiver_scan/listen/curve_files.h"
 #include "receiver_scan/listen/listen_options.h"
@@ -56,6 +57,11 @@ ScanResult Scan(const ListenOptions& options, const ManualResetEvent& interrupte
     ScanResult result;
     result.source = PublicName(options.source);
     result.references = LoadScanReferences(options.starts, options.ends, options.others);
+    std::vector<std::string> paths;
+    for (const ScanReference& reference : result.references) paths.push_back(reference.path);
+    for (const std::string& warning : ReferenceWarnings(paths)) {
+        WriteStandardErrorLine("receiver-scan: " + warning);
+    }
     result.heard = Listen(options, interrupted);
     result.judgement = Judge(FindMatches(result.heard, result.references), result.references,
                              result.heard, options.limits);
