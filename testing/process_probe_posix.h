@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -51,6 +52,19 @@ inline bool IgnoresSignal(long pid, int signal) {
         return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
     }
     return false;
+}
+
+// How often its threads have begun to wait, all together.
+inline uint64_t VoluntarySwitchesOf(long pid) {
+    uint64_t switches = 0;
+    for (const auto& task : std::filesystem::directory_iterator(ProcessFolder(pid) / "task")) {
+        std::ifstream status(task.path() / "status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with("voluntary_ctxt_switches:"))
+                switches += std::stoull(line.substr(24));
+        }
+    }
+    return switches;
 }
 
 // Resident memory, kB.

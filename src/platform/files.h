@@ -29,7 +29,7 @@ public:
     uint64_t Size() const;  // bytes in the file; 0 when closed
     // Bytes that reached the file, which may be fewer than asked for (full disk).
     size_t Write(const void* data, size_t size);
-    void Flush();  // to the disk
+    void Flush();  // to the disk, where the writes have not done it themselves
 
 private:
     static constexpr std::intptr_t kClosed = -1;  // also INVALID_HANDLE_VALUE

@@ -6,16 +6,20 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "detect/audio_fingerprinter.h"
+#include "detect/detector_audio_file.h"
 #include "detect/fft.h"
 #include "detect/fft_wisdom.h"
 #include "detect/kernels.h"
 #include "detect/reference_matcher.h"
 #include "testing/audio_generator.h"
+#include "testing/memory_audio_file.h"
 
 namespace {
 thread_local size_t allocations = 0;
@@ -100,6 +104,28 @@ TEST(ReferenceMatcher, AllocatesNothingForAWord) {
     }
     EXPECT_EQ(allocations - before, 0u);
     EXPECT_GT(matches, 0u);
+}
+
+// All that a session does with the audio between the decoder and the buffer's blocks.
+TEST(CDetectorAudioFile, AllocatesNothingForARead) {
+    if (!ImportFftWisdom(FftWisdom())) GTEST_SKIP() << "FFTW's own plan may use a buffer";
+    constexpr uint32_t kBytes = 4096 * 4;
+    std::vector<ReferenceFingerprint> references(2);
+    for (ReferenceFingerprint& reference : references) reference.words.assign(800, 0x5A5A5A5A);
+    CDetectorAudioFile detector(
+        std::make_unique<MemoryAudioFile>(MakeMusic(3, 44100, 2, 20 * 44100)),
+        std::move(references), [](const DetectorMatch&) {}, 0.14);
+    ASSERT_TRUE(detector.Open("memory"));
+    std::vector<std::byte> pcm(kBytes);
+    for (int i = 0; i < 20; ++i) ASSERT_GT(detector.Read(pcm.data(), kBytes), 0);  // it settles
+    const size_t before = allocations;
+    size_t frames = 0;
+    for (int read = 1; read > 0 && frames < 15 * 44100;) {
+        read = detector.Read(pcm.data(), kBytes);
+        frames += static_cast<size_t>(std::max(read, 0)) / 4;
+    }
+    EXPECT_GE(frames, 15u * 44100);
+    EXPECT_EQ(allocations - before, 0u);
 }
 
 }  // namespace
