@@ -25,24 +25,29 @@ void FrameSource::Close() {
     packet_.reset();
     frame_.reset();
     codec_.reset();
+    outOfMemory_ = false;
 }
 
 // A packet may hold several frames, and a caller may have taken only some of them.
 int FrameSource::Next() {
-    while (avcodec_receive_frame(codec_.get(), frame_.get()) < 0) {
-        const int result = SendPacket();
+    while (!outOfMemory_) {
+        int result = avcodec_receive_frame(codec_.get(), frame_.get());
+        if (result >= 0) return 0;
+        if (result != AVERROR(ENOMEM)) result = SendPacket();
+        // What was lost is not damaged but missing, and nothing after it would be in its place.
+        if (result == AVERROR(ENOMEM)) outOfMemory_ = true;
         if (result < 0) return result;
     }
-    return 0;
+    return AVERROR(ENOMEM);
 }
 
 int FrameSource::SendPacket() {
     const int result = input_.NextPacket(packet_.get());
     if (result < 0) return result;
     // The decoder would take an empty packet for the end of the stream.
-    if (packet_->size > 0) avcodec_send_packet(codec_.get(), packet_.get());
+    const int sent = packet_->size > 0 ? avcodec_send_packet(codec_.get(), packet_.get()) : 0;
     av_packet_unref(packet_.get());
-    return 0;
+    return sent == AVERROR(ENOMEM) ? sent : 0;
 }
 
 void FrameSource::ReleaseFrame() {
@@ -50,6 +55,7 @@ void FrameSource::ReleaseFrame() {
 }
 
 void FrameSource::Restart() {
+    outOfMemory_ = false;
     avcodec_flush_buffers(codec_.get());
 }
 
