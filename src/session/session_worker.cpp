@@ -1,6 +1,7 @@
 #include "session/session_worker.h"
 
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -23,6 +24,15 @@ constexpr uint32_t kFramesPerChunk = 441;  // 10 ms
 constexpr uint32_t kAudioIoTimeoutMs = 1000;
 constexpr uint32_t kNoConnectTimeoutMs = 0xFFFFFFFE;  // the longest wait there is
 
+// The text for FINISHED. Without the memory for it, what says so: short enough to need none.
+std::string TextOf(const std::exception& error) noexcept {
+    try {
+        return ReplaceIllFormedUtf8(error.what());
+    } catch (const std::bad_alloc& exhausted) {
+        return exhausted.what();
+    }
+}
+
 void Require(bool holds, const char* text) {
     if (!holds) throw std::runtime_error(text);
 }
@@ -41,7 +51,7 @@ void SessionWorker::Run() noexcept {
     try {
         outcome = RunSteps();
     } catch (const std::exception& error) {
-        outcome.message = ReplaceIllFormedUtf8(error.what());
+        outcome.message = TextOf(error);
     } catch (...) {
         outcome.message = kFinishedForeignException;
     }
