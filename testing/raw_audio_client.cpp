@@ -61,7 +61,9 @@ bool RawAudioClient::ReadRecord() {
     largestChunkBytes_ = std::max(largestChunkBytes_, record_.byteCount);
     const size_t before = pcm_.size();
     pcm_.resize(before + record_.byteCount / 2);
-    return ReadBytes(pcm_.data() + before, record_.byteCount);
+    if (ReadBytes(pcm_.data() + before, record_.byteCount)) return true;
+    pcm_.resize(before);
+    return false;
 }
 
 bool RawAudioClient::ReadToEnd() {

@@ -37,7 +37,8 @@ public:
     void Close() { pipe_.Close(); }
 
     bool ReadHeader();
-    // The next record; the PCM of a data record is appended to Pcm().
+    // The next record; the PCM of a data record is appended to Pcm()
+    // when it is there as a whole.
     bool ReadRecord();
     // Up to and with the end record. False when the stream breaks off or a record
     // contradicts the ones before it.

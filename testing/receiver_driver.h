@@ -73,6 +73,8 @@ public:
     void Shutdown();
     // Ends the process without a chance to tidy up.
     void Kill();
+    // The process has ended in a way that the test itself looks at.
+    void Forget() { ended_ = true; }
     // Waits for the process and checks its exit code, that standard output held the
     // LISTENING line alone and standard error nothing, and that no pipe is left.
     void ExpectCleanEnd();

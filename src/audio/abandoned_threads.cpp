@@ -5,6 +5,11 @@
 
 namespace receiver {
 
+// A thread that could not be added for want of memory would end the process.
+AbandonedThreads::AbandonedThreads() {
+    entries_.reserve(kMaxThreads);
+}
+
 AbandonedThreads& AbandonedThreads::Instance() {
     static AbandonedThreads* const threads = std::make_unique<AbandonedThreads>().release();
     return *threads;

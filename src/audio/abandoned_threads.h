@@ -20,6 +20,8 @@ class AbandonedThreads final {
 public:
     static constexpr size_t kMaxThreads = 64;
 
+    AbandonedThreads();
+
     // Never destroyed, so that the end of the process waits for no thread that is still in
     // its call. Such a thread uses nothing that the end of the process takes away.
     static AbandonedThreads& Instance();

@@ -27,17 +27,21 @@ void FrameSource::Close() {
     packet_.reset();
     frame_.reset();
     codec_.reset();
+    outOfMemory_ = false;
 }
 
 // A packet may hold several frames, and a caller may have taken only some of them.
 int FrameSource::Next() {
-    while (true) {
-        const int answer = avcodec_receive_frame(codec_.get(), frame_.get());
-        if (answer >= 0) return 0;
-        if (watch_) watch_->LookAtAnswer(answer);
-        const int result = SendPacket();
+    while (!outOfMemory_) {
+        int result = avcodec_receive_frame(codec_.get(), frame_.get());
+        if (result >= 0) return 0;
+        if (watch_) watch_->LookAtAnswer(result);
+        if (result != AVERROR(ENOMEM)) result = SendPacket();
+        // What was lost is not damaged but missing, and nothing after it would be in its place.
+        if (result == AVERROR(ENOMEM)) outOfMemory_ = true;
         if (result < 0) return result;
     }
+    return AVERROR(ENOMEM);
 }
 
 int FrameSource::SendPacket() {
@@ -48,10 +52,10 @@ int FrameSource::SendPacket() {
         watch_->LookAtPacket(*packet_, input_.Stream());
     }
     // The decoder would take an empty packet for the end of the stream.
-    const int answer = packet_->size > 0 ? avcodec_send_packet(codec_.get(), packet_.get()) : 0;
-    if (watch_) watch_->LookAtAnswer(answer);
+    const int sent = packet_->size > 0 ? avcodec_send_packet(codec_.get(), packet_.get()) : 0;
+    if (watch_) watch_->LookAtAnswer(sent);
     av_packet_unref(packet_.get());
-    return 0;
+    return sent == AVERROR(ENOMEM) ? sent : 0;
 }
 
 void FrameSource::ReleaseFrame() {
@@ -59,6 +63,7 @@ void FrameSource::ReleaseFrame() {
 }
 
 void FrameSource::Restart() {
+    outOfMemory_ = false;
     avcodec_flush_buffers(codec_.get());
 }
 

@@ -2,7 +2,8 @@
 //
 //   Threads  one at a time.
 //   Errors   Open answers with a kDecoderError... code, Next with FFmpeg's. What the
-//            decoder refuses is left out: a damaged packet is not the end of a stream.
+//            decoder refuses is left out: a damaged packet is not the end of a stream. What
+//            there is no memory for is: AVERROR(ENOMEM), until Restart.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +25,7 @@ public:
 
     // All below: while open.
 
-    // 0 when Frame() is the next one, otherwise the input's negative error code.
+    // 0 when Frame() is the next one, otherwise a negative error code, the input's or ENOMEM.
     int Next();
     const AVFrame& Frame() const { return *frame_; }
     void ReleaseFrame();  // lets go of its samples; the next Next does so, too
@@ -40,6 +41,7 @@ private:
     CodecContextPtr codec_;
     FramePtr frame_;    // reused for every decoded frame
     PacketPtr packet_;  // reused for every read packet
+    bool outOfMemory_ = false;
 };
 
 }  // namespace receiver

@@ -57,11 +57,11 @@ void ControlChannel::WaitForNews(const WakeUpEvent& other, uint64_t timeoutMs) {
 
 void ControlChannel::ReadMessages(const std::function<bool(const json&)>& handle) {
     size_t available = 0;
-    if (!pipe_.Peek(&available)) return Disconnected();
+    if (!pipe_.Peek(&available)) return Disconnect();
     if (available == 0) return;
     std::array<char, kReadBytes> chunk;
     const size_t count = std::min(available, chunk.size());
-    if (!pipe_.Read(chunk.data(), count, TickMs() + kIoTimeoutMs)) return Disconnected();
+    if (!pipe_.Read(chunk.data(), count, TickMs() + kIoTimeoutMs)) return Disconnect();
     received_.Append(chunk.data(), count);
 
     std::string body;
@@ -71,7 +71,7 @@ void ControlChannel::ReadMessages(const std::function<bool(const json&)>& handle
                 return;
             case FrameAssembler::Result::kInvalidLength:
                 Reject("", kRejectedFrameLength);
-                if (connected_) Disconnected();  // a reply that failed has done so already
+                if (connected_) Disconnect();  // a reply that failed has done so already
                 return;
             case FrameAssembler::Result::kFrame:
                 if (!HandleBody(body, handle)) return;
@@ -101,12 +101,12 @@ bool ControlChannel::Send(json message) {
     // U+FFFD in it is better than the end of the process.
     const std::string body = message.dump(-1, ' ', false, json::error_handler_t::replace);
     if (body.size() > kMaxFrameBodyBytes) {
-        Disconnected();
+        Disconnect();
         return false;
     }
     const std::string frame = EncodeFrame(body);
     if (!pipe_.Write(frame.data(), frame.size(), TickMs() + kIoTimeoutMs)) {
-        Disconnected();
+        Disconnect();
         return false;
     }
     return true;
@@ -122,7 +122,7 @@ void ControlChannel::LogMessage(json message) {
     log_.Write(LogLevelOf(message), FormatLogRecord(message));
 }
 
-void ControlChannel::Disconnected() {
+void ControlChannel::Disconnect() {
     LogMessage({{"type", "CONTROL_DISCONNECTED"}});
     Listen();
 }

@@ -51,6 +51,8 @@ public:
     // cancelled pipe implies it.
     void ExpectStop() { stopExpected_ = true; }
 
+    // Ends the connection, which tells the client to ask anew how things stand, and listens.
+    void Disconnect();
     bool IsConnected() const { return connected_; }
     bool IsIntroduced() const { return helloReceived_; }  // the client has sent HELLO
     void SetIntroduced() { helloReceived_ = true; }
@@ -58,7 +60,6 @@ public:
 private:
     bool HandleBody(const std::string& body,
                     const std::function<bool(const nlohmann::json&)>& handle);
-    void Disconnected();
 
     const std::string uri_;
     CPcmPipe& pipe_;

@@ -50,9 +50,12 @@ void ControlProtocol::Handle(const json& message, const std::string& requestId) 
     if (type == kCommandHello) return Hello(requestId);
     Require(channel_.IsIntroduced(), kRejectedNoHello);
 
-    std::string command = CanonicalText(message);
+    // Made before anything is done, and merged in without needing memory: a command that was
+    // carried out and acknowledged is not rejected afterwards.
+    std::map<std::string, std::string> entry{{requestId, CanonicalText(message)}};
     const auto known = ledger_.find(requestId);
-    Require(known == ledger_.end() || known->second == command, kRejectedRequestIdReused);
+    Require(known == ledger_.end() || known->second == entry.at(requestId),
+            kRejectedRequestIdReused);
     if (type == kCommandPrepare) {
         Prepare(message, requestId);
     } else if (type == kCommandCancel) {
@@ -62,7 +65,7 @@ void ControlProtocol::Handle(const json& message, const std::string& requestId) 
     } else {
         throw std::invalid_argument(kRejectedUnknownCommand);
     }
-    ledger_.emplace(requestId, std::move(command));
+    ledger_.merge(entry);
 }
 
 void ControlProtocol::Hello(const std::string& requestId) {

@@ -1,5 +1,6 @@
 #include "host/receiver_host.h"
 
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -42,7 +43,7 @@ int CReceiverHost::Run() {
     channel_.Listen();
     // A stop that came this early may have kept the pipe from being made.
     if (!cancellation_->IsCancelled()) WriteStandardOutputLine(kListeningPrefix + controlUri_);
-    while (!protocol_.IsStopRequested() && !cancellation_->IsCancelled()) RunPass();
+    while (!protocol_.IsStopRequested() && !cancellation_->IsCancelled()) RunPassOrDisconnect();
     slot_.StopAndJoin();
     protocol_.ForwardEvents();
     slot_.Reap();
@@ -50,10 +51,21 @@ int CReceiverHost::Run() {
     return 0;
 }
 
+void CReceiverHost::RunPassOrDisconnect() {
+    try {
+        RunPass();
+    } catch (const std::bad_alloc&) {
+        // A message was lost, or part of one. The end of the connection tells the client so; the
+        // next one begins with how things stand.
+        channel_.Disconnect();
+    }
+}
+
 void CReceiverHost::RunPass() {
     slot_.TakeBackWakeUp();  // what comes from here on makes another pass
     slot_.Poll();
     slot_.Reap();
+    if (slot_.TakeUntoldEnd() && channel_.IsConnected()) channel_.Disconnect();
     if (channel_.IsConnected()) {
         channel_.ReadMessages([this](const nlohmann::json& message) {
             protocol_.Dispatch(message);

@@ -33,7 +33,8 @@ public:
     int Run();  // the process's exit code
 
 private:
-    void RunPass();
+    void RunPassOrDisconnect();
+    void RunPass();  // throws std::bad_alloc
 
     // In the order in which the host comes up; it goes down in reverse. The log is
     // closed before the control pipe, so that a controlling program that sees the pipe

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "wire/messages.h"
 #include "wire/rejections.h"
 
 namespace receiver {
@@ -53,7 +54,10 @@ void SessionSlot::Poll() {
 }
 
 void SessionSlot::Reap() {
-    if (session_ && session_->IsFinished()) session_.reset();
+    if (!session_ || !session_->IsFinished()) return;
+    session_.reset();
+    MutexLock lock(mutex_);
+    if (!std::exchange(endIsPosted_, false)) endIsUntold_ = true;
 }
 
 void SessionSlot::RequestStop() {
@@ -90,9 +94,11 @@ uint64_t SessionSlot::NextPollMs() const {
 }
 
 void SessionSlot::PostEvent(json event) {
+    const bool isEnd = event.value("type", "") == kEventFinished;
     {
         MutexLock lock(mutex_);
         events_.push_back(std::move(event));
+        endIsPosted_ = isEnd;
     }
     wakeUp_->Signal();
 }

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/thread_safety.h"
@@ -30,6 +31,8 @@ public:
     void Discard();  // removes the session in whatever state, stopping it first
     void Poll();
     void Reap();  // removes a finished session
+    // Whether a session was removed whose FINISHED could not be posted; once for each.
+    bool TakeUntoldEnd() { return std::exchange(endIsUntold_, false); }
     void RequestStop();
     void StopAndJoin();
     // Whether there is a session and the id is empty or its own.
@@ -52,10 +55,12 @@ private:
     const std::string instanceId_;
     const ReceiverSession::SourceFactory makeSource_;
     uint64_t counter_ = 0;
+    bool endIsUntold_ = false;
     Mutex mutex_;
     std::vector<nlohmann::json> events_ GUARDED_BY(mutex_);
-    const std::unique_ptr<WakeUpEvent> wakeUp_;  // never null
-    std::unique_ptr<ReceiverSession> session_;   // last: its threads post until it is gone
+    bool endIsPosted_ GUARDED_BY(mutex_) = false;  // FINISHED of the current session
+    const std::unique_ptr<WakeUpEvent> wakeUp_;    // never null
+    std::unique_ptr<ReceiverSession> session_;     // last: its threads post until it is gone
 };
 
 }  // namespace receiver

@@ -1,5 +1,6 @@
 #include "session/session_state.h"
 
+#include <new>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -158,7 +159,11 @@ void SessionState::Finish(SessionStatus::Outcome outcome, const std::optional<St
         outcome.reason = Reason::kError;
     }
     if (outcome.reason == Reason::kError && !outcome.cause && buffer) {
-        outcome.cause = CauseOf(*buffer);
+        try {
+            outcome.cause = CauseOf(*buffer);
+        } catch (const std::bad_alloc&) {
+            // The end must be told all the same.
+        }
     }
     if (outcome.reason != Reason::kError || !program_.additions.reportsCause) outcome.cause.reset();
     status_.state = State::kFinished;

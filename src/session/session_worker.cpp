@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -25,6 +26,15 @@ constexpr uint32_t kNoConnectTimeoutMs = 0xFFFFFFFE;  // the longest wait there 
 // Added to the time in which a lost source is opened again, for the last attempt to end.
 constexpr uint32_t kReconnectMarginMs = 10000;
 
+// The text for FINISHED. Without the memory for it, what says so: short enough to need none.
+std::string TextOf(const std::exception& error) noexcept {
+    try {
+        return ReplaceIllFormedUtf8(error.what());
+    } catch (const std::bad_alloc& exhausted) {
+        return exhausted.what();
+    }
+}
+
 void Require(bool holds, const char* text) {
     if (!holds) throw std::runtime_error(text);
 }
@@ -34,7 +44,7 @@ class CausedFailure final : public std::runtime_error {
 public:
     CausedFailure(const std::string& message, SessionCause cause)
         : std::runtime_error(message), cause_(std::move(cause)) {}
-    const SessionCause& Cause() const { return cause_; }
+    SessionCause TakeCause() { return std::move(cause_); }
 
 private:
     SessionCause cause_;
@@ -71,11 +81,11 @@ void SessionWorker::Run() noexcept {
     SessionStatus::Outcome outcome;
     try {
         outcome = RunSteps();
-    } catch (const CausedFailure& error) {
-        outcome.message = error.what();
-        outcome.cause = error.Cause();
+    } catch (CausedFailure& error) {
+        outcome.message = TextOf(error);
+        outcome.cause = error.TakeCause();
     } catch (const std::exception& error) {
-        outcome.message = ReplaceIllFormedUtf8(error.what());
+        outcome.message = TextOf(error);
     } catch (...) {
         outcome.message = kFinishedForeignException;
     }

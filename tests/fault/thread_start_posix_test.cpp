@@ -1,6 +1,7 @@
 // A system that has no thread left for one moment of a session.
 #include <thread>
 
+#include "fault/failing_calls_posix.h"
 #include "testing/receiver_fixture.h"
 
 namespace receiver {
@@ -8,15 +9,6 @@ namespace receiver {
 using nlohmann::json;
 
 namespace {
-
-ReceiverDriver::Options WithFailingThread(int number) {
-    ReceiverDriver::Options options;
-    options.launcher = {"/usr/bin/env", "LD_PRELOAD=" FAILING_THREAD_LIBRARY,
-                        "FAILING_THREAD=" + std::to_string(number),
-                        // It must otherwise be the first library of all.
-                        "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=1"};
-    return options;
-}
 
 class ThreadStartTest : public ReceiverTest {
 protected:
@@ -31,13 +23,15 @@ protected:
     }
 
     const Broadcast broadcast_;
+    FailingCalls calls_;
 };
 
 }  // namespace
 
 TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
-    ReceiverDriver receiver(WithFailingThread(1));
+    ReceiverDriver receiver(calls_.Options());
     receiver.Introduce();
+    calls_.FailNext(FaultKind::kThread, 1);
 
     // Acknowledged before its thread is started, rejected when that fails.
     const json reply = receiver.Ask(Prepare("first"));
@@ -64,8 +58,9 @@ TEST_F(ThreadStartTest, ALoaderWithoutAThreadIsDoneWithout) {
 }
 
 TEST_F(ThreadStartTest, AConnectionWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
-    ReceiverDriver receiver(WithFailingThread(3));
+    ReceiverDriver receiver(calls_.Options());
     receiver.Introduce();
+    calls_.FailNext(FaultKind::kThread, 3);
 
     const Recording first = Record(receiver, Prepare("first"));
     EXPECT_EQ(first.finished["reason"], "error");
@@ -76,8 +71,9 @@ TEST_F(ThreadStartTest, AConnectionWithoutAThreadFailsItsSessionAndTheNextOneRun
 }
 
 TEST_F(ThreadStartTest, ABufferWithoutAThreadFailsItsSessionAndTheNextOneRuns) {
-    ReceiverDriver receiver(WithFailingThread(2));
+    ReceiverDriver receiver(calls_.Options());
     receiver.Introduce();
+    calls_.FailNext(FaultKind::kThread, 2);
 
     const Recording first = Record(receiver, Prepare("first"));
     EXPECT_EQ(first.finished["reason"], "error");

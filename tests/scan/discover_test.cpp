@@ -23,8 +23,8 @@ class DiscoverTest : public testing::Test {
 protected:
     DiscoverTest() {
         const TestPcm jingle = Music(1, 3.0);
-        WriteWavFile(monday_, Concatenate({Music(2, 10.0), jingle, Music(3, 20.0), jingle,
-                                           Music(4, 5.0)}));
+        WriteWavFile(monday_,
+                     Concatenate({Music(2, 10.0), jingle, Music(3, 20.0), jingle, Music(4, 5.0)}));
         WriteWavFile(tuesday_, Concatenate({Music(5, 8.0), jingle, Music(6, 4.0)}));
         WriteWavFile(nothing_, Music(7, 20.0));
     }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -101,6 +102,20 @@ TEST_F(DecoderTest, ARequestBelowOneFrameIsAnsweredExactlyAndTheRestKept) {
     ASSERT_EQ(decoder_.Read(bytes.data(), 8), 8);
     ASSERT_EQ(decoder_.Read(bytes.data() + 8, 16), 16);
     EXPECT_EQ(std::memcmp(bytes.data(), pcm.samples.data(), bytes.size()), 0);
+}
+
+// Left out like a damaged one, a frame would be missing in the middle of what is served as whole.
+TEST_F(DecoderTest, AFrameThatThereIsNoMemoryForFailsTheReadForGood) {
+    constexpr size_t kLessThanAFrame = 4096;  // bytes, and more than a packet of silence
+    ASSERT_TRUE(decoder_.Open(
+        Write("a.flac", EncodeAudio(MakeSilence(44100, 2, 44100), AudioCoding::kFlac))));
+    std::vector<uint8_t> bytes(65536);
+    av_max_alloc(kLessThanAFrame);
+    EXPECT_EQ(decoder_.Read(bytes.data(), 65536), -1);
+    av_max_alloc(INT_MAX);
+    EXPECT_EQ(decoder_.Read(bytes.data(), 65536), -1);
+    ASSERT_TRUE(decoder_.Seek(0.0F));
+    EXPECT_EQ(decoder_.Read(bytes.data(), 65536), 65536);
 }
 
 TEST_F(DecoderTest, TheEndGivesTheRemainingBytesAndThenZero) {

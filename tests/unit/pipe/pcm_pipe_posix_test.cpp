@@ -1,9 +1,12 @@
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <set>
 
+#include "pipe/endpoint_names_posix.h"
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/unique_fd_posix.h"
@@ -137,4 +140,31 @@ TEST_F(PcmPipePosixTest, TooManyOpenFilesIsReportedAndLeavesNothing) {
 }
 
 }  // namespace
+// The temporary name comes from the lock file's number, which is known before the server comes.
+TEST_F(PcmPipePosixTest, ALeftoverOfAServerThatWasKilledWhileItListenedIsReplaced) {
+    ASSERT_TRUE(server_.Listen(uri_));  // makes the directory
+    server_.Close();
+    struct stat status {};
+    const UniqueFd lock(open(LockPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(fstat(lock.Get(), &status), 0);
+    const fs::path leftover = EndpointDirectoryPath() + "/" + TemporaryFileName(status.st_ino);
+    const UniqueFd made(open(leftover.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_TRUE(made.IsValid());
+
+    EXPECT_TRUE(server_.Listen(uri_)) << server_.LastError();
+    EXPECT_FALSE(fs::exists(leftover));
+    server_.Close();
+    EXPECT_TRUE(Entries().empty());
+}
+
+TEST_F(PcmPipePosixTest, AClientThatLeavesWhatItWasSentUnreadHasBrokenThePipe) {
+    ASSERT_TRUE(server_.Listen(uri_) && client_.Connect(uri_, 0) && server_.Accept(kSoonMs));
+    ASSERT_TRUE(server_.Write("unread", 6, TickMs() + kSoonMs));
+    client_.Close();
+    size_t available = 1;
+    EXPECT_FALSE(server_.Peek(&available));
+    EXPECT_EQ(server_.LastError(), kErrorBrokenPipe);
+    EXPECT_EQ(available, 0u);
+}
+
 }  // namespace receiver

@@ -1,5 +1,7 @@
 #include "session/session_worker.h"
 
+#include "testing/audio_generator.h"
+#include "testing/http_station.h"
 #include "testing/running_session.h"
 #include "testing/wav_file.h"
 
@@ -324,6 +326,33 @@ TEST_F(SessionWorkerTest, ATextThatIsNotUtf8IsMadeSound) {
         });
     Start();
     ExpectFinished("error", "bad \xEF\xBF\xBD byte");
+}
+
+TEST_F(SessionWorkerTest, ASessionWithoutAFactoryHearsItsStation) {
+    const auto music = [](uint64_t seed, uint32_t ms) {
+        return MakeMusic(seed, 22050, 1, FramesOf(22050, ms));
+    };
+    const TestPcm before = music(1, 300);
+    const TestPcm jingle = music(2, 650);
+    const TempFolder folder;
+    WriteWavFile(folder.File("start.wav"), jingle);
+    program_.references = {{"start", ReferenceRole::kStart, folder.File("start.wav")}};
+    HttpStation station;
+    StationRoute route;
+    route.body = WavBytes(Concatenate({before, jingle, music(3, 600)}));
+    station.Serve("/radio", route);
+    program_.url = station.Url("/radio");
+    session_ = std::make_unique<ReceiverSession>(program_, audioUri_, events_.Sink());
+    Start();
+
+    const json ready = events_.WaitFor("READY");
+    ASSERT_FALSE(ready.is_null());
+    EXPECT_NEAR(ready["sourceSample"].get<double>(), 2.0 * static_cast<double>(before.Frames()),
+                552.0);  // a step of the analysis
+    TakeStream();
+    EXPECT_EQ(client_.StreamHeader().sampleRate, 44100u);
+    EXPECT_EQ(client_.StreamHeader().bitsPerSample, 16u);
+    ExpectFinished("eof", "");
 }
 
 TEST_F(SessionWorkerTest, ASessionWithoutAFactoryListensToTheNetwork) {

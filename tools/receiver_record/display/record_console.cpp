@@ -39,15 +39,15 @@ void RecordConsole::ShowReport(const RecordReport& report) {
     display_.ClearStatus();
     nlohmann::json line = ToJson(report);
     line["type"] = "RECORDED";
-    WriteJson(line);
+    WriteJson(JsonLine(line));
     if (options_.quiet && report.exitCode != ExitCode::kComplete) {
         display_.PrintLine("receiver-record: " + report.message);
     }
     for (const std::string& summary : SummaryLines(report)) Info(summary);
 }
 
-void RecordConsole::WriteJson(const nlohmann::json& value) {
-    if (json_ != nullptr) json_->Write(JsonLine(value) + "\n");
+void RecordConsole::WriteJson(const std::string& line) {
+    if (json_ != nullptr) json_->Write(line + "\n");
 }
 
 }  // namespace receiver

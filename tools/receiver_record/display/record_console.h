@@ -28,7 +28,7 @@ public:
     bool WantsStatus() const { return !options_.quiet && display_.IsLive(); }
 
 private:
-    void WriteJson(const nlohmann::json& value);
+    void WriteJson(const std::string& line);
 
     const RecordOptions& options_;
     StatusDisplay& display_;

@@ -1,6 +1,7 @@
 #include "receiver_record/display/record_texts.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "command_line/duration.h"
 #include "wire/messages.h"
