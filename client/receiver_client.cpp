@@ -77,9 +77,9 @@ public:
 
     std::optional<SessionSnapshot> SessionRequest(const char* type, json message,
                                                   uint64_t deadline) {
-        return Typed<SessionSnapshot>(Request(type, std::move(message), deadline), [](json reply) {
-            return ParseSnapshot(std::move(reply.at("session")));
-        });
+        return Typed<SessionSnapshot>(
+            Request(type, std::move(message), deadline),
+            [](const json& reply) { return ParseSnapshot(reply.at("session")); });
     }
 
     std::optional<SessionSnapshot> Prepare(const PrepareRequest& request, uint64_t deadline) {
@@ -224,7 +224,7 @@ private:
     std::optional<Record> Typed(std::optional<json> message, Parser parse) {
         if (!message) return {};
         try {
-            return parse(std::move(*message));
+            return parse(*message);
         } catch (const std::exception& e) {
             Broken(e.what());
             return {};

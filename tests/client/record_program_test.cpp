@@ -33,6 +33,15 @@ protected:
         request.program = ProgramLimits{60000, 0};
         return request;
     }
+    // Without bounds, of a station that falls silent in the programme: it does not end by itself.
+    PrepareRequest RequestThatStalls() {
+        StationRoute route;
+        route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
+        Serve(route);
+        PrepareRequest request = Request();
+        request.program.reset();
+        return request;
+    }
     ProgramSink Sink() {
         ProgramSink sink;
         sink.begin = [this](const PcmFormat& format) {
@@ -106,11 +115,7 @@ TEST_F(RecordProgramTest, WithoutBoundsWritesUpToTheSourcesEnd) {
 }
 
 TEST_F(RecordProgramTest, ARequestToCancelEndsItCleanly) {
-    StationRoute route;
-    route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
-    Serve(route);
-    PrepareRequest request = Request();
-    request.program.reset();
+    const PrepareRequest request = RequestThatStalls();
     ProgramSink sink = Sink();
     TestTask<void> canceller;
     const auto write = sink.write;
@@ -142,11 +147,7 @@ TEST_F(RecordProgramTest, ACancelThatCameFirstLeavesNoAudio) {
 }
 
 TEST_F(RecordProgramTest, ASinkThatWantsNoMoreEndsTheSession) {
-    StationRoute route;
-    route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
-    Serve(route);
-    PrepareRequest request = Request();
-    request.program.reset();
+    const PrepareRequest request = RequestThatStalls();
     ProgramSink sink = Sink();
     sink.write = [](std::span<const std::byte>) { return false; };
     const ProgramResult result = client_.RecordProgram(request, sink);
@@ -157,11 +158,7 @@ TEST_F(RecordProgramTest, ASinkThatWantsNoMoreEndsTheSession) {
 }
 
 TEST_F(RecordProgramTest, WhatTheSinkThrowsArrivesAfterTheSession) {
-    StationRoute route;
-    route.stallAfter = BodyBytes(broadcast_.endJingleFrame);
-    Serve(route);
-    PrepareRequest request = Request();
-    request.program.reset();
+    const PrepareRequest request = RequestThatStalls();
     ProgramSink sink = Sink();
     sink.write = [](std::span<const std::byte>) -> bool { throw std::length_error("full"); };
     EXPECT_THROW(client_.RecordProgram(request, sink), std::length_error);

@@ -4,17 +4,13 @@
 namespace receiver {
 namespace {
 
-struct Script {
-    const char* interpreter;
-    const char* file;
-};
-
-class ScriptExampleTest : public StationTest, public testing::WithParamInterface<Script> {
+// By the interpreter.
+class ScriptExampleTest : public StationTest, public testing::WithParamInterface<std::string> {
 protected:
     Outcome RunScript(const std::string& jingle, const std::string& maximumSeconds) {
-        return Run(GetParam().interpreter,
-                   {std::string(EXAMPLES_PATH "/") + GetParam().file, ReceiverDriver::ProgramPath(),
-                    Url(), jingle, Output(), maximumSeconds});
+        const std::string script = GetParam() == "node" ? "record_program.js" : "record_program.py";
+        return Run(GetParam(), {EXAMPLES_PATH "/" + script, ReceiverDriver::ProgramPath(), Url(),
+                                jingle, Output(), maximumSeconds});
     }
     void ExpectRecorded(uint64_t frames) {
         EXPECT_EQ(DecodeStream(Output()).samples,
@@ -64,8 +60,7 @@ TEST_P(ScriptExampleTest, TellsWhyASessionFailed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, ScriptExampleTest,
-                         testing::Values(Script{"python3", "record_program.py"},
-                                         Script{"node", "record_program.js"}),
-                         [](const auto& script) { return std::string(script.param.interpreter); });
+                         testing::Values(std::string("python3"), std::string("node")),
+                         [](const auto& interpreter) { return interpreter.param; });
 
 }  // namespace receiver

@@ -55,6 +55,25 @@ protected:
         return event != nullptr ? *event : receiver_event{};
     }
 
+    // The command that the request becomes.
+    json Sent(const receiver_request& request) {
+        std::promise<json> command;
+        FakePeer peer([&](FakePeer& p) {
+            p.Welcome();
+            const json prepare = p.ReceiveMessage();
+            p.SendMessage(Ack(prepare));
+            command.set_value(prepare);
+            p.WaitForHangUp();
+        });
+        EXPECT_EQ(receiver_client_connect(client_.get(), peer.Uri().c_str(), kPatienceMs),
+                  RECEIVER_OK);
+        EXPECT_EQ(receiver_client_is_connected(client_.get()), 1);
+        EXPECT_EQ(receiver_client_prepare(client_.get(), &request, kPatienceMs), RECEIVER_OK)
+            << receiver_client_error_text(client_.get());
+        receiver_client_disconnect(client_.get());
+        return Await(command.get_future(), "PREPARE");
+    }
+
     receiver_request Request() const {
         receiver_request request{};
         request.size = sizeof(request);
@@ -74,22 +93,11 @@ protected:
 }  // namespace
 
 TEST_F(CApiTest, APreparedRequestIsTheCommandOnTheWire) {
-    std::promise<json> command;
-    FakePeer peer([&](FakePeer& p) {
-        p.Welcome();
-        const json prepare = p.ReceiveMessage();
-        p.SendMessage(Ack(prepare));
-        command.set_value(prepare);
-        p.WaitForHangUp();
-    });
-    ASSERT_EQ(receiver_client_connect(client_.get(), peer.Uri().c_str(), kPatienceMs), RECEIVER_OK);
-    EXPECT_EQ(receiver_client_is_connected(client_.get()), 1);
     receiver_request request = Request();
     request.io_timeout_ms = 5000;
     request.maximum_ms = 60000;
     request.fade_ms = 3000;
-    ASSERT_EQ(receiver_client_prepare(client_.get(), &request, kPatienceMs), RECEIVER_OK);
-    json sent = Await(command.get_future(), "PREPARE");
+    json sent = Sent(request);
     sent.erase("requestId");
     EXPECT_EQ(sent, json::parse(R"({"type":"PREPARE","version":1,"sessionId":"s",
         "url":"http://radio/","ioTimeoutMs":5000,"program":{"maximumMs":60000,"fadeMs":3000},
@@ -99,20 +107,10 @@ TEST_F(CApiTest, APreparedRequestIsTheCommandOnTheWire) {
 
 // A program compiled against an older header has a shorter record.
 TEST_F(CApiTest, WhatAShorterRecordLacksIsZero) {
-    std::promise<json> command;
-    FakePeer peer([&](FakePeer& p) {
-        p.Welcome();
-        const json prepare = p.ReceiveMessage();
-        p.SendMessage(Ack(prepare));
-        command.set_value(prepare);
-        p.WaitForHangUp();
-    });
-    ASSERT_EQ(receiver_client_connect(client_.get(), peer.Uri().c_str(), kPatienceMs), RECEIVER_OK);
     receiver_request request = Request();
     request.maximum_ms = 60000;
     request.size = offsetof(receiver_request, maximum_ms);
-    ASSERT_EQ(receiver_client_prepare(client_.get(), &request, kPatienceMs), RECEIVER_OK);
-    EXPECT_FALSE(Await(command.get_future(), "PREPARE").contains("program"));
+    EXPECT_FALSE(Sent(request).contains("program"));
 }
 
 TEST_F(CApiTest, ARequestThatLacksWhatItNeedsIsRefusedInWords) {
