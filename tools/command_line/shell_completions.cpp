@@ -139,10 +139,10 @@ std::string BashCompletion(const DeclaredCommand& tool,
     std::string cases;
     for (const DeclaredCommand& command : commands) {
         const std::string name = command.tool->name;
-        const std::string own = FunctionName(toolName + " " + name);
+        const std::string own = function + "_" + name;
         text += BashFunction(*command.app, own);
-        first += " " + name;
-        cases += "        " + name + ") " + own + " ;;\n";
+        first.append(" ").append(name);
+        cases.append("        ").append(name).append(") ").append(own).append(" ;;\n");
     }
     return text + function + "() {\n    COMPREPLY=()\n    if ((COMP_CWORD == 1)); then\n" +
            "        mapfile -t COMPREPLY < <(compgen -W \"" + first +

@@ -125,7 +125,7 @@ std::string Text(const char* format, double a, double b = 0.0, double c = 0.0) {
 }  // namespace
 
 std::vector<SpeedVariant> MakeSpeedVariants(const std::vector<int16_t>& samples) {
-    constexpr size_t kMaxSamples = 20 * kAnalysisRate;
+    constexpr size_t kMaxSamples = size_t{20} * kAnalysisRate;
     const std::vector<int16_t> head(
         samples.begin(),
         samples.begin() + static_cast<ptrdiff_t>(std::min(samples.size(), kMaxSamples)));

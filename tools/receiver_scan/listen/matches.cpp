@@ -7,6 +7,7 @@ namespace receiver {
 std::vector<DetectorMatch> FindMatches(const HeardAudio& heard,
                                        const std::vector<ScanReference>& references) {
     std::vector<ReferenceFingerprint> prints;
+    prints.reserve(references.size());
     for (const ScanReference& reference : references) prints.push_back(reference.print);
     std::vector<DetectorMatch> matches;
     ReferenceMatcher matcher(std::move(prints), kBerThreshold,

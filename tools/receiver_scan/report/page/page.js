@@ -403,7 +403,13 @@
         pending = requestAnimationFrame(drawAll);
     });
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", drawAll);
-    window.addEventListener("beforeprint", function () { root.classList.add("printing"); drawAll(); });
-    window.addEventListener("afterprint", function () { root.classList.remove("printing"); drawAll(); });
+    // On paper: dark on light, and as wide as a page.
+    function setPrinting(isPrinting) {
+        root.classList.toggle("printing", isPrinting);
+        for (const chart of charts) chart.graph.resize();
+        drawAll();
+    }
+    window.addEventListener("beforeprint", () => setPrinting(true));
+    window.addEventListener("afterprint", () => setPrinting(false));
     root.dataset.state = "ready";
 })();
