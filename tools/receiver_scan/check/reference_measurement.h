@@ -27,7 +27,7 @@ struct ReferenceMeasurement {
 
 // Never throws for what the file is; `failure` says it, also of one that is longer than
 // `mostSeconds`, of which no more is read.
-ReferenceMeasurement MeasureReference(
-    const std::string& path, double mostSeconds = std::numeric_limits<double>::infinity());
+ReferenceMeasurement MeasureReference(const std::string& path,
+                                      double mostSeconds = std::numeric_limits<double>::infinity());
 
 }  // namespace receiver
