@@ -46,13 +46,16 @@ std::set<std::string> OptionsIn(const std::string& text) {
     return options;
 }
 
-constexpr const char* kPrograms[] = {"ReceiverHost", "receiver-hash", "receiver-record"};
+constexpr const char* kPrograms[] = {"ReceiverHost", "receiver-hash", "receiver-record",
+                                     "receiver-scan"};
 // Those with options; ReceiverHost has two arguments and nothing else.
-constexpr const char* kTools[] = {"receiver-hash", "receiver-record"};
+constexpr const char* kTools[] = {"receiver-hash", "receiver-record", "receiver-scan"};
 
-// As the lists of options in --help begin their lines.
-std::set<std::string> OptionsOfHelp(const std::string& tool) {
-    std::istringstream help(RunTool((ExecutableDirectory() / tool).string(), {"--help"}).output);
+// As the lists of options in --help begin their lines. Of a command of the tool, if there is one.
+std::set<std::string> OptionsOfHelp(const std::string& tool, const std::string& command = "") {
+    std::vector<std::string> arguments = {"--help"};
+    if (!command.empty()) arguments.insert(arguments.begin(), command);
+    std::istringstream help(RunTool((ExecutableDirectory() / tool).string(), arguments).output);
     std::set<std::string> options;
     for (std::string line; std::getline(help, line);) {
         if (line.rfind("  -", 0) != 0) continue;
@@ -143,6 +146,11 @@ TEST_F(InstalledDocumentsTest, TheManualNamesEveryOptionOfTheHelp) {
         }
     }
     EXPECT_GE(OptionsOfHelp("receiver-record").size(), 19u);
+    const Outcome scan = RunTool("groff", {"-man", "-Tascii", "-P-cbou", Manual("receiver-scan")});
+    const std::set<std::string> named = OptionsIn(scan.output);
+    for (const std::string& option : OptionsOfHelp("receiver-scan", "listen")) {
+        EXPECT_EQ(named.count(option), 1u) << option;
+    }
     EXPECT_EQ(OptionsOfHelp("receiver-hash"), (std::set<std::string>{"-h", "--help", "--version"}));
 }
 
@@ -153,6 +161,18 @@ TEST_F(InstalledDocumentsTest, BashOffersEveryOptionOfTheHelp) {
     }
     EXPECT_EQ(BashOffers("receiver-record", {"http://radio/", "--verb"}),
               std::vector<std::string>{"--verbose"});
+}
+
+TEST_F(InstalledDocumentsTest, BashOffersTheCommandsAndThenTheOptionsOfEach) {
+    const std::vector<std::string> commands = BashOffers("receiver-scan", {"l"});
+    EXPECT_EQ(commands, std::vector<std::string>{"listen"});
+    const std::vector<std::string> offers = BashOffers("receiver-scan", {"listen", "-"});
+    EXPECT_EQ(std::set<std::string>(offers.begin(), offers.end()),
+              OptionsOfHelp("receiver-scan", "listen"));
+    EXPECT_GE(offers.size(), 16u);
+    EXPECT_EQ(BashOffers("receiver-scan", {"listen", folder_->File("jingle")}), Jingles());
+    EXPECT_EQ(BashOffers("receiver-scan", {"listen", "--start", folder_->File("jingle")}),
+              Jingles());
 }
 
 TEST_F(InstalledDocumentsTest, BashOffersFilesWhereAFileIsMeant) {
@@ -204,10 +224,19 @@ TEST_F(InstalledDocumentsTest, ZshOffersEveryOptionOfTheHelp) {
     }
 }
 
+TEST_F(InstalledDocumentsTest, ZshOffersTheCommandsAndThenTheOptionsOfEach) {
+    EXPECT_NE(ZshShows("receiver-scan ").find("listen"), std::string::npos);
+    const std::set<std::string> shown = OptionsIn(ZshShows("receiver-scan listen -"));
+    for (const std::string& option : OptionsOfHelp("receiver-scan", "listen")) {
+        EXPECT_EQ(shown.count(option), 1u) << option;
+    }
+}
+
 TEST_F(InstalledDocumentsTest, ZshCompletesFilesWhereAFileIsMeant) {
     for (const std::string begun :
          {"receiver-record --start ", "receiver-record --start news=", "receiver-hash ",
-          "receiver-hash a.wav ", "ReceiverHost pcm-pipe://a "}) {
+          "receiver-hash a.wav ", "ReceiverHost pcm-pipe://a ", "receiver-scan listen ",
+          "receiver-scan listen --start news="}) {
         const std::string shown = ZshShows(begun + "jingle\\ t");
         EXPECT_NE(shown.find("jingle\\ two.wav"), std::string::npos) << begun << "\n" << shown;
     }

@@ -18,8 +18,11 @@
 #include "receiver_scan/listen/result_json.h"
 #include "receiver_scan/listen/result_text.h"
 #include "receiver_scan/listen/scan_result.h"
+#include "receiver_scan/report/html_page.h"
+#include "receiver_scan/report/svg_plot.h"
 #include "receiver_scan/source/opened_source.h"
 #include "receiver_scan/source/progress_bar.h"
+#include "receiver_scan/source/scan_output.h"
 
 namespace receiver {
 namespace {
@@ -83,6 +86,8 @@ void Print(const ScanResult& result, bool json) {
 void WriteFiles(const ScanResult& result, const ListenOptions& options) {
     if (!options.berFile.empty()) WriteBerFile(options.berFile, result);
     if (!options.wordsFile.empty()) WriteWordsFile(options.wordsFile, result.heard);
+    if (!options.reportFile.empty()) WriteWholeFile(options.reportFile, ReportPage(result));
+    if (!options.plotFile.empty()) WriteWholeFile(options.plotFile, SvgPlot(result));
 }
 
 ScanExitCode ExitCodeOf(const ScanResult& result, bool wasInterrupted) {

@@ -65,6 +65,8 @@ std::string Times(size_t count) {
     return count == 1 ? "once" : count == 2 ? "twice" : std::to_string(count) + " times";
 }
 
+}  // namespace
+
 std::string ReferenceLine(const ScanResult& result, size_t index) {
     const ScanReference& reference = result.references[index];
     const ReferenceView& view = result.views[index];
@@ -86,7 +88,7 @@ std::string ReferenceLine(const ScanResult& result, size_t index) {
 
 std::string ProgrammeLine(const ScanResult& result) {
     const std::optional<Programme>& programme = result.judgement.programme;
-    if (!programme) return "No programme: no start recording was heard.";
+    if (!programme) return "No programme: no start recording was heard";
     const auto clock = [](uint64_t sample) { return FormatPosition(MsOf(sample)); };
     std::string line = "The programme: from " + clock(programme->startSample) + " (sample " +
                        std::to_string(programme->startSample) + ")";
@@ -99,16 +101,14 @@ std::string ProgrammeLine(const ScanResult& result) {
     return line + ", after a fade of " + Number("%.1f s", SecondsOf(programme->fadeFrames));
 }
 
-std::string HeadLine(const ScanResult& result) {
+std::string HeardText(const ScanResult& result) {
     const HeardAudio& heard = result.heard;
-    std::string line = Harmless(result.source) + ": " + FormatPosition(MsOf(heard.frames)) +
-                       " heard, " + std::to_string(heard.channels) +
+    std::string line = FormatPosition(MsOf(heard.frames)) + " heard, " +
+                       std::to_string(heard.channels) +
                        (heard.channels == 1 ? " channel" : " channels");
     if (heard.end == HearingEnd::kSourceFailed) line += "; then the source failed";
     return line;
 }
-
-}  // namespace
 
 const char* Describe(MatchFate fate) {
     switch (fate) {
@@ -148,7 +148,7 @@ std::string DescribeEnd(const Programme& programme) {
 }
 
 std::vector<std::string> ResultLines(const ScanResult& result) {
-    std::vector<std::string> lines = {HeadLine(result), ""};
+    std::vector<std::string> lines = {Harmless(result.source) + ": " + HeardText(result), ""};
     const std::vector<Row> matches = MatchRows(result);
     if (matches.size() > 1) {
         AppendTable(matches, lines);
