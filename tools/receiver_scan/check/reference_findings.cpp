@@ -1,7 +1,6 @@
 #include "receiver_scan/check/reference_findings.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
 #include <filesystem>
 
@@ -25,16 +24,11 @@ constexpr double kWeakStreamedBer = 0.10;
 // all of them takes long.
 constexpr size_t kMaxShiftedWords = 80 * 120;
 
-#if defined(__GNUC__)
-__attribute__((format(printf, 1, 2)))
-#endif
-std::string
-Text(const char* format, ...) {
+// As printf has it.
+template <typename First, typename... More>
+std::string Text(const char* format, First first, More... more) {
     char text[512];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof(text), format, arguments);
-    va_end(arguments);
+    std::snprintf(text, sizeof(text), format, first, more...);
     return text;
 }
 

@@ -1,7 +1,6 @@
 #include "receiver_scan/discover/discovery_report.h"
 
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -14,16 +13,11 @@ namespace {
 
 using nlohmann::ordered_json;
 
-#if defined(__GNUC__)
-__attribute__((format(printf, 1, 2)))
-#endif
-std::string
-Text(const char* format, ...) {
+// As printf has it.
+template <typename First, typename... More>
+std::string Text(const char* format, First first, More... more) {
     char text[400];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof(text), format, arguments);
-    va_end(arguments);
+    std::snprintf(text, sizeof(text), format, first, more...);
     return text;
 }
 
