@@ -89,7 +89,7 @@ struct ReconnectingAudioFile::State {
     // Tries, with pauses, until it succeeds or the time is over; once at least.
     bool TryUntilOver(const std::function<bool()>& attempt);
     bool Reconnect();
-    void Adopt(StreamJoint joint, const SourceBreak& cause, uint32_t attempts);
+    void Adopt(const StreamJoint& joint, const SourceBreak& cause, uint32_t attempts);
     void Receive(const std::vector<int16_t>& samples);
     void NoteBreak(const SourceBreak& how);
     void TellFailure() const;
@@ -133,18 +133,18 @@ bool ReconnectingAudioFile::State::Reconnect() {
                                 .held = static_cast<size_t>(outgoing.Frames()),
                                 .base = base,
                                 .clock = clock};
-        auto joint = JoinStream(heard, *next, timing.nowMs);
+        const auto joint = JoinStream(heard, *next, timing.nowMs);
         if (!joint) {
             NoteBreak(next->Break());
             return false;
         }
         connection = std::move(next);
-        Adopt(std::move(*joint), cause, attempts);
+        Adopt(*joint, cause, attempts);
         return true;
     });
 }
 
-void ReconnectingAudioFile::State::Adopt(StreamJoint joint, const SourceBreak& cause,
+void ReconnectingAudioFile::State::Adopt(const StreamJoint& joint, const SourceBreak& cause,
                                          uint32_t attempts) {
     const SourceResumption resumption{
         .sample = ToOutput(joint.at),
@@ -257,7 +257,7 @@ uint64_t ReconnectingAudioFile::State::ToOutput(uint64_t frames) const {
 }
 
 ReconnectingAudioFile::ReconnectingAudioFile(
-    ConnectionFactory connect, std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
+    ConnectionFactory connect, const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation,
     ReconnectLimits limits, OnResumed onResumed)
     : ReconnectingAudioFile(std::move(connect), cancellation, limits, std::move(onResumed),
                             RealTiming(cancellation)) {}

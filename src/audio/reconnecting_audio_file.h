@@ -74,7 +74,7 @@ public:
 
     // Throws std::invalid_argument without a factory, a cancellation or an output rate.
     ReconnectingAudioFile(ConnectionFactory connect,
-                          std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
+                          const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation,
                           ReconnectLimits limits, OnResumed onResumed);
     ReconnectingAudioFile(ConnectionFactory connect,
                           std::shared_ptr<CFFmpegNetworkCancellation> cancellation,
