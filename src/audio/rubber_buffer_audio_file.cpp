@@ -289,10 +289,9 @@ BOOL CRubberBufferAudioFile::Close() {
         filler = std::move(filler_);
     }
     if (filler.joinable()) filler.join();
-    std::deque<Block> dropped;
     MutexLock lock(mutex_);
     open_ = 0;
-    dropped.swap(blocks_);
+    blocks_.clear();  // in its place: even an empty deque needs memory, and a destructor calls this
     retainedBytes_ = 0;
     return 1;
 }

@@ -119,6 +119,7 @@ protected:
     size_t descriptors_ = 0;  // of the receiver between two sessions
     json prepare_;
     int sessions_ = 0;
+    std::string sessionId_;  // of the last one
     std::vector<int16_t> programme_;
     std::vector<int16_t> taken_;
     bool hasAudio_ = false;  // its client has tried
@@ -180,6 +181,8 @@ void FaultSweepTest::TakeAudio(const std::string& uri) {
 
 std::optional<std::string> FaultSweepTest::Heed(const json& message) {
     const std::string type = message["type"];
+    // An event of the session before, which had been seen to be over without it.
+    if (message.value("sessionId", sessionId_) != sessionId_) return std::nullopt;
     if (type == kReplyRejected) {
         // Whatever was acknowledged before: a session that was rejected is not there.
         if (message["message"] != kRejectedActiveSession) {
@@ -200,7 +203,8 @@ std::optional<std::string> FaultSweepTest::Heed(const json& message) {
 
 std::string FaultSweepTest::RunSession() {
     json prepare = prepare_;
-    prepare.update({{"requestId", "p" + std::to_string(++sessions_)}, {"version", 1}});
+    sessionId_ = "s" + std::to_string(++sessions_);
+    prepare.update({{"requestId", "p" + sessionId_}, {"sessionId", sessionId_}, {"version", 1}});
     taken_.clear();
     hasAudio_ = false;
     receiver_->Control().SendFrame(prepare.dump());

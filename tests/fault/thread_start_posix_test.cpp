@@ -49,8 +49,9 @@ TEST_F(ThreadStartTest, ASessionWithoutAThreadIsRejectedAndTheNextOneTaken) {
 // Two references are loaded by two threads where there are two processors.
 TEST_F(ThreadStartTest, ALoaderWithoutAThreadIsDoneWithout) {
     if (std::thread::hardware_concurrency() < 2) GTEST_SKIP() << "one processor needs no loader";
-    ReceiverDriver receiver(WithFailingThread(2));
+    ReceiverDriver receiver(calls_.Options());
     receiver.Introduce();
+    calls_.FailNext(FaultKind::kThread, 2);
     const json prepare =
         PrepareCommand("s", station_.Url(kPath), SaveJingles(broadcast_), 60000, 0);
     EXPECT_EQ(Record(receiver, prepare).finished["reason"], "eof");

@@ -122,4 +122,13 @@ TEST(FrameConverter, RestartForgetsWhatTheResamplerHeld) {
     EXPECT_EQ(Convert(converter, *frame), first);
 }
 
+TEST(FrameConverter, AnOpenThatFailsLeavesNothingOfTheOneBefore) {
+    FrameConverter converter;
+    ASSERT_TRUE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 2), 44100, 16));
+    ASSERT_FALSE(converter.Open(*MakeCodec(44100, AV_SAMPLE_FMT_S16P, 2), 0, 16));
+    EXPECT_EQ(converter.OutputChannels(), 0);
+    EXPECT_EQ(converter.OutputBlockAlign(), 0u);
+    EXPECT_FALSE(converter.Restart());
+}
+
 }  // namespace receiver

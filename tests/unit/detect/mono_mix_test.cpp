@@ -57,5 +57,12 @@ TEST(MonoMix, ReadsUnalignedBytes) {
     EXPECT_EQ(mono[1], -600);
 }
 
+TEST(MonoMix, OfNoChannelThereIsNothing) {
+    const std::vector<int16_t> pcm(4, 7);
+    std::vector<int16_t> mono(4, 9);
+    MixToMono(pcm.data(), 4, 0, mono.data());
+    EXPECT_EQ(mono, std::vector<int16_t>(4, 9));
+}
+
 }  // namespace
 }  // namespace receiver
