@@ -117,7 +117,7 @@ SessionSnapshot ParseSnapshot(const json& object) {
     SessionSnapshot snapshot;
     snapshot.sessionId = Text(object, "sessionId");
     snapshot.state = Text(object, "state");
-    snapshot.sequence = Unsigned<uint64_t>(object, "sequence");
+    if (object.contains("sequence")) snapshot.sequence = Unsigned<uint64_t>(object, "sequence");
     for (const json& match : object.at("matches")) snapshot.matches.push_back(ParseMatch(match));
     if (object.contains("uri")) snapshot.uri = Text(object, "uri");
     if (object.contains("sourceSample")) {

@@ -14,6 +14,7 @@
 #include "testing/process_probe_posix.h"
 #include "testing/receiver_fixture.h"
 #include "wire/messages.h"
+#include "wire/pcm1_record.h"
 #include "wire/rejections.h"
 
 namespace receiver {
@@ -122,7 +123,8 @@ protected:
     std::string sessionId_;  // of the last one
     std::vector<int16_t> programme_;
     std::vector<int16_t> taken_;
-    bool hasAudio_ = false;  // its client has tried
+    bool hasAudio_ = false;      // its client has tried
+    bool sourceFailed_ = false;  // as the audio's last record says
 };
 
 FaultSweepTest::FaultSweepTest() {
@@ -174,6 +176,7 @@ void FaultSweepTest::TakeAudio(const std::string& uri) {
         if (!audio.Connect(uri, 0)) break;
         if (!audio.ReadHeader()) continue;
         if (audio.ReadToEnd()) audio.Acknowledge();
+        sourceFailed_ = audio.LastRecord().type == kPcm1SourceFailed;
         break;
     }
     taken_ = audio.Pcm();
@@ -198,7 +201,8 @@ std::optional<std::string> FaultSweepTest::Heed(const json& message) {
     if (type == kEventReady) TakeAudio(message["uri"]);
     if (type != kEventFinished) return std::nullopt;
     if (message["reason"] != kReasonEof) return message["message"];
-    return message["program"]["reason"] == kEndInterrupted ? kInterrupted : "eof";
+    // A failure that comes while the last frames are waited for is told by the audio alone.
+    return sourceFailed_ || message["program"]["reason"] == kEndInterrupted ? kInterrupted : "eof";
 }
 
 std::string FaultSweepTest::RunSession() {
@@ -207,6 +211,7 @@ std::string FaultSweepTest::RunSession() {
     prepare.update({{"requestId", "p" + sessionId_}, {"sessionId", sessionId_}, {"version", 1}});
     taken_.clear();
     hasAudio_ = false;
+    sourceFailed_ = false;
     receiver_->Control().SendFrame(prepare.dump());
     const Patience patience("the end of a session");
     while (true) {

@@ -24,11 +24,11 @@ TEST(Abi, TheRecordsHaveTheSizesOfSoVersion0) {
     EXPECT_EQ(sizeof(Match), 64u);
     EXPECT_EQ(sizeof(Program), 64u);
     EXPECT_EQ(sizeof(BufferStatistics), 64u);
-    EXPECT_EQ(sizeof(SessionSnapshot), 392u);
-    EXPECT_EQ(sizeof(Welcome), 464u);
-    EXPECT_EQ(sizeof(Event), 504u);
+    EXPECT_EQ(sizeof(SessionSnapshot), 400u);
+    EXPECT_EQ(sizeof(Welcome), 472u);
+    EXPECT_EQ(sizeof(Event), 512u);
     EXPECT_EQ(sizeof(ProgramSink), 96u);
-    EXPECT_EQ(sizeof(ProgramResult), 568u);
+    EXPECT_EQ(sizeof(ProgramResult), 576u);
 #else
     GTEST_SKIP() << "the sizes are those of x86-64 with libstdc++";
 #endif
