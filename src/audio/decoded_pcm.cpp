@@ -53,6 +53,7 @@ uint32_t DecodedPcm::Convert(const AVFrame& frame, int skip, uint8_t* buffer, ui
     }
     const int converted =
         converter_.Convert(frame, skip, direct ? buffer : kept_.data(), static_cast<int>(bound));
+    if (converted == AVERROR(ENOMEM)) return kDecoderErrorOutOfMemory;
     if (converted < 0) return kDecoderErrorResampler;
     const auto made = static_cast<uint32_t>(converted * blockAlign);
     keptStart_ = 0;

@@ -114,6 +114,8 @@ BOOL CFFmpegStreamingDecoder::Close() {
 
 int32_t CFFmpegStreamingDecoder::Read(void* buffer, uint32_t count) {
     if (open_ == 0 || !buffer || count == 0) return -1;
+    // Something is missing since: what comes now would be in its place.
+    if (errorCode_ == kDecoderErrorOutOfMemory) return -1;
     count = std::min(count, static_cast<uint32_t>(std::numeric_limits<int32_t>::max()));
     auto* output = static_cast<uint8_t*>(buffer);
     uint32_t delivered = stages_->pcm.TakeKept(output, count);
@@ -150,6 +152,7 @@ BOOL CFFmpegStreamingDecoder::Seek(float seconds) {
         errorCode_ = kDecoderErrorSeek;
         return 0;
     }
+    if (errorCode_ == kDecoderErrorOutOfMemory) errorCode_ = kDecoderErrorNone;
     const bool direct = SeeksDirectly(stages_->frames.Codec().codec_id, path_);
     const SeekOutcome outcome = stages_->seek.To(
         {seconds, direct, seekPreRollMs_ / 1000.0, static_cast<double>(record_.nSamplesPerSec)});

@@ -69,7 +69,8 @@ void NoteCallers() {
         char* const end = plan->callers.data() + text.size();
         const size_t room = plan->callers.size() - text.size();
         const auto offset = static_cast<char*>(callers[i]) - static_cast<char*>(object.dli_fbase);
-        const int length = std::snprintf(end, room, "%s %#tx\n", object.dli_fname, offset);
+        const int length = std::snprintf(end, room, "%s %#tx %s\n", object.dli_fname, offset,
+                                         object.dli_sname ? object.dli_sname : "-");
         if (length < 0 || static_cast<size_t>(length) >= room) return;
         text = std::string_view(plan->callers.data(), text.size() + static_cast<size_t>(length));
     }

@@ -58,7 +58,8 @@ public:
     // Whether the call has come, and then which it was.
     bool HasHappened() const { return plan_->happened != 0; }
     std::string Function() const { return plan_->function.data(); }
-    // As the system's objects and the offsets in them, a line for each, the innermost first.
+    // A line for each, the innermost first: the system's object, the offset in it, and the name
+    // of the exported function there, or "-".
     std::string Callers() const { return plan_->callers.data(); }
 
 private:

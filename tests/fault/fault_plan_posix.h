@@ -37,7 +37,7 @@ struct FaultPlan {
     std::atomic<uint32_t> released{0};        // how many of them may go on; a futex
     std::atomic<uint32_t> happened{0};        // the fault has; what follows is valid
     std::array<char, kNameBytes> function{};
-    std::array<char, kCallerBytes> callers{};  // a line for each: the object's path and an offset
+    std::array<char, kCallerBytes> callers{};  // a line for each: its object, offset and name
 };
 
 static_assert(std::atomic<int64_t>::is_always_lock_free, "shared between processes");

@@ -80,8 +80,9 @@ void PrintTo(const Sweep& sweep, std::ostream* stream) {
 // no memory. Nothing of ours does.
 bool IsLibrarysFault(const std::string& callers) {
     std::istringstream lines(callers);
-    for (std::string object, offset; lines >> object >> offset;) {
-        for (const char* library : {"libfftw3", "libavformat", "libavcodec", "libavutil"}) {
+    for (std::string object, offset, name; lines >> object >> offset >> name;) {
+        for (const char* library :
+             {"libfftw3", "libavformat", "libavcodec", "libavutil", "libswresample"}) {
             if (object.find(library) != object.npos) return true;
         }
         if (!object.ends_with("ReceiverHost")) continue;
@@ -92,6 +93,12 @@ bool IsLibrarysFault(const std::string& callers) {
         }
     }
     return false;
+}
+
+// What FFmpeg reads of a stream to get to know it, it loses without a word when it gets no memory:
+// the stream, or the reference, begins later.
+bool LosesTheBeginning(const std::string& callers) {
+    return callers.find("avformat_find_stream_info") != callers.npos;
 }
 
 class FaultSweepTest : public testing::TestWithParam<Sweep> {
@@ -251,7 +258,7 @@ void FaultSweepTest::ExpectNothingLeft() {
 void FaultSweepTest::ExpectLibrarysFault() {
     receiver_->Forget();
     EXPECT_THAT(receiver_->Process().WaitForExit(TickMs() + kPatienceMs).value_or(-1),
-                testing::AnyOf(128 + SIGABRT, 128 + SIGSEGV, 1));
+                testing::AnyOf(128 + SIGABRT, 128 + SIGSEGV, 128 + SIGFPE, 1));
     EXPECT_TRUE(IsLibrarysFault(calls_.Callers()));
 }
 
@@ -273,13 +280,19 @@ TEST_P(FaultSweepTest, EachFaultEndsAsItIsCalledAndLeavesNothing) {
         calls_.Stop();
         if (!calls_.HasHappened()) break;
         SCOPED_TRACE(calls_.Function() + "\n" + calls_.Callers());
-        EXPECT_THAT(expected, testing::Contains(outcome));
+        const bool losesBeginning =
+            sweep.kind == FaultKind::kAllocation && LosesTheBeginning(calls_.Callers());
+        if (!losesBeginning || outcome != kFinishedReferenceShort) {
+            EXPECT_THAT(expected, testing::Contains(outcome));
+        }
         // All of the programme, or its beginning.
         if (outcome == "eof") {
             EXPECT_EQ(taken_.size(), programme_.size());
         }
         ASSERT_LE(taken_.size(), programme_.size());
-        EXPECT_TRUE(std::equal(taken_.begin(), taken_.end(), programme_.begin()));
+        if (!losesBeginning) {
+            EXPECT_TRUE(std::equal(taken_.begin(), taken_.end(), programme_.begin()));
+        }
         if (outcome == kGone) {
             ExpectLibrarysFault();
             StartReceiver();

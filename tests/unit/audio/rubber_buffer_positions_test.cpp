@@ -1,4 +1,5 @@
-// Positions in a rubber buffer: seeking, waiting for a sample, and letting go of what was read.
+// Positions in a rubber buffer: seeking, waiting for a sample and at the live edge, and letting go
+// of what was read.
 #include <limits>
 
 #include "platform/clock.h"
@@ -6,6 +7,11 @@
 #include "unit/audio/rubber_buffer_fixture.h"
 
 namespace receiver {
+namespace {
+
+constexpr uint32_t kForEver = 0xFFFFFFFE;  // ms; the test's own patience ends before
+
+}  // namespace
 
 TEST_F(RubberBufferTest, SeekToSampleReachesWhatIsHeldAndTheLiveEdge) {
     ASSERT_TRUE(OpenBuffer());
@@ -147,6 +153,28 @@ TEST_F(RubberBufferTest, SwitchingReleaseOffKeepsWhatIsReadFromThenOn) {
     Fill(4096);
     ASSERT_EQ(buffer_->Read(pcm_, 4096), 4096);
     EXPECT_EQ(buffer_->GetStats().blocks, 1u);
+}
+
+// The reader is nearly always there first, and only what wakes it ends its wait.
+TEST_F(RubberBufferTest, AReaderAtTheLiveEdgeIsWokenByEachArrival) {
+    constexpr int kRounds = 100;
+    ASSERT_TRUE(OpenBuffer(4096, kForEver));
+    for (int round = 0; round < kRounds; ++round) {
+        TestTask reader("the reader", [this] { return buffer_->Read(pcm_, 4); });
+        source_->Deliver(4);
+        ASSERT_EQ(reader.Get(), 4);
+    }
+}
+
+TEST_F(RubberBufferTest, AStopWakesAReaderThoughTheSourceDoesNotHeedIt) {
+    buffer_ = std::make_unique<CRubberBufferAudioFile>(
+        std::move(owned_), [] {}, 4096, kForEver);
+    ASSERT_TRUE(buffer_->Open("scripted"));
+    ASSERT_TRUE(source_->WaitUntilBlocked());
+    TestTask reader("the reader", [this] { return buffer_->Read(pcm_, 4); });
+    EXPECT_FALSE(reader.HasEndedWithin(20));
+    buffer_->RequestStop();
+    EXPECT_EQ(reader.Get(), -1);
 }
 
 }  // namespace receiver
