@@ -6,14 +6,18 @@
 #include <stdexcept>
 #include <thread>
 
+#include "platform/files.h"
 #include "platform/thread_name.h"
+#include "platform/thread_safety.h"
 #include "wire/messages.h"
 
 namespace receiver {
 namespace {
 
 // References are handed out in their order, so whatever comes before a failure has been begun
-// and is seen to its end; what comes after it is given up.
+// and is seen to its end; what comes after it is given up. A file counts as it is when its turn
+// comes, when all before it are loaded: one that has gone by then cannot be opened, although it
+// may have been begun long before.
 class ReferenceListLoading final {
 public:
     ReferenceListLoading(const std::vector<std::string>& paths,
@@ -22,7 +26,9 @@ public:
           stopRequested_(stopRequested),
           references_(paths.size()),
           failures_(paths.size()),
-          firstFailed_(paths.size()) {}
+          firstFailed_(paths.size()),
+          isLoaded_(paths.size()),
+          isGone_(paths.size()) {}
     ~ReferenceListLoading() { Join(); }
     ReferenceListLoading(const ReferenceListLoading&) = delete;
     ReferenceListLoading& operator=(const ReferenceListLoading&) = delete;
@@ -42,30 +48,51 @@ public:
     }
 
     void LoadNextOnes() {
-        for (size_t index = next_++; index < firstFailed_; index = next_++) Load(index);
+        for (size_t index = next_++; index < firstFailed_; index = next_++) {
+            if (Load(index)) PassTurn(index);
+        }
     }
 
     std::vector<ReferenceFingerprint> Take(size_t* failed) {
         Join();
         if (firstFailed_ < paths_.size()) {
             if (failed) *failed = firstFailed_;
+            if (IsGone(firstFailed_)) throw std::runtime_error(kFinishedReferenceOpen);
             std::rethrow_exception(failures_[firstFailed_]);
         }
         return std::move(references_);
     }
 
 private:
-    void Load(size_t index) {
+    bool Load(size_t index) {
         const auto isPointless = [this, index] {
             return index > firstFailed_ || (stopRequested_ && stopRequested_());
         };
         try {
             if (isPointless()) throw std::runtime_error(kFinishedCancelledLoading);
             references_[index] = LoadReference(paths_[index], isPointless);
+            return true;
         } catch (...) {
             failures_[index] = std::current_exception();
             NoteFailure(index);
+            return false;
         }
+    }
+
+    // Looks at the files whose turn has come with this one's end.
+    void PassTurn(size_t index) EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        isLoaded_[index] = true;
+        while (turn_ < paths_.size() && isLoaded_[turn_] && !isGone_[turn_]) {
+            if (++turn_ == paths_.size() || IsExistingFile(paths_[turn_])) continue;
+            isGone_[turn_] = true;
+            NoteFailure(turn_);
+        }
+    }
+
+    bool IsGone(size_t index) const EXCLUDES(mutex_) {
+        MutexLock lock(mutex_);
+        return isGone_[index];
     }
 
     void NoteFailure(size_t index) {
@@ -87,6 +114,11 @@ private:
     std::atomic<size_t> next_{0};
     std::atomic<size_t> firstFailed_;  // the number of paths while there is none
     std::vector<std::thread> helpers_;
+
+    mutable Mutex mutex_;
+    size_t turn_ GUARDED_BY(mutex_) = 0;  // all before it are loaded
+    std::vector<bool> isLoaded_ GUARDED_BY(mutex_);
+    std::vector<bool> isGone_ GUARDED_BY(mutex_);
 };
 
 }  // namespace

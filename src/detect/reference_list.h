@@ -13,7 +13,8 @@
 namespace receiver {
 
 // One for each path, in their order. Throws what LoadReference throws for the first path, in
-// their order, that cannot be loaded; "Cancelled during reference loading" is such a failure.
+// their order, that cannot be loaded; "Cancelled during reference loading" is such a failure,
+// and so is a file that has gone by the time when all before it are loaded.
 // stopRequested (may be empty) is asked from all of the threads at once. A thread that cannot
 // be started is done without. `threads` 0 stands for one a processor. Before it throws, the
 // path's place in the list is in `failed`, if there is one.

@@ -81,9 +81,10 @@ protected:
         return calls;
     }
     void Scan() {
-        ASSERT_EQ(receiver_->Ask(PrepareCommand("s", station_.Url("/live"),
-                                                {{"jingle", "start", jingle_}}))["type"],
-                  "ACK");
+        json prepare =
+            PrepareCommand("s", station_.Url("/live"), {{"jingle", "start", jingle_}});
+        prepare["report"] = {"cause"};
+        ASSERT_EQ(receiver_->Ask(prepare)["type"], "ACK");
         receiver_->WaitFor("CONNECTED");
     }
 

@@ -75,6 +75,18 @@ TEST_P(ReferenceListTest, FailsAsTheFirstOfThemThatFails) {
     EXPECT_EQ(FailureOf({Sound(1), Sound(2), Absent()}), "Reference Open failed");
 }
 
+// As one after the other would have found it: gone when the one before it was loaded.
+TEST_P(ReferenceListTest, OneThatIsGoneWhenItsTurnComesCannotBeOpened) {
+    const std::string first = Sound(1);
+    const std::string second = Sound(2);
+    std::atomic<bool> removed{false};
+    const auto remove = [&] {
+        if (!removed.exchange(true)) std::filesystem::remove(second);
+        return false;
+    };
+    EXPECT_EQ(FailureOf({first, second}, remove), "Reference Open failed");
+}
+
 TEST_P(ReferenceListTest, NothingIsLoadedOnceAStopIsRequested) {
     EXPECT_EQ(FailureOf({Absent(), Short()}, [] { return true; }), kCancelled);
 }
