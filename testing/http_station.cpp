@@ -58,7 +58,8 @@ std::string ResponseHead(const StationRoute& route, size_t bodyBytes, bool metad
     std::string head = "HTTP/1.1 " + std::to_string(route.status) + " Scripted\r\n";
     head += "Content-Type: " + route.contentType + "\r\n";
     head += "Connection: close\r\n";
-    if (route.framing == BodyFraming::kContentLength) {
+    // A live body has no length that could be told.
+    if (route.framing == BodyFraming::kContentLength && !route.tuneIn) {
         head += "Content-Length: " + std::to_string(bodyBytes) + "\r\n";
     }
     if (route.framing == BodyFraming::kChunked) head += "Transfer-Encoding: chunked\r\n";
