@@ -81,8 +81,7 @@ protected:
         return calls;
     }
     void Scan() {
-        json prepare =
-            PrepareCommand("s", station_.Url("/live"), {{"jingle", "start", jingle_}});
+        json prepare = PrepareCommand("s", station_.Url("/live"), {{"jingle", "start", jingle_}});
         prepare["report"] = {"cause"};
         ASSERT_EQ(receiver_->Ask(prepare)["type"], "ACK");
         receiver_->WaitFor("CONNECTED");

@@ -85,10 +85,11 @@ TEST_F(LiveTerminalTest, EventsScrollAboveTheStatusAndTheSummaryStaysAtTheEnd) {
 
 TEST_F(LiveTerminalTest, TheStatusShowsLevelBufferMatchTimeAndWhatRemains) {
     const auto run = Start(100);
-    // The buffer is asked for when the state changes.
+    // The buffer is asked for when the state changes, the level comes with the first audio.
     ASSERT_TRUE(run->ShowUntil([](const TerminalScreen& screen) {
         const std::string& line = screen.Lines().back();
-        return line.rfind("RECORDING", 0) == 0 && line.find("buffer ") != std::string::npos;
+        return line.rfind("RECORDING", 0) == 0 && line.find("buffer ") != std::string::npos &&
+               line.find("dB") != std::string::npos;
     })) << PrintToString(run->Screen().Lines());
     const std::string line = run->Screen().Lines().back();
     EXPECT_NE(line.find("00:00:0"), std::string::npos) << line;
