@@ -118,7 +118,9 @@ ConnectionFactory SimulatedStation::Factory(
         }
         auto file = std::make_unique<Connection>(*this, visit, cancellation);
         const Connection* connection = file.get();
-        return SourceConnection{std::move(file), [connection] { return connection->Failure(); }};
+        return SourceConnection{.file = std::move(file),
+                                .failure = [connection] { return connection->Failure(); },
+                                .notes = nullptr};
     };
 }
 

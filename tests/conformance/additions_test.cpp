@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "testing/receiver_fixture.h"
-#include "testing/tcp_socket.h"
 
 namespace receiver {
 
@@ -234,12 +233,6 @@ INSTANTIATE_TEST_SUITE_P(
         CauseCase{"Silent",
                   [](HttpStation& station) { return ServeRoute(station, {.headStallAfter = 5}); },
                   {{"kind", "timeout"}, {"text", "nothing came in time"}}},
-        CauseCase{"NobodyThere",
-                  [](HttpStation&) {
-                      return "http://127.0.0.1:" +
-                             std::to_string(TcpSocket::ListenOnLoopback().Port()) + "/";
-                  },
-                  {{"kind", "refused"}, {"text", "the host refuses the connection"}}},
         CauseCase{"NoSuchName",
                   [](HttpStation&) { return "http://radio.invalid/"; },
                   {{"kind", "name_lookup"}, {"text", "the host's name cannot be looked up"}}}),
