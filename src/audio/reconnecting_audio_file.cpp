@@ -68,7 +68,7 @@ struct ReconnectingAudioFile::State {
     int64_t base = 0;        // where the connection's first frame lies in the stream
     uint64_t received = 0;   // frames of the stream
     uint64_t newFrames = 0;  // of the connection
-    uint64_t joint = 0;      // where the connection's new audio begins in the stream
+    uint64_t joinedAt = 0;   // where the connection's new audio begins in the stream
     std::string title;       // the last one told
     uint64_t lastAudioMs = 0;
     ReconnectPauses pauses;
@@ -163,7 +163,7 @@ void ReconnectingAudioFile::State::Adopt(const StreamJoint& joint, const SourceB
     outgoing.AppendSilence(joint.missingFrames);
     received = joint.at + joint.missingFrames;
     base = joint.base;
-    this->joint = received;
+    joinedAt = received;
     newFrames = 0;
     Receive(joint.rest);
     if (!isFirstAudio && onResumed) onResumed(resumption, cause);
@@ -183,7 +183,7 @@ void ReconnectingAudioFile::State::ForwardNotes() {
 // What lies before the joint was told when it was heard.
 void ReconnectingAudioFile::State::Forward(const SourceDamage& damage) {
     const int64_t sample = base + static_cast<int64_t>(damage.sample);
-    if (sample < static_cast<int64_t>(joint) || !notes.onDamage) return;
+    if (sample < static_cast<int64_t>(joinedAt) || !notes.onDamage) return;
     notes.onDamage({.kind = damage.kind,
                     .sample = ToOutput(static_cast<uint64_t>(sample)),
                     .frames = ToOutput(damage.frames)});
@@ -194,7 +194,7 @@ void ReconnectingAudioFile::State::Forward(const SourceTitle& told) {
     if (told.title == title || !notes.onTitle) return;
     title = told.title;
     const int64_t sample = base + static_cast<int64_t>(told.sample);
-    const int64_t first = static_cast<int64_t>(joint);
+    const auto first = static_cast<int64_t>(joinedAt);
     notes.onTitle(
         {.sample = ToOutput(static_cast<uint64_t>(std::max(sample, first))), .title = told.title});
 }
