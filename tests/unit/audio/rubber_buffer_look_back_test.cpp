@@ -12,11 +12,14 @@ namespace receiver {
 namespace {
 
 constexpr uint32_t kAlign = 4;
+// Of what lasts for days: the fewer bytes a second, the sooner they have passed.
+constexpr uint32_t kSlowRate = 8000;
+constexpr uint32_t kSlowAlign = 2;
 
 // Silence as fast as it is taken, and a step to take at the very end.
 class EndlessFile final : public CAudioFile {
 public:
-    explicit EndlessFile(uint64_t bytes) : left_(bytes), record_(FormatOf(2, 44100)) {}
+    explicit EndlessFile(uint64_t bytes) : left_(bytes), record_(FormatOf(1, kSlowRate)) {}
 
     BOOL Open(const std::string&) override {
         format_ = &record_;
@@ -84,8 +87,8 @@ TEST_F(RubberBufferTest, WithoutALookBackAllIsKeptFromThenOn) {
 }
 
 TEST_F(RubberBufferTest, DaysOfWaitingHoldNoMoreThanTheLookBack) {
-    constexpr uint64_t kTwoDays = uint64_t{2} * 24 * 3600 * 44100 * kAlign;
-    constexpr uint64_t kMinute = uint64_t{60} * 44100;
+    constexpr uint64_t kTwoDays = uint64_t{2} * 24 * 3600 * kSlowRate * kSlowAlign;
+    constexpr uint64_t kMinute = uint64_t{60} * kSlowRate;
     constexpr uint32_t kBlock = 65536;
     buffer_ = std::make_unique<CRubberBufferAudioFile>(
         std::make_unique<EndlessFile>(kTwoDays), [] {}, kBlock, kTestDeadlineMs);
@@ -94,10 +97,10 @@ TEST_F(RubberBufferTest, DaysOfWaitingHoldNoMoreThanTheLookBack) {
     while (!buffer_->GetStats().finished) buffer_->WaitForSample(uint64_t{1} << 40, kPatienceMs);
     const auto stats = buffer_->GetStats();
     EXPECT_EQ(stats.receivedBytes, kTwoDays);
-    EXPECT_EQ(stats.nextSample, kTwoDays / kAlign);
-    EXPECT_LE(stats.peakRetainedBytes, kMinute * kAlign + kBlock);
-    EXPECT_GE(stats.retainedBytes, kMinute * kAlign);
-    EXPECT_LE(stats.blocks, kMinute * kAlign / kBlock + 2);
+    EXPECT_EQ(stats.nextSample, kTwoDays / kSlowAlign);
+    EXPECT_LE(stats.peakRetainedBytes, kMinute * kSlowAlign + kBlock);
+    EXPECT_GE(stats.retainedBytes, kMinute * kSlowAlign);
+    EXPECT_LE(stats.blocks, kMinute * kSlowAlign / kBlock + 2);
 }
 
 }  // namespace receiver
