@@ -14,7 +14,7 @@ namespace {
 NetworkRequest MakeRequest(const PreparedHttp& http) {
     NetworkRequest request{.userAgent = http.userAgent, .headers = {}, .caFile = {}};
     for (const auto& [name, value] : http.headers) {
-        request.headers += name + ": " + value + "\r\n";
+        request.headers.append(name).append(": ").append(value).append("\r\n");
     }
     if (!http.caFile.empty()) request.caFile = AnsiToUtf8(http.caFile).value_or(http.caFile);
     return request;

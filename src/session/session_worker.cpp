@@ -134,6 +134,7 @@ std::vector<ReferenceFingerprint> SessionWorker::LoadReferences() {
         throw CausedFailure(error.what(), ReferenceCause(id, error.what()));
     }
     std::vector<uint64_t> lengths;
+    lengths.reserve(references.size());
     for (const ReferenceFingerprint& reference : references) {
         // Counted at the analysis rate, which is half the stream's.
         lengths.push_back(2 * reference.sampleCount);

@@ -139,7 +139,7 @@ std::string BashCompletion(const DeclaredCommand& tool,
     std::string cases;
     for (const DeclaredCommand& command : commands) {
         const std::string name = command.tool->name;
-        const std::string own = function + "_" + name;
+        const std::string own = std::string(function).append("_").append(name);
         text += BashFunction(*command.app, own);
         first.append(" ").append(name);
         cases.append("        ").append(name).append(") ").append(own).append(" ;;\n");
