@@ -22,11 +22,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#if !defined(_WIN32)
-#define RECEIVER_C_API __attribute__((visibility("default")))
-#elif defined(RECEIVER_CLIENT_BUILDS_DLL)
-#define RECEIVER_C_API __declspec(dllexport)
-#else
+/* Only the library's own build has to say how a function is exported. */
+#ifndef RECEIVER_C_API
 #define RECEIVER_C_API
 #endif
 

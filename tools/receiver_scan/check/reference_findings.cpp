@@ -22,7 +22,7 @@ constexpr double kWeakLevelDb = -45.0;
 constexpr double kWeakStreamedBer = 0.10;
 // A reference of seconds has thousands of shifts; only a long one has so many that a search of
 // all of them takes long.
-constexpr size_t kMaxShiftedWords = 80 * 120;
+constexpr size_t kMaxShiftedWords = size_t{80} * 120;
 
 // As printf has it.
 template <typename First, typename... More>

@@ -146,6 +146,7 @@ std::vector<CutResult> WriteCuts(const std::string& source, const std::vector<Cu
     std::stable_sort(order.begin(), order.end(),
                      [&](size_t a, size_t b) { return cuts[a].from < cuts[b].from; });
     std::vector<CutResult> results;
+    results.reserve(cuts.size());
     for (const Cut& cut : cuts) {
         results.push_back(
             {cut.from, cut.to, reader.SampleRate(), reader.Channels(), reader.Bits()});

@@ -125,6 +125,7 @@ private:
         std::stable_sort(byClearness.begin(), byClearness.end(),
                          [](const Place& a, const Place& b) { return a.ber < b.ber; });
         std::vector<uint32_t> places;
+        places.reserve(byClearness.size());
         for (const Place& place : byClearness) places.push_back(place.word);
         StretchEdges edges = FindEdges(words_, places, group.length);
         TrimQuiet(places, group.length, edges);
@@ -157,6 +158,7 @@ private:
     void TrimQuiet(const std::vector<uint32_t>& places, uint32_t length,
                    StretchEdges& edges) const {
         std::vector<int> quietDb;
+        quietDb.reserve(places.size());
         for (const uint32_t place : places) {
             quietDb.push_back(std::max(MedianLevel(place, length) - kQuietBelowDb, kSilentLevelDb));
         }
@@ -191,7 +193,7 @@ private:
                 }
             }
             for (unsigned bit = 0; bit < 32; ++bit) {
-                if (2u * votes[bit] > voters) consensus[word] |= 1u << bit;
+                if (size_t{2} * votes[bit] > voters) consensus[word] |= 1u << bit;
             }
         }
         return consensus;

@@ -102,6 +102,7 @@ void SortByCredibility(std::vector<Repeat>& repeats, size_t longest) {
         return repeats[a].words > repeats[b].words;
     });
     std::vector<Repeat> sorted;
+    sorted.reserve(repeats.size());
     for (const size_t i : order) sorted.push_back(repeats[i]);
     repeats = std::move(sorted);
 }

@@ -73,11 +73,13 @@ json BitPicture(const BitErrors& errors) {
     const size_t bucket = BucketSize(errors.differing.size(), kMaxPictureColumns);
     std::vector<uint8_t> bytes;
     for (size_t begin = 0; begin < errors.differing.size(); begin += bucket) {
-        const size_t end = std::min(errors.differing.size(), begin + bucket);
+        const size_t words = std::min(errors.differing.size() - begin, bucket);
         for (size_t bit = 0; bit < kWordBits; ++bit) {
-            uint32_t differing = 0;
-            for (size_t i = begin; i < end; ++i) differing += errors.differing[i] >> bit & 1u;
-            bytes.push_back(static_cast<uint8_t>(255 * differing / (end - begin)));
+            size_t differing = 0;
+            for (size_t i = 0; i < words; ++i) {
+                differing += errors.differing[begin + i] >> bit & 1u;
+            }
+            bytes.push_back(static_cast<uint8_t>(size_t{255} * differing / words));
         }
     }
     return {{"bucket", bucket}, {"bits", Base64(bytes)}};

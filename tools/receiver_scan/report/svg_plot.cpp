@@ -197,7 +197,9 @@ private:
                                         [&](double step) { return seconds_ / step <= 9.0; });
         const double step = found == kSteps.end() ? seconds_ / 8.0 : *found;
         y_ -= kGap - 8.0;
-        for (double t = 0.0; t <= seconds_; t += step) {
+        const int steps = static_cast<int>(seconds_ / step);
+        for (int i = 0; i <= steps; ++i) {
+            const double t = i * step;
             body_ += Line(X(t), y_, X(t), y_ + 5, "line");
             body_ += Text(X(t), y_ + 18, FormatClock(static_cast<uint64_t>(t * 1000.0)),
                           "class=\"soft\" text-anchor=\"middle\"");
