@@ -6,7 +6,7 @@ import time
 import sound
 from cost import Figure, Meter, private_bytes, processor_s, wait_for_cost
 from receiver import Fault, within
-from stage import (AHEAD_BYTES, BYTES_PER_S, PATIENCE_S, Icecast, Session, ended_after,
+from stage import (AHEAD_BYTES, BYTES_PER_S, PATIENCE_S, Session, ended_after,
                    listening_after, paced)
 from station import head, send
 
@@ -117,7 +117,7 @@ class Fleet:
         self.count = count
         self._all = contextlib.ExitStack()
         try:
-            self.icecast = self._all.enter_context(contextlib.closing(Icecast(stage, count)))
+            self.icecast = self._all.enter_context(contextlib.closing(stage.icecast(count)))
             self.sessions = []
             for _ in range(count):
                 session = self._all.enter_context(contextlib.closing(Session(stage)))
