@@ -65,6 +65,15 @@ function(receiver_filter_platform list)
     set(${list} ${sources} PARENT_SCOPE)
 endfunction()
 
+# Where files are compiled several at a time (CMAKE_UNITY_BUILD, RECEIVER_JOIN_TESTS), so many.
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 10)
+
+# receiver_compile_apart(FILES...): files of the current folder that cannot be compiled together
+# with others, because others have names of their own that are theirs, too.
+function(receiver_compile_apart)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 # receiver_add_library(NAME SOURCES... LIBS...): one src/ folder. LIBS names all
 # that it may use, so that the linker refuses an arrow in the wrong direction.
 # PLATFORM names the base of each pair of files X_win32.cpp / X_posix.cpp.
@@ -150,6 +159,9 @@ function(receiver_add_test_program name sources libs)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src
                                ${PROJECT_SOURCE_DIR}/tests)
     target_precompile_headers(${name} REUSE_FROM receiver_test_headers)
+    if(RECEIVER_JOIN_TESTS)
+        set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
+    endif()
     receiver_windows_program(${name})
 endfunction()
 
