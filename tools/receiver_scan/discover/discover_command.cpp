@@ -17,6 +17,7 @@
 #include "platform/text.h"
 #include "receiver_scan/cut/recording_cut.h"
 #include "receiver_scan/discover/discovery.h"
+#include "receiver_scan/discover/discovery_page.h"
 #include "receiver_scan/discover/discovery_report.h"
 #include "receiver_scan/discover/repeat_search.h"
 #include "receiver_scan/exit_code.h"
