@@ -1,10 +1,11 @@
-// The report in a real browser: Chromium without a window.
+// The pages in a real browser.
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <map>
+#include <memory>
 #include <regex>
 
+#include "page_in_browser_posix.h"
 #include "scan_run.h"
 #include "testing/sound_effects.h"
 #include "testing/temp_folder.h"
@@ -14,12 +15,6 @@ namespace receiver {
 namespace {
 
 constexpr int kRate = 44100;
-
-struct Page {
-    std::string document;  // as it is once its scripts have run
-    std::string errors;
-    std::map<std::string, std::string> facts;  // what the page says of itself: data-...
-};
 
 class ReportBrowserTest : public testing::Test {
 protected:
@@ -41,25 +36,8 @@ protected:
     }
     static void TearDownTestSuite() { folder_.reset(); }
 
-    static Page Load(const std::string& address) {
-        // Within a container Chromium's own sandbox cannot be set up.
-        ChildProcess process("chromium",
-                             {"--headless", "--no-sandbox", "--disable-gpu", "--disable-extensions",
-                              "--user-data-dir=" + folder_->File("profile"),
-                              "--window-size=1200,900", "--enable-logging=stderr", "--dump-dom",
-                              "file://" + folder_->File("page.html") + address},
-                             ChildProcess::ErrorStream::kCapture);
-        const uint64_t deadline = TickMs() + 4 * kPatienceMs;
-        Page page;
-        page.document = process.ReadAllOutput(deadline).value_or("");
-        page.errors = process.ReadAllErrors(deadline).value_or("");
-        EXPECT_EQ(process.WaitForExit(deadline).value_or(-1), 0) << page.errors;
-        const std::string head = page.document.substr(0, page.document.find("<head>"));
-        static const std::regex fact("data-([a-z]+)=\"([^\"]*)\"");
-        for (std::sregex_iterator at(head.begin(), head.end(), fact), end; at != end; ++at) {
-            page.facts[(*at)[1]] = (*at)[2];
-        }
-        return page;
+    static BrowserPage Load(const std::string& address) {
+        return LoadPage(folder_->File("page.html"), address);
     }
 
     static std::unique_ptr<TempFolder> folder_;
@@ -70,7 +48,7 @@ std::unique_ptr<TempFolder> ReportBrowserTest::folder_;
 }  // namespace
 
 TEST_F(ReportBrowserTest, ItDrawsEveryCurveAndMarkWithoutAnError) {
-    Page page = Load("");
+    BrowserPage page = Load("");
     EXPECT_EQ(page.facts["state"], "ready") << page.errors;
     EXPECT_EQ(page.errors.find("CONSOLE"), std::string::npos) << page.errors;
     EXPECT_EQ(page.facts["curves"], "2");
@@ -83,12 +61,33 @@ TEST_F(ReportBrowserTest, ItDrawsEveryCurveAndMarkWithoutAnError) {
 }
 
 TEST_F(ReportBrowserTest, AnAddressShowsItsStretchOfTimeAndTheMarksInIt) {
-    Page page = Load("#t=20-30");
+    BrowserPage page = Load("#t=20-30");
     EXPECT_EQ(page.facts["state"], "ready") << page.errors;
     EXPECT_EQ(page.facts["from"], "20.000");
     EXPECT_EQ(page.facts["to"], "30.000");
     EXPECT_EQ(page.facts["marks"], "1");
     EXPECT_EQ(page.errors.find("CONSOLE"), std::string::npos) << page.errors;
+}
+
+TEST(DiscoveryBrowser, ThePageShowsEveryTimeWithoutAnErrorOrAScript) {
+    const TempFolder folder;
+    const TestPcm jingle = MakeTune(7, kRate, 1, 3 * kRate);
+    const std::string source = folder.File("<b id=hostile>&'\"x.wav");
+    WriteWavFile(source, Concatenate({MakeTune(20, kRate, 1, 10 * kRate), jingle,
+                                      MakeTune(21, kRate, 1, 13 * kRate), jingle,
+                                      MakeTune(22, kRate, 1, 6 * kRate)}));
+    const std::string file = folder.File("page.html");
+    const ScanRun run = RunScan({"discover", source, "--report", file});
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    const BrowserPage page = LoadPage(file, "#jingle-01");
+    EXPECT_EQ(page.errors.find("CONSOLE"), std::string::npos) << page.errors;
+    static const std::regex mark("<rect class=\"heard[^>]*>");
+    EXPECT_EQ(std::distance(std::sregex_iterator(page.document.begin(), page.document.end(), mark),
+                            std::sregex_iterator()),
+              2);
+    EXPECT_NE(page.document.find("<b>jingle-01</b>"), std::string::npos) << page.document;
+    EXPECT_EQ(page.document.find("<b id=\"hostile\""), std::string::npos);
+    EXPECT_EQ(page.document.find("<script"), std::string::npos);
 }
 
 }  // namespace receiver

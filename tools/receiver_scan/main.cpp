@@ -11,6 +11,7 @@
 #include "receiver_scan/discover/discover_command.h"
 #include "receiver_scan/exit_code.h"
 #include "receiver_scan/listen/listen_command.h"
+#include "receiver_scan/source/interruption.h"
 #include "receiver_scan/source/opened_source.h"
 #include "receiver_scan/source/scan_output.h"
 
@@ -51,6 +52,8 @@ int main(int argc, char** argv) {
         return RunTool(DescribeTool(),
                        {ListenCommand(), CheckCommand(), CutCommand(), DiscoverCommand()}, argc,
                        argv);
+    } catch (const Interrupted& end) {
+        return Fail(end, ScanExitCode::kInterrupted);
     } catch (const SourceError& error) {
         return Fail(error, ScanExitCode::kSourceError);
     } catch (const OutputError& error) {

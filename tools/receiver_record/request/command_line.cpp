@@ -1,44 +1,17 @@
 #include "receiver_record/request/command_line.h"
 
 #include "audio_output/output_format.h"
+#include "command_line/listening_options.h"
 #include "receiver_record/exit_code.h"
 
 namespace receiver {
 namespace {
 
 void DeclareReferences(CLI::App& app, CommandLineValues& values) {
-    const char* const group = "What to listen for";
-    app.add_option("--start", values.starts,
-                   "A recording whose beginning starts the programme; may be repeated")
-        ->type_name("[ID=]FILE")
-        ->allow_extra_args(false)  // what follows the file is not another one
-        ->group(group)
-        ->required();
-    app.add_option("--end", values.ends,
-                   "A recording whose end ends the programme; may be repeated")
-        ->type_name("[ID=]FILE")
-        ->allow_extra_args(false)
-        ->group(group);
-    app.add_option("--other", values.others, "A recording that is only reported; may be repeated")
-        ->type_name("[ID=]FILE")
-        ->allow_extra_args(false)
-        ->group(group);
+    DeclareRecordings(app, {values.starts, values.ends, values.others}, true);
     app.add_option("--wait", values.wait, "Give up if no start has been heard after this long")
         ->type_name("DURATION")
-        ->group(group);
-}
-
-void DeclareProgram(CLI::App& app, CommandLineValues& values) {
-    const char* const group = "The programme";
-    app.add_option("--max", values.maximum,
-                   "Longest programme, 1s to 1h (default: 1h with --end or --fade; otherwise the "
-                   "programme lasts until the source ends)")
-        ->type_name("DURATION")
-        ->group(group);
-    app.add_option("--fade", values.fade,
-                   "Fade out before the end, unless an --end recording ends the programme")
-        ->type_name("DURATION")
-        ->group(group);
+        ->group(kListenForGroup);
 }
 
 void DeclareOutput(CLI::App& app, CommandLineValues& values) {
@@ -135,7 +108,7 @@ ToolDescription DescribeTool() {
 void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
     app.add_option("URL", values.url, "The stream, http:// or https://")->type_name("")->required();
     DeclareReferences(app, values);
-    DeclareProgram(app, values);
+    DeclareProgramme(app, values.maximum, values.fade);
     DeclareOutput(app, values);
     DeclareReceiver(app, values);
 }

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "audio_output/output_format.h"
-#include "command_line/duration.h"
+#include "command_line/listening_options.h"
 #include "command_line/public_url.h"
 #include "receiver_record/exit_code.h"
 #include "receiver_record/request/command_line.h"
@@ -16,21 +16,10 @@ namespace {
 
 static_assert(static_cast<int>(ExitCode::kUsage) == kUsageExitCode);
 
-uint64_t Duration(const std::string& option, const std::string& text, uint64_t least,
-                  uint64_t most) {
-    const std::optional<uint64_t> ms = ParseDuration(text);
-    if (!ms) throw std::invalid_argument(option + ": invalid duration \"" + text + "\"");
-    if (*ms < least || *ms > most) {
-        throw std::invalid_argument(option + ": " + text + " is not between " +
-                                    FormatDuration(least) + " and " + FormatDuration(most));
-    }
-    return *ms;
-}
-
 std::optional<uint32_t> OptionalDuration(const std::string& option, const std::string& text,
                                          uint64_t least, uint64_t most) {
     if (text.empty()) return {};
-    return static_cast<uint32_t>(Duration(option, text, least, most));
+    return static_cast<uint32_t>(DurationOf(option, text, least, most));
 }
 
 std::optional<uint32_t> BlockBytes(const std::string& text) {
@@ -75,7 +64,7 @@ RecordOptions Check(const CommandLineValues& values) {
         OptionalDuration("--io-timeout", values.ioTimeout, kMinIoTimeoutMs, kMaxIoTimeoutMs);
     options.blockBytes = BlockBytes(values.block);
     if (!values.wait.empty()) {
-        options.waitMs = Duration("--wait", values.wait, 1, std::numeric_limits<uint32_t>::max());
+        options.waitMs = DurationOf("--wait", values.wait, 1, std::numeric_limits<uint32_t>::max());
     }
     options.controlUri = values.control;
     options.receiverProgram = values.receiver;

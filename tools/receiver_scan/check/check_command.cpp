@@ -11,6 +11,7 @@
 #include "receiver_scan/check/ordinary_programme.h"
 #include "receiver_scan/check/reference_findings.h"
 #include "receiver_scan/exit_code.h"
+#include "receiver_scan/source/interruption.h"
 #include "receiver_scan/source/progress_bar.h"
 
 namespace receiver {
@@ -53,6 +54,7 @@ ToolDescription DescribeCheck() {
         {static_cast<int>(ScanExitCode::kNotFound), "at least one is weak or unfit"},
         {static_cast<int>(ScanExitCode::kSourceError),
          "at least one recording, or what --against names, cannot be read"},
+        {static_cast<int>(ScanExitCode::kInterrupted), "interrupted"},
     };
     return tool;
 }
@@ -71,25 +73,33 @@ void Declare(CLI::App& app, CheckValues& values) {
 }
 
 OrdinaryProgramme ListenAgainst(const CheckValues& values,
-                                const std::vector<ReferenceVerdict>& references) {
+                                const std::vector<ReferenceVerdict>& references,
+                                const StopRequested& stop) {
     ProgressBar bar(std::cerr, ProgressWidth());
-    return ListenToProgramme(values.against, references,
-                             [&](const std::string&, uint64_t ms, uint64_t total) {
-                                 bar.Show(ms, total, FormatClock(ms) + " heard");
-                             });
+    return ListenToProgramme(
+        values.against, references,
+        [&](const std::string&, uint64_t ms, uint64_t total) {
+            bar.Show(ms, total, FormatClock(ms) + " heard");
+        },
+        stop);
 }
 
 int Run(const CheckValues& values) {
+    // A recording that is no regular file is not opened.
+    const Interruption interruption(values.against);
+    const StopRequested stop = interruption.Asked();
     std::vector<ReferenceVerdict> references;
     for (const std::string& file : values.files) {
-        ReferenceMeasurement measured = MeasureReference(file);
+        ReferenceMeasurement measured = MeasureReference(file, {}, stop);
+        interruption.ThrowIfRequested();
         std::vector<Finding> findings = FindingsOf(measured);
         references.push_back({std::move(measured), std::move(findings)});
     }
-    AddLookAlikes(references);
+    AddLookAlikes(references, stop);
+    interruption.ThrowIfRequested();
     std::optional<OrdinaryProgramme> programme;
     if (!values.against.empty()) {
-        programme = ListenAgainst(values, references);
+        programme = ListenAgainst(values, references, stop);
         AddOrdinary(*programme, references);
     }
     for (const std::string& line :

@@ -14,13 +14,16 @@
 namespace receiver {
 namespace {
 
-HeardAudio HearAll(const std::string& name, const OrdinaryProgress& progress) {
+HeardAudio HearAll(const std::string& name, const OrdinaryProgress& progress,
+                   const StopRequested& stop) {
     const OpenedSource source = OpenSource(name);
     HearingOptions options;
     options.onProgress = [&](uint64_t frames) {
         if (progress) progress(name, frames * 1000 / kStreamSampleRate, source.lengthMs);
     };
+    options.stopRequested = stop;
     HeardAudio heard = Hear(*source.file, options);
+    if (heard.end == HearingEnd::kStopped) throw Interrupted();
     if (heard.end == HearingEnd::kSourceFailed) {
         throw SourceError(PublicName(name) + ": cannot be read to its end");
     }
@@ -49,11 +52,13 @@ void CountMatches(const HeardAudio& heard, const std::vector<ReferenceVerdict>& 
 }
 
 void FindNearest(const std::string& name, const HeardAudio& heard,
-                 const std::vector<ReferenceVerdict>& references, OrdinaryProgramme& programme) {
+                 const std::vector<ReferenceVerdict>& references, const StopRequested& stop,
+                 OrdinaryProgramme& programme) {
     for (size_t i = 0; i < references.size(); ++i) {
         const std::vector<uint32_t>& words = references[i].measured.words;
         if (words.size() < kMinReferenceWords || words.size() > heard.words.size()) continue;
-        const Likeness best = BestPlaceWithin(words, heard.words);
+        const Likeness best = BestPlaceWithin(words, heard.words, stop);
+        if (IsStopRequested(stop)) throw Interrupted();
         if (best.ber >= programme.bestBer[i]) continue;
         programme.bestBer[i] = best.ber;
         const uint64_t ms = heard.frameAt[best.word] * 1000 / kStreamSampleRate;
@@ -65,16 +70,16 @@ void FindNearest(const std::string& name, const HeardAudio& heard,
 
 OrdinaryProgramme ListenToProgramme(const std::vector<std::string>& sources,
                                     const std::vector<ReferenceVerdict>& references,
-                                    const OrdinaryProgress& progress) {
+                                    const OrdinaryProgress& progress, const StopRequested& stop) {
     OrdinaryProgramme programme;
     programme.matches.resize(references.size());
     programme.bestBer.resize(references.size(), 1.0);
     programme.bestPlace.resize(references.size());
     for (const std::string& name : sources) {
-        const HeardAudio heard = HearAll(name, progress);
+        const HeardAudio heard = HearAll(name, progress, stop);
         programme.hours += static_cast<double>(heard.frames) / kStreamSampleRate / 3600.0;
         CountMatches(heard, references, programme);
-        FindNearest(name, heard, references, programme);
+        FindNearest(name, heard, references, stop, programme);
     }
     return programme;
 }

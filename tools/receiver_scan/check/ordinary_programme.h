@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "receiver_scan/check/reference_findings.h"
+#include "receiver_scan/source/interruption.h"
 
 namespace receiver {
 
@@ -23,10 +24,12 @@ struct OrdinaryProgramme {
 using OrdinaryProgress =
     std::function<void(const std::string& source, uint64_t ms, uint64_t total)>;
 
-// Listens to each source to its end. Throws SourceError, which names it.
+// Listens to each source to its end. Throws SourceError, which names it, and Interrupted once
+// `stop` answers true.
 OrdinaryProgramme ListenToProgramme(const std::vector<std::string>& sources,
                                     const std::vector<ReferenceVerdict>& references,
-                                    const OrdinaryProgress& progress);
+                                    const OrdinaryProgress& progress,
+                                    const StopRequested& stop = {});
 // Adds what was heard to the findings.
 void AddOrdinary(const OrdinaryProgramme& programme, std::vector<ReferenceVerdict>& references);
 

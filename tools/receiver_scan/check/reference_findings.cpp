@@ -235,7 +235,7 @@ std::vector<Finding> FindingsOf(const ReferenceMeasurement& measured) {
     return found;
 }
 
-void AddLookAlikes(std::vector<ReferenceVerdict>& references) {
+void AddLookAlikes(std::vector<ReferenceVerdict>& references, const std::function<bool()>& stop) {
     for (size_t i = 0; i < references.size(); ++i) {
         for (size_t j = i + 1; j < references.size(); ++j) {
             ReferenceVerdict* shorter = &references[i];
@@ -245,7 +245,7 @@ void AddLookAlikes(std::vector<ReferenceVerdict>& references) {
             }
             if (shorter->measured.words.size() < kMinReferenceWords) continue;
             const Likeness likeness =
-                BestPlaceWithin(shorter->measured.words, longer->measured.words);
+                BestPlaceWithin(shorter->measured.words, longer->measured.words, stop);
             if (likeness.ber > kSafeBer) continue;
             AddPair(*shorter, *longer, likeness, true);
             AddPair(*longer, *shorter, likeness, false);

@@ -1,6 +1,7 @@
 // What is wrong with a reference, why that matters, and what to do about it. Pure.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -49,7 +50,9 @@ struct ReferenceVerdict {
 // What the recording shows by itself.
 std::vector<Finding> FindingsOf(const ReferenceMeasurement& measured);
 // Adds to each what the others show: pairs that the detector can confuse.
-void AddLookAlikes(std::vector<ReferenceVerdict>& references);
+// `stop` may be empty; once it answers true, pairs are missing.
+void AddLookAlikes(std::vector<ReferenceVerdict>& references,
+                   const std::function<bool()>& stop = {});
 // The gravest first, and those that are alike in the order of their kinds.
 void SortFindings(std::vector<Finding>& findings);
 

@@ -44,7 +44,7 @@ private:
 // One reading of the file as 16-bit PCM at the stream's rate.
 class StreamReading final {
 public:
-    explicit StreamReading(const std::string& path) {
+    StreamReading(const std::string& path, const std::function<bool()>& stop) : stop_(stop) {
         std::error_code ignored;
         if (!std::filesystem::is_regular_file(ToFilesystemPath(path), ignored) ||
             !decoder_.Open(path) || (format_ = FormatOf16BitPcm(decoder_)) == nullptr) {
@@ -55,6 +55,7 @@ public:
 
     // Whole frames; 0 at the end.
     size_t Next() {
+        if (stop_ && stop_()) throw std::runtime_error(kFinishedCancelledLoading);
         const int32_t read = decoder_.Read(chunk_.data(), static_cast<uint32_t>(chunk_.size()));
         if (read < 0) throw std::runtime_error(kFinishedReferenceDecode);
         return static_cast<size_t>(read) / format_->nBlockAlign;
@@ -63,19 +64,22 @@ public:
     const WAVEFORMATEX& Format() const { return *format_; }
 
 private:
+    const std::function<bool()>& stop_;
     CFFmpegStreamingDecoder decoder_;
     const WAVEFORMATEX* format_ = nullptr;
     std::vector<std::byte> chunk_;
 };
 
-void MeasureLevels(const std::string& path, double mostSeconds, ReferenceMeasurement& measured) {
-    StreamReading reading(path);
+void MeasureLevels(const std::string& path, std::optional<double> mostSeconds,
+                   const std::function<bool()>& stop, ReferenceMeasurement& measured) {
+    StreamReading reading(path, stop);
     LevelMeter meter(reading.Format().nSamplesPerSec, reading.Format().nChannels);
     uint64_t frames = 0;
     while (const size_t count = reading.Next()) {
         meter.Add(reading.Pcm(), count);
         frames += count;
-        if (static_cast<double>(frames) > mostSeconds * reading.Format().nSamplesPerSec) {
+        if (mostSeconds &&
+            static_cast<double>(frames) > *mostSeconds * reading.Format().nSamplesPerSec) {
             throw std::runtime_error("too long to be measured");
         }
     }
@@ -83,8 +87,9 @@ void MeasureLevels(const std::string& path, double mostSeconds, ReferenceMeasure
     measured.levels = meter.Finish();
 }
 
-std::vector<uint32_t> WordsAsStreamed(const std::string& path, double noiseAmplitude) {
-    StreamReading reading(path);
+std::vector<uint32_t> WordsAsStreamed(const std::string& path, double noiseAmplitude,
+                                      const std::function<bool()>& stop) {
+    StreamReading reading(path, stop);
     MonoResampler resampler;
     if (!resampler.Open(reading.Format().nSamplesPerSec, kAnalysisRate)) {
         throw std::runtime_error(kFinishedReferenceDecode);
@@ -117,20 +122,21 @@ std::vector<uint32_t> WordsAsStreamed(const std::string& path, double noiseAmpli
 
 }  // namespace
 
-ReferenceMeasurement MeasureReference(const std::string& path, double mostSeconds) {
+ReferenceMeasurement MeasureReference(const std::string& path, std::optional<double> mostSeconds,
+                                      const std::function<bool()>& stop) {
     ReferenceMeasurement measured;
     measured.path = path;
     try {
-        MeasureLevels(path, mostSeconds, measured);
+        MeasureLevels(path, mostSeconds, stop, measured);
         const double loud = std::pow(10.0, LoudLevelDb(measured.levels) / 20.0) * 32768.0;
         try {
-            measured.words = LoadReference(path).words;
+            measured.words = LoadReference(path, stop).words;
         } catch (const std::runtime_error& error) {
             // How short it is has been measured; the findings say so.
             if (std::string(error.what()) != kFinishedReferenceShort) throw;
             return measured;
         }
-        measured.streamedWords = WordsAsStreamed(path, loud * kNoiseBelow);
+        measured.streamedWords = WordsAsStreamed(path, loud * kNoiseBelow, stop);
     } catch (const std::exception& error) {
         measured.failure = error.what();
     }

@@ -5,7 +5,8 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,9 @@ struct ReferenceMeasurement {
 };
 
 // Never throws for what the file is; `failure` says it, also of one that is longer than
-// `mostSeconds`, of which no more is read.
+// `mostSeconds`, of which no more is read, and once `stop`, which may be empty, answers true.
 ReferenceMeasurement MeasureReference(const std::string& path,
-                                      double mostSeconds = std::numeric_limits<double>::infinity());
+                                      std::optional<double> mostSeconds = {},
+                                      const std::function<bool()>& stop = {});
 
 }  // namespace receiver

@@ -39,12 +39,14 @@ std::optional<Likeness> BestShiftedSelf(std::span<const uint32_t> words) {
     return best;
 }
 
-Likeness BestPlaceWithin(std::span<const uint32_t> shorter, std::span<const uint32_t> longer) {
+Likeness BestPlaceWithin(std::span<const uint32_t> shorter, std::span<const uint32_t> longer,
+                         const std::function<bool()>& stop) {
     const size_t compared = shorter.size() - 1;
     const double total = kBitsPerWord * static_cast<double>(compared);
     uint64_t bestBits = std::numeric_limits<uint64_t>::max();
     size_t place = 0;
     for (size_t at = 0; at + shorter.size() <= longer.size(); ++at) {
+        if (stop && stop()) break;
         const uint64_t bits =
             DifferingBits(shorter.data() + 1, &longer[at + 1], compared, bestBits);
         if (bits >= bestBits) continue;

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 
@@ -29,6 +30,7 @@ struct Likeness {
 std::optional<Likeness> BestShiftedSelf(std::span<const uint32_t> words);
 
 // The best place of the shorter one within the longer one. Both have at least two words.
-Likeness BestPlaceWithin(std::span<const uint32_t> shorter, std::span<const uint32_t> longer);
+Likeness BestPlaceWithin(std::span<const uint32_t> shorter, std::span<const uint32_t> longer,
+                         const std::function<bool()>& stop = {});
 
 }  // namespace receiver

@@ -13,6 +13,7 @@
 #include "receiver_scan/cut/cut_position.h"
 #include "receiver_scan/cut/recording_cut.h"
 #include "receiver_scan/exit_code.h"
+#include "receiver_scan/source/interruption.h"
 
 namespace receiver {
 namespace {
@@ -50,6 +51,7 @@ ToolDescription DescribeCut() {
         {static_cast<int>(ScanExitCode::kUsage), "wrong command line"},
         {static_cast<int>(ScanExitCode::kSourceError),
          "the source cannot be read, or ends before the stretch begins"},
+        {static_cast<int>(ScanExitCode::kInterrupted), "interrupted; no file is left half-written"},
         {static_cast<int>(ScanExitCode::kOutputError), "the file could not be written, or exists"},
     };
     return tool;
@@ -95,13 +97,13 @@ std::string Summary(const std::string& output, const CutResult& result) {
     return ReplaceIllFormedUtf8(AnsiToUtf8(output).value_or(output)) + text;
 }
 
-Cut CutOf(const CutValues& values) {
+Cut CutOf(const CutValues& values, const StopRequested& stop) {
     const RecordingReader reader(values.source);
     LosslessFormatFor(values.output, reader.Bits());  // throws for another name
     const Cut cut{Position("--from", values.from, reader.SampleRate()),
                   Position("--to", values.to, reader.SampleRate()), values.output};
     if (cut.from >= cut.to) throw std::invalid_argument("--to is not behind --from");
-    return values.snap ? SnapToQuiet(values.source, cut) : cut;
+    return values.snap ? SnapToQuiet(values.source, cut, stop) : cut;
 }
 
 int Fail(const std::exception& error, ScanExitCode code) {
@@ -110,15 +112,18 @@ int Fail(const std::exception& error, ScanExitCode code) {
 }
 
 int Run(const CutValues& values) {
+    const Interruption interruption({values.source});
+    const StopRequested stop = interruption.Asked();
     try {
-        const CutResult result = WriteCut(values.source, CutOf(values), values.force);
+        const CutResult result = WriteCut(values.source, CutOf(values, stop), values.force, stop);
         WriteStandardOutputLine(Summary(values.output, result));
     } catch (const CutSourceError& error) {
         return Fail(error, ScanExitCode::kSourceError);
     } catch (const std::runtime_error& error) {
         return Fail(error, ScanExitCode::kOutputError);
     }
-    ReferenceMeasurement measured = MeasureReference(values.output);
+    ReferenceMeasurement measured = MeasureReference(values.output, {}, stop);
+    interruption.ThrowIfRequested();
     std::vector<Finding> findings = FindingsOf(measured);
     for (const std::string& line : CheckLines({{std::move(measured), std::move(findings)}}, {})) {
         WriteStandardOutputLine(line);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "audio/media_properties.h"
 #include "audio_output/audio_encoder.h"
@@ -110,7 +111,8 @@ uint64_t Quietest(RecordingReader& reader, uint64_t wanted) {
 
 }  // namespace
 
-RecordingReader::RecordingReader(const std::string& path) {
+RecordingReader::RecordingReader(const std::string& path, StopRequested stop)
+    : stop_(std::move(stop)) {
     const std::optional<MediaProperties> properties = PropertiesOf(path);
     if (!properties) throw CutSourceError(ForPeople(path) + ": cannot be opened as audio");
     bits_ = properties->bits <= 16 ? 16 : properties->bits <= 24 ? 24 : 32;
@@ -122,6 +124,7 @@ RecordingReader::RecordingReader(const std::string& path) {
 }
 
 size_t RecordingReader::Read(std::vector<std::byte>& pcm, size_t frames) {
+    if (IsStopRequested(stop_)) throw Interrupted();
     pcm.resize(frames * FrameBytes());
     const int32_t read = decoder_.Read(pcm.data(), static_cast<uint32_t>(pcm.size()));
     if (read < 0) throw CutSourceError("the recording cannot be decoded to its end");
@@ -139,8 +142,8 @@ void RecordingReader::SkipTo(uint64_t position) {
 }
 
 std::vector<CutResult> WriteCuts(const std::string& source, const std::vector<Cut>& cuts,
-                                 bool overwrite) {
-    RecordingReader reader(source);
+                                 bool overwrite, const StopRequested& stop) {
+    RecordingReader reader(source, stop);
     std::vector<size_t> order(cuts.size());  // by where they begin
     std::iota(order.begin(), order.end(), size_t{0});
     std::stable_sort(order.begin(), order.end(),
@@ -175,11 +178,11 @@ std::vector<CutResult> WriteCuts(const std::string& source, const std::vector<Cu
     return results;
 }
 
-Cut SnapToQuiet(const std::string& source, const Cut& cut) {
-    RecordingReader beginning(source);
+Cut SnapToQuiet(const std::string& source, const Cut& cut, const StopRequested& stop) {
+    RecordingReader beginning(source, stop);
     Cut snapped = cut;
     snapped.from = Quietest(beginning, cut.from);
-    RecordingReader end(source);
+    RecordingReader end(source, stop);
     snapped.to = Quietest(end, cut.to);
     return snapped;
 }

@@ -3,7 +3,8 @@
 //
 //   Units    samples are frames at the recording's own rate.
 //   Threads  one at a time.
-//   Errors   CutError with a text for people; a file that was begun is gone.
+//   Errors   CutError with a text for people, and Interrupted once a stop was asked for; a file
+//            that was begun is gone.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "audio/ffmpeg_streaming_decoder.h"
+#include "receiver_scan/source/interruption.h"
 
 namespace receiver {
 
@@ -28,7 +30,7 @@ public:
 // format. Throws CutSourceError.
 class RecordingReader final {
 public:
-    explicit RecordingReader(const std::string& path);
+    explicit RecordingReader(const std::string& path, StopRequested stop = {});
 
     uint32_t SampleRate() const { return format_->nSamplesPerSec; }
     uint16_t Channels() const { return format_->nChannels; }
@@ -42,6 +44,7 @@ public:
     void SkipTo(uint64_t position);  // or to the end
 
 private:
+    const StopRequested stop_;
     CFFmpegStreamingDecoder decoder_;
     const WAVEFORMATEX* format_ = nullptr;
     int bits_ = 16;
@@ -66,14 +69,15 @@ struct CutResult {
 // Writes all of them in one reading; they may overlap. Without `overwrite` no file may exist.
 // In the order of `cuts`.
 std::vector<CutResult> WriteCuts(const std::string& source, const std::vector<Cut>& cuts,
-                                 bool overwrite);
-inline CutResult WriteCut(const std::string& source, const Cut& cut, bool overwrite) {
-    return WriteCuts(source, {cut}, overwrite).front();
+                                 bool overwrite, const StopRequested& stop = {});
+inline CutResult WriteCut(const std::string& source, const Cut& cut, bool overwrite,
+                          const StopRequested& stop = {}) {
+    return WriteCuts(source, {cut}, overwrite, stop).front();
 }
 
 // Moves both ends to the quietest sample nearby: where a cut is heard least. An end beyond the
 // recording is its end. Reads the recording once.
 inline constexpr uint32_t kSnapMs = 100;
-Cut SnapToQuiet(const std::string& source, const Cut& cut);
+Cut SnapToQuiet(const std::string& source, const Cut& cut, const StopRequested& stop = {});
 
 }  // namespace receiver

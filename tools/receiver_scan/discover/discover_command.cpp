@@ -17,9 +17,11 @@
 #include "platform/text.h"
 #include "receiver_scan/cut/recording_cut.h"
 #include "receiver_scan/discover/discovery.h"
+#include "receiver_scan/discover/discovery_page.h"
 #include "receiver_scan/discover/discovery_report.h"
 #include "receiver_scan/discover/repeat_search.h"
 #include "receiver_scan/exit_code.h"
+#include "receiver_scan/source/interruption.h"
 #include "receiver_scan/source/opened_source.h"
 #include "receiver_scan/source/progress_bar.h"
 #include "receiver_scan/source/scan_output.h"
@@ -67,6 +69,7 @@ ToolDescription DescribeDiscover() {
         {static_cast<int>(ScanExitCode::kUsage), "wrong command line"},
         {static_cast<int>(ScanExitCode::kNotFound), "nothing is heard again"},
         {static_cast<int>(ScanExitCode::kSourceError), "a source cannot be read"},
+        {static_cast<int>(ScanExitCode::kInterrupted), "interrupted; no file is left half-written"},
         {static_cast<int>(ScanExitCode::kOutputError), "a file could not be written, or exists"},
     };
     return tool;
@@ -125,7 +128,7 @@ DiscoverOptions Check(const DiscoverValues& values) {
     return options;
 }
 
-StationFingerprint HearSources(const std::vector<std::string>& sources) {
+StationFingerprint HearSources(const std::vector<std::string>& sources, const StopRequested& stop) {
     StationFingerprint station;
     ProgressBar bar(std::cerr, ProgressWidth());
     for (const std::string& name : sources) {
@@ -135,7 +138,9 @@ StationFingerprint HearSources(const std::vector<std::string>& sources) {
             const uint64_t ms = frames * 1000 / kStreamSampleRate;
             bar.Show(ms, source.lengthMs, FormatClock(ms) + " heard");
         };
+        options.stopRequested = stop;
         const HeardAudio heard = Hear(*source.file, options);
+        if (heard.end == HearingEnd::kStopped) throw Interrupted();
         if (heard.end == HearingEnd::kSourceFailed) {
             throw SourceError(PublicName(name) + ": cannot be read to its end");
         }
@@ -144,7 +149,8 @@ StationFingerprint HearSources(const std::vector<std::string>& sources) {
     return station;
 }
 
-void Export(const std::string& folder, bool force, Discovery& discovery) {
+void Export(const std::string& folder, bool force, const StopRequested& stop,
+            Discovery& discovery) {
     const std::filesystem::path path = ToFilesystemPath(folder);
     std::error_code error;
     std::filesystem::create_directories(path, error);
@@ -165,7 +171,7 @@ void Export(const std::string& folder, bool force, Discovery& discovery) {
     }
     for (const auto& [source, cuts] : cutsOf) {
         try {
-            WriteCuts(discovery.sources[source].name, cuts, force);
+            WriteCuts(discovery.sources[source].name, cuts, force, stop);
         } catch (const CutSourceError& failure) {
             throw SourceError(failure.what());
         } catch (const std::runtime_error& failure) {
@@ -188,16 +194,22 @@ void WriteReport(const std::string& file, bool force, const Discovery& discovery
 }
 
 int Run(const DiscoverValues& values) {
-    const DiscoverOptions options = Check(values);
-    const StationFingerprint station = HearSources(values.sources);
+    DiscoverOptions options = Check(values);
+    const Interruption interruption(values.sources);
+    options.limits.stop = interruption.Asked();
+    const StopRequested& stop = options.limits.stop;
+    const StationFingerprint station = HearSources(values.sources, stop);
     Discovery discovery = MakeDiscovery(
-        station, GroupRepeats(station.words, station.levelsDb,
-                              FindRepeats(station.words, station.levelsDb, options.limits.threads),
-                              options.limits));
+        station,
+        GroupRepeats(station.words, station.levelsDb,
+                     FindRepeats(station.words, station.levelsDb, options.limits.threads, stop),
+                     options.limits));
+    interruption.ThrowIfRequested();
     int exitCode =
         static_cast<int>(discovery.found.empty() ? ScanExitCode::kNotFound : ScanExitCode::kFound);
     try {
-        if (!values.exportFolder.empty()) Export(values.exportFolder, values.force, discovery);
+        if (!values.exportFolder.empty())
+            Export(values.exportFolder, values.force, stop, discovery);
         if (!values.reportFile.empty()) WriteReport(values.reportFile, values.force, discovery);
     } catch (const OutputError& error) {
         WriteStandardErrorLine(std::string("receiver-scan: ") + error.what());

@@ -8,6 +8,7 @@
 
 #include "detect/audio_fingerprinter.h"
 #include "receiver_scan/discover/repeat_pairs.h"
+#include "receiver_scan/discover/same_recording.h"
 #include "receiver_scan/discover/stretch_edges.h"
 #include "receiver_scan/discover/stretch_likeness.h"
 #include "receiver_scan/discover/template_search.h"
@@ -205,10 +206,16 @@ private:
             std::count_if(levelsDb_.begin() + begin, levelsDb_.begin() + begin + group.length,
                           [](int8_t level) { return level < kSilentLevelDb; }));
         if (silent * 2 > group.length) return false;
-        if (group.length <= 2 * kSteadyShiftWords) return true;
-        return CompareStretches(&words_[begin], &words_[begin + kSteadyShiftWords],
-                                group.length - kSteadyShiftWords)
-                   .ber > kSteadyBer;
+        if (group.length > 2 * kSteadyShiftWords &&
+            CompareStretches(&words_[begin], &words_[begin + kSteadyShiftWords],
+                             group.length - kSteadyShiftWords)
+                    .ber <= kSteadyBer) {
+            return false;
+        }
+        std::vector<uint32_t> places;
+        places.reserve(group.places.size());
+        for (const Place& place : group.places) places.push_back(place.word);
+        return HasSurePair(words_, places, group.length);
     }
 
     // Whether it is only ever heard inside another one, always at the same place.

@@ -1,7 +1,9 @@
 #include "receiver_scan/discover/template_search.h"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
+#include <limits>
 #include <thread>
 
 #include "detect/hamming.h"
@@ -23,22 +25,76 @@ uint64_t BitsOf(double ber, size_t words) {
     return static_cast<uint64_t>(ber * kBitsPerWord * static_cast<double>(words));
 }
 
+// Neighbouring words differ in few bits: from one place to the next a count of differing bits
+// falls by no more than the bits that change on the way. So where it is far too high, the next
+// places need not be looked at.
+class ChangedBits final {
+public:
+    // Of `count` words from `begin` on.
+    ChangedBits(std::span<const uint32_t> words, size_t begin, size_t count)
+        : begin_(begin), until_(count, 0) {
+        for (size_t i = 1; i < count; ++i) {
+            const int changed = std::popcount(words[begin + i] ^ words[begin + i - 1]);
+            until_[i] = until_[i - 1] + static_cast<uint64_t>(changed);
+        }
+    }
+    // When a window of so many words moves from `at` to the word behind.
+    uint64_t Moving(size_t at, size_t windowWords) const {
+        return until_[at - begin_ + windowWords] - until_[at - begin_];
+    }
+
+private:
+    const size_t begin_;
+    std::vector<uint64_t> until_;
+};
+
+// A part of the stretch, or all of it, that is looked for from place to place.
+class Window final {
+public:
+    Window(std::span<const uint32_t> part, size_t offset, double maxBer)
+        : part_(part), offset_(offset), most_(BitsOf(maxBer, part.size())) {}
+
+    // Whether it is alike where the stretch begins at `at`. Asked of ascending places below
+    // `end`.
+    bool IsAt(size_t at, std::span<const uint32_t> words, const ChangedBits& changed, size_t end) {
+        if (at < notBefore_) return false;
+        const uint64_t bits = DifferingBits(part_.data(), &words[at + offset_], part_.size(),
+                                            std::numeric_limits<uint64_t>::max());
+        if (bits <= most_) return true;
+        uint64_t tooMany = bits - most_;
+        for (notBefore_ = at + 1; notBefore_ < end; ++notBefore_) {
+            const uint64_t fewer = changed.Moving(notBefore_ - 1 + offset_, part_.size());
+            if (fewer >= tooMany) break;
+            tooMany -= fewer;
+        }
+        return false;
+    }
+
+private:
+    const std::span<const uint32_t> part_;
+    const size_t offset_;
+    const uint64_t most_;
+    size_t notBefore_ = 0;
+};
+
 class Search final {
 public:
     Search(std::span<const uint32_t> stretch, std::span<const uint32_t> words)
         : stretch_(stretch),
           words_(words),
-          most_(BitsOf(MaxPlayingBer(stretch.size()), stretch.size())) {
-        if (stretch.size() < 2 * kProbeWords) return;
-        const size_t room = stretch.size() - kProbeWords;
-        for (size_t i = 0; i < kProbes; ++i) probes_.push_back(room * i / (kProbes - 1));
-    }
+          most_(BitsOf(MaxPlayingBer(stretch.size()), stretch.size())) {}
 
     // Of the places from `begin` up to `end`.
     std::vector<Place> Between(size_t begin, size_t end) const {
+        const ChangedBits changed(words_, begin, end - begin + stretch_.size());
+        std::vector<Window> windows = Windows();
         std::vector<Place> found;
         for (size_t at = begin; at < end; ++at) {
-            if (!MayBeAt(at)) continue;
+            if (std::none_of(windows.begin(), windows.end(), [&](Window& window) {
+                    return window.IsAt(at, words_, changed, end);
+                })) {
+                continue;
+            }
             const uint64_t bits =
                 DifferingBits(stretch_.data(), &words_[at], stretch_.size(), most_);
             if (bits > most_) continue;
@@ -51,18 +107,23 @@ public:
     }
 
 private:
-    bool MayBeAt(size_t at) const {
-        if (probes_.empty()) return true;
-        const uint64_t most = BitsOf(kMaxProbeBer, kProbeWords);
-        return std::any_of(probes_.begin(), probes_.end(), [&](size_t probe) {
-            return DifferingBits(&stretch_[probe], &words_[at + probe], kProbeWords, most) <= most;
-        });
+    std::vector<Window> Windows() const {
+        if (stretch_.size() < 2 * kProbeWords) {
+            return {Window(stretch_, 0, MaxPlayingBer(stretch_.size()))};
+        }
+        const size_t room = stretch_.size() - kProbeWords;
+        std::vector<Window> probes;
+        probes.reserve(kProbes);
+        for (size_t i = 0; i < kProbes; ++i) {
+            const size_t offset = room * i / (kProbes - 1);
+            probes.emplace_back(stretch_.subspan(offset, kProbeWords), offset, kMaxProbeBer);
+        }
+        return probes;
     }
 
     const std::span<const uint32_t> stretch_;
     const std::span<const uint32_t> words_;
     const uint64_t most_;
-    std::vector<size_t> probes_;
 };
 
 std::vector<Place> BestOfOverlapping(std::vector<Place> places, size_t length) {

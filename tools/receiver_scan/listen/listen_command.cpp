@@ -4,11 +4,8 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "command_line/duration.h"
-#include "platform/console_control.h"
-#include "platform/manual_reset_event.h"
 #include "platform/standard_streams.h"
 #include "receiver_scan/check/quick_check.h"
 #include "receiver_scan/exit_code.h"
@@ -20,6 +17,7 @@
 #include "receiver_scan/listen/scan_result.h"
 #include "receiver_scan/report/html_page.h"
 #include "receiver_scan/report/svg_plot.h"
+#include "receiver_scan/source/interruption.h"
 #include "receiver_scan/source/opened_source.h"
 #include "receiver_scan/source/progress_bar.h"
 #include "receiver_scan/source/scan_output.h"
@@ -29,7 +27,7 @@ namespace {
 
 constexpr size_t kLivePieceWords = 80;  // a second
 
-HeardAudio Listen(const ListenOptions& options, const ManualResetEvent& interrupted) {
+HeardAudio Listen(const ListenOptions& options, const Interruption& interruption) {
     const OpenedSource source = OpenSource(options.source, options.ioTimeoutMs);
     ProgressBar bar(std::cerr, ProgressWidth());
     const uint64_t totalMs = options.listenMs.value_or(source.lengthMs);
@@ -40,7 +38,7 @@ HeardAudio Listen(const ListenOptions& options, const ManualResetEvent& interrup
         const uint64_t ms = frames * 1000 / kStreamSampleRate;
         bar.Show(ms, totalMs, FormatClock(ms) + " heard");
     };
-    hearing.stopRequested = [&] { return interrupted.IsSignalled(); };
+    hearing.stopRequested = interruption.Asked();
     return Hear(*source.file, hearing);
 }
 
@@ -53,7 +51,7 @@ std::vector<size_t> WordsHeardAt(const ScanResult& result, size_t index) {
     return words;
 }
 
-ScanResult Scan(const ListenOptions& options, const ManualResetEvent& interrupted) {
+ScanResult Scan(const ListenOptions& options, const Interruption& interruption) {
     ScanResult result;
     result.source = PublicName(options.source);
     result.references = LoadScanReferences(options.starts, options.ends, options.others);
@@ -62,7 +60,7 @@ ScanResult Scan(const ListenOptions& options, const ManualResetEvent& interrupte
     for (const std::string& warning : ReferenceWarnings(paths)) {
         WriteStandardErrorLine("receiver-scan: " + warning);
     }
-    result.heard = Listen(options, interrupted);
+    result.heard = Listen(options, interruption);
     result.judgement = Judge(FindMatches(result.heard, result.references), result.references,
                              result.heard, options.limits);
     for (size_t i = 0; i < result.references.size(); ++i) {
@@ -97,15 +95,11 @@ ScanExitCode ExitCodeOf(const ScanResult& result, bool wasInterrupted) {
 }
 
 int Run(const ListenOptions& options) {
-    ManualResetEvent interrupted;
-    // A file is done soon, and standard input may stay silent for ever: there, Ctrl+C ends the
-    // program at once.
-    std::optional<ConsoleControl> control;
-    if (IsUrl(options.source)) control.emplace(interrupted);
-    const ScanResult result = Scan(options, interrupted);
+    const Interruption interruption({options.source});
+    const ScanResult result = Scan(options, interruption);
     Print(result, options.json);
     WriteFiles(result, options);
-    return static_cast<int>(ExitCodeOf(result, interrupted.IsSignalled()));
+    return static_cast<int>(ExitCodeOf(result, interruption.IsRequested()));
 }
 
 }  // namespace

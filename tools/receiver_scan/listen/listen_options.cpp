@@ -3,7 +3,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "command_line/duration.h"
+#include "command_line/listening_options.h"
 #include "platform/text.h"
 #include "receiver_scan/exit_code.h"
 #include "receiver_scan/source/opened_source.h"
@@ -14,34 +14,6 @@ namespace {
 constexpr size_t kUsualNearMisses = 5;
 constexpr size_t kMaxNearMisses = 1000;
 constexpr uint64_t kMaxListenMs = 366ULL * 24 * 3600 * 1000;
-
-void DeclareReferences(CLI::App& app, ListenValues& values) {
-    const char* const group = "What to listen for";
-    const auto add = [&](const char* name, std::vector<std::string>& list, const char* text) {
-        app.add_option(name, list, text)
-            ->type_name("[ID=]FILE")
-            ->allow_extra_args(false)  // what follows the file is not another one
-            ->group(group);
-    };
-    add("--start", values.starts,
-        "A recording whose beginning starts the programme; may be "
-        "repeated");
-    add("--end", values.ends, "A recording whose end ends the programme; may be repeated");
-    add("--other", values.others, "A recording that is only reported; may be repeated");
-}
-
-void DeclareProgramme(CLI::App& app, ListenValues& values) {
-    const char* const group = "The programme";
-    app.add_option("--max", values.maximum,
-                   "Longest programme, 1s to 1h (default: 1h with --end or --fade; otherwise the "
-                   "programme lasts until the source ends)")
-        ->type_name("DURATION")
-        ->group(group);
-    app.add_option("--fade", values.fade,
-                   "Fade out before the end, unless an --end recording ends the programme")
-        ->type_name("DURATION")
-        ->group(group);
-}
 
 void DeclareListening(CLI::App& app, ListenValues& values) {
     const char* const group = "Listening";
@@ -77,27 +49,16 @@ void DeclareOutput(CLI::App& app, ListenValues& values) {
         "Write the fingerprint of the source, as receiver-hash does");
 }
 
-uint64_t Duration(const std::string& option, const std::string& text, uint64_t least,
-                  uint64_t most) {
-    const std::optional<uint64_t> ms = ParseDuration(text);
-    if (!ms) throw std::invalid_argument(option + ": invalid duration \"" + text + "\"");
-    if (*ms < least || *ms > most) {
-        throw std::invalid_argument(option + ": " + text + " is not between " +
-                                    FormatDuration(least) + " and " + FormatDuration(most));
-    }
-    return *ms;
-}
-
 // As the recorder has it: an end recording can only end a programme that has a maximum.
 std::optional<ProgrammeLimits> LimitsOf(const ListenValues& values) {
     if (values.maximum.empty() && values.fade.empty() && values.ends.empty()) return {};
     ProgrammeLimits limits{kMaxProgramMs, 0};
     if (!values.maximum.empty()) {
-        limits.maximumMs =
-            static_cast<uint32_t>(Duration("--max", values.maximum, kMinProgramMs, kMaxProgramMs));
+        limits.maximumMs = static_cast<uint32_t>(
+            DurationOf("--max", values.maximum, kMinProgramMs, kMaxProgramMs));
     }
     if (!values.fade.empty()) {
-        limits.fadeMs = static_cast<uint32_t>(Duration("--fade", values.fade, 0, kMaxFadeMs));
+        limits.fadeMs = static_cast<uint32_t>(DurationOf("--fade", values.fade, 0, kMaxFadeMs));
     }
     return limits;
 }
@@ -131,8 +92,8 @@ void DeclareListenOptions(CLI::App& app, ListenValues& values) {
                    "stream, http:// or https://")
         ->type_name("")
         ->required();
-    DeclareReferences(app, values);
-    DeclareProgramme(app, values);
+    DeclareRecordings(app, {values.starts, values.ends, values.others}, false);
+    DeclareProgramme(app, values.maximum, values.fade);
     DeclareListening(app, values);
     DeclareOutput(app, values);
 }
@@ -148,11 +109,11 @@ ListenOptions CheckListenOptions(const ListenValues& values) {
     options.others = values.others;
     options.limits = LimitsOf(values);
     if (!values.duration.empty()) {
-        options.listenMs = Duration("--for", values.duration, 1, kMaxListenMs);
+        options.listenMs = DurationOf("--for", values.duration, 1, kMaxListenMs);
     }
     if (!values.ioTimeout.empty()) {
         options.ioTimeoutMs = static_cast<uint32_t>(
-            Duration("--io-timeout", values.ioTimeout, kMinIoTimeoutMs, kMaxIoTimeoutMs));
+            DurationOf("--io-timeout", values.ioTimeout, kMinIoTimeoutMs, kMaxIoTimeoutMs));
     }
     options.maxNearMisses = NearMisses(values.nearMisses);
     options.reportFile = WithExtension("--report", values.reportFile, ".html");

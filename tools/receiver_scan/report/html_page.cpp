@@ -6,6 +6,7 @@
 #include "command_line/duration.h"
 #include "receiver_scan/listen/result_text.h"
 #include "receiver_scan/report/html_text.h"
+#include "receiver_scan/report/page_frame.h"
 #include "receiver_scan/report/page_parts.h"
 #include "receiver_scan/report/report_data.h"
 
@@ -117,23 +118,20 @@ std::string Charts(const ScanResult& result) {
 
 std::string ReportPage(const ScanResult& result) {
     using namespace page_parts;
-    const std::string title = EscapeHtml(result.source);
+    PageHead head;
+    head.title = "What the receiver hears in " + result.source;
+    head.kind = "What the receiver hears";
+    head.headline = result.source;
+    head.summary = HeardText(result);
+    head.furtherStyle = kDygraphsStyle;
+    head.hasScripts = true;
     std::string page =
-        "<!DOCTYPE html>\n<html lang=en>\n<head>\n<meta charset=utf-8>\n"
-        "<meta name=viewport content=\"width=device-width, initial-scale=1\">\n"
-        "<meta name=referrer content=no-referrer>\n"
-        "<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; "
-        "style-src 'unsafe-inline'; script-src 'unsafe-inline'; img-src data:\">\n"
-        "<meta name=color-scheme content=\"light dark\">\n<title>What the receiver hears in " +
-        title + "</title>\n<style>\n";
-    page.append(kDygraphsStyle).append("\n").append(kStyle).append("</style>\n</head>\n<body>\n");
-    page += "<header><p class=kicker>What the receiver hears</p><h1>" + title + "</h1>\n<p>" +
-            EscapeHtml(HeardText(result)) + "</p></header>\n<main>\n" + Verdicts(result) +
-            "<noscript><p>The curves need scripts; the tables below do not.</p></noscript>\n" +
-            Charts(result) + MatchTable(result) + NearMissTable(result) +
-            "</main>\n<footer>Made by receiver-scan. The curves are drawn by Dygraphs. "
-            "<details><summary>Its licence</summary><pre>" +
-            EscapeHtmlLines(kDygraphsLicence) + "</pre></details></footer>\n";
+        PageBeginning(head) + Verdicts(result) +
+        "<noscript><p>The curves need scripts; the tables below do not.</p></noscript>\n" +
+        Charts(result) + MatchTable(result) + NearMissTable(result) +
+        "</main>\n<footer>Made by receiver-scan. The curves are drawn by Dygraphs. "
+        "<details><summary>Its licence</summary><pre>" +
+        EscapeHtmlLines(kDygraphsLicence) + "</pre></details></footer>\n";
     page += "<script type=\"application/json\" id=data>" + EscapeScript(ReportData(result).dump()) +
             "</script>\n<script>\n";
     page.append(kDygraphs).append("\n</script>\n<script>\n").append(kScript);

@@ -61,6 +61,10 @@ TEST_F(OrdinaryProgrammeTest, ASourceThatCannotBeOpenedIsAnError) {
     EXPECT_THROW(ListenToProgramme({folder_.File("missing.wav")}, references_, {}), SourceError);
 }
 
+TEST_F(OrdinaryProgrammeTest, TheListeningIsInterrupted) {
+    EXPECT_THROW(ListenToProgramme({without_}, references_, {}, [] { return true; }), Interrupted);
+}
+
 TEST_F(OrdinaryProgrammeTest, TheSummaryCountsTheVerdicts) {
     references_.push_back({{}, {}});
     references_[1].measured.failure = "Reference Open failed";

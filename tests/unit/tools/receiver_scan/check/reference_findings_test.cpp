@@ -10,6 +10,7 @@
 #include "testing/audio_generator.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
+#include "wire/messages.h"
 
 namespace receiver {
 namespace {
@@ -193,6 +194,24 @@ TEST_F(ReferenceFindingsTest, WhatIsNoAudioIsUnreadable) {
     const ReferenceVerdict verdict{MeasureReference(path), {}};
     EXPECT_EQ(verdict.Overall(), Verdict::kUnreadable);
     EXPECT_FALSE(verdict.measured.failure.empty());
+}
+
+TEST_F(ReferenceFindingsTest, MeasuringStopsWhenAskedTo) {
+    const std::string path = Write(Music(1, 3.0));
+    int asked = 0;
+    int stopAfter = 1'000'000;
+    const auto measure = [&] {
+        asked = 0;
+        return MeasureReference(path, {}, [&] { return ++asked > stopAfter; }).failure;
+    };
+    EXPECT_EQ(measure(), "");
+    const int steps = asked;
+    // In the first of its readings, in the second and in the last.
+    for (const int after : {1, steps / 2, steps - 1}) {
+        stopAfter = after;
+        EXPECT_EQ(measure(), kFinishedCancelledLoading) << after;
+        EXPECT_EQ(asked, after + 1);
+    }
 }
 
 TEST_F(ReferenceFindingsTest, TheGravestFindingComesFirst) {

@@ -1,5 +1,6 @@
 #include "receiver_scan/cut/recording_cut.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -129,6 +130,31 @@ TEST_F(RecordingCutTest, WhatIsNoAudioIsASourceError) {
     const std::string source = folder_.File("text.wav");
     WriteFileBytes(source, "no audio");
     EXPECT_THROW(RecordingReader reader(source), CutSourceError);
+}
+
+TEST_F(RecordingCutTest, AnInterruptedCutLeavesNothingHalfWritten) {
+    const std::string source = folder_.File("source.wav");
+    WriteWavFile(source, music_);
+    // Asked before each read: the first cut is whole by then, the second has begun.
+    int asked = 0;
+    const StopRequested stop = [&] { return ++asked > 5; };
+    EXPECT_THROW(
+        WriteCuts(source,
+                  {{0, 10000, folder_.File("whole.wav")}, {20000, 90000, folder_.File("half.wav")}},
+                  false, stop),
+        Interrupted);
+    EXPECT_EQ(BytesOf(folder_.File("whole.wav"), 0, 1000000).size(), 10000u * 4);
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
+        names.push_back(entry.path().filename().string());
+    }
+    EXPECT_THAT(names, testing::UnorderedElementsAre("source.wav", "whole.wav"));
+}
+
+TEST_F(RecordingCutTest, SnappingIsInterrupted) {
+    const std::string source = folder_.File("source.wav");
+    WriteWavFile(source, music_);
+    EXPECT_THROW(SnapToQuiet(source, {22000, 47000, ""}, [] { return true; }), Interrupted);
 }
 
 TEST_F(RecordingCutTest, SnappingMovesBothEndsIntoThePauses) {

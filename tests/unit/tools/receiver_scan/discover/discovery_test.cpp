@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "receiver_scan/discover/discovery_page.h"
 #include "receiver_scan/discover/discovery_report.h"
 #include "receiver_scan/source/heard_audio.h"
 #include "receiver_scan/source/opened_source.h"
@@ -98,8 +99,8 @@ TEST_F(DiscoveryTest, TheTextAndTheJsonTellTheSame) {
 TEST_F(DiscoveryTest, ThePageHasAMarkForEachTimeAndNamesAreEscaped) {
     const std::string page = DiscoveryPage(discovery_);
     size_t marks = 0;
-    for (size_t at = page.find("<rect class=\"mark"); at != std::string::npos;
-         at = page.find("<rect class=\"mark", at + 1)) {
+    for (size_t at = page.find("<rect class=\"heard"); at != std::string::npos;
+         at = page.find("<rect class=\"heard", at + 1)) {
         ++marks;
     }
     size_t times = 0;
@@ -107,7 +108,8 @@ TEST_F(DiscoveryTest, ThePageHasAMarkForEachTimeAndNamesAreEscaped) {
     EXPECT_EQ(marks, times);
     EXPECT_NE(page.find("a&amp;b.wav"), std::string::npos);
     EXPECT_EQ(page.find("a&b"), std::string::npos);
-    EXPECT_EQ(page.find("http"), std::string::npos);
+    EXPECT_EQ(page.find("://"), std::string::npos);
+    EXPECT_EQ(page.find("<script"), std::string::npos);
 }
 
 TEST(StationFingerprint, TimesAreThoseWithinTheSource) {

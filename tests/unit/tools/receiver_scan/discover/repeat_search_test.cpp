@@ -97,6 +97,36 @@ TEST(TemplateSearch, EveryPlayingIsFoundOnce) {
     EXPECT_EQ(places[3].word, 199000u);
 }
 
+// As the words of real audio: each differs from the one before in few bits.
+std::vector<uint32_t> SlowWords(uint64_t seed, size_t count) {
+    TestRandom random(seed);
+    std::vector<uint32_t> words = {static_cast<uint32_t>(random.Next())};
+    while (words.size() < count) {
+        words.push_back(words.back() ^ (1u << random.Below(32)) ^ (1u << random.Below(32)));
+    }
+    return words;
+}
+
+TEST(TemplateSearch, NoPlaceIsPassedOverWhereWordsChangeSlowly) {
+    for (const size_t length : {60u, 400u}) {
+        std::vector<uint32_t> words = SlowWords(11, 40000);
+        const std::vector<uint32_t> stretch(words.begin() + 1000,
+                                            words.begin() + 1000 + static_cast<int>(length));
+        std::vector<uint32_t> wanted = {1000};
+        for (uint32_t at = 5000; at + length < words.size(); at += 1511) {
+            // Each differs more than the one before, up to three in sixteen of the bits.
+            const uint32_t step = (at - 5000) / 1511;
+            for (size_t i = 0; i < length; ++i) {
+                words[at + i] = stretch[i] ^ (i % 2 == 0 ? (1u << (step / 2)) - 1 : 0u);
+            }
+            wanted.push_back(at);
+        }
+        std::vector<uint32_t> found;
+        for (const Place& place : FindPlaces(stretch, words, 1)) found.push_back(place.word);
+        EXPECT_EQ(found, wanted) << length;
+    }
+}
+
 TEST(TemplateSearch, AStretchLongerThanAllHasNoPlace) {
     const MadeWords made(9, 100);
     EXPECT_TRUE(FindPlaces(MadeWords(10, 200).words, made.words, 1).empty());
