@@ -94,8 +94,10 @@ ScanExitCode ExitCodeOf(const ScanResult& result, bool wasInterrupted) {
     return result.judgement.matches.empty() ? ScanExitCode::kNotFound : ScanExitCode::kFound;
 }
 
-int Run(const ListenOptions& options) {
-    const Interruption interruption({options.source});
+int Run(const ListenValues& values) {
+    // Before anything is opened, also by the checks.
+    const Interruption interruption({values.source});
+    const ListenOptions options = CheckListenOptions(values);
     const ScanResult result = Scan(options, interruption);
     Print(result, options.json);
     WriteFiles(result, options);
@@ -107,7 +109,7 @@ int Run(const ListenOptions& options) {
 ToolCommand ListenCommand() {
     const auto values = std::make_shared<ListenValues>();
     return {DescribeListen(), [values](CLI::App& app) { DeclareListenOptions(app, *values); },
-            [values] { return Run(CheckListenOptions(*values)); }};
+            [values] { return Run(*values); }};
 }
 
 }  // namespace receiver
