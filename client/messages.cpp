@@ -83,6 +83,7 @@ json AdditionsOf(const PrepareRequest& request) {
     json additions = json::object();
     if (request.lookBackMs) additions["lookBackMs"] = *request.lookBackMs;
     if (request.reconnectMs) additions["reconnectMs"] = *request.reconnectMs;
+    if (request.reconnectLostOnly) additions["reconnectLostOnly"] = true;
     if (request.startNow) additions["startNow"] = true;
     if (request.preRollMs) additions["preRollMs"] = *request.preRollMs;
     json report = json::array();

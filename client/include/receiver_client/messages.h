@@ -66,8 +66,10 @@ struct PrepareRequest {
     // The additions.
     std::optional<uint32_t> lookBackMs;   // held before a start was heard; 1000..3600000
     std::optional<uint32_t> reconnectMs;  // a lost source is opened again; 0..86400000
-    bool startNow = false;                // the programme begins with the first sample
-    std::optional<uint32_t> preRollMs;    // served before the start; 0..60000
+    // With reconnectMs: not what never opened, nor what ended where it had told.
+    bool reconnectLostOnly = false;
+    bool startNow = false;              // the programme begins with the first sample
+    std::optional<uint32_t> preRollMs;  // served before the start; 0..60000
     ReportOptions report;
     HttpOptions http;
 };

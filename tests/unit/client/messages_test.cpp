@@ -29,6 +29,7 @@ receiver::PrepareRequest FullRequest() {
     request.url = "http://radio/";
     request.lookBackMs = 60000;
     request.reconnectMs = 0;
+    request.reconnectLostOnly = true;
     request.startNow = true;
     request.preRollMs = 0;
     request.report = {true, true, true};
@@ -117,7 +118,7 @@ TEST(Messages, ARequestWithoutAdditionsHasNoKeyOfTheirs) {
 TEST(Messages, EveryAdditionIsAKeyOfTheRequest) {
     json sent = receiver::ToJson(FullRequest());
     EXPECT_EQ(sent, json::parse(R"({"sessionId":"s","url":"http://radio/","references":[],
-        "lookBackMs":60000,"reconnectMs":0,"startNow":true,"preRollMs":0,
+        "lookBackMs":60000,"reconnectMs":0,"reconnectLostOnly":true,"startNow":true,"preRollMs":0,
         "report":["cause","damage","titles"],
         "http":{"userAgent":"Radio/1","headers":{"Cookie":"a=b","X-Key":"1"},
                 "caFile":"/ca.pem"}})"));
@@ -125,11 +126,13 @@ TEST(Messages, EveryAdditionIsAKeyOfTheRequest) {
 
 TEST(Messages, AdditionsThatTheReceiverDoesNotNameAreMissing) {
     json answer = json::parse(R"({"sessionId":"s","state":"PREPARING","matches":[]})");
-    const std::vector<std::string> all = {"http",        "lookBackMs", "preRollMs",
-                                          "reconnectMs", "report",     "startNow"};
+    const std::vector<std::string> all = {
+        "http",        "lookBackMs", "preRollMs", "reconnectLostOnly",
+        "reconnectMs", "report",     "startNow"};
     EXPECT_EQ(receiver::MissingAdditions(FullRequest(), receiver::ParseSnapshot(answer)), all);
     EXPECT_TRUE(receiver::MissingAdditions({}, receiver::ParseSnapshot(answer)).empty());
-    answer["additions"] = {"lookBackMs", "reconnectMs", "startNow", "preRollMs", "later"};
+    answer["additions"] = {"lookBackMs", "reconnectMs",       "startNow",
+                           "preRollMs",  "reconnectLostOnly", "later"};
     EXPECT_EQ(receiver::MissingAdditions(FullRequest(), receiver::ParseSnapshot(answer)),
               std::vector<std::string>({"http", "report"}));
     answer["additions"] = all;
