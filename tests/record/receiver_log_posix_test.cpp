@@ -49,7 +49,7 @@ TEST_F(ReceiverLogTest, TheLogIsKeptForTheUserAloneAndItsNameToldWhenItHelps) {
 
     fs::remove_all(LogPlace());
     StationRoute route;
-    route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
+    route.stallAfter = BodyBytes(broadcast_.programmeFrame + 88200);
     Serve(route);
     ChildProcess process(RecordProgram(), Arguments({"--force", "-q", "-o", OutputFile()}),
                          ChildProcess::ErrorStream::kCapture);
