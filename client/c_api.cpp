@@ -28,6 +28,8 @@ receiver_status StatusOf(ErrorKind kind) {
             break;
         case ErrorKind::kSessionFailed:
             return RECEIVER_SESSION_FAILED;
+        case ErrorKind::kUnsupported:
+            return RECEIVER_UNSUPPORTED;
     }
     return RECEIVER_SYSTEM;
 }
@@ -58,6 +60,8 @@ const char* receiver_status_text(receiver_status status) {
             return "Out of memory";
         case RECEIVER_END:
             return "The stream is complete";
+        case RECEIVER_UNSUPPORTED:
+            return "The receiver does not know what was asked for";
     }
     return "Unknown status";
 }

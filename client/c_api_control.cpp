@@ -46,17 +46,49 @@ struct EventFields {
         record.type = RECEIVER_EVENT_READY;
         record.uri = event.uri.c_str();
         record.sample = event.sourceSample;
+        record.served_sample = event.servedSample.value_or(event.sourceSample);
     }
     void operator()(const SourceErrorEvent& event) const {
         record.type = RECEIVER_EVENT_SOURCE_ERROR;
         record.error = event.error;
         record.can_drain = event.canDrain ? 1 : 0;
         record.end_sample = event.sourceEndSample;
+        TakeCause(event.cause);
     }
     void operator()(const FinishedEvent& event) const {
         record.type = RECEIVER_EVENT_FINISHED;
         record.reason = event.session.reason.c_str();
         record.message = event.session.message.c_str();
+        TakeCause(event.session.cause);
+    }
+    void operator()(const ResumedEvent& event) const {
+        record.type = RECEIVER_EVENT_RESUMED;
+        record.sample = event.resumption.sample;
+        record.outage_ms = event.resumption.outageMs;
+        record.repeated_frames = event.resumption.repeatedFrames;
+        record.lost_frames = event.resumption.lostFrames;
+        record.attempts = event.resumption.attempts;
+        record.exact = event.resumption.exact ? 1 : 0;
+        TakeCause(event.cause);
+    }
+    void operator()(const DamagedEvent& event) const {
+        record.type = RECEIVER_EVENT_DAMAGED;
+        record.sample = event.sample;
+        record.lost_frames = event.frames;
+        record.damage_kind = event.kind.c_str();
+    }
+    void operator()(const TitleEvent& event) const {
+        record.type = RECEIVER_EVENT_TITLE;
+        record.sample = event.sample;
+        record.title = event.title.c_str();
+    }
+
+    void TakeCause(const std::optional<Cause>& cause) const {
+        if (!cause) return;
+        record.cause_kind = cause->kind.c_str();
+        record.cause_text = cause->text.c_str();
+        record.cause_status = cause->status.value_or(0);
+        if (cause->referenceId) record.cause_reference_id = cause->referenceId->c_str();
     }
 };
 

@@ -1,5 +1,6 @@
 #include "message_json.h"
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -30,6 +31,11 @@ std::string Text(const json& object, const char* key) {
     return object.at(key).get<std::string>();
 }
 
+std::optional<uint64_t> OptionalSample(const json& object, const char* key) {
+    if (!object.contains(key)) return {};
+    return Unsigned<uint64_t>(object, key);
+}
+
 Match ParseMatch(const json& object) {
     return {Text(object, "referenceId"), RoleNamed(Text(object, "role")),
             Unsigned<uint64_t>(object, "sample"), Unsigned<uint64_t>(object, "observedAfterSample"),
@@ -57,19 +63,64 @@ BufferStatistics ParseStatistics(const json& object) {
     return statistics;
 }
 
+std::optional<Cause> ParseCause(const json& object) {
+    const auto found = object.find("cause");
+    if (found == object.end()) return {};
+    Cause cause{Text(*found, "kind"), Text(*found, "text"), {}, {}};
+    if (found->contains("status")) cause.status = Unsigned<uint32_t>(*found, "status");
+    if (found->contains("referenceId")) cause.referenceId = Text(*found, "referenceId");
+    return cause;
+}
+
+Resumption ParseResumption(const json& object) {
+    return {Unsigned<uint64_t>(object, "sample"),         Unsigned<uint64_t>(object, "outageMs"),
+            Unsigned<uint64_t>(object, "repeatedFrames"), Unsigned<uint64_t>(object, "lostFrames"),
+            Unsigned<uint64_t>(object, "attempts"),       object.at("exact").get<bool>()};
+}
+
+// What the request asks for beyond the basic one: nothing else makes these keys.
+json AdditionsOf(const PrepareRequest& request) {
+    json additions = json::object();
+    if (request.lookBackMs) additions["lookBackMs"] = *request.lookBackMs;
+    if (request.reconnectMs) additions["reconnectMs"] = *request.reconnectMs;
+    if (request.reconnectLostOnly) additions["reconnectLostOnly"] = true;
+    if (request.startNow) additions["startNow"] = true;
+    if (request.preRollMs) additions["preRollMs"] = *request.preRollMs;
+    json report = json::array();
+    if (request.report.cause) report.push_back(kReportCause);
+    if (request.report.damage) report.push_back(kReportDamage);
+    if (request.report.titles) report.push_back(kReportTitles);
+    if (!report.empty()) additions["report"] = std::move(report);
+    json http = json::object();
+    if (!request.http.userAgent.empty()) http["userAgent"] = request.http.userAgent;
+    if (!request.http.headers.empty()) http["headers"] = request.http.headers;
+    if (!request.http.caFile.empty()) http["caFile"] = request.http.caFile;
+    if (!http.empty()) additions["http"] = std::move(http);
+    return additions;
+}
+
 EventBody ParseBody(const std::string& type, const json& message) {
     if (type == kEventConnected) return ConnectedEvent{};
     if (type == kEventDetected) return DetectedEvent{ParseMatch(message)};
     if (type == kEventProgramEnd) return ProgramEndEvent{ParseProgram(message.at("program"))};
     if (type == kEventReady) {
-        return ReadyEvent{Text(message, "uri"), Unsigned<uint64_t>(message, "sourceSample")};
+        return ReadyEvent{Text(message, "uri"), Unsigned<uint64_t>(message, "sourceSample"),
+                          OptionalSample(message, "servedSample")};
     }
     if (type == kEventSourceError) {
-        return SourceErrorEvent{Unsigned<uint32_t>(message, "error"),
-                                message.at("canDrain").get<bool>(),
-                                Unsigned<uint64_t>(message, "sourceEndSample")};
+        return SourceErrorEvent{
+            Unsigned<uint32_t>(message, "error"), message.at("canDrain").get<bool>(),
+            Unsigned<uint64_t>(message, "sourceEndSample"), ParseCause(message)};
     }
     if (type == kEventFinished) return FinishedEvent{ParseSnapshot(message)};
+    if (type == kEventResumed) return ResumedEvent{ParseResumption(message), ParseCause(message)};
+    if (type == kEventDamaged) {
+        return DamagedEvent{Unsigned<uint64_t>(message, "sample"),
+                            Unsigned<uint64_t>(message, "frames"), Text(message, "kind")};
+    }
+    if (type == kEventTitle) {
+        return TitleEvent{Unsigned<uint64_t>(message, "sample"), Text(message, "title")};
+    }
     return UnknownEvent{};
 }
 
@@ -101,6 +152,7 @@ json ToJson(const PrepareRequest& request) {
             {{"id", reference.id}, {"role", RoleName(reference.role)}, {"path", reference.path}});
     }
     message["references"] = std::move(references);
+    message.update(AdditionsOf(request));
     return message;
 }
 
@@ -120,8 +172,13 @@ SessionSnapshot ParseSnapshot(const json& object) {
     if (object.contains("sequence")) snapshot.sequence = Unsigned<uint64_t>(object, "sequence");
     for (const json& match : object.at("matches")) snapshot.matches.push_back(ParseMatch(match));
     if (object.contains("uri")) snapshot.uri = Text(object, "uri");
-    if (object.contains("sourceSample")) {
-        snapshot.sourceSample = Unsigned<uint64_t>(object, "sourceSample");
+    snapshot.sourceSample = OptionalSample(object, "sourceSample");
+    snapshot.servedSample = OptionalSample(object, "servedSample");
+    if (object.contains("additions")) {
+        snapshot.additions = object.at("additions").get<std::vector<std::string>>();
+    }
+    if (object.contains("gaps")) {
+        for (const json& gap : object.at("gaps")) snapshot.gaps.push_back(ParseResumption(gap));
     }
     if (object.contains("program")) snapshot.program = ParseProgram(object.at("program"));
     if (object.contains("sourceError")) {
@@ -130,6 +187,7 @@ SessionSnapshot ParseSnapshot(const json& object) {
     if (object.contains("buffer")) snapshot.buffer = ParseStatistics(object.at("buffer"));
     if (object.contains("reason")) snapshot.reason = Text(object, "reason");
     if (object.contains("message")) snapshot.message = Text(object, "message");
+    snapshot.cause = ParseCause(object);
     snapshot.raw = object.dump();
     return snapshot;
 }
@@ -146,6 +204,17 @@ Event ParseEvent(const json& message) {
     }
     event.raw = message.dump();
     return event;
+}
+
+std::vector<std::string> MissingAdditions(const PrepareRequest& request,
+                                          const SessionSnapshot& session) {
+    const std::vector<std::string> taken = session.additions.value_or(std::vector<std::string>());
+    const json asked = AdditionsOf(request);
+    std::vector<std::string> missing;
+    for (const auto& [key, value] : asked.items()) {
+        if (std::find(taken.begin(), taken.end(), key) == taken.end()) missing.push_back(key);
+    }
+    return missing;
 }
 
 }  // namespace receiver

@@ -34,10 +34,13 @@ ProgramRecorder::~ProgramRecorder() {
 
 ProgramResult ProgramRecorder::Run(const PrepareRequest& request) {
     sessionId_ = request.sessionId;
-    if (!client_.Prepare(request, kCommandTimeout)) {
+    const std::optional<SessionSnapshot> session = client_.Prepare(request, kCommandTimeout);
+    if (!session) {
         result_.error = client_.LastError();
         return std::move(result_);
     }
+    const std::vector<std::string> missing = MissingAdditions(request, *session);
+    if (!missing.empty()) RefuseUnsupported(missing);
     try {
         events_ = std::thread([this] { FollowEvents(); });
     } catch (const std::system_error&) {
@@ -192,6 +195,7 @@ void ProgramRecorder::Take(const News& news) {
         result_.program = end->program;
     } else if (const auto* ready = std::get_if<ReadyEvent>(&event.body)) {
         result_.startSample = ready->sourceSample;
+        result_.servedSample = ready->servedSample.value_or(ready->sourceSample);
         StartAudio(ready->uri);
     } else if (const auto* finished = std::get_if<FinishedEvent>(&event.body)) {
         Take(finished->session);
@@ -200,7 +204,10 @@ void ProgramRecorder::Take(const News& news) {
 
 void ProgramRecorder::Take(const SessionSnapshot& session) {
     if (session.program) result_.program = session.program;
-    if (session.sourceSample) result_.startSample = session.sourceSample;
+    if (session.sourceSample) {
+        result_.startSample = session.sourceSample;
+        result_.servedSample = session.servedSample.value_or(*session.sourceSample);
+    }
     if (session.state == kStateFinished) {
         result_.session = session;
     } else if (session.uri) {
@@ -257,7 +264,8 @@ void ProgramRecorder::Give(std::span<const std::byte> pcm) {
 uint64_t ProgramRecorder::FramesWanted() const {
     if (!result_.program) return UINT64_MAX;
     const Program& program = *result_.program;
-    return program.endSample - std::min(program.startSample, program.endSample);
+    const uint64_t first = result_.servedSample.value_or(program.startSample);
+    return program.endSample - std::min(first, program.endSample);
 }
 
 // A sink that wants no more, or throws, ends the session; what still comes passes it by.
@@ -273,6 +281,15 @@ void ProgramRecorder::CallSink(Call call) {
     Stop();
 }
 
+// What comes would not be what was asked for: the session is ended before any of it is written.
+void ProgramRecorder::RefuseUnsupported(const std::vector<std::string>& missing) {
+    std::string text = "The receiver is of a version that does not know";
+    for (const std::string& key : missing) text += (&key == &missing.front() ? " " : ", ") + key;
+    result_.error = {ErrorKind::kUnsupported, 0, std::move(text)};
+    refused_ = true;
+    Stop();
+}
+
 void ProgramRecorder::Stop() {
     client_.RequestCancel(sessionId_);
 }
@@ -283,7 +300,7 @@ void ProgramRecorder::Judge() {
     const bool eof = result_.session ? result_.session->reason == kReasonEof
                                      : eventsError_.kind == ErrorKind::kNone;
     result_.complete = eof && !refused_ && audioResult_ == Pcm1Reader::Result::kEnd;
-    if (result_.complete) return;
+    if (result_.complete || result_.error.kind == ErrorKind::kUnsupported) return;
     if (refused_ || (result_.session && result_.session->reason == kReasonCancelled)) {
         result_.error = {ErrorKind::kCancelled, 0, "The session was cancelled"};
     } else if (eventsError_.kind != ErrorKind::kNone) {

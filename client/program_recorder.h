@@ -59,6 +59,7 @@ private:
     uint64_t FramesWanted() const;
     template <typename Call>
     void CallSink(Call call);
+    void RefuseUnsupported(const std::vector<std::string>& missing);
     void Stop();
     void Judge() EXCLUDES(mutex_);
 
@@ -73,7 +74,7 @@ private:
     ProgramResult result_;
     std::vector<std::byte> held_;  // audio that may turn out to lie behind the end
     bool begun_ = false;           // the sink knows the format
-    bool refused_ = false;         // the sink wants no more
+    bool refused_ = false;         // the sink wants, or gets, no more
     std::exception_ptr thrown_;    // by the sink
 
     Mutex mutex_;

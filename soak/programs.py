@@ -219,7 +219,8 @@ def recording(stage):
 @kind
 def recording_of_a_failing_source(stage):
     last_step = stage.chance.choice((stall, reset, send(b"")))
-    recorder = Recorder(stage, cut_somewhere(stage, last_step), "--io-timeout", f"{SHORT_IO_MS}ms")
+    recorder = Recorder(stage, cut_somewhere(stage, last_step), "--io-timeout", f"{SHORT_IO_MS}ms",
+                        "--reconnect", "0")
     code = recorder.exit(COMPLETE, NO_START, SOURCE_ERROR)
     recorder.expect_no_receiver()
     recorder.expect_files(r"programme\.wav(\.json)?")

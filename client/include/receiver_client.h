@@ -42,7 +42,8 @@ typedef enum receiver_status {
     RECEIVER_SYSTEM = 7,           /* the system, or the receiver program, failed */
     RECEIVER_SESSION_FAILED = 8,   /* the session ended with an error; the text is its message */
     RECEIVER_NO_MEMORY = 9,
-    RECEIVER_END = 10 /* receiver_audio_read: the stream is complete */
+    RECEIVER_END = 10,        /* receiver_audio_read: the stream is complete */
+    RECEIVER_UNSUPPORTED = 11 /* the receiver does not know what was asked for; the text names it */
 } receiver_status;
 
 /* For people, in English; never null. The text lasts for ever. */
@@ -118,7 +119,10 @@ typedef enum receiver_event_type {
     RECEIVER_EVENT_PROGRAM_END = 3,
     RECEIVER_EVENT_READY = 4,
     RECEIVER_EVENT_SOURCE_ERROR = 5,
-    RECEIVER_EVENT_FINISHED = 6
+    RECEIVER_EVENT_FINISHED = 6,
+    RECEIVER_EVENT_RESUMED = 7,
+    RECEIVER_EVENT_DAMAGED = 8,
+    RECEIVER_EVENT_TITLE = 9
 } receiver_event_type;
 
 /* What the type does not speak of is null or 0. */
@@ -131,7 +135,8 @@ typedef struct receiver_event {
     const char* reference_id; /* DETECTED */
     receiver_role role;       /* DETECTED */
     double bit_error_rate;    /* DETECTED: 0 is a perfect match */
-    uint64_t sample;          /* DETECTED: where the reference begins; READY: the start */
+    uint64_t sample;          /* DETECTED: where the reference begins; READY: the start; RESUMED,
+                                 DAMAGED and TITLE: where it is */
     const char* uri;          /* READY: of the audio */
     uint64_t start_sample;    /* PROGRAM_END */
     uint64_t end_sample;      /* PROGRAM_END; SOURCE_ERROR: what was received before it */
@@ -139,6 +144,19 @@ typedef struct receiver_event {
     const char* message;      /* FINISHED: the cause of an error */
     uint32_t error;           /* SOURCE_ERROR */
     int can_drain;            /* SOURCE_ERROR: what is buffered is still served */
+    uint64_t served_sample;   /* READY: the audio's first sample; the start without pre_roll_ms */
+    /* Of SOURCE_ERROR, FINISHED and RESUMED, where causes were asked for. */
+    const char* cause_kind;         /* "http", "timeout", ...: docs/protocol.md lists them */
+    const char* cause_text;         /* one line for people */
+    const char* cause_reference_id; /* of the kind "reference" */
+    uint32_t cause_status;          /* of the kind "http": the server's answer */
+    int exact;                      /* RESUMED: the samples were the same up to the joint */
+    uint64_t outage_ms;             /* RESUMED */
+    uint64_t repeated_frames;       /* RESUMED: heard before, and left out */
+    uint64_t lost_frames;           /* RESUMED: silence; DAMAGED: missing, 0 if not known */
+    uint64_t attempts;              /* RESUMED: openings */
+    const char* damage_kind;        /* DAMAGED: "undecodable" or "discontinuity" */
+    const char* title;              /* TITLE: "" when the station says that there is none */
 } receiver_event;
 
 /* Null as above. */

@@ -17,6 +17,7 @@ struct ConnectionFailure {
     int httpStatus = 0;         // of the last answer, whatever it was; 0 without one
     std::optional<uint32_t> retryAfterSeconds;  // what that answer asked for
     std::string tlsText;                        // what the TLS library found wrong
+    bool toldLength = false;                    // where it ends was known from the beginning
     int averror = 0;                            // negative FFmpeg code of the last failed call
     uint32_t decoderError = kDecoderErrorNone;
 };

@@ -104,6 +104,7 @@ ConnectionFailure CFFmpegNetworkAudioFile::Failure() const {
     ConnectionFailure failure = access_->LastConnection();
     failure.cancelled = access_->IsCancelled();
     failure.timedOut = access_->HasTimedOut();
+    failure.toldLength = HasToldLength();
     failure.decoderError = ErrorCode();
     if (InputResult() < 0) failure.averror = InputResult();
     if (lastError_ < 0) failure.averror = lastError_;

@@ -5,8 +5,10 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <string_view>
 
 #include "audio/decoded_pcm.h"
+#include "audio/ffmpeg.h"
 #include "audio/frame_source.h"
 #include "audio/media_input.h"
 #include "audio/media_length.h"
@@ -95,6 +97,14 @@ bool CFFmpegStreamingDecoder::SetLength() {
 
 void CFFmpegStreamingDecoder::DiscardOtherStreams() {
     stages_->input.DiscardOtherStreams();
+}
+
+bool CFFmpegStreamingDecoder::HasToldLength() const {
+    if (!IsOpen()) return false;
+    const AVFormatContext& context = stages_->input.Context();
+    // What a playlist's own text measures is not the length of what it lists.
+    if (std::string_view(context.iformat->name) == "hls") return context.duration > 0;
+    return context.pb != nullptr && avio_size(context.pb) > 0;
 }
 
 bool CFFmpegStreamingDecoder::Fail(uint32_t code) {

@@ -61,6 +61,8 @@ protected:
     // Lets FFmpeg skip the packets of every stream but the chosen one; after Open.
     void DiscardOtherStreams();
     void SetErrorCode(uint32_t code) { errorCode_ = code; }
+    // While open: the input has said from the beginning where it ends.
+    bool HasToldLength() const;
     // FFmpeg's code for what ended the input, 0 while nothing has.
     int InputResult() const { return inputResult_; }
 

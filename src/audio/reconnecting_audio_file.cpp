@@ -84,6 +84,11 @@ struct ReconnectingAudioFile::State {
     int32_t outcome = -1;  // once ended
 
     bool IsCancelled() const { return cancellation->IsCancelled(); }
+    bool IsLost() const {
+        const bool isWhole =
+            lastBreak.phase == SourceBreak::Phase::kEnded && lastBreak.failure.toldLength;
+        return !isWhole || !limits.lostOnly;
+    }
 
     std::unique_ptr<LiveConnection> Connect();
     // Tries, with pauses, until it succeeds or the time is over; once at least.
@@ -120,7 +125,7 @@ bool ReconnectingAudioFile::State::TryUntilOver(const std::function<bool()>& att
 }
 
 bool ReconnectingAudioFile::State::Reconnect() {
-    if (limits.reconnectMs == 0) return false;
+    if (limits.reconnectMs == 0 || !IsLost()) return false;
     const SourceBreak cause = lastBreak;
     if (newFrames >= kHoldingSeconds * format.sampleRate) pauses.Reset();
     uint32_t attempts = 0;
@@ -288,11 +293,11 @@ BOOL ReconnectingAudioFile::Open(const std::string& path) {
     State& state = *state_;
     state.path = path;
     state.lastAudioMs = state.timing.nowMs();
-    const bool connected = state.TryUntilOver([&state] {
+    const auto connect = [&state] {
         state.connection = state.Connect();
         return state.connection != nullptr;
-    });
-    if (!connected) {
+    };
+    if (!(state.limits.lostOnly ? connect() : state.TryUntilOver(connect))) {
         state.TellFailure();
         return 0;
     }

@@ -49,6 +49,9 @@ using ConnectionFactory = std::function<SourceConnection(const ConnectionFormat&
 struct ReconnectLimits {
     uint32_t reconnectMs = 0;  // 0: one connection, as if the file were the factory's own
     uint32_t outputRate = 44100;
+    // Only what was lost is made again: a first opening that fails is the end, and so is that of
+    // a source that had said where it ends.
+    bool lostOnly = false;
 };
 
 // How the last connection, or the last attempt to make one, ended.

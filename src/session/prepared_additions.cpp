@@ -17,6 +17,7 @@ using nlohmann::json;
 
 constexpr const char* kLookBack = "lookBackMs";
 constexpr const char* kReconnect = "reconnectMs";
+constexpr const char* kReconnectLostOnly = "reconnectLostOnly";
 constexpr const char* kStartNow = "startNow";
 constexpr const char* kPreRoll = "preRollMs";
 constexpr const char* kReport = "report";
@@ -101,7 +102,8 @@ bool AsksToStartNow(const json& message) {
 
 PreparedAdditions ReadAdditions(const json& message) {
     PreparedAdditions additions;
-    for (const char* key : {kLookBack, kReconnect, kStartNow, kPreRoll, kReport, kHttp}) {
+    for (const char* key :
+         {kLookBack, kReconnect, kReconnectLostOnly, kStartNow, kPreRoll, kReport, kHttp}) {
         if (message.contains(key)) additions.keys.emplace_back(key);
     }
     const uint64_t lookBackMs = ReadOptionalUnsigned(message, kLookBack, kMinLookBackMs);
@@ -114,6 +116,9 @@ PreparedAdditions ReadAdditions(const json& message) {
     if (message.contains(kLookBack)) additions.lookBackMs = static_cast<uint32_t>(lookBackMs);
     if (message.contains(kPreRoll)) additions.preRollMs = static_cast<uint32_t>(preRollMs);
     additions.reconnectMs = static_cast<uint32_t>(reconnectMs);
+    if (const auto found = message.find(kReconnectLostOnly); found != message.end()) {
+        additions.reconnectLostOnly = found->get<bool>();
+    }
     if (const auto found = message.find(kStartNow); found != message.end()) {
         additions.startNow = found->get<bool>();
     }

@@ -25,6 +25,7 @@ struct PreparedHttp {
 struct PreparedAdditions {
     std::optional<uint32_t> lookBackMs;  // held behind the live edge while no start was heard
     uint32_t reconnectMs = 0;            // how long a lost source is tried again
+    bool reconnectLostOnly = false;      // not what never opened, or ended where it had told
     bool startNow = false;               // the programme begins with the first sample
     std::optional<uint32_t> preRollMs;   // served before the start
     bool reportsCause = false;

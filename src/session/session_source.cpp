@@ -59,7 +59,8 @@ std::unique_ptr<CAudioFile> MakeLastingSource(
         },
         cancellation,
         ReconnectLimits{.reconnectMs = program.additions.reconnectMs,
-                        .outputRate = kStreamSampleRate},
+                        .outputRate = kStreamSampleRate,
+                        .lostOnly = program.additions.reconnectLostOnly},
         [notes](const SourceResumption& resumption, const SourceBreak&) {
             notes.onResumed(resumption);
         });

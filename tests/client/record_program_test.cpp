@@ -1,6 +1,9 @@
 // ReceiverClient::RecordProgram against the built receiver: what reaches the sink, to the frame,
 // and how it ends.
+#include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 
 #include "client/station_fixture.h"
@@ -182,6 +185,82 @@ TEST_F(RecordProgramTest, ASourceThatBreaksOffIsToldApartFromItsEnd) {
     EXPECT_EQ(result.error.kind, ErrorKind::kSessionFailed);
     EXPECT_GT(result.frames, 0u);
     EXPECT_EQ(written_, Broadcasted(result.frames));
+}
+
+TEST_F(RecordProgramTest, ThePreRollIsWrittenAndTheEndStaysExact) {
+    Serve();
+    PrepareRequest request = Request();
+    request.program = ProgramLimits{2000, 0};
+    request.preRollMs = 300;
+    request.lookBackMs = 1000;
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_TRUE(result.complete) << result.error.text;
+    ASSERT_TRUE(result.startSample && result.servedSample && result.session);
+    EXPECT_EQ(*result.servedSample, *result.startSample - 13230);
+    EXPECT_EQ(result.frames, 88200u + 13230u);
+    EXPECT_EQ(written_, Slice(broadcast_.audio, *result.servedSample, result.frames).samples);
+    EXPECT_EQ(result.session->servedSample, result.servedSample);
+    EXPECT_TRUE(MissingAdditions(request, *result.session).empty());
+}
+
+TEST_F(RecordProgramTest, AProgrammeThatStartsNowNeedsNoReference) {
+    Serve();
+    PrepareRequest request = Request();
+    request.references.clear();
+    request.startNow = true;
+    request.program = ProgramLimits{1000, 0};
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_TRUE(result.complete) << result.error.text;
+    EXPECT_EQ(result.servedSample, 0u);
+    EXPECT_EQ(written_, Slice(broadcast_.audio, 0, 44100).samples);
+}
+
+// The first connection breaks off within the programme; the next one begins anew.
+TEST_F(RecordProgramTest, AConnectionThatComesBackIsToldAndLeavesNoTrace) {
+    StationRoute route;
+    route.framing = BodyFraming::kUntilClose;
+    const std::string body = WavBytes(broadcast_.audio);
+    const size_t broken = BodyBytes(broadcast_.programmeFrame);
+    const auto listeners = std::make_shared<std::atomic<int>>(0);
+    route.tuneIn = [=] {
+        const size_t end = (*listeners)++ == 0 ? broken : body.size();
+        return [=, at = size_t{0}]() mutable {
+            std::string piece = body.substr(at, std::min<size_t>(end - at, 4096));
+            at += piece.size();
+            return piece;
+        };
+    };
+    Serve(route);
+    PrepareRequest request = Request();
+    request.program = ProgramLimits{3000, 0};
+    request.reconnectMs = 30000;
+    request.report.cause = true;
+    ProgramSink sink = Sink();
+    std::optional<ResumedEvent> resumed;
+    sink.event = [&](const Event& event) {
+        if (const auto* told = std::get_if<ResumedEvent>(&event.body)) resumed = *told;
+    };
+    const ProgramResult result = client_.RecordProgram(request, sink);
+    EXPECT_TRUE(result.complete) << result.error.text;
+    EXPECT_EQ(written_, Broadcasted(3 * 44100));
+    ASSERT_TRUE(resumed && resumed->cause && result.session);
+    EXPECT_EQ(resumed->resumption.lostFrames, 0u);
+    EXPECT_TRUE(resumed->resumption.exact);
+    ASSERT_EQ(result.session->gaps.size(), 1u);
+    EXPECT_EQ(result.session->gaps[0].sample, resumed->resumption.sample);
+}
+
+TEST_F(RecordProgramTest, WhatTheServerAnswersIsTheCause) {
+    PrepareRequest request = Request();
+    request.report.cause = true;
+    request.http.userAgent = "Radio/1";
+    const ProgramResult result = client_.RecordProgram(request, Sink());
+    EXPECT_EQ(result.error.kind, ErrorKind::kSessionFailed);
+    ASSERT_TRUE(result.session && result.session->cause);
+    EXPECT_EQ(result.session->cause->kind, "http");
+    EXPECT_EQ(result.session->cause->status, 404u);
+    ASSERT_EQ(station_.RequestHeads(kPath).size(), 1u);
+    EXPECT_NE(station_.RequestHeads(kPath)[0].find("User-Agent: Radio/1"), std::string::npos);
 }
 
 TEST_F(RecordProgramTest, ARefusalIsTold) {

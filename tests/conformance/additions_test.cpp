@@ -184,6 +184,24 @@ TEST_F(AdditionsTest, CancelIsPromptWhileASourceIsTriedAgain) {
     EXPECT_EQ(receiver_.WaitFor("FINISHED")["reason"], "cancelled");
 }
 
+TEST_F(AdditionsTest, WhatIsNotLostIsNotOpenedAgain) {
+    const json additions = {
+        {"reconnectMs", 60000}, {"reconnectLostOnly", true}, {"report", {"cause"}}};
+    const std::string url = ServeAll(WavRoute(broadcast_.audio));
+    const Recording recording =
+        Record(receiver_, With(PrepareCommand("s", url, SaveJingles(broadcast_)), additions));
+    EXPECT_EQ(recording.acknowledged["additions"],
+              json({"reconnectMs", "reconnectLostOnly", "report"}));
+    EXPECT_EQ(recording.finished["reason"], "eof");
+    EXPECT_EQ(station_.RequestCount(), 1u);
+
+    const json never =
+        With(PrepareCommand("t", station_.Url("/none"), SaveJingles(broadcast_)), additions);
+    ASSERT_EQ(receiver_.Ask(never)["type"], "ACK");
+    EXPECT_EQ(receiver_.WaitFor("FINISHED")["cause"]["status"], 404);
+    EXPECT_EQ(station_.RequestCount(), 2u);
+}
+
 struct CauseCase {
     const char* name;
     std::function<std::string(HttpStation&)> serve;  // gives the URL

@@ -49,11 +49,11 @@ TEST_F(ReceiverLogTest, TheLogIsKeptForTheUserAloneAndItsNameToldWhenItHelps) {
 
     fs::remove_all(LogPlace());
     StationRoute route;
-    route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
+    route.stallAfter = BodyBytes(broadcast_.programmeFrame + 88200);
     Serve(route);
-    ChildProcess process(RecordProgram(), Arguments({"--force", "-q", "-o", OutputFile()}),
+    ChildProcess process(RecordProgram(), Arguments({"--force", "-o", OutputFile()}),
                          ChildProcess::ErrorStream::kCapture);
-    ASSERT_TRUE(station_.WaitForStall("/live", kRunPatienceMs));
+    ASSERT_TRUE(WaitForErrorLine(process, "Recording from sample"));
     ASSERT_EQ(kill(static_cast<pid_t>(ChildOf(process.ProcessId())), SIGKILL), 0);
     const std::string told = process.ReadAllErrors(TickMs() + kRunPatienceMs).value_or("");
     ASSERT_EQ(Logs().size(), 1u);

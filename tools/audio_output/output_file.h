@@ -40,6 +40,9 @@ private:
     std::string failure_;
 };
 
+// Whether an OutputFile, of this or another process, is writing it.
+bool IsBeingWritten(const std::filesystem::path& path);
+
 // Gives a file another name in its folder, and puts the name onto the disk. Without `overwrite`
 // a name that exists is refused by the step itself, as std::errc::file_exists.
 std::error_code RenameFile(const std::filesystem::path& from, const std::filesystem::path& to,

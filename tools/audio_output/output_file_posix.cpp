@@ -17,11 +17,6 @@ std::string SystemText() {
     return std::generic_category().message(errno);
 }
 
-bool IsBeingWritten(const char* path) {
-    const UniqueFd file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    return file.IsValid() && flock(file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-}
-
 // Where the file system cannot refuse a name by itself, a second name can; where it has none of
 // those either (FAT), we look first.
 int RenameToFreeName(const char* from, const char* to) {
@@ -48,7 +43,7 @@ void FlushFolderOf(const std::filesystem::path& path) {
 bool OutputFile::Create(const std::filesystem::path& path, bool overwrite) {
     Close();
     if (overwrite) {
-        if (IsBeingWritten(path.c_str())) {
+        if (IsBeingWritten(path)) {
             failure_ = "another recording is writing it";
             return false;
         }
@@ -90,6 +85,11 @@ void OutputFile::Close() {
 bool OutputFile::Fail() {
     failure_ = SystemText();
     return false;
+}
+
+bool IsBeingWritten(const std::filesystem::path& path) {
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    return file.IsValid() && flock(file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 std::error_code RenameFile(const std::filesystem::path& from, const std::filesystem::path& to,

@@ -73,6 +73,16 @@ bool OutputFile::Fail() {
     return false;
 }
 
+bool IsBeingWritten(const std::filesystem::path& path) {
+    // A file that somebody writes is not shared for deletion.
+    const HANDLE handle =
+        CreateFileW(path.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_SHARING_VIOLATION;
+    CloseHandle(handle);
+    return false;
+}
+
 std::error_code RenameFile(const std::filesystem::path& from, const std::filesystem::path& to,
                            bool overwrite) {
     const DWORD flags = MOVEFILE_WRITE_THROUGH | (overwrite ? MOVEFILE_REPLACE_EXISTING : 0);

@@ -12,6 +12,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr unsigned kMaxKeptAside = 1000;
+
 fs::path PartOf(fs::path target) {
     target += ".part";
     return target;
@@ -51,15 +53,32 @@ PartFile::PartFile(fs::path target, bool overwrite, bool replacePart)
     if (!overwrite_ && IsTaken(target_)) {
         throw std::runtime_error(ToUtf8(target_) + " already exists (use --force to overwrite it)");
     }
-    if (!overwrite_ && !replacePart && IsTaken(part_)) {
-        throw std::runtime_error(
-            ToUtf8(part_) +
-            " already exists: another recording is writing it, or was cut off (use --force to "
-            "overwrite it)");
-    }
+    if (!overwrite_ && !replacePart && IsTaken(part_)) KeepAside();
     if (!file_.Create(part_, overwrite_ || replacePart)) {
         throw std::runtime_error("Cannot create " + ToUtf8(part_) + ": " + file_.FailureText());
     }
+}
+
+// What a recording that was cut off has left can mostly be played.
+void PartFile::KeepAside() {
+    std::error_code error;
+    if (IsBeingWritten(part_)) {
+        throw std::runtime_error(ToUtf8(part_) + ": another recording is writing it");
+    }
+    if (!fs::is_regular_file(fs::symlink_status(part_, error))) {
+        throw std::runtime_error(ToUtf8(part_) + " already exists, and is no file");
+    }
+    for (unsigned n = 1; n <= kMaxKeptAside; ++n) {
+        fs::path name = part_;
+        name += "." + std::to_string(n);
+        error = RenameFile(part_, name, false);
+        if (!error) {
+            keptAside_ = std::move(name);
+            return;
+        }
+        if (error != std::errc::file_exists) break;
+    }
+    throw std::runtime_error("Cannot rename " + ToUtf8(part_) + ": " + error.message());
 }
 
 bool PartFile::WriteAt(uint64_t offset, const void* data, size_t size) {

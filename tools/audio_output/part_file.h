@@ -17,9 +17,9 @@ bool IsTaken(const std::filesystem::path& path);
 
 class PartFile final : public RecordingSink {
 public:
-    // Creates the part file. Without `overwrite` neither it nor the target may exist, save for
-    // a left-over part file with `replacePart`. No link is followed.
-    // Throws std::runtime_error with a text for people.
+    // Creates the part file. Without `overwrite` the target may not exist, and a part file that an
+    // earlier recording left is kept under another name, or with `replacePart` replaced. No link
+    // is followed. Throws std::runtime_error with a text for people.
     PartFile(std::filesystem::path target, bool overwrite, bool replacePart = false);
     // What was neither committed nor discarded stays as the part file.
     ~PartFile() override = default;
@@ -39,13 +39,17 @@ public:
     void Discard();
 
     const std::filesystem::path& PartPath() const { return part_; }
+    // Where the part file of an earlier recording is now; empty when there was none.
+    const std::filesystem::path& KeptAside() const { return keptAside_; }
 
 private:
+    void KeepAside();
     bool FlushAndClose(OutputFile& file);
 
     const std::filesystem::path target_;
     const std::filesystem::path part_;
     const bool overwrite_;
+    std::filesystem::path keptAside_;
     OutputFile file_;
     std::string failure_;
 };

@@ -11,6 +11,7 @@ enum class ExitCode {
     kSourceError = 4,  // the source failed, or ended before the programme did
     kInterrupted = 5,
     kOutputError = 6,
+    kGaps = 7,  // the programme ended by itself, but parts of it are missing or damaged
 };
 
 }  // namespace receiver

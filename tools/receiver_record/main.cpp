@@ -9,7 +9,7 @@
 #include "platform/console_control.h"
 #include "platform/output_stream.h"
 #include "platform/standard_streams.h"
-#include "receiver_record/control/recorder.h"
+#include "receiver_record/control/recording_series.h"
 #include "receiver_record/display/record_console.h"
 #include "receiver_record/display/record_texts.h"
 #include "receiver_record/display/reference_warnings.h"
@@ -49,7 +49,7 @@ int Run(const RecordOptions& options) {
     StatusDisplay display(errors, DisplaySettings());
     RecordConsole console(options, display, json ? &*json : nullptr);
     WarnOfReferences(options, console);
-    return static_cast<int>(Recorder(options, interrupted, console).Run());
+    return static_cast<int>(RunRecordings(options, interrupted, console));
 }
 
 }  // namespace

@@ -19,6 +19,8 @@ const char* OutcomeName(ExitCode code) {
             return "interrupted";
         case ExitCode::kOutputError:
             return "output-error";
+        case ExitCode::kGaps:
+            return "complete-with-gaps";
         case ExitCode::kUsage:
         case ExitCode::kFailure:
             break;
@@ -32,14 +34,23 @@ std::string FormatBer(double ber) {
     return text;
 }
 
+bool CameToItsEnd(const RecordReport& report) {
+    return report.exitCode == ExitCode::kComplete || report.exitCode == ExitCode::kGaps;
+}
+
 std::string EndReason(const RecordReport& report) {
-    if (report.exitCode != ExitCode::kComplete) return OutcomeName(report.exitCode);
+    if (!CameToItsEnd(report)) return OutcomeName(report.exitCode);
+    if (report.untilReached) return kEndUntil;
     return report.program ? report.program->reason : kEndSourceEnded;
 }
 
 std::string UtcNow() {
+    return UtcBefore(0);
+}
+
+std::string UtcBefore(uint64_t ms) {
     using namespace std::chrono;
-    const auto now = floor<milliseconds>(system_clock::now());
+    const auto now = floor<milliseconds>(system_clock::now()) - milliseconds(ms);
     const auto day = floor<days>(now);
     const year_month_day date(day);
     const hh_mm_ss time(now - day);

@@ -14,7 +14,10 @@ struct Change {
     SessionRecord& session;
 
     void operator()(const UnknownEvent&) const {}
-    void operator()(const ConnectedEvent&) const { session.state = kStateScanning; }
+    void operator()(const ConnectedEvent&) const {
+        session.state = kStateScanning;
+        session.connected = true;
+    }
     void operator()(const DetectedEvent& event) const { session.matches.push_back(event.match); }
     void operator()(const ProgramEndEvent& event) const { session.program = event.program; }
     void operator()(const ReadyEvent& event) const {
@@ -22,21 +25,37 @@ struct Change {
         session.startSample = event.sourceSample;
         session.audioUri = event.uri;
     }
-    void operator()(const SourceErrorEvent&) const {
+    void operator()(const SourceErrorEvent& event) const {
         session.state = kDraining;
         session.sourceFailed = true;
+        session.cause = event.cause;
     }
+    void operator()(const ResumedEvent& event) const { session.notes.Add(event.resumption); }
+    void operator()(const DamagedEvent& event) const { session.notes.Add(event); }
+    void operator()(const TitleEvent& event) const { session.notes.Add(event); }
     void operator()(const FinishedEvent& event) const {
         session.state = kStateFinished;
         if (event.session.program) session.program = event.session.program;
         session.finished = {event.session.reason, event.session.message};
+        if (event.session.sourceError) session.sourceFailed = true;
+        if (event.session.cause) session.cause = event.session.cause;
     }
 };
+
+// A resumption that was told while the connection to the receiver was lost.
+void TakeMissedGaps(const SessionSnapshot& snapshot, SessionRecord& session) {
+    const auto& known = session.notes.Resumptions();
+    const uint64_t newest = known.empty() ? 0 : known.back().sample;
+    for (const Resumption& gap : snapshot.gaps) {
+        if (known.empty() || gap.sample > newest) session.notes.Add(gap);
+    }
+}
 
 // A snapshot that was asked for later holds all matches and the programme's newest end.
 bool IsOutdated(const Event& event, const SessionRecord& session) {
     return event.sequence != 0 && event.sequence <= session.sequence &&
            (std::holds_alternative<DetectedEvent>(event.body) ||
+            std::holds_alternative<ResumedEvent>(event.body) ||
             std::holds_alternative<ProgramEndEvent>(event.body));
 }
 
@@ -50,6 +69,13 @@ void Apply(const Event& event, SessionRecord& session) {
 
 void Apply(const SessionSnapshot& snapshot, SessionRecord& session) {
     session.matches = snapshot.matches;
+    TakeMissedGaps(snapshot, session);
+    if (snapshot.sourceError) session.sourceFailed = true;
+    if (snapshot.cause) session.cause = snapshot.cause;
+    if (snapshot.state == kStateScanning || snapshot.state == kStateReady ||
+        snapshot.state == kStateOpened) {
+        session.connected = true;
+    }
     session.sequence = std::max(session.sequence, snapshot.sequence);
     if (snapshot.program) session.program = snapshot.program;
     if (snapshot.sourceSample) session.startSample = snapshot.sourceSample;

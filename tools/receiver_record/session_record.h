@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "receiver_client/messages.h"
+#include "receiver_record/stream_notes.h"
 
 namespace receiver {
 
@@ -24,8 +25,11 @@ struct SessionRecord {
     std::optional<uint64_t> startSample;
     std::string audioUri;  // empty before there is audio
     std::optional<End> finished;
-    uint64_t sequence = 0;  // what the events up to this one told is known
-    bool over = false;      // so the receiver says, though FINISHED has not come
+    StreamNotes notes;
+    std::optional<Cause> cause;  // why the source, or the session, has failed
+    bool connected = false;      // the source has been open
+    uint64_t sequence = 0;       // what the events up to this one told is known
+    bool over = false;           // so the receiver says, though FINISHED has not come
     bool sourceFailed = false;
 };
 

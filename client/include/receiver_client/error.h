@@ -16,6 +16,7 @@ enum class ErrorKind {
     kInvalidArgument,  // the request cannot be expressed; nothing was sent
     kSystem,           // the system or the receiver program failed; code, if any, says why
     kSessionFailed,    // the session ended with an error; text is its message
+    kUnsupported,      // the receiver does not know what was asked for; text names it
 };
 
 struct Error {

@@ -29,15 +29,18 @@ struct ProgramSink {
 struct ProgramResult {
     // All of the programme has been written: the session ended with "eof", its audio with the
     // end record, and the sink took everything. A source that ended too early is told apart by
-    // fewer frames than program->endSample - program->startSample.
+    // fewer frames than program->endSample - servedSample.
     bool complete = false;
-    // Why not: kCancelled (RequestCancel, or the sink wanted no more), kSessionFailed, or
+    // Why not: kCancelled (RequestCancel, or the sink wanted no more), kSessionFailed,
+    // kUnsupported (a receiver that does not know an addition; the sink was given nothing), or
     // whatever ended the control connection or the audio.
     Error error;
     std::optional<PcmFormat> format;  // nothing before there was audio
     uint64_t frames = 0;              // given to the sink
     bool sourceFailed = false;        // the audio ended because the source broke off
     std::optional<uint64_t> startSample;
+    // Of the first frame that was given to the sink: the start, or with preRollMs one before it.
+    std::optional<uint64_t> servedSample;
     std::optional<Program> program;          // as it was told last
     std::optional<SessionSnapshot> session;  // FINISHED's; a long session can have none
 };

@@ -58,7 +58,8 @@ public:
 
     // Asks what the receiver is doing; may be repeated at any time.
     std::optional<Welcome> Hello(Milliseconds timeout);
-    // Starts the receiver's one session; the events tell how it goes.
+    // Starts the receiver's one session; the events tell how it goes. What the receiver did not
+    // understand of the request it has ignored: see MissingAdditions.
     std::optional<SessionSnapshot> Prepare(const PrepareRequest& request, Milliseconds timeout);
     // Asks the session to stop; its FINISHED event follows.
     std::optional<SessionSnapshot> Cancel(const std::string& sessionId, Milliseconds timeout);
@@ -87,7 +88,8 @@ public:
     // programme's end, acknowledges it, and returns when the session is over. Reads the events
     // and the audio on two threads of its own, which have ended when it returns. Survives the
     // loss of the connection. RequestCancel, also one that came before, ends it cleanly; what
-    // had come is kept. Up to 256 MiB wait for a slow sink, then it fails with kSystem.
+    // had come is kept. A receiver that does not know one of the request's additions is told to
+    // cancel at once: kUnsupported. Up to 256 MiB wait for a slow sink, then it fails with kSystem.
     // Throws what the sink throws, and std::system_error when a thread cannot be started.
     ProgramResult RecordProgram(const PrepareRequest& request, const ProgramSink& sink);
 

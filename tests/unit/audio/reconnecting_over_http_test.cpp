@@ -12,6 +12,7 @@
 #include "testing/scripted_audio_file.h"
 #include "testing/test_task.h"
 #include "testing/tuning_in.h"
+#include "testing/wav_file.h"
 
 namespace receiver {
 namespace {
@@ -30,7 +31,7 @@ StationRoute RouteOf(AudioCoding coding, const std::string& body) {
 
 class ReconnectingOverHttpTest : public testing::Test {
 protected:
-    void Plug(uint32_t reconnectMs, uint32_t ioTimeoutMs = kTestDeadlineMs) {
+    void Plug(uint32_t reconnectMs, uint32_t ioTimeoutMs = kTestDeadlineMs, bool lostOnly = false) {
         const ConnectionFactory connect = [this, ioTimeoutMs](const ConnectionFormat& format) {
             // What is served is settled before each attempt; the last route stays.
             if (attempts_ < routes_.size()) station_.Serve("/radio", routes_[attempts_]);
@@ -42,12 +43,13 @@ protected:
             const CFFmpegNetworkAudioFile* network = file.get();
             return SourceConnection{std::move(file), [network] { return network->Failure(); }};
         };
-        file_.emplace(connect, cancellation_,
-                      ReconnectLimits{.reconnectMs = reconnectMs, .outputRate = kRate},
-                      [this](const SourceResumption& resumption, const SourceBreak& cause) {
-                          resumptions_.push_back(resumption);
-                          causes_.push_back(cause);
-                      });
+        file_.emplace(
+            connect, cancellation_,
+            ReconnectLimits{.reconnectMs = reconnectMs, .outputRate = kRate, .lostOnly = lostOnly},
+            [this](const SourceResumption& resumption, const SourceBreak& cause) {
+                resumptions_.push_back(resumption);
+                causes_.push_back(cause);
+            });
     }
     std::string Url() const { return station_.Url("/radio"); }
 
@@ -195,6 +197,44 @@ TEST_F(ReconnectingOverHttpTest, CancellingEndsAReadThatJoins) {
     cancellation_->Cancel();
     EXPECT_EQ(read.Get(), -1);
     EXPECT_TRUE(resumptions_.empty());
+}
+
+// Of what is lost alone: a file that came whole has ended, and a stream without a length has not.
+TEST_F(ReconnectingOverHttpTest, WhatCameAsLongAsItWasToldIsNotOpenedAgain) {
+    const std::string body = WavBytes(MakeMusic(21, kRate, 2, 2 * kRate));
+    routes_ = {{.contentType = "audio/wav", .body = body}};
+    Plug(60000, kTestDeadlineMs, true);
+    ASSERT_TRUE(file_->Open(Url()));
+    const ReadOutcome outcome = ReadToEnd(*file_);
+    EXPECT_EQ(outcome.last, 0);
+    EXPECT_EQ(outcome.Samples().size(), size_t{2} * kRate * 2);
+    EXPECT_EQ(attempts_, 1U);
+}
+
+TEST_F(ReconnectingOverHttpTest, WhatBrokeOffOrTellsNoLengthIsOpenedAgain) {
+    const std::string body = WavBytes(MakeMusic(21, kRate, 2, 12 * kRate));
+    StationRoute broken{.contentType = "audio/wav", .body = body};
+    broken.closeAfter = body.size() / 2;
+    StationRoute chunked = broken;
+    chunked.closeAfter.reset();
+    chunked.framing = BodyFraming::kChunked;
+    chunked.body.resize(body.size() / 2);
+    for (const StationRoute& first : {broken, chunked}) {
+        routes_ = {first, {.contentType = "audio/wav", .body = body}};
+        attempts_ = 0;
+        Plug(60000, kTestDeadlineMs, true);
+        ASSERT_TRUE(file_->Open(Url()));
+        EXPECT_EQ(ReadToEnd(*file_).last, 0);
+        EXPECT_EQ(attempts_, 2U);
+    }
+}
+
+TEST_F(ReconnectingOverHttpTest, AFirstOpeningThatFailsIsNoLoss) {
+    routes_ = {{.status = 503}};
+    Plug(60000, kTestDeadlineMs, true);
+    EXPECT_FALSE(file_->Open(Url()));
+    EXPECT_EQ(attempts_, 1U);
+    EXPECT_EQ(file_->LastBreak().failure.httpStatus, 503);
 }
 
 }  // namespace receiver

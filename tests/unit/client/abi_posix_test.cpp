@@ -11,7 +11,7 @@
 
 namespace receiver {
 
-TEST(Abi, TheRecordsHaveTheSizesOfSoVersion0) {
+TEST(Abi, TheRecordsHaveTheSizesOfSoVersion1) {
 #if defined(__x86_64__) && defined(__GLIBCXX__)
     EXPECT_EQ(sizeof(Cancellation), 16u);
     EXPECT_EQ(sizeof(ReceiverClient), 8u);
@@ -20,15 +20,15 @@ TEST(Abi, TheRecordsHaveTheSizesOfSoVersion0) {
     EXPECT_EQ(sizeof(Error), 40u);
     EXPECT_EQ(sizeof(PcmFormat), 8u);
     EXPECT_EQ(sizeof(Reference), 72u);
-    EXPECT_EQ(sizeof(PrepareRequest), 120u);
+    EXPECT_EQ(sizeof(PrepareRequest), 264u);
     EXPECT_EQ(sizeof(Match), 64u);
     EXPECT_EQ(sizeof(Program), 64u);
     EXPECT_EQ(sizeof(BufferStatistics), 64u);
-    EXPECT_EQ(sizeof(SessionSnapshot), 400u);
-    EXPECT_EQ(sizeof(Welcome), 472u);
-    EXPECT_EQ(sizeof(Event), 512u);
+    EXPECT_EQ(sizeof(SessionSnapshot), 592u);
+    EXPECT_EQ(sizeof(Welcome), 664u);
+    EXPECT_EQ(sizeof(Event), 704u);
     EXPECT_EQ(sizeof(ProgramSink), 96u);
-    EXPECT_EQ(sizeof(ProgramResult), 576u);
+    EXPECT_EQ(sizeof(ProgramResult), 784u);
 #else
     GTEST_SKIP() << "the sizes are those of x86-64 with libstdc++";
 #endif

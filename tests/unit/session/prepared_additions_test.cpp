@@ -63,6 +63,7 @@ TEST_F(PreparedAdditionsTest, ARequestThatAsksForNothingMoreGetsNothingMore) {
     const PreparedAdditions additions = Parse();
     EXPECT_FALSE(additions.lookBackMs);
     EXPECT_EQ(additions.reconnectMs, 0u);
+    EXPECT_FALSE(additions.reconnectLostOnly);
     EXPECT_FALSE(additions.startNow);
     EXPECT_FALSE(additions.preRollMs);
     EXPECT_FALSE(additions.reportsCause || additions.reportsDamage || additions.reportsTitles);
@@ -78,6 +79,12 @@ TEST_F(PreparedAdditionsTest, TheKeysOfTheRequestAreKept) {
     request_["unknown"] = 1;
     request_["lookBackMs"] = 1000;
     EXPECT_EQ(Parse().keys, (std::vector<std::string>{"lookBackMs", "startNow", "http"}));
+}
+
+TEST_F(PreparedAdditionsTest, WhatIsLostAloneMayBeOpenedAgain) {
+    EXPECT_TRUE(With("reconnectLostOnly", true).reconnectLostOnly);
+    EXPECT_FALSE(With("reconnectLostOnly", false).reconnectLostOnly);
+    EXPECT_EQ(With("reconnectLostOnly", true).keys, std::vector<std::string>{"reconnectLostOnly"});
 }
 
 TEST_F(PreparedAdditionsTest, LengthsAreKeptToTheirBounds) {
@@ -98,6 +105,7 @@ TEST_F(PreparedAdditionsTest, ValuesOfAnotherTypeAreRefusedInTheLibrarysWords) {
     EXPECT_EQ(TextWith("lookBackMs", "1000"), std::string(kNumberExpected) + "string");
     EXPECT_EQ(TextWith("reconnectMs", nullptr), std::string(kNumberExpected) + "null");
     EXPECT_EQ(TextWith("preRollMs", true), std::string(kNumberExpected) + "boolean");
+    EXPECT_EQ(TextWith("reconnectLostOnly", 1), std::string(kBooleanExpected) + "number");
     EXPECT_EQ(TextWith("startNow", 1), std::string(kBooleanExpected) + "number");
     EXPECT_EQ(TextWith("report", {1}), std::string(kStringExpected) + "number");
     EXPECT_EQ(TextWith("http", {{"userAgent", 1}}), std::string(kStringExpected) + "number");

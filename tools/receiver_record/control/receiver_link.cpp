@@ -19,6 +19,8 @@ constexpr milliseconds kStartStep(100);  // how soon an interruption is seen
 constexpr uint64_t kConnectMs = 10000;
 constexpr milliseconds kConnectStep(100);
 constexpr milliseconds kReconnectStep(500);
+constexpr milliseconds kAnswerTimeout(5000);
+constexpr uint64_t kIdleMs = 5000;
 constexpr milliseconds kShutdownTimeout(2000);
 constexpr milliseconds kExitTimeout(5000);
 constexpr milliseconds kTerminateTimeout(2000);
@@ -47,13 +49,39 @@ void ReceiverLink::EndReceiver() {
     process_.WaitForExit(kTerminateTimeout);
 }
 
+// What is left of a receiver that is of no use any more.
+void ReceiverLink::Forget() {
+    EndReceiver();
+    client_.Disconnect();
+    process_ = ReceiverProcess(cancellation_);
+    client_ = ReceiverClient(cancellation_);
+    started_ = isOpened_ = isSilent_ = false;
+}
+
+// A session that is over is cleared away within some milliseconds.
+std::optional<Welcome> ReceiverLink::OpenAgain() {
+    if (!isOpened_ || isSilent_) return {};
+    const uint64_t deadline = TickMs() + kIdleMs;
+    for (;;) {
+        std::optional<Welcome> welcome = client_.IsConnected() ? client_.Hello(kAnswerTimeout)
+                                                               : client_.Reconnect(kReconnectStep);
+        if (!welcome) return {};
+        if (!welcome->active || TickMs() >= deadline || interrupted_.Wait(10)) return welcome;
+    }
+}
+
 std::optional<Welcome> ReceiverLink::Open() {
+    if (std::optional<Welcome> welcome = OpenAgain()) return welcome;
+    if (started_) Forget();
     if (options_.controlUri.empty() && !Start()) return {};
     const std::string& uri = started_ ? process_.ControlUri() : options_.controlUri;
     const uint64_t deadline = TickMs() + kConnectMs;
     for (;;) {
         std::optional<Welcome> welcome = client_.Connect(uri, kConnectStep);
-        if (welcome) return welcome;
+        if (welcome) {
+            isOpened_ = true;
+            return welcome;
+        }
         failure_ = "No receiver answers at " + uri + ": " + client_.LastError().text;
         const bool again = client_.LastError().kind == ErrorKind::kTimedOut ||
                            client_.LastError().kind == ErrorKind::kDisconnected;

@@ -27,7 +27,10 @@ public:
     ReceiverLink(const ReceiverLink&) = delete;
     ReceiverLink& operator=(const ReceiverLink&) = delete;
 
+    // The receiver that is there, or one that is started.
     std::optional<Welcome> Open();
+    // Whether Open starts another receiver once this one is gone or does not answer.
+    bool CanReplace() const { return options_.controlUri.empty(); }
     ReceiverClient& Client() { return client_; }
     // What the receiver does, after the connection was lost. Nothing while it cannot be
     // reached; IsGone tells whether trying again can help.
@@ -44,6 +47,8 @@ public:
 
 private:
     bool Start();
+    std::optional<Welcome> OpenAgain();
+    void Forget();
     void EndReceiver();
     std::string ReceiverProgram() const;
 
@@ -53,6 +58,7 @@ private:
     ReceiverProcess process_;
     ReceiverClient client_;
     bool started_ = false;
+    bool isOpened_ = false;
     bool isSilent_ = false;
     std::filesystem::path log_;         // as the receiver was told; empty without one
     std::optional<ReceiverLogs> logs_;  // where they are ours to tidy

@@ -4,10 +4,14 @@
 #include <limits>
 #include <utility>
 
+#include "command_line/duration.h"
 #include "command_line/public_url.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/text.h"
+#include "receiver_record/control/attempts.h"
+#include "receiver_record/control/cause_texts.h"
+#include "receiver_record/control/output_name.h"
 #include "receiver_record/output/recording_tags.h"
 
 namespace receiver {
@@ -18,6 +22,9 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
 // A receiver has given up its source after as much silence, and says so.
 constexpr uint64_t kMaxAudioSilenceMs = 60000;
+// More than people need to see what a start was preceded by, and little memory.
+constexpr uint32_t kLookBackMs = 60000;
+constexpr uint64_t kPauseStepMs = 100;  // how soon an interruption is seen
 // What the receiver knows of the loss comes at once.
 constexpr uint64_t kLossExplainedMs = 1000;
 // How long the reader of standard output may take nothing, and after an interruption how long
@@ -44,25 +51,66 @@ PrepareRequest MakeRequest(const RecordOptions& options, const std::string& sess
     request.blockBytes = options.blockBytes;
     request.program = options.program;
     request.references = options.references;
+    if (!options.schedule.startNow) request.lookBackMs = kLookBackMs;
+    request.startNow = options.schedule.startNow;
+    if (options.connection.reconnectMs > 0) {
+        request.reconnectMs = options.connection.reconnectMs;
+        request.reconnectLostOnly = true;
+    }
+    request.report = {.cause = true, .damage = true, .titles = true};
+    request.http = options.connection.http;
     return request;
+}
+
+// How long the programme's first sample was on its way when the start was found.
+uint64_t StartLagMs(const SessionRecord& session) {
+    for (const Match& match : session.matches) {
+        if (match.role != Role::kStart || match.sample != session.startSample) continue;
+        const uint64_t frames =
+            match.observedAfterSample - std::min(match.observedAfterSample, match.sample);
+        return frames * 1000 / 44100;
+    }
+    return 0;
+}
+
+std::string StartId(const SessionRecord& session) {
+    for (const Match& match : session.matches) {
+        if (match.role == Role::kStart && match.sample == session.startSample) {
+            return match.referenceId;
+        }
+    }
+    return "";
+}
+
+// The programme's title, when it begins.
+StreamNotes NotesAtTheStart(const SessionRecord& session) {
+    if (!session.startSample) return {};
+    return session.notes.Within(*session.startSample, *session.startSample + 1);
+}
+
+std::string Listed(const std::vector<std::string>& words) {
+    std::string list;
+    for (const std::string& word : words) list += (list.empty() ? "" : ", ") + word;
+    return list;
 }
 
 }  // namespace
 
 Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
-                   RecordConsole& console)
-    : options_(options), interrupted_(interrupted), console_(console), link_(options, interrupted) {
+                   RecordConsole& console, ReceiverLink& link, Turn turn)
+    : options_(options), interrupted_(interrupted), console_(console), link_(link), turn_(turn) {
     report_.url = PublicUrl(options_.url);
-    report_.sessionId = "record-" + CreateInstanceId();
+    facts_.references = options_.references;
     facts_.hasEndReference =
         std::any_of(options_.references.begin(), options_.references.end(),
                     [](const Reference& reference) { return reference.role == Role::kEnd; });
+    StartOver();
 }
 
 ExitCode Recorder::Run() {
     report_.startedAt = UtcNow();
     facts_.missingReference = FirstMissingFile(options_.references);
-    if (facts_.missingReference.empty() && OpenOutput()) {
+    if (facts_.missingReference.empty() && PrepareOutput()) {
         Record();
         facts_.interrupted = interrupted_.IsSignalled();
         CloseOutput();
@@ -73,9 +121,23 @@ ExitCode Recorder::Run() {
     return report_.exitCode;
 }
 
-bool Recorder::OpenOutput() {
+// A name that is known is taken before anything else.
+bool Recorder::PrepareOutput() {
+    if (!IsNamedAtTheStart(options_)) return OpenOutput(facts_.session);
+    facts_.outputRefusal = FolderFault(options_);
+    return facts_.outputRefusal.empty();
+}
+
+bool Recorder::OpenOutput(const SessionRecord& session) {
     try {
-        output_ = std::make_unique<RecordingOutput>(options_);
+        const NameFacts name{.start = MsBefore(GetLocalTimeNow(), StartLagMs(session)),
+                             .id = StartId(session),
+                             .title = session.notes.TitleAt(session.startSample.value_or(0)),
+                             .number = turn_.number};
+        output_ = std::make_unique<RecordingOutput>(WithOutputName(options_, name));
+        if (const std::string kept = output_->KeptAside(); !kept.empty()) {
+            console_.Info("What an earlier recording left is kept as " + kept);
+        }
     } catch (const std::exception& e) {
         facts_.outputRefusal = e.what();
     }
@@ -84,16 +146,92 @@ bool Recorder::OpenOutput() {
 
 void Recorder::Record() {
     console_.ShowStatus(status_.Status());
+    startDeadline_ =
+        options_.waitMs ? TickMs() + *options_.waitMs : std::numeric_limits<uint64_t>::max();
+    Attempts attempts(options_.connection.reconnectMs, TickMs());
+    for (bool isFirst = true;; isFirst = false) {
+        attempts.Begin(TickMs());
+        Attempt();
+        const SessionRecord& session = facts_.session;
+        if (stopping_ || interrupted_.IsSignalled() || facts_.refused || session.startSample)
+            return;
+        const bool receiverLost = LostTheReceiver();
+        const auto pause = attempts.PauseAfter(
+            {.receiverLost = receiverLost, .connected = session.connected, .cause = session.cause},
+            TickMs());
+        if (!pause) return;
+        TellOfNextAttempt(receiverLost, isFirst);
+        if (!Pause(*pause)) return;
+        StartOver();
+    }
+}
+
+bool Recorder::LostTheReceiver() {
+    if (facts_.session.finished || report_.instanceId.empty() || !link_.CanReplace()) return false;
+    return link_.HasGivenUp() || link_.IsGone();
+}
+
+void Recorder::TellOfNextAttempt(bool receiverLost, bool isFirst) {
+    if (receiverLost) {
+        const std::string log = link_.LogFile();
+        console_.Warning(facts_.receiverFailure + "; it is started again" +
+                         (log.empty() ? "" : " (its log: " + log + ")"));
+        return;
+    }
+    const std::string why = SourceFailureText(*facts_.session.cause);
+    if (isFirst) {
+        console_.Info(why + "; it is tried again for up to " +
+                      FormatDuration(options_.connection.reconnectMs));
+    } else {
+        console_.Detail(why);
+    }
+}
+
+bool Recorder::Pause(uint64_t ms) {
+    const uint64_t end = TickMs() + ms;
+    for (;;) {
+        const uint64_t now = TickMs();
+        facts_.untilReached = UntilIsOver();
+        facts_.startOverdue = now >= startDeadline_;
+        if (facts_.untilReached || facts_.startOverdue) return false;
+        if (now >= end) return true;
+        if (interrupted_.Wait(static_cast<uint32_t>(std::min(end - now, kPauseStepMs)))) {
+            return false;
+        }
+        ShowStatus(facts_.session);
+    }
+}
+
+void Recorder::StartOver() {
+    report_.sessionId = "record-" + CreateInstanceId();
+    facts_.session = {};
+    facts_.receiverFailure.clear();
+    status_ = LiveStatus();
+}
+
+bool Recorder::UntilIsOver() const {
+    return turn_.until && std::time(nullptr) >= *turn_.until;
+}
+
+void Recorder::Attempt() {
     const std::optional<Welcome> welcome = link_.Open();
     if (!welcome) {
         facts_.receiverFailure = link_.FailureText();
+        report_.instanceId.clear();
         return;
     }
     report_.instanceId = welcome->instanceId;
     console_.Detail("Receiver " + welcome->instanceId);
+    if (const std::string log = link_.LogFile(); !log.empty()) {
+        console_.Detail("The receiver's log: " + log);
+    }
     SessionFollower follower(link_, console_, welcome->instanceId);
     if (follower.Prepare(MakeRequest(options_, report_.sessionId))) {
         console_.Info("Waiting for " + report_.url);
+        if (!follower.Missing().empty()) {
+            console_.Warning("This receiver is an older one; it does not know " +
+                             Listed(follower.Missing()));
+        }
         Follow(follower);
     }
     facts_.session = follower.Session();
@@ -105,8 +243,6 @@ void Recorder::Record() {
 void Recorder::Follow(SessionFollower& follower) {
     const SessionRecord& session = follower.Session();
     ReceiverWatch watch(link_.Client(), TickMs());
-    startDeadline_ =
-        options_.waitMs ? TickMs() + *options_.waitMs : std::numeric_limits<uint64_t>::max();
     while (follower.Step(AudioComes())) {
         StartAudio(session);
         NoteAudio();
@@ -131,9 +267,11 @@ bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
 }
 
 void Recorder::StartAudio(const SessionRecord& session) {
-    if (session.audioUri.empty() || stopping_) return;
+    if (session.audioUri.empty() || stopping_ || !facts_.outputRefusal.empty()) return;
     if (intake_ == nullptr && audioLostSince_ == 0) {
         lastAudio_ = TickMs();
+        report_.programStartedAt = UtcBefore(StartLagMs(session));
+        if (output_ == nullptr && !OpenOutput(session)) return;
         try {
             intake_ = std::make_unique<AudioIntake>(session.audioUri, output_->Format(),
                                                     MakeTags(MakeReport(session)), output_->Sink());
@@ -154,7 +292,8 @@ void Recorder::NoteAudio() {
 }
 
 bool Recorder::AudioComes() const {
-    return intake_ != nullptr && !intake_->Ended() && TickMs() - lastAudio_ < kMaxAudioSilenceMs;
+    return intake_ != nullptr && !intake_->Ended() &&
+           TickMs() - lastAudio_ < kMaxAudioSilenceMs + options_.connection.reconnectMs;
 }
 
 bool Recorder::AudioIsLost() {
@@ -170,8 +309,12 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
     if (interrupted_.IsSignalled()) {
         stopping_ = true;
         console_.Info(hasStarted ? "Interrupted; keeping what was recorded" : "Interrupted");
+    } else if (UntilIsOver()) {
+        stopping_ = facts_.untilReached = true;
     } else if (!hasStarted && TickMs() >= startDeadline_) {
         stopping_ = facts_.startOverdue = true;
+    } else if (!facts_.outputRefusal.empty()) {
+        stopping_ = true;
     } else if (AudioIsLost()) {
         stopping_ = facts_.audioLost = true;
     } else if (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed) {
@@ -230,9 +373,15 @@ void Recorder::AwaitOutput() {
 
 void Recorder::CloseOutput() {
     report_.finishedAt = UtcNow();
+    report_.receiverLog = link_.LogFile();
     if (Decide(facts_).logHelps) {
-        const std::string log = link_.LogFile();
-        if (!log.empty()) console_.Warning("The receiver's log: " + log);
+        if (!report_.receiverLog.empty()) {
+            console_.Warning("The receiver's log: " + report_.receiverLog);
+        }
+    }
+    if (output_ == nullptr) {
+        report_ = MakeReport(facts_.session);
+        return;
     }
     const RecordingOutput::Closing closing =
         output_->Close(MakeReport(facts_.session), facts_.audio.playable);
@@ -252,6 +401,8 @@ RecordReport Recorder::MakeReport(const SessionRecord& session) const {
     report.startSample = session.startSample;
     report.program = session.program;
     report.matches = session.matches;
+    report.untilReached = facts_.untilReached && !IsComplete(facts_);
+    report.notes = facts_.session.startSample ? ProgramNotes(facts_) : NotesAtTheStart(session);
     if (session.finished) report.finishedReason = session.finished->reason;
     return report;
 }

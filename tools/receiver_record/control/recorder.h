@@ -1,11 +1,14 @@
-// One recording from the request to the closed file: starts what takes part in it, says when
-// the session is to stop, and gathers the facts for the verdict.
+// One recording from the request to the closed file: starts what takes part in it, begins anew
+// where nothing has been recorded yet, says when the session is to stop, and gathers the facts
+// for the verdict.
 //
 //   Threads  one; the interrupted event may be signalled from anywhere.
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <memory>
+#include <optional>
 
 #include "platform/manual_reset_event.h"
 #include "receiver_record/control/receiver_link.h"
@@ -23,15 +26,33 @@ namespace receiver {
 
 class Recorder final {
 public:
+    // Where it stands among the recordings of this run.
+    struct Turn {
+        uint64_t number = 1;
+        std::optional<std::time_t> until;  // the time that ends it
+    };
+
     // All outlive the object.
     Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
-             RecordConsole& console);
+             RecordConsole& console, ReceiverLink& link, Turn turn);
 
     ExitCode Run();  // once
 
+    // After Run.
+    const RecordReport& Report() const { return report_; }
+    bool HasConnected() const { return facts_.session.connected; }
+
 private:
-    bool OpenOutput();
+    bool PrepareOutput();
+    bool OpenOutput(const SessionRecord& session);
     void Record();
+    void Attempt();
+    bool LostTheReceiver();
+    // False when the recording is over meanwhile.
+    bool Pause(uint64_t ms);
+    void TellOfNextAttempt(bool receiverLost, bool isFirst);
+    void StartOver();
+    bool UntilIsOver() const;
     void Follow(SessionFollower& follower);
     // False when the receiver does not answer any more.
     bool WatchReceiver(SessionFollower& follower, ReceiverWatch& watch);
@@ -50,14 +71,15 @@ private:
     const RecordOptions& options_;
     const ManualResetEvent& interrupted_;
     RecordConsole& console_;
-    ReceiverLink link_;
+    ReceiverLink& link_;
+    const Turn turn_;
     std::unique_ptr<RecordingOutput> output_;  // outlives the intake
     std::unique_ptr<AudioIntake> intake_;      // once there is audio
 
     RecordReport report_;  // what is known of it from the beginning; whole after Run
     RecordingFacts facts_;
     LiveStatus status_;
-    uint64_t startDeadline_ = 0;   // TickMs; valid in Follow
+    uint64_t startDeadline_ = 0;   // TickMs; valid in Record
     uint64_t lastAudio_ = 0;       // TickMs: when more of it had come
     uint64_t audioLostSince_ = 0;  // TickMs; 0 while it is not lost
     uint64_t framesSeen_ = 0;

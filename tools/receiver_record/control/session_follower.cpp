@@ -34,6 +34,7 @@ bool SessionFollower::Prepare(const PrepareRequest& request) {
         return false;
     }
     session_.state = snapshot->state;
+    missing_ = MissingAdditions(request, *snapshot);
     return true;
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "receiver_record/control/receiver_link.h"
 #include "receiver_record/display/record_console.h"
@@ -37,6 +38,8 @@ public:
     // Why the session was not prepared, or the receiver is lost; empty while all is well.
     const std::string& FailureText() const { return failure_; }
     bool WasRefused() const { return refused_; }
+    // Keys of the request that the receiver does not know.
+    const std::vector<std::string>& Missing() const { return missing_; }
 
 private:
     void TakeBack();
@@ -50,6 +53,7 @@ private:
     std::string sessionId_;
     SessionRecord session_;
     std::string failure_;
+    std::vector<std::string> missing_;
     bool refused_ = false;
     uint64_t lastHeard_ = 0;
     uint64_t lostSince_ = 0;    // 0 while there is a connection

@@ -1,14 +1,21 @@
 #include "receiver_record/control/verdict.h"
 
+#include <algorithm>
+
+#include "receiver_record/control/cause_texts.h"
 #include "wire/messages.h"
 
 namespace receiver {
 namespace {
 
-Verdict DecideByFinish(const SessionRecord& session) {
+Verdict DecideByFinish(const RecordingFacts& facts) {
+    const SessionRecord& session = facts.session;
     const std::string& message = session.finished->message;
     if (session.finished->reason == kReasonCancelled) {
         return {ExitCode::kInterrupted, "Another program cancelled the session"};
+    }
+    if (session.cause && !session.startSample) {
+        return DecideByCause(*session.cause, facts.references);
     }
     if (!session.startSample && message == kFinishedSourceOpen) {
         return {ExitCode::kSourceError,
@@ -38,7 +45,8 @@ Verdict DecideBySession(const RecordingFacts& facts) {
     const SessionRecord& session = facts.session;
     const bool audioIsComplete = facts.audio.end == AudioEnd::kComplete;
     if (session.sourceFailed || facts.audio.end == AudioEnd::kSourceFailed) {
-        return {ExitCode::kSourceError, "The source failed"};
+        return {ExitCode::kSourceError,
+                session.cause ? SourceFailureText(*session.cause) : "The source failed"};
     }
     if (audioIsComplete && !session.finished && (!session.over || MayHaveMissedTheEnd(facts))) {
         return {ExitCode::kFailure, "The receiver was lost before it said how the programme ended"};
@@ -50,11 +58,17 @@ Verdict DecideBySession(const RecordingFacts& facts) {
         return {ExitCode::kFailure, "The audio cannot be received: " + facts.audio.failure};
     }
     Verdict verdict;
-    if (session.finished) verdict = DecideByFinish(session);
+    if (session.finished) verdict = DecideByFinish(facts);
     if (verdict.message.empty()) verdict.message = facts.receiverFailure;
     if (verdict.message.empty()) verdict.message = facts.audio.failure;
     if (verdict.message.empty()) verdict.message = "The receiver did not say why it stopped";
     return verdict;
+}
+
+Verdict DecideComplete(const RecordingFacts& facts) {
+    const std::string losses = DescribeLosses(ProgramNotes(facts));
+    if (losses.empty()) return {ExitCode::kComplete, ""};
+    return {ExitCode::kGaps, losses};
 }
 
 Verdict DecideOutcome(const RecordingFacts& facts) {
@@ -70,15 +84,26 @@ Verdict DecideOutcome(const RecordingFacts& facts) {
     if (facts.audio.end == AudioEnd::kOutputFailed) {
         return {ExitCode::kOutputError, facts.audio.failure};
     }
-    if (IsComplete(facts)) return {ExitCode::kComplete, ""};
+    if (IsComplete(facts)) return DecideComplete(facts);
     if (facts.interrupted) return {ExitCode::kInterrupted, "Interrupted"};
-    if (facts.startOverdue) {
+    if (facts.untilReached && facts.session.startSample && facts.audio.framesQueued > 0) {
+        return DecideComplete(facts);
+    }
+    if (facts.startOverdue || (facts.untilReached && !facts.session.startSample)) {
         return {ExitCode::kStartNotFound, "No start recording was heard in time"};
     }
     return DecideBySession(facts);
 }
 
 }  // namespace
+
+StreamNotes ProgramNotes(const RecordingFacts& facts) {
+    const SessionRecord& session = facts.session;
+    if (!session.startSample) return {};
+    const uint64_t frames = facts.audio.framesQueued;
+    const uint64_t all = ProgramFrames(session).value_or(frames);
+    return session.notes.Within(*session.startSample, *session.startSample + std::min(frames, all));
+}
 
 bool IsComplete(const RecordingFacts& facts) {
     const SessionRecord& session = facts.session;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "receiver_record/exit_code.h"
 #include "receiver_record/output/audio_progress.h"
@@ -13,12 +14,14 @@ struct RecordingFacts {
     std::string missingReference;  // a recording to listen for that is not there
     std::string outputRefusal;     // why the output could not be created
     bool interrupted = false;      // by the user
+    bool untilReached = false;     // the time has come that --until named
     bool startOverdue = false;     // the recorder waited no longer for a start
     bool audioLost = false;        // the session was cancelled because its audio did not come
     bool hasEndReference = false;  // a recording could end the programme
     SessionRecord session;
-    bool refused = false;         // the receiver is well, but not willing
-    std::string receiverFailure;  // of the receiver, or of the connection to it
+    std::vector<Reference> references;  // of the request
+    bool refused = false;               // the receiver is well, but not willing
+    std::string receiverFailure;        // of the receiver, or of the connection to it
     AudioProgress audio;
     bool outputAbandoned = false;  // standard output did not take everything in time
     std::string closingFailure;    // why a whole file did not get its name
@@ -32,6 +35,8 @@ struct Verdict {
 
 // An interruption outweighs what it led to, but not a programme that was complete before.
 Verdict Decide(const RecordingFacts& facts);
+// What befell the stream in the part of the programme that has come.
+StreamNotes ProgramNotes(const RecordingFacts& facts);
 // All of the programme has been received, and it ended by itself.
 bool IsComplete(const RecordingFacts& facts);
 

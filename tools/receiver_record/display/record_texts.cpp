@@ -21,6 +21,7 @@ std::string EndCause(const std::string& reason) {
     if (reason == kEndMaximum) return "the maximum length";
     if (reason == kEndOutro) return "the end recording";
     if (reason == kEndSourceEnded) return "the end of the source";
+    if (reason == kEndUntil) return "the time that was set";
     if (reason == kEndInterrupted) return "a failure of the source";
     return reason;
 }
@@ -48,8 +49,27 @@ struct EventDescription {
                Position(event.sourceSample) + ")";
     }
     std::string operator()(const SourceErrorEvent& event) const {
-        return "The source failed (error " + std::to_string(event.error) + ")" +
+        const std::string why =
+            event.cause ? ": " + event.cause->text : " (error " + std::to_string(event.error) + ")";
+        return "The source failed" + why +
                (event.canDrain ? "; what is buffered is still being recorded" : "");
+    }
+    std::string operator()(const ResumedEvent& event) const {
+        const Resumption& resumption = event.resumption;
+        const uint64_t lost = resumption.lostFrames;
+        return "Connection lost for " + FormatSeconds(resumption.outageMs * kStreamRate / 1000) +
+               (event.cause ? " (" + event.cause->text + ")" : "") +
+               (lost == 0 ? ", nothing is missing"
+                          : ", " + FormatSeconds(lost) + " are missing, silence was put in");
+    }
+    std::string operator()(const DamagedEvent& event) const {
+        const std::string place = "The source is damaged at " + Position(event.sample);
+        if (event.frames == 0) return place;
+        return place + ", " + FormatSeconds(event.frames) +
+               (event.kind == kDamageDiscontinuity ? " are missing" : " cannot be decoded");
+    }
+    std::string operator()(const TitleEvent& event) const {
+        return event.title.empty() ? "" : "The station plays " + event.title;
     }
     std::string operator()(const FinishedEvent& event) const {
         const SessionSnapshot& session = event.session;
@@ -92,7 +112,10 @@ std::vector<std::string> SummaryLines(const RecordReport& report) {
         lines.push_back("The start was " + best->referenceId + ", with a bit error rate of " +
                         FormatBer(best->ber) + " (a match needs " + kMaxMatchBer + " or less)");
     }
-    if (report.exitCode != ExitCode::kComplete) {
+    if (report.exitCode == ExitCode::kGaps) {
+        lines.push_back("Complete, but " + report.message + ": ended by " +
+                        EndCause(EndReason(report)));
+    } else if (report.exitCode != ExitCode::kComplete) {
         lines.push_back("Incomplete: " + report.message);
     } else {
         lines.push_back("Complete: ended by " + EndCause(EndReason(report)));

@@ -26,6 +26,10 @@ RecordingOutput::RecordingOutput(const RecordOptions& options)
     sink_ = std::move(part);
 }
 
+std::string RecordingOutput::KeptAside() const {
+    return part_ == nullptr ? "" : ToUtf8(part_->KeptAside());
+}
+
 RecordingOutput::Closing RecordingOutput::Close(RecordReport report, bool playable) {
     Closing closing;
     if (part_ == nullptr) return closing;

@@ -31,6 +31,8 @@ public:
 
     const OutputFormat& Format() const { return format_; }
     RecordingSink& Sink() { return *sink_; }
+    // Where what an earlier recording left is now; empty when it left nothing.
+    std::string KeptAside() const;
     // Of a recording with these frames; an empty one leaves no file. The sidecar is the
     // report with the file's name. Once.
     Closing Close(RecordReport report, bool playable);

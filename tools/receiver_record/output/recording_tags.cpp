@@ -32,6 +32,13 @@ RecordingTags MakeTags(const RecordReport& report) {
                           {"source", report.url},
                           {"started_at", report.startedAt}};
     if (report.startSample) {
+        const std::string title = report.notes.TitleAt(*report.startSample);
+        if (!title.empty()) tags.emplace_back("title", title);
+    }
+    if (!report.programStartedAt.empty()) {
+        tags.emplace_back("program_started_at", report.programStartedAt);
+    }
+    if (report.startSample) {
         const std::string start = std::to_string(*report.startSample);
         tags.emplace_back("start_sample", start);
         comment += ", from sample " + start;
@@ -43,6 +50,10 @@ RecordingTags MakeTags(const RecordReport& report) {
         tags.emplace_back("finished_at", report.finishedAt);
         comment += " to " + end + ", ended by " + EndReason(report) + ", " + report.startedAt +
                    " to " + report.finishedAt;
+    }
+    if (const std::string losses = DescribeLosses(report.notes); !losses.empty()) {
+        tags.emplace_back("gaps", losses);
+        comment += "; " + losses;
     }
     if (!report.matches.empty()) {
         tags.emplace_back("matches", MatchList(report.matches));

@@ -18,6 +18,27 @@ json MatchJson(const Match& match) {
             {"ber", match.ber}};
 }
 
+json GapJson(const Resumption& gap) {
+    return {{"sample", gap.sample},
+            {"outageMs", gap.outageMs},
+            {"repeatedFrames", gap.repeatedFrames},
+            {"lostFrames", gap.lostFrames},
+            {"attempts", gap.attempts},
+            {"exact", gap.exact}};
+}
+
+// Keys that are there only when there is something to tell.
+void AddNotes(const StreamNotes& notes, json& object) {
+    for (const Resumption& gap : notes.Resumptions()) object["gaps"].push_back(GapJson(gap));
+    for (const DamagedEvent& damage : notes.Damages()) {
+        object["damage"].push_back(
+            {{"sample", damage.sample}, {"frames", damage.frames}, {"kind", damage.kind}});
+    }
+    for (const TitleEvent& told : notes.Titles()) {
+        object["titles"].push_back({{"sample", told.sample}, {"title", told.title}});
+    }
+}
+
 }  // namespace
 
 json ToJson(const RecordReport& report) {
@@ -48,6 +69,9 @@ json ToJson(const RecordReport& report) {
                              {"fadeFrames", report.program->fadeFrames},
                              {"reason", report.program->reason}};
     }
+    if (!report.programStartedAt.empty()) object["programStartedAt"] = report.programStartedAt;
+    if (!report.receiverLog.empty()) object["receiverLog"] = report.receiverLog;
+    AddNotes(report.notes, object);
     object["matches"] = json::array();
     for (const Match& match : report.matches) {
         object["matches"].push_back(MatchJson(match));

@@ -8,7 +8,7 @@ namespace receiver {
 namespace {
 
 void DeclareReferences(CLI::App& app, CommandLineValues& values) {
-    DeclareRecordings(app, {values.starts, values.ends, values.others}, true);
+    DeclareRecordings(app, {values.starts, values.ends, values.others}, false);
     app.add_option("--wait", values.wait, "Give up if no start has been heard after this long")
         ->type_name("DURATION")
         ->group(kListenForGroup);
@@ -18,7 +18,7 @@ void DeclareOutput(CLI::App& app, CommandLineValues& values) {
     const char* const group = "Output";
     app.add_option("-o,--output", values.output,
                    "The file to write; its name selects the format (" + SupportedExtensions() +
-                       "); - writes WAV to standard output")
+                       ") and may have fields; - writes WAV to standard output")
         ->type_name("FILE")
         ->group(group)
         ->required();
@@ -65,9 +65,20 @@ ToolDescription DescribeTool() {
     tool.description =
         "Records one programme of an internet radio stream, exact to the sample, from\n"
         "the beginning of a start recording to the end of an end recording or a maximum length.";
-    tool.notes = {"Durations: 90s, 55m, 1h30m, 2.5s, 00:55:00, or a number of seconds."};
+    tool.notes = {"Durations: 90s, 55m, 1h30m, 2.5s, 00:55:00, or a number of seconds.",
+                  "Fields of FILE: %Y %m %d %H %M %S %F %j %a %A %b %B of the programme's start;\n"
+                  "{id} of the start recording, {title} that the station tells, {n} of the\n"
+                  "programme in this run."};
     tool.details = {
         "A recording to listen for can be given a name: ID=FILE.",
+        "A station that is lost is connected to again, as --reconnect says, and the recording goes "
+        "on exactly where it broke off as far as the station repeats what it has sent meanwhile; "
+        "what is missing becomes silence of the same length. A station that does not answer at "
+        "first is tried again for as long, unless what it says has to be mended: a wrong address, "
+        "a password, a certificate, a page instead of audio.",
+        "A FILE with fields, and with --repeat any, gets a name that is free: show.flac, "
+        "show-2.flac, and so on. A FILE.part that a recording left which was cut off is kept as "
+        "FILE.part.1.",
         "The audio goes to FILE.part, which is renamed once it is whole. The tags and FILE.json "
         "beside it tell the source, the start and end sample, the matches, the times and why the "
         "recording ended. The final tags are added by copying the file; when the disk has no room "
@@ -86,6 +97,11 @@ ToolDescription DescribeTool() {
         {"for a scheduler: JSON events, and ten minutes of waiting at most",
          "receiver-record http://radio.example/live --start news=jingle.wav --wait 10m \\\n"
          "      --json -o news.wav"},
+        {"every programme of the day, each in a file of its own",
+         "receiver-record http://radio.example/live --start jingle.wav --end outro.wav \\\n"
+         "      --repeat --until 23:59 -o \"%F %H.%M {title}.flac\""},
+        {"what is on the air from now until half past six",
+         "receiver-record http://radio.example/live --now --until 18:30 -o evening.flac"},
     };
     tool.exitCodes = {
         {static_cast<int>(ExitCode::kComplete), "the programme is complete"},
@@ -97,6 +113,8 @@ ToolDescription DescribeTool() {
          "the source failed, or ended before the programme did"},
         {static_cast<int>(ExitCode::kInterrupted), "interrupted"},
         {static_cast<int>(ExitCode::kOutputError), "the output could not be written"},
+        {static_cast<int>(ExitCode::kGaps),
+         "the programme is complete, but parts of it are missing or damaged"},
     };
     tool.environment = {{"NO_COLOR", "When it is set, nothing is coloured."},
                         {"XDG_STATE_HOME", "Where the logs are kept, instead of ~/.local/state."}};
@@ -108,8 +126,10 @@ ToolDescription DescribeTool() {
 void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
     app.add_option("URL", values.url, "The stream, http:// or https://")->type_name("")->required();
     DeclareReferences(app, values);
+    DeclareSchedule(app, values.schedule);
     DeclareProgramme(app, values.maximum, values.fade);
     DeclareOutput(app, values);
+    DeclareConnection(app, values.connection);
     DeclareReceiver(app, values);
 }
 

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "command_line/tool_description.h"
+#include "receiver_record/request/connection_options.h"
+#include "receiver_record/request/schedule_options.h"
 
 namespace receiver {
 
@@ -17,6 +19,8 @@ struct CommandLineValues {
     std::vector<std::string> starts, ends, others;
     std::string maximum, fade, wait, ioTimeout;
     std::string block;
+    ScheduleValues schedule;
+    ConnectionValues connection;
     std::string control, receiver, log;
     bool json = false, quiet = false, verbose = false, force = false;
 };

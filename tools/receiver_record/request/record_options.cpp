@@ -47,11 +47,15 @@ std::optional<ProgramLimits> ProgramFrom(const CommandLineValues& values) {
 
 RecordOptions Check(const CommandLineValues& values) {
     RecordOptions options;
-    if (values.url.rfind("http://", 0) != 0 && values.url.rfind("https://", 0) != 0) {
-        throw std::invalid_argument("URL: \"" + PublicUrl(values.url) +
-                                    "\" does not begin with http:// or https://");
+    options.url = CheckUrl(values.url);
+    options.schedule = CheckSchedule(values.schedule);
+    options.connection = CheckConnection(values.connection);
+    if (values.starts.empty() && !options.schedule.startNow) {
+        throw std::invalid_argument("--start is required, or --now");
     }
-    options.url = values.url;
+    if (!values.starts.empty() && options.schedule.startNow) {
+        throw std::invalid_argument("--now does not wait for a --start");
+    }
     options.output = values.output;
     if (!options.ToStandardOutput()) OutputFormatFor(options.output);
     options.references = MakeReferences(values.starts, values.ends, values.others);
@@ -73,6 +77,9 @@ RecordOptions Check(const CommandLineValues& values) {
     options.quiet = values.quiet;
     options.verbose = values.verbose;
     options.force = values.force;
+    if (options.schedule.repeat && options.ToStandardOutput()) {
+        throw std::invalid_argument("--repeat needs a file for each programme, not -o -");
+    }
     if (options.json && options.ToStandardOutput()) {
         throw std::invalid_argument("--json and -o - cannot both write to standard output");
     }

@@ -10,20 +10,24 @@
 
 #include "command_line/tool_command_line.h"
 #include "receiver_client/messages.h"
+#include "receiver_record/request/connection_options.h"
+#include "receiver_record/request/schedule_options.h"
 
 namespace receiver {
 
 struct RecordOptions {
     std::string url;
-    std::string output;                 // a file, or "-" for standard output
+    std::string output;                 // a file (see file_name.h), or "-" for standard output
     std::vector<Reference> references;  // with absolute paths and ids of their own
     std::optional<ProgramLimits> program;
     std::optional<uint32_t> ioTimeoutMs;
     std::optional<uint32_t> blockBytes;
     std::optional<uint64_t> waitMs;  // for the start reference
-    std::string controlUri;          // of a running receiver; empty starts one
-    std::string receiverProgram;     // empty: the one beside this program
-    std::string logPath;             // empty: one in LogFolder
+    ScheduleOptions schedule;
+    ConnectionOptions connection;
+    std::string controlUri;       // of a running receiver; empty starts one
+    std::string receiverProgram;  // empty: the one beside this program
+    std::string logPath;          // empty: one in LogFolder
     bool json = false;
     bool quiet = false;
     bool verbose = false;

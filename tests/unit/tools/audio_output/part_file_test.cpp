@@ -76,10 +76,24 @@ TEST_F(PartFileTest, WithoutOverwriteAnExistingFileIsRefused) {
     EXPECT_EQ(ReadBack(target_), "old");
 }
 
-TEST_F(PartFileTest, WithoutOverwriteAnEarlierPartFileIsRefused) {
-    WriteFileBytes(part_.string(), "of an earlier recording");
+TEST_F(PartFileTest, AnEarlierPartFileIsKeptAside) {
+    for (const char* name : {"a.wav.part.1", "a.wav.part.2"}) {
+        WriteFileBytes(part_.string(), name);
+        PartFile file(target_, false);
+        EXPECT_EQ(file.KeptAside(), folder_.Path() / name);
+        EXPECT_EQ(ReadBack(file.KeptAside()), name);
+        ASSERT_TRUE(file.WriteAt(0, "new", 3));
+    }
+    EXPECT_EQ(ReadBack(part_), "new");
+}
+
+TEST_F(PartFileTest, APartFileThatIsBeingWrittenIsNotKeptAside) {
+    PartFile first(target_, false);
+    EXPECT_TRUE(first.KeptAside().empty());
+    ASSERT_TRUE(first.WriteAt(0, "first", 5));
     EXPECT_THROW(PartFile(target_, false), std::runtime_error);
-    EXPECT_EQ(ReadBack(part_), "of an earlier recording");
+    ASSERT_TRUE(first.Commit()) << first.FailureText();
+    EXPECT_EQ(ReadBack(target_), "first");
 }
 
 TEST_F(PartFileTest, OverwriteReplacesBoth) {

@@ -104,4 +104,37 @@ TEST(SessionRecord, AProgrammeThatEndsBeforeItBeginsHasNoFrames) {
     EXPECT_EQ(ProgramFrames(session), 0u);
 }
 
+TEST(SessionRecord, ALossIsKnownOnceWhicheverWayItWasTold) {
+    SessionRecord session;
+    SessionSnapshot snapshot;
+    snapshot.state = kStateScanning;
+    snapshot.sequence = 3;
+    snapshot.gaps.resize(2);
+    snapshot.gaps[0].sample = 100;
+    snapshot.gaps[1].sample = 200;
+    Event event;
+    event.sequence = 2;
+    event.body = ResumedEvent{snapshot.gaps[0], {}};
+    Apply(event, session);
+    Apply(snapshot, session);
+    EXPECT_TRUE(session.connected);
+    event.sequence = 3;
+    event.body = ResumedEvent{snapshot.gaps[1], {}};
+    Apply(event, session);
+    ASSERT_EQ(session.notes.Resumptions().size(), 2u);
+    EXPECT_EQ(session.notes.Resumptions()[1].sample, 200u);
+}
+
+TEST(SessionRecord, ASessionThatWasNeverOpenIsNotConnected) {
+    SessionRecord session;
+    SessionSnapshot snapshot;
+    snapshot.state = kStateFinished;
+    snapshot.reason = kReasonError;
+    snapshot.cause = Cause{kCauseRefused, "why", {}, {}};
+    Apply(snapshot, session);
+    EXPECT_FALSE(session.connected);
+    ASSERT_TRUE(session.cause);
+    EXPECT_EQ(session.cause->kind, kCauseRefused);
+}
+
 }  // namespace receiver

@@ -257,4 +257,65 @@ TEST(Verdict, AReceiverThatRefusesIsWellAndItsLogSaysNothingMore) {
                 ExitCode::kFailure, "Expected HTTP(S) source", false}});
 }
 
+TEST(Verdict, WhatIsMissingInTheProgrammeIsSaidThoughItCameToItsEnd) {
+    const auto lost = [](uint64_t sample, uint64_t frames) {
+        return With(Complete(), [&](RecordingFacts& f) {
+            Resumption resumption;
+            resumption.sample = sample;
+            resumption.lostFrames = frames;
+            f.session.notes.Add(resumption);
+        });
+    };
+    const auto damaged = [](uint64_t sample) {
+        return With(Complete(), [&](RecordingFacts& f) {
+            f.session.notes.Add(DamagedEvent{sample, 0, kDamageUndecodable});
+        });
+    };
+    ExpectAll({
+        {"nothing was lost", lost(88200, 0), ExitCode::kComplete, ""},
+        {"a second was lost", lost(88200, 44100), ExitCode::kGaps, "1.0 s are missing in 1 place"},
+        {"before the programme", lost(0, 44100), ExitCode::kComplete, ""},
+        {"behind the programme", lost(132300, 44100), ExitCode::kComplete, ""},
+        {"damage", damaged(132299), ExitCode::kGaps, "1 place is damaged"},
+        {"damage behind the programme", damaged(132300), ExitCode::kComplete, ""},
+    });
+}
+
+TEST(Verdict, TheTimeThatWasSetEndsARecordingWellAndAWaitingWithoutOne) {
+    ExpectAll({
+        {"in the programme",
+         With(Complete(),
+              [](RecordingFacts& f) {
+                  f.untilReached = true;
+                  f.audio.end = AudioEnd::kLost;
+                  f.session.finished->reason = kReasonCancelled;
+              }),
+         ExitCode::kComplete, ""},
+        {"before it", With(Ended(""), [](RecordingFacts& f) { f.untilReached = true; }),
+         ExitCode::kStartNotFound, "No start recording was heard in time"},
+    });
+}
+
+// Whichever of its events came first.
+TEST(Verdict, ACauseDecidesTheSameEveryTime) {
+    const auto because = [](const char* message, const char* kind) {
+        return With(Ended(message), [&](RecordingFacts& f) {
+            f.session.cause = Cause{kind, "why", {}, {}};
+        });
+    };
+    for (const char* message : {kFinishedStartNotFound, kFinishedStoppedDetecting,
+                                kFinishedStoppedBeforeReady, kFinishedSourceOpen}) {
+        ExpectAll({
+            {message, because(message, kCauseReset), ExitCode::kSourceError,
+             "The connection to the station was broken off"},
+            {message,
+             With(because(message, kCauseReset),
+                  [](RecordingFacts& f) { f.session.sourceFailed = true; }),
+             ExitCode::kSourceError, "The connection to the station was broken off"},
+            {message, because(message, kCauseEnded), ExitCode::kStartNotFound,
+             "The source ended, and no start recording was heard"},
+        });
+    }
+}
+
 }  // namespace receiver

@@ -93,4 +93,53 @@ TEST(RecordTexts, AFailureOfTheSourceSaysWhetherSomethingIsLeft) {
     EXPECT_EQ(DescribeEvent(event), "The source failed (error 30)");
 }
 
+TEST(RecordTexts, ALostConnectionSaysWhatIsMissing) {
+    Event event;
+    ResumedEvent resumed;
+    resumed.resumption.outageMs = 7200;
+    event.body = resumed;
+    EXPECT_EQ(DescribeEvent(event), "Connection lost for 7.2 s, nothing is missing");
+    resumed.resumption.lostFrames = 136710;
+    resumed.cause = Cause{kCauseReset, "the connection was broken off", {}, {}};
+    event.body = resumed;
+    EXPECT_EQ(DescribeEvent(event),
+              "Connection lost for 7.2 s (the connection was broken off), 3.1 s are missing, "
+              "silence was put in");
+}
+
+TEST(RecordTexts, DamageAndTitlesAreTold) {
+    Event event;
+    event.body = DamagedEvent{44100, 0, kDamageUndecodable};
+    EXPECT_EQ(DescribeEvent(event), "The source is damaged at 00:00:01.000");
+    event.body = DamagedEvent{44100, 22050, kDamageUndecodable};
+    EXPECT_EQ(DescribeEvent(event),
+              "The source is damaged at 00:00:01.000, 0.5 s cannot be decoded");
+    event.body = DamagedEvent{44100, 88200, kDamageDiscontinuity};
+    EXPECT_EQ(DescribeEvent(event), "The source is damaged at 00:00:01.000, 2.0 s are missing");
+    event.body = TitleEvent{44100, "A song"};
+    EXPECT_EQ(DescribeEvent(event), "The station plays A song");
+    event.body = TitleEvent{44100, ""};
+    EXPECT_EQ(DescribeEvent(event), "");
+}
+
+TEST(RecordTexts, ASourceThatFailedSaysWhy) {
+    Event event;
+    SourceErrorEvent failed;
+    failed.error = 30;
+    failed.cause = Cause{kCauseReset, "the connection was broken off", {}, {}};
+    event.body = failed;
+    EXPECT_EQ(DescribeEvent(event), "The source failed: the connection was broken off");
+}
+
+TEST(RecordTexts, AProgrammeWithGapsSaysWhatIsMissingAndWhatEndedIt) {
+    RecordReport report = CompleteReport();
+    report.exitCode = ExitCode::kGaps;
+    report.message = "3.1 s are missing in 1 place";
+    EXPECT_EQ(SummaryLines(report).back(),
+              "Complete, but 3.1 s are missing in 1 place: ended by the end recording");
+    report.exitCode = ExitCode::kComplete;
+    report.untilReached = true;
+    EXPECT_EQ(SummaryLines(report).back(), "Complete: ended by the time that was set");
+}
+
 }  // namespace receiver

@@ -56,4 +56,27 @@ TEST(Sidecar, OneThatCannotBeWrittenSaysWhy) {
                  std::runtime_error);
 }
 
+TEST(Sidecar, WhatBefellTheStreamIsToldWhereThereIsSomething) {
+    RecordReport report = CompleteReport();
+    for (const char* key : {"gaps", "damage", "titles", "programStartedAt", "receiverLog"}) {
+        EXPECT_FALSE(ToJson(report).contains(key)) << key;
+    }
+    Resumption gap;
+    gap.sample = 50000;
+    gap.lostFrames = 10;
+    gap.exact = true;
+    report.notes.Add(gap);
+    report.notes.Add(DamagedEvent{60000, 5, "undecodable"});
+    report.notes.Add(TitleEvent{40000, "A song"});
+    report.programStartedAt = "2026-03-14T09:26:53.000Z";
+    report.receiverLog = "/r.log";
+    const nlohmann::json object = ToJson(report);
+    EXPECT_EQ(object["gaps"][0]["lostFrames"], 10);
+    EXPECT_EQ(object["gaps"][0]["exact"], true);
+    EXPECT_EQ(object["damage"][0]["kind"], "undecodable");
+    EXPECT_EQ(object["titles"][0]["title"], "A song");
+    EXPECT_EQ(object["programStartedAt"], "2026-03-14T09:26:53.000Z");
+    EXPECT_EQ(object["receiverLog"], "/r.log");
+}
+
 }  // namespace receiver

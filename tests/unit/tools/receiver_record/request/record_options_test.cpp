@@ -86,6 +86,32 @@ TEST(RecordOptions, HelpIsNoErrorAndNamesExamplesAndExitCodes) {
     EXPECT_EQ(help.find("--generate"), std::string::npos);
 }
 
+TEST(RecordOptions, AStartOrNowSaysWhenItBegins) {
+    EXPECT_NE(Answer({"http://radio/", "-o", "a.wav"}, 2).find("--start is required, or --now"),
+              std::string::npos);
+    Answer({"http://radio/", "--now", "--start", "j.wav", "-o", "a.wav"}, 2);
+    const CommandLine line =
+        Parse({"http://radio/", "--now", "--until", "18:30", "--repeat", "-o", "%F.wav"});
+    ASSERT_FALSE(line.answer) << line.answer->text;
+    EXPECT_TRUE(line.options.schedule.startNow && line.options.schedule.repeat);
+    EXPECT_EQ(line.options.schedule.until->hour, 18);
+    EXPECT_TRUE(line.options.references.empty());
+    EXPECT_NE(Refusal({"-o", "a.wav", "--until", "25:00"}).find("--until: invalid time"),
+              std::string::npos);
+    EXPECT_NE(Refusal({"-o", "-", "--repeat"}).find("--repeat"), std::string::npos);
+}
+
+TEST(RecordOptions, TheConnectionIsAsItWasAskedFor) {
+    const CommandLine line =
+        Parse({" HTTP://Radio/ ", "--start", "j.wav", "-o", "a.wav", "--reconnect", "10s",
+               "--user-agent", "Me", "--header", "X-A: b", "--header", "X-C: d"});
+    ASSERT_FALSE(line.answer) << line.answer->text;
+    EXPECT_EQ(line.options.url, "http://Radio/");
+    EXPECT_EQ(line.options.connection.reconnectMs, 10000u);
+    EXPECT_EQ(line.options.connection.http.userAgent, "Me");
+    EXPECT_EQ(line.options.connection.http.headers.size(), 2u);
+}
+
 TEST(RecordOptions, WhatIsMissingIsAUsageError) {
     Answer({}, 2);
     Answer({"http://radio/", "-o", "a.wav"}, 2);
@@ -154,9 +180,12 @@ TEST(RecordOptions, TheManualHasExamplesExitCodesAndEnvironment) {
 
 TEST(RecordOptions, CompletionsOfferFilesWhereAFileIsMeant) {
     const std::string bash = Answer({"--generate", "bash"}, 0);
-    EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--receiver|--log|=)"), std::string::npos)
+    EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--ca-file|--receiver|--log|=)"),
+              std::string::npos)
         << bash;
-    EXPECT_NE(bash.find("--wait|--max|--fade|--io-timeout|--block|--control)"), std::string::npos)
+    EXPECT_NE(bash.find("--wait|--until|--max|--fade|--reconnect|--user-agent|--header|"
+                        "--io-timeout|--block|--control)"),
+              std::string::npos)
         << bash;
     EXPECT_NE(Answer({"--generate", "zsh"}, 0).find("'1:URL:_urls'"), std::string::npos);
 }
