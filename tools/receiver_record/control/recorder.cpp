@@ -8,6 +8,7 @@
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/text.h"
+#include "playlists/stream_address.h"
 #include "receiver_record/output/recording_tags.h"
 
 namespace receiver {
@@ -92,7 +93,13 @@ void Recorder::Record() {
     report_.instanceId = welcome->instanceId;
     console_.Detail("Receiver " + welcome->instanceId);
     SessionFollower follower(link_, console_, welcome->instanceId);
-    if (follower.Prepare(MakeRequest(options_, report_.sessionId))) {
+    PrepareRequest request = MakeRequest(options_, report_.sessionId);
+    request.url = FindStreamUrl(options_.url, {}, interrupted_);
+    if (request.url != options_.url) {
+        report_.url = PublicUrl(request.url);
+        console_.Info("playlist: recording " + report_.url);
+    }
+    if (follower.Prepare(request)) {
         console_.Info("Waiting for " + report_.url);
         Follow(follower);
     }
