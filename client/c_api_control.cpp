@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "c_handles.h"
+#include "message_json.h"
 
 using namespace receiver;
 
@@ -121,6 +122,40 @@ Record Known(const Record* record) {
     return known;
 }
 
+HttpOptions HttpOf(const receiver_request& request) {
+    HttpOptions http;
+    if (request.user_agent != nullptr) http.userAgent = request.user_agent;
+    if (request.ca_file != nullptr) http.caFile = request.ca_file;
+    if (request.headers == nullptr && request.header_count > 0) {
+        throw std::invalid_argument("The request has no headers");
+    }
+    for (size_t i = 0; i < request.header_count; ++i) {
+        const receiver_header& header = request.headers[i];
+        const bool added = http.headers
+                               .emplace(Required(header.name, "header name"),
+                                        Required(header.value, "header value"))
+                               .second;
+        if (!added) throw std::invalid_argument("The request has a header twice");
+    }
+    return http;
+}
+
+void AddAdditions(const receiver_request& request, PrepareRequest& made) {
+    if (request.look_back_ms != 0) made.lookBackMs = request.look_back_ms;
+    if (request.reconnect_ms != 0) made.reconnectMs = request.reconnect_ms;
+    if (request.pre_roll_ms != 0) made.preRollMs = request.pre_roll_ms;
+    made.startNow = request.start_now != 0;
+    constexpr uint32_t kReports =
+        RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE | RECEIVER_REPORT_TITLES;
+    if ((request.report & ~kReports) != 0) {
+        throw std::invalid_argument("The request has an unknown report");
+    }
+    made.report.cause = (request.report & RECEIVER_REPORT_CAUSE) != 0;
+    made.report.damage = (request.report & RECEIVER_REPORT_DAMAGE) != 0;
+    made.report.titles = (request.report & RECEIVER_REPORT_TITLES) != 0;
+    made.http = HttpOf(request);
+}
+
 PrepareRequest RequestOf(const receiver_request* given) {
     const receiver_request request = Known(given);
     PrepareRequest made;
@@ -137,6 +172,7 @@ PrepareRequest RequestOf(const receiver_request* given) {
         made.references.push_back({Required(reference.id, "reference id"), RoleOf(reference.role),
                                    Required(reference.path, "reference path")});
     }
+    AddAdditions(request, made);
     return made;
 }
 
@@ -189,6 +225,7 @@ void Report(const ProgramResult& program, receiver_result* given) {
     result.end_sample = program.program ? program.program->endSample : 0;
     result.reason = program.session ? program.session->reason.c_str() : "";
     result.message = program.session ? program.session->message.c_str() : "";
+    result.served_sample = program.servedSample.value_or(0);
     std::memcpy(given, &result, std::min(given->size, sizeof(result)));
 }
 
@@ -250,9 +287,16 @@ receiver_status receiver_client_hello(receiver_client* client, uint32_t timeout_
 receiver_status receiver_client_prepare(receiver_client* client, const receiver_request* request,
                                         uint32_t timeout_ms) {
     return WithArguments(client, [&] {
-        return Answer(client,
-                      client->client.Prepare(RequestOf(request), Ms(timeout_ms)).has_value());
+        const PrepareRequest made = RequestOf(request);
+        const auto session = client->client.Prepare(made, Ms(timeout_ms));
+        if (!session) return Fail(client, client->client.LastError());
+        client->missing = JoinKeys(MissingAdditions(made, *session));
+        return RECEIVER_OK;
     });
+}
+
+const char* receiver_client_missing_additions(const receiver_client* client) {
+    return client != nullptr ? client->missing.c_str() : "";
 }
 
 receiver_status receiver_client_cancel(receiver_client* client, const char* session_id,

@@ -32,7 +32,8 @@ struct receiver_client {
     explicit receiver_client(const receiver::Cancellation& signal) : client(signal) {}
     receiver::ReceiverClient client;
     receiver::Error error;
-    std::string text;  // what the last call gave out
+    std::string text;     // what the last call gave out
+    std::string missing;  // additions of the last acknowledged request
     std::optional<receiver::Event> event;
     receiver_event record{};  // of event
     receiver::ProgramResult result;

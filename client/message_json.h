@@ -5,6 +5,8 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "receiver_client/messages.h"
 
@@ -16,5 +18,8 @@ nlohmann::json ToJson(const PrepareRequest& request);
 Welcome ParseWelcome(const nlohmann::json& message);
 SessionSnapshot ParseSnapshot(const nlohmann::json& object);
 Event ParseEvent(const nlohmann::json& message);
+
+// For people: "one, two".
+std::string JoinKeys(const std::vector<std::string>& keys);
 
 }  // namespace receiver

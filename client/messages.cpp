@@ -206,6 +206,15 @@ Event ParseEvent(const json& message) {
     return event;
 }
 
+std::string JoinKeys(const std::vector<std::string>& keys) {
+    std::string joined;
+    for (const std::string& key : keys) {
+        if (!joined.empty()) joined += ", ";
+        joined += key;
+    }
+    return joined;
+}
+
 std::vector<std::string> MissingAdditions(const PrepareRequest& request,
                                           const SessionSnapshot& session) {
     const std::vector<std::string> taken = session.additions.value_or(std::vector<std::string>());

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "message_json.h"
 #include "platform/thread_name.h"
 #include "wire/messages.h"
 
@@ -283,9 +284,8 @@ void ProgramRecorder::CallSink(Call call) {
 
 // What comes would not be what was asked for: the session is ended before any of it is written.
 void ProgramRecorder::RefuseUnsupported(const std::vector<std::string>& missing) {
-    std::string text = "The receiver is of a version that does not know";
-    for (const std::string& key : missing) text += (&key == &missing.front() ? " " : ", ") + key;
-    result_.error = {ErrorKind::kUnsupported, 0, std::move(text)};
+    result_.error = {ErrorKind::kUnsupported, 0,
+                     "The receiver is of a version that does not know " + JoinKeys(missing)};
     refused_ = true;
     Stop();
 }

@@ -100,16 +100,41 @@ typedef struct receiver_reference {
     receiver_role role;
 } receiver_reference;
 
+/* A header field for the source's server. */
+typedef struct receiver_header {
+    const char* name;
+    const char* value;
+} receiver_header;
+
+/* What is told besides; add them up. */
+enum {
+    RECEIVER_REPORT_CAUSE = 1,  /* the cause_... of events */
+    RECEIVER_REPORT_DAMAGE = 2, /* RECEIVER_EVENT_DAMAGED */
+    RECEIVER_REPORT_TITLES = 4  /* RECEIVER_EVENT_TITLE */
+};
+
 typedef struct receiver_request {
     size_t size;                          /* sizeof(receiver_request) */
     const char* session_id;               /* formed like a reference's id */
     const char* url;                      /* "http://..." or "https://..." */
-    const receiver_reference* references; /* 1..32, at least one of them a start */
+    const receiver_reference* references; /* 1..32, at least one a start unless start_now */
     size_t reference_count;
     uint32_t io_timeout_ms; /* 100..60000; 0: the receiver's default, 15000 */
     uint32_t block_bytes;   /* 4..1048576; 0: the receiver's default, 8192 */
     uint32_t maximum_ms;    /* 1000..3600000; 0: no bounds, up to the source's end */
     uint32_t fade_ms;       /* 0..3600000; before the end, unless an end reference made it */
+
+    /* The additions: 0 and null ask for none. A receiver that does not know one ignores it, see
+     * receiver_client_missing_additions. */
+    uint32_t look_back_ms;  /* held before a start was heard; 1000..3600000; 0: everything */
+    uint32_t reconnect_ms;  /* a lost source is opened again; 0..86400000 */
+    uint32_t pre_roll_ms;   /* served before the start; 0..60000 */
+    int start_now;          /* not 0: the programme begins with the first sample */
+    uint32_t report;        /* of RECEIVER_REPORT_... */
+    const char* user_agent; /* 1..256 bytes, no control characters; null: the usual one */
+    const receiver_header* headers; /* up to 32, each name once, of 4096 bytes at most */
+    size_t header_count;
+    const char* ca_file; /* PEM, as the receiver's process sees it; null: the system's */
 } receiver_request;
 
 typedef enum receiver_event_type {
@@ -145,7 +170,7 @@ typedef struct receiver_event {
     uint32_t error;           /* SOURCE_ERROR */
     int can_drain;            /* SOURCE_ERROR: what is buffered is still served */
     uint64_t served_sample;   /* READY: the audio's first sample; the start without pre_roll_ms */
-    /* Of SOURCE_ERROR, FINISHED and RESUMED, where causes were asked for. */
+    /* Of SOURCE_ERROR, FINISHED and RESUMED, where RECEIVER_REPORT_CAUSE asked for it. */
     const char* cause_kind;         /* "http", "timeout", ...: docs/protocol.md lists them */
     const char* cause_text;         /* one line for people */
     const char* cause_reference_id; /* of the kind "reference" */
@@ -179,6 +204,10 @@ RECEIVER_C_API receiver_status receiver_client_hello(receiver_client* client, ui
 RECEIVER_C_API receiver_status receiver_client_prepare(receiver_client* client,
                                                        const receiver_request* request,
                                                        uint32_t timeout_ms);
+/* What the receiver did not understand of the last request that it acknowledged: the wire's keys,
+ * such as "preRollMs, reconnectMs"; "" when it knows them all. It is of an older version then:
+ * cancel the session, or go on without. */
+RECEIVER_C_API const char* receiver_client_missing_additions(const receiver_client* client);
 /* Asks the session to stop and waits for the reply; FINISHED follows. */
 RECEIVER_C_API receiver_status receiver_client_cancel(receiver_client* client,
                                                       const char* session_id, uint32_t timeout_ms);
@@ -225,16 +254,18 @@ typedef struct receiver_result {
     int source_failed;    /* the audio ended because the source broke off */
     uint32_t sample_rate; /* 0 before there was audio */
     uint16_t channels;
-    uint64_t frames;       /* written */
-    uint64_t start_sample; /* 0 when no start was found */
-    uint64_t end_sample;   /* where the programme ends by its bounds; 0 without */
-    const char* reason;    /* FINISHED's; "" if it was lost. Valid until the next call. */
-    const char* message;   /* FINISHED's, the same */
+    uint64_t frames;        /* written */
+    uint64_t start_sample;  /* 0 when no start was found */
+    uint64_t end_sample;    /* where the programme ends by its bounds; 0 without */
+    const char* reason;     /* FINISHED's; "" if it was lost. Valid until the next call. */
+    const char* message;    /* FINISHED's, the same */
+    uint64_t served_sample; /* of the first frame written: the start, or pre_roll_ms before it */
 } receiver_result;
 
 /* One session from PREPARE to FINISHED: writes its audio to the sink, no further than the
  * programme's end, acknowledges it, survives the loss of the connection, and returns when the
- * session is over. RECEIVER_OK when it is complete; `result` (may be null) is set in every case. */
+ * session is over. RECEIVER_OK when it is complete; `result` (may be null) is set in every case.
+ * A receiver that does not know an addition is told to cancel: RECEIVER_UNSUPPORTED. */
 RECEIVER_C_API receiver_status receiver_client_record(receiver_client* client,
                                                       const receiver_request* request,
                                                       const receiver_sink* sink,

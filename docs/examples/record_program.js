@@ -3,9 +3,15 @@
 // Node.js 18 or later without any package, for Linux. docs/protocol.md describes what it says and
 // hears.
 //
-//     record_program.js RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS]
+//     record_program.js RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS [KEY=JSON ...]]
 //
-// MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end.
+// MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end. Each KEY is one of what a
+// PREPARE may ask for besides, such as
+//
+//     lookBackMs=60000 reconnectMs=300000 preRollMs=500 report='["cause","damage","titles"]'
+//     http='{"userAgent":"MyRadio/1.0","headers":{"X-Key":"1"},"caFile":"/ca.pem"}'
+//
+// With startNow=true START_FILE is "-": the recording begins at once.
 'use strict';
 
 const childProcess = require('node:child_process');
@@ -144,11 +150,14 @@ class Recording {
     this.rate = 0;
     this.channels = 0;
     this.frames = 0;
+    this.firstSample = 0;
     this.sourceFailed = false;
   }
 
-  async take(uri) {
-    const pipe = await Pipe.connect(uri);
+  async take(ready) {
+    const pipe = await Pipe.connect(ready.uri);
+    // With preRollMs the audio begins before the programme does.
+    this.firstSample = ready.servedSample ?? ready.sourceSample;
     const header = await pipe.read(40);
     const fixed = [header.readUInt32LE(0), header.readUInt32LE(4), header.readUInt32LE(8),
       header.readUInt16LE(18)];
@@ -186,7 +195,7 @@ class Recording {
 
   // A client at the live edge is sent more than the programme: cuts it off.
   close(program) {
-    if (program) this.frames = Math.min(this.frames, program.endSample - program.startSample);
+    if (program) this.frames = Math.min(this.frames, program.endSample - this.firstSample);
     if (this.rate === 0) return;
     const pcmBytes = this.frames * this.channels * 2;
     const output = fs.openSync(this.file, 'r+');
@@ -197,23 +206,45 @@ class Recording {
   }
 }
 
-async function record(control, url, startFile, output, maximumSeconds) {
+// What happened, and of what was asked for besides in what way.
+function show(event) {
+  console.log(event.type);
+  if (event.type === 'RESUMED') {
+    console.log(`  lost for ${event.outageMs} ms, ${event.lostFrames} frames are missing`);
+  } else if (event.type === 'DAMAGED') {
+    console.log(`  ${event.kind} at ${event.sample}`);
+  } else if (event.type === 'TITLE') {
+    console.log(`  ${event.title}`);
+  }
+  if (event.cause) console.error(event.cause.text);
+}
+
+async function record(control, url, startFile, output, maximumSeconds, additions) {
   const bounds = {};
   if (Number(maximumSeconds) > 0) {
     bounds.program = { maximumMs: Math.floor(Number(maximumSeconds) * 1000), fadeMs: 0 };
   }
   await control.command('HELLO');
-  await control.command('PREPARE', {
+  const references = startFile === '-' ? []
+    : [{ id: 'start', role: 'start', path: path.resolve(startFile) }];
+  const answer = await control.command('PREPARE', {
     sessionId: 'node-example',
     url,
     ...bounds,
-    references: [{ id: 'start', role: 'start', path: path.resolve(startFile) }],
+    ...additions,
+    references,
   });
+  // A receiver ignores the keys that it does not know, and names those that it does.
+  const known = answer.session.additions ?? [];
+  const unknown = Object.keys(additions).filter((key) => !known.includes(key));
+  if (unknown.length > 0) {
+    throw new Failure(`The receiver does not know ${unknown.sort().join(', ')}`);
+  }
   const recording = new Recording(output);
   for (;;) {
     const event = await control.event();
-    console.log(event.type);
-    if (event.type === 'READY') await recording.take(event.uri);
+    show(event);
+    if (event.type === 'READY') await recording.take(event);
     if (event.type === 'FINISHED') {
       recording.close(event.program);
       if (event.reason !== 'eof' && !recording.sourceFailed) {
@@ -224,7 +255,11 @@ async function record(control, url, startFile, output, maximumSeconds) {
   }
 }
 
-async function main(program, url, startFile, output, maximumSeconds = '3600') {
+async function main(program, url, startFile, output, maximumSeconds = '3600', ...additions) {
+  const keys = Object.fromEntries(additions.map((text) => {
+    const at = text.indexOf('=');
+    return [text.slice(0, at), JSON.parse(text.slice(at + 1))];
+  }));
   const uri = `pcm-pipe://receiver-control-${crypto.randomUUID()}`;
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'receiver-'));
   const receiver = childProcess.spawn(program, [uri, path.join(folder, 'receiver.log')],
@@ -241,7 +276,7 @@ async function main(program, url, startFile, output, maximumSeconds = '3600') {
     });
     if (line !== `LISTENING ${uri}`) throw new Failure('The receiver does not listen');
     const control = new Control(await Pipe.connect(uri));
-    const complete = await record(control, url, startFile, output, maximumSeconds);
+    const complete = await record(control, url, startFile, output, maximumSeconds, keys);
     await control.command('SHUTDOWN');
     return complete && (await ended) === 0 ? 0 : 1;
   } catch (failure) {
@@ -255,8 +290,9 @@ async function main(program, url, startFile, output, maximumSeconds = '3600') {
   }
 }
 
-if (process.argv.length < 6 || process.argv.length > 7) {
-  console.error('record_program.js RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS]');
+if (process.argv.length < 6) {
+  console.error('record_program.js RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS '
+    + '[KEY=JSON ...]]');
   process.exitCode = 2;
 } else {
   main(...process.argv.slice(2)).then((code) => process.exit(code));

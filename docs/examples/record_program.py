@@ -2,9 +2,15 @@
 """Records one programme of a radio stream to a WAV file: a complete client of the receiver
 in plain Python, for Linux. docs/protocol.md describes what it says and hears.
 
-    record_program.py RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS]
+    record_program.py RECEIVER_HOST URL START_FILE OUTPUT.wav [MAXIMUM_SECONDS [KEY=JSON ...]]
 
-MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end.
+MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end. Each KEY is one of what a
+PREPARE may ask for besides, such as
+
+    lookBackMs=60000 reconnectMs=300000 preRollMs=500 report='["cause","damage","titles"]'
+    http='{"userAgent":"MyRadio/1.0","headers":{"X-Key":"1"},"caFile":"/ca.pem"}'
+
+With startNow=true START_FILE is "-": the recording begins at once.
 """
 import json
 import os
@@ -98,10 +104,13 @@ class Recording:
 
     def __init__(self, path):
         self.path, self.rate, self.channels, self.frames = path, 0, 0, 0
+        self.first_sample = 0
         self.source_failed = False
 
-    def take(self, uri):
-        pipe = connect(uri)
+    def take(self, ready):
+        pipe = connect(ready["uri"])
+        # With preRollMs the audio begins before the programme does.
+        self.first_sample = ready.get("servedSample", ready["sourceSample"])
         fields = struct.unpack("<IIIIHHIQQ", read(pipe, 40))
         magic, version, header_bytes, self.rate, self.channels, bits, _, _, token = fields
         if (magic, version, header_bytes, bits) != (MAGIC, 1, 40, 16):
@@ -125,7 +134,7 @@ class Recording:
     def close(self, program):
         """A client at the live edge is sent more than the programme: cuts it off."""
         if program:
-            self.frames = min(self.frames, program["endSample"] - program["startSample"])
+            self.frames = min(self.frames, program["endSample"] - self.first_sample)
         if self.rate:
             pcm_bytes = self.frames * self.channels * 2
             with open(self.path, "r+b") as output:
@@ -134,20 +143,40 @@ class Recording:
             print("frames", self.frames, flush=True)
 
 
-def record(control, url, start_file, output, maximum_seconds):
+def show(event):
+    """What happened, and of what was asked for besides in what way."""
+    details = {
+        "RESUMED": "lost for {outageMs} ms, {lostFrames} frames are missing",
+        "DAMAGED": "{kind} at {sample}",
+        "TITLE": "{title}",
+    }
+    print(event["type"], flush=True)
+    if event["type"] in details:
+        print(" ", details[event["type"]].format_map(event), flush=True)
+    if "cause" in event:
+        print(event["cause"]["text"], file=sys.stderr, flush=True)
+
+
+def record(control, url, start_file, output, maximum_seconds, additions):
     bounds = {}
     if float(maximum_seconds) > 0:
         bounds["program"] = {"maximumMs": int(float(maximum_seconds) * 1000), "fadeMs": 0}
     control.command("HELLO")
-    control.command(
-        "PREPARE", sessionId="python-example", url=url, **bounds,
-        references=[{"id": "start", "role": "start", "path": os.path.abspath(start_file)}])
+    references = []
+    if start_file != "-":
+        references = [{"id": "start", "role": "start", "path": os.path.abspath(start_file)}]
+    answer = control.command("PREPARE", sessionId="python-example", url=url, **bounds, **additions,
+                             references=references)
+    # A receiver ignores the keys that it does not know, and names those that it does.
+    unknown = set(additions) - set(answer["session"].get("additions", []))
+    if unknown:
+        raise Failure("The receiver does not know " + ", ".join(sorted(unknown)))
     recording = Recording(output)
     while True:
         event = control.event()
-        print(event["type"], flush=True)
+        show(event)
         if event["type"] == "READY":
-            recording.take(event["uri"])
+            recording.take(event)
         if event["type"] == "FINISHED":
             recording.close(event.get("program"))
             if event["reason"] != "eof" and not recording.source_failed:
@@ -155,7 +184,8 @@ def record(control, url, start_file, output, maximum_seconds):
             return not recording.source_failed
 
 
-def main(program, url, start_file, output, maximum_seconds="3600"):
+def main(program, url, start_file, output, maximum_seconds="3600", *additions):
+    keys = {key: json.loads(value) for key, _, value in (text.partition("=") for text in additions)}
     uri = f"pcm-pipe://receiver-control-{uuid.uuid4()}"
     with tempfile.TemporaryDirectory() as folder:
         log = os.path.join(folder, "receiver.log")
@@ -164,7 +194,7 @@ def main(program, url, start_file, output, maximum_seconds="3600"):
                 if receiver.stdout.readline() != f"LISTENING {uri}\n".encode():
                     raise Failure("The receiver does not listen")
                 control = Control(uri)
-                complete = record(control, url, start_file, output, maximum_seconds)
+                complete = record(control, url, start_file, output, maximum_seconds, keys)
                 control.command("SHUTDOWN")
                 return 0 if complete and receiver.wait(TIMEOUT) == 0 else 1
             except Failure as failure:
@@ -175,6 +205,6 @@ def main(program, url, start_file, output, maximum_seconds="3600"):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) not in (5, 6):
+    if len(sys.argv) < 5:
         sys.exit(__doc__)
     sys.exit(main(*sys.argv[1:]))

@@ -32,6 +32,10 @@ public:
     // For the context that is about to be opened, which this object must outlive.
     int Configure(AVFormatContext* context, AVDictionary** options);
 
+    // One connection, by itself; `options` may be null. The stream is the caller's to close, and
+    // ends at the deadline.
+    int Open(AVIOContext** stream, const char* url, int flags, AVDictionary** options);
+
     // Before Open: whether a busy server is asked, with a second request where it takes one,
     // when to come again. Default false.
     void SetAsksForRetryAfter(bool asks) { asksForRetryAfter_ = asks; }
@@ -46,7 +50,6 @@ private:
     static int InterruptCallback(void* access);
     static int OpenHook(AVFormatContext* context, AVIOContext** stream, const char* url, int flags,
                         AVDictionary** options);
-    int Open(AVIOContext** stream, const char* url, int flags, AVDictionary** options);
     bool WaitForEnd(const std::atomic<bool>& ended);
 
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_;

@@ -58,6 +58,7 @@ TEST_P(ExampleProgramTest, TellsWhyThereIsNone) {
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_NE(outcome.errors.find("Network source Open failed"), std::string::npos)
         << outcome.errors;
+    EXPECT_TRUE(outcome.errors.starts_with("the server answers 404 Not Found")) << outcome.errors;
 }
 
 TEST_P(ExampleProgramTest, NeedsItsArguments) {

@@ -7,10 +7,17 @@ namespace {
 // By the interpreter.
 class ScriptExampleTest : public StationTest, public testing::WithParamInterface<std::string> {
 protected:
-    Outcome RunScript(const std::string& jingle, const std::string& maximumSeconds) {
+    Outcome RunScript(const std::string& jingle, const std::string& maximumSeconds,
+                      const std::vector<std::string>& additions = {}) {
         const std::string script = GetParam() == "node" ? "record_program.js" : "record_program.py";
-        return Run(GetParam(), {EXAMPLES_PATH "/" + script, ReceiverDriver::ProgramPath(), Url(),
-                                jingle, Output(), maximumSeconds});
+        std::vector<std::string> arguments = {EXAMPLES_PATH "/" + script,
+                                              ReceiverDriver::ProgramPath(),
+                                              Url(),
+                                              jingle,
+                                              Output(),
+                                              maximumSeconds};
+        arguments.insert(arguments.end(), additions.begin(), additions.end());
+        return Run(GetParam(), arguments);
     }
     void ExpectRecorded(uint64_t frames) {
         EXPECT_EQ(DecodeStream(Output()).samples,
@@ -57,6 +64,48 @@ TEST_P(ScriptExampleTest, TellsWhyASessionFailed) {
     const Outcome outcome = RunScript(Jingle(), "2");
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_EQ(outcome.errors, "The session ended with error: Network source Open failed\n");
+}
+
+TEST_P(ScriptExampleTest, AsksForWhatItsArgumentsSay) {
+    Serve();
+    const Outcome outcome = RunScript(Jingle(), "2",
+                                      {"preRollMs=300", "lookBackMs=1000", "reconnectMs=2000",
+                                       R"(http={"userAgent":"Radio/1"})"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    constexpr size_t kPreRoll = 13230;
+    EXPECT_EQ(
+        DecodeStream(Output()).samples,
+        Slice(broadcast_.audio, broadcast_.startJingleFrame - kPreRoll, kPreRoll + 88200).samples);
+    ASSERT_EQ(station_.RequestHeads(kPath).size(), 1u);
+    EXPECT_NE(station_.RequestHeads(kPath)[0].find("User-Agent: Radio/1"), std::string::npos);
+}
+
+TEST_P(ScriptExampleTest, NeedsNoJingleToStartNow) {
+    StationRoute route;
+    route.icyMetaInterval = 8000;
+    Serve(route);
+    const Outcome outcome = RunScript("-", "1", {"startNow=true", R"(report=["titles"])"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_NE(outcome.output.find("TITLE\n  Evening programme\n"), std::string::npos)
+        << outcome.output;
+    EXPECT_EQ(DecodeStream(Output()).samples, Slice(broadcast_.audio, 0, 44100).samples);
+}
+
+TEST_P(ScriptExampleTest, TellsTheCauseOfAFailure) {
+    StationRoute route;
+    route.status = 404;
+    Serve(route);
+    const Outcome outcome = RunScript(Jingle(), "2", {R"(report=["cause"])"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_TRUE(outcome.errors.starts_with("the server answers 404 Not Found\n")) << outcome.errors;
+}
+
+// A key that the receiver does not know either way.
+TEST_P(ScriptExampleTest, TellsWhatTheReceiverDoesNotKnow) {
+    Serve();
+    const Outcome outcome = RunScript(Jingle(), "2", {"laterKey=1", "preRollMs=0"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.errors, "The receiver does not know laterKey\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Scripts, ScriptExampleTest,

@@ -13,7 +13,9 @@ constexpr const char* kDraining = "DRAINING";
 struct Change {
     SessionRecord& session;
 
-    void operator()(const UnknownEvent&) const {}
+    // What says nothing of the recording.
+    template <typename Other>
+    void operator()(const Other&) const {}
     void operator()(const ConnectedEvent&) const {
         session.state = kStateScanning;
         session.connected = true;

@@ -42,6 +42,22 @@ TEST(Abi, TheRecordsOfCKeepTheirOrder) {
     EXPECT_EQ(offsetof(receiver_event, type_name), sizeof(void*));
     EXPECT_EQ(offsetof(receiver_event, sequence), 4 * sizeof(void*));
     EXPECT_EQ(offsetof(receiver_result, frames), sizeof(void*) + 16);
+
+    EXPECT_EQ(offsetof(receiver_request, look_back_ms), 5 * sizeof(void*) + 16);
+    EXPECT_EQ(offsetof(receiver_event, served_sample),
+              offsetof(receiver_event, can_drain) + sizeof(int));
+    EXPECT_EQ(offsetof(receiver_result, served_sample), 3 * sizeof(void*) + 40);
+}
+
+TEST(Abi, TheRecordsOfCHaveTheSizesOfSoVersion1) {
+#if defined(__x86_64__) && defined(__GLIBCXX__)
+    EXPECT_EQ(sizeof(receiver_request), 112u);
+    EXPECT_EQ(sizeof(receiver_event), 208u);
+    EXPECT_EQ(sizeof(receiver_result), 72u);
+    EXPECT_EQ(sizeof(receiver_header), 16u);
+#else
+    GTEST_SKIP() << "the sizes are those of x86-64";
+#endif
 }
 
 }  // namespace receiver

@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/text.h"
+#include "playlists/stream_address.h"
 #include "receiver_record/control/attempts.h"
 #include "receiver_record/control/cause_texts.h"
 #include "receiver_record/control/output_name.h"
@@ -59,6 +60,15 @@ PrepareRequest MakeRequest(const RecordOptions& options, const std::string& sess
     }
     request.report = {.cause = true, .damage = true, .titles = true};
     request.http = options.connection.http;
+    return request;
+}
+
+// What the receiver says to the station is said, too, when a playlist is asked for.
+NetworkRequest NetworkRequestOf(const HttpOptions& http) {
+    NetworkRequest request{.userAgent = http.userAgent, .headers = "", .caFile = http.caFile};
+    for (const auto& [name, value] : http.headers) {
+        request.headers += name + ": " + value + "\r\n";
+    }
     return request;
 }
 
@@ -226,7 +236,13 @@ void Recorder::Attempt() {
         console_.Detail("The receiver's log: " + log);
     }
     SessionFollower follower(link_, console_, welcome->instanceId);
-    if (follower.Prepare(MakeRequest(options_, report_.sessionId))) {
+    PrepareRequest request = MakeRequest(options_, report_.sessionId);
+    request.url = FindStreamUrl(options_.url, NetworkRequestOf(request.http), interrupted_);
+    if (request.url != options_.url) {
+        report_.url = PublicUrl(request.url);
+        console_.Info("playlist: recording " + report_.url);
+    }
+    if (follower.Prepare(request)) {
         console_.Info("Waiting for " + report_.url);
         if (!follower.Missing().empty()) {
             console_.Warning("This receiver is an older one; it does not know " +

@@ -27,7 +27,11 @@ std::string EndCause(const std::string& reason) {
 }
 
 struct EventDescription {
-    std::string operator()(const UnknownEvent&) const { return ""; }
+    // Of the others people are not told.
+    template <typename Other>
+    std::string operator()(const Other&) const {
+        return "";
+    }
     std::string operator()(const ConnectedEvent&) const {
         return "Connected to the source; listening for the start";
     }
