@@ -14,6 +14,9 @@ struct Change {
     SessionRecord& session;
 
     void operator()(const UnknownEvent&) const {}
+    void operator()(const ResumedEvent&) const {}
+    void operator()(const DamagedEvent&) const {}
+    void operator()(const TitleEvent&) const {}
     void operator()(const ConnectedEvent&) const { session.state = kStateScanning; }
     void operator()(const DetectedEvent& event) const { session.matches.push_back(event.match); }
     void operator()(const ProgramEndEvent& event) const { session.program = event.program; }

@@ -27,6 +27,9 @@ std::string EndCause(const std::string& reason) {
 
 struct EventDescription {
     std::string operator()(const UnknownEvent&) const { return ""; }
+    std::string operator()(const ResumedEvent&) const { return ""; }
+    std::string operator()(const DamagedEvent&) const { return ""; }
+    std::string operator()(const TitleEvent&) const { return ""; }
     std::string operator()(const ConnectedEvent&) const {
         return "Connected to the source; listening for the start";
     }
