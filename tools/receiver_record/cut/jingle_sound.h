@@ -14,7 +14,7 @@ namespace receiver {
 
 inline constexpr uint32_t kJingleRate = 44100;
 // Of either end: enough to be told from all else when somebody talks over it.
-inline constexpr size_t kMaxJingleEndFrames = 6 * kJingleRate;
+inline constexpr size_t kMaxJingleEndFrames = size_t{6} * kJingleRate;
 
 struct JingleSound {
     uint64_t frames = 0;      // to its very last sample
