@@ -22,7 +22,9 @@ struct SessionRecord {
     std::vector<Match> matches;
     std::optional<Program> program;
     std::optional<uint64_t> startSample;
-    std::string audioUri;  // empty before there is audio
+    std::optional<uint64_t> servedSample;       // with which the audio begins
+    std::vector<std::string> missingAdditions;  // that the receiver does not know
+    std::string audioUri;                       // empty before there is audio
     std::optional<End> finished;
     uint64_t sequence = 0;  // what the events up to this one told is known
     bool over = false;      // so the receiver says, though FINISHED has not come
