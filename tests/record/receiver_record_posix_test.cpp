@@ -196,7 +196,7 @@ TEST_F(ReceiverRecordPosixTest, AnOutputThatStandsStillDoesNotHarmTheRecording) 
 
     WriteFileBytes(OutputFile(), output.ReadAll());
     EXPECT_EQ(Exit(process), 0);
-    const size_t start = std::stoul(told.substr(recording + kRecordingFrom.size()));
+    const size_t start = broadcast_.startJingleFrame;
     EXPECT_EQ(Recorded(),
               Slice(broadcast_.audio, start, broadcast_.audio.Frames() - start).samples);
 }

@@ -1,6 +1,7 @@
 #include "receiver_record/cut/program_cutter.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -16,6 +17,12 @@ namespace {
 // programme within it.
 constexpr uint64_t kMaxHeldFadeFrames = uint64_t{60} * kStreamSampleRate;
 constexpr size_t kPieceFrames = 8192;
+
+double PeakOf(std::span<const int16_t> samples) {
+    int peak = 0;
+    for (const int16_t sample : samples) peak = std::max(peak, std::abs(static_cast<int>(sample)));
+    return peak / 32768.0;
+}
 
 }  // namespace
 
@@ -41,6 +48,7 @@ bool ProgramCutter::Append(std::span<const std::byte> pcm) {
     const size_t before = arrived_.size();
     arrived_.resize(before + pcm.size() / sizeof(int16_t));
     if (!pcm.empty()) std::memcpy(arrived_.data() + before, pcm.data(), pcm.size());
+    peak_ = std::max(peak_, PeakOf(std::span(arrived_).subspan(before)));
     framesReceived_ += pcm.size() / (channels_ * sizeof(int16_t));
     isNews_ = true;
     changed_.notify_all();
@@ -80,8 +88,18 @@ CutState ProgramCutter::State() {
     MutexLock lock(mutex_);
     CutState state = state_;
     state.framesReceived = framesReceived_;
+    if (state.begin) {
+        const uint64_t newest = plan_.servedSample + framesReceived_;
+        const uint64_t end = state.end ? std::min(newest, state.end->endSample) : newest;
+        state.framesFound = end - std::min(end, *state.begin);
+    }
     state.framesSettled = framesSettled_;
     return state;
+}
+
+double ProgramCutter::TakePeak() {
+    MutexLock lock(mutex_);
+    return std::exchange(peak_, 0);
 }
 
 void ProgramCutter::Run() {

@@ -38,6 +38,7 @@ struct CutState {
     bool endIsExact = false;        // of an end recording
     bool isComplete = false;        // all of the programme has been handed on
     uint64_t framesReceived = 0;
+    uint64_t framesFound = 0;  // of the programme, among them
     uint64_t framesSettled = 0;
     // Once so many have been received they may be settled at once: the programme ends there.
     std::optional<uint64_t> framesToEnd;
@@ -65,6 +66,8 @@ public:
     // source ended, if it did. Once.
     void Finish(std::optional<ProgramEndReason> sourceEnd = {}) EXCLUDES(mutex_);
     CutState State() EXCLUDES(mutex_);
+    // The highest sample that has come since the last call, 0..1.
+    double TakePeak() EXCLUDES(mutex_);
 
 private:
     void Run() EXCLUDES(mutex_);
@@ -111,6 +114,7 @@ private:
     uint64_t framesSettled_ GUARDED_BY(mutex_) = 0;
     size_t bytesHeld_ GUARDED_BY(mutex_) = 0;  // by the thread
     std::optional<ProgramEndReason> sourceEnd_ GUARDED_BY(mutex_);
+    double peak_ GUARDED_BY(mutex_) = 0;
     bool finishing_ GUARDED_BY(mutex_) = false;
     bool isNews_ GUARDED_BY(mutex_) = true;
     CutState state_ GUARDED_BY(mutex_);

@@ -119,16 +119,19 @@ AudioProgress AudioIntake::GetProgress() {
     AudioProgress progress = progress_;
     if (writer_ != nullptr) {
         const RecordingWriter::Progress written = writer_->GetProgress();
-        progress.framesQueued = written.framesQueued;
         progress.framesWritten = written.framesWritten;
     }
-    if (cutter_ != nullptr) progress.framesReceived = cutter_->State().framesReceived;
+    if (cutter_ != nullptr) {
+        const CutState cut = cutter_->State();
+        progress.framesReceived = cut.framesReceived;
+        progress.framesQueued = cut.framesFound;
+    }
     return progress;
 }
 
 double AudioIntake::TakePeak() {
     MutexLock lock(mutex_);
-    return writer_ != nullptr ? writer_->TakePeak() : 0;
+    return cutter_ != nullptr ? cutter_->TakePeak() : 0;
 }
 
 void AudioIntake::Run() {

@@ -179,6 +179,14 @@ TEST_F(ProgramCutterTest, AudioIsHeldBackUntilItIsSettled) {
     ExpectCut(kOpeningAt, kClosingAt + kClosingFrames);
 }
 
+TEST_F(ProgramCutterTest, ThePeakIsTheHighestSampleSinceTheLastLook) {
+    Make();
+    const std::vector<int16_t> pcm = {0, -16384, 100, 0};
+    cutter_->Append(std::as_bytes(std::span(pcm)));
+    EXPECT_EQ(cutter_->TakePeak(), 0.5);
+    EXPECT_EQ(cutter_->TakePeak(), 0);
+}
+
 TEST_F(ProgramCutterTest, ARecordingThatIsGoneIsAFailure) {
     plan_.startPath = folder_.File("missing.wav");
     Make();
