@@ -52,25 +52,41 @@ void FillWith(Spectrum& block, const float* samples, size_t count) {
     std::fill(block.begin() + static_cast<std::ptrdiff_t>(count), block.end(), 0.0F);
 }
 
-// The sums of products, by overlapping blocks.
-std::vector<float> Products(const std::vector<float>& pattern, const std::vector<float>& signal) {
-    const size_t length = std::bit_ceil(4 * pattern.size());
+// FFmpeg has no fast transform of more than 131072 values.
+constexpr size_t kMaxPieceSamples = 131072 / 4;
+
+struct Piece {
+    const float* samples;
+    size_t count;
+};
+
+// Adds the sums of products of a piece of the pattern, by overlapping blocks. False without memory.
+bool AddProducts(const Piece& piece, const Piece& signal, std::vector<float>& sums) {
+    const size_t length = std::bit_ceil(std::min(4 * piece.count, signal.count));
     const Transform transform(length);
-    if (!transform.IsReady()) return {};
+    if (!transform.IsReady()) return false;
     Spectrum block(length), reference(length), product(length);
-    FillWith(block, pattern.data(), pattern.size());
+    FillWith(block, piece.samples, piece.count);
     transform.Forward(reference, block);
-    const size_t places = signal.size() - pattern.size() + 1;
-    const size_t step = length - pattern.size() + 1;
+    const size_t step = length - piece.count + 1;
     const float scale = 1.0F / static_cast<float>(length);
-    std::vector<float> sums(places);
-    for (size_t at = 0; at < places; at += step) {
-        FillWith(block, signal.data() + at, std::min(length, signal.size() - at));
+    for (size_t at = 0; at < sums.size(); at += step) {
+        FillWith(block, signal.samples + at, std::min(length, signal.count - at));
         transform.Forward(product, block);
         for (size_t i = 0; i < length; ++i) product[i] *= std::conj(reference[i]);
         transform.Backward(block, product);
-        const size_t count = std::min(step, places - at);
-        for (size_t i = 0; i < count; ++i) sums[at + i] = block[i].real() * scale;
+        const size_t count = std::min(step, sums.size() - at);
+        for (size_t i = 0; i < count; ++i) sums[at + i] += block[i].real() * scale;
+    }
+    return true;
+}
+
+std::vector<float> Products(const std::vector<float>& pattern, const std::vector<float>& signal) {
+    std::vector<float> sums(signal.size() - pattern.size() + 1);
+    for (size_t at = 0; at < pattern.size(); at += kMaxPieceSamples) {
+        const size_t count = std::min(kMaxPieceSamples, pattern.size() - at);
+        const Piece around{signal.data() + at, sums.size() + count - 1};
+        if (!AddProducts({pattern.data() + at, count}, around, sums)) return {};
     }
     return sums;
 }

@@ -1,4 +1,4 @@
-// Normalised cross-correlation of a short signal with a long one. Private to audio/.
+// Normalised cross-correlation of a short signal with a long one.
 #pragma once
 
 #include <vector>

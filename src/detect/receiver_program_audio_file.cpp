@@ -1,21 +1,13 @@
 #include "detect/receiver_program_audio_file.h"
 
 #include <algorithm>
-#include <cstring>
 #include <stdexcept>
 #include <utility>
 
+#include "detect/fade_out.h"
 #include "wire/messages.h"
 
 namespace receiver {
-namespace {
-
-int16_t Scaled(int16_t sample, uint64_t numerator, uint64_t denominator) {
-    const auto product = static_cast<int64_t>(numerator) * sample;
-    return static_cast<int16_t>(product / static_cast<int64_t>(denominator));
-}
-
-}  // namespace
 
 CReceiverProgramAudioFile::CReceiverProgramAudioFile(CAudioFile& source, uint64_t startSample,
                                                      BoundaryCallback boundary)
@@ -52,31 +44,13 @@ int32_t CReceiverProgramAudioFile::Read(void* buffer, uint32_t count) {
     if (position_ >= after.end) return 0;
     const uint64_t frames =
         std::min<uint64_t>(after.end - position_, static_cast<uint32_t>(read) / blockAlign);
-    Fade(buffer, frames, after);
+    FadeOut(buffer, frames, record_.nChannels, after.end - position_, after.fadeFrames);
     position_ += frames;
     return static_cast<int32_t>(frames * blockAlign);
 }
 
 BOOL CReceiverProgramAudioFile::Seek(float position) {
     return position == 0.0f && position_ == startSample_;
-}
-
-void CReceiverProgramAudioFile::Fade(void* pcm, uint64_t frames,
-                                     const ReceiverProgramBoundary& boundary) const {
-    const uint64_t framesToEnd = boundary.end - position_;
-    const uint64_t plain =
-        framesToEnd > boundary.fadeFrames ? framesToEnd - boundary.fadeFrames : 0;
-    auto* bytes = static_cast<unsigned char*>(pcm);
-    for (uint64_t frame = std::min(plain, frames); frame < frames; ++frame) {
-        const uint64_t remaining = framesToEnd - frame - 1;
-        for (uint32_t channel = 0; channel < record_.nChannels; ++channel) {
-            unsigned char* at = bytes + frame * record_.nBlockAlign + channel * sizeof(int16_t);
-            int16_t sample;
-            std::memcpy(&sample, at, sizeof(sample));
-            sample = Scaled(sample, remaining, boundary.fadeFrames);
-            std::memcpy(at, &sample, sizeof(sample));
-        }
-    }
 }
 
 }  // namespace receiver

@@ -36,8 +36,6 @@ public:
     bool IsOpen() const override { return open_ != 0; }
 
 private:
-    void Fade(void* pcm, uint64_t frames, const ReceiverProgramBoundary& boundary) const;
-
     CAudioFile& source_;
     const uint64_t startSample_;
     uint64_t position_;

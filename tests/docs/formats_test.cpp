@@ -85,10 +85,12 @@ RecordReport ReportOf(const json& example) {
     report.sessionId = example.at("sessionId");
     report.instanceId = example.at("receiverInstanceId");
     report.format = {44100, 2};
-    report.frames = 948118;
-    report.startSample = 265702;
-    report.program = Program{265702, 1213820, 44100, 0, "outro"};
-    report.finishedReason = "eof";
+    report.frames = 947720;
+    report.startSample = 265931;
+    report.heardAt = 265702;
+    report.startIsExact = report.endIsExact = true;
+    report.program = Program{265931, 1213651, 44100, 0, "outro"};
+    report.finishedReason = "cancelled";
     report.matches = {{"opening", Role::kStart, 265702, 401408, 0.012648809523809524},
                       {"closing", Role::kEnd, 1103602, 1216512, 0.009558823529411765}};
     report.startedAt = example.at("startedAt");

@@ -33,8 +33,8 @@ protected:
                                        std::vector<std::string> environment = {}) {
         environment.push_back("TERM=xterm");
         return std::make_unique<TerminalRun>(
-            Arguments({"--end", folder_.File("outro.wav"), "-o", OutputFile()}), columns,
-            environment);
+            Arguments({"--end", folder_.File("outro.wav"), "--max", "1h", "-o", OutputFile()}),
+            columns, environment);
     }
     // So often drawn while recording.
     static bool WaitForDraws(TerminalRun& run, size_t count) {

@@ -172,6 +172,8 @@ TEST_F(ReceiverFaultsTest, AnAudioPipeThatCannotBeOpenedIsSaidAndTheSessionCance
 // acknowledged, which the recorder puts off until it has a connection to ask through.
 TEST_F(ReceiverFaultsTest, AProgrammeThatEndsWhileTheConnectionIsLostIsComplete) {
     constexpr uint32_t kFrames = 441;
+    constexpr uint64_t kChunks = 140;
+    constexpr uint64_t kOutroAt = 1000;  // and all of it has come
     ManualResetEvent isBack;
     ManualResetEvent acknowledged;
     FakePeer audio([&](FakePeer& p) {
@@ -180,11 +182,13 @@ TEST_F(ReceiverFaultsTest, AProgrammeThatEndsWhileTheConnectionIsLostIsComplete)
         header.channels = 2;
         header.bitsPerSample = 16;
         p.Send(&header, sizeof(header));
-        const Pcm1ChunkRecord data{kPcm1Data, kFrames * 4, 0, 0};
-        p.Send(&data, sizeof(data));
-        p.Send(std::string(kFrames * 4, '\1'));
+        for (uint64_t chunk = 0; chunk < kChunks; ++chunk) {
+            const Pcm1ChunkRecord data{kPcm1Data, kFrames * 4, chunk * kFrames, 0};
+            p.Send(&data, sizeof(data));
+            p.Send(std::string(kFrames * 4, '\1'));
+        }
         if (!isBack.Wait(kPatienceMs)) return;
-        const Pcm1ChunkRecord end{kPcm1End, 0, kFrames, 0};
+        const Pcm1ChunkRecord end{kPcm1End, 0, kChunks * kFrames, 0};
         p.Send(&end, sizeof(end));
         Pcm1Acknowledgement acknowledgement;
         p.Receive(&acknowledgement, sizeof(acknowledgement));
@@ -203,16 +207,9 @@ TEST_F(ReceiverFaultsTest, AProgrammeThatEndsWhileTheConnectionIsLostIsComplete)
                        {"requestId", prepare["requestId"]},
                        {"command", kCommandPrepare},
                        {"session", session}});
-        json program = {{"startSample", 0},
-                        {"endSample", 441000},
-                        {"sampleRate", 44100},
-                        {"fadeFrames", 0},
-                        {"reason", kEndMaximum}};
-        p.SendMessage(
-            {{"type", kEventProgramEnd}, {"sessionId", id}, {"sequence", 1}, {"program", program}});
         p.SendMessage({{"type", kEventReady},
                        {"sessionId", id},
-                       {"sequence", 2},
+                       {"sequence", 1},
                        {"uri", audio.Uri()},
                        {"sourceSample", 0}});
         p.AcceptAgain();
@@ -220,12 +217,16 @@ TEST_F(ReceiverFaultsTest, AProgrammeThatEndsWhileTheConnectionIsLostIsComplete)
         if (acknowledged.Wait(200)) {  // the session is over, and nobody can say any more
             p.Welcome();
         } else {
-            program["endSample"] = kFrames;
-            program["reason"] = kEndOutro;
-            session.update({{"state", kStateOpened}, {"sequence", 3}, {"program", program}});
+            const json outro = {{"referenceId", prepare["references"][1]["id"]},
+                                {"role", kRoleEnd},
+                                {"sample", kOutroAt},
+                                {"observedAfterSample", kChunks * kFrames},
+                                {"ber", 0.01}};
+            session.update(
+                {{"state", kStateOpened}, {"sequence", 2}, {"matches", json::array({outro})}});
             p.Welcome(session);
             session.update({{"type", kEventFinished},
-                            {"sequence", 4},
+                            {"sequence", 3},
                             {"state", kStateFinished},
                             {"reason", kReasonEof},
                             {"message", ""}});
@@ -238,6 +239,7 @@ TEST_F(ReceiverFaultsTest, AProgrammeThatEndsWhileTheConnectionIsLostIsComplete)
               0)
         << testing::PrintToString(Errors());
     EXPECT_EQ(Sidecar()["program"]["reason"], "outro");
+    EXPECT_EQ(Sidecar()["frames"], kOutroAt + broadcast_.endJingle.Frames());
 }
 
 // Whatever the step that lacks one, it has an end, a message, and leaves the receiver free.

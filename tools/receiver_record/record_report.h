@@ -22,6 +22,9 @@ struct RecordReport {
     PcmFormat format;
     uint64_t frames = 0;  // written
     std::optional<uint64_t> startSample;
+    std::optional<uint64_t> heardAt;   // where the detector has placed the start
+    std::optional<bool> startIsExact;  // to the sample; once the start was looked for
+    std::optional<bool> endIsExact;    // when an end recording ended it
     std::optional<Program> program;
     std::string finishedReason;  // of the session, kReason...; empty if the receiver told none
     std::vector<Match> matches;

@@ -25,6 +25,7 @@ struct Change {
     void operator()(const ReadyEvent& event) const {
         session.state = kRecording;
         session.startSample = event.sourceSample;
+        session.servedSample = event.servedSample;
         session.audioUri = event.uri;
     }
     void operator()(const SourceErrorEvent& event) const {
@@ -81,6 +82,7 @@ void Apply(const SessionSnapshot& snapshot, SessionRecord& session) {
     session.sequence = std::max(session.sequence, snapshot.sequence);
     if (snapshot.program) session.program = snapshot.program;
     if (snapshot.sourceSample) session.startSample = snapshot.sourceSample;
+    if (snapshot.servedSample) session.servedSample = snapshot.servedSample;
     if (snapshot.uri) {
         session.state = kRecording;
         session.audioUri = *snapshot.uri;

@@ -23,7 +23,9 @@ struct SessionRecord {
     std::vector<Match> matches;
     std::optional<Program> program;
     std::optional<uint64_t> startSample;
-    std::string audioUri;  // empty before there is audio
+    std::optional<uint64_t> servedSample;       // with which the audio begins
+    std::vector<std::string> missingAdditions;  // that the receiver does not know
+    std::string audioUri;                       // empty before there is audio
     std::optional<End> finished;
     StreamNotes notes;
     std::optional<Cause> cause;  // why the source, or the session, has failed

@@ -41,6 +41,17 @@ TEST(Correlation, IsThatOfTheDefinitionAtEveryPlace) {
     }
 }
 
+// The transforms have a greatest length, and the pattern none.
+TEST(Correlation, ALongPatternIsComparedAsAWhole) {
+    const auto pattern = Noise(8, 100001);
+    const auto signal = Noise(9, 100100);
+    const auto alike = Correlate(pattern, signal);
+    ASSERT_EQ(alike.size(), 100U);
+    for (size_t at = 0; at < alike.size(); ++at) {
+        ASSERT_NEAR(alike[at], AlikeAt(pattern, signal, at), 1e-4) << at;
+    }
+}
+
 TEST(Correlation, APieceOfTheSignalIsFoundWhereItLiesWhateverItsLoudness) {
     const auto signal = Noise(3, 100000);
     std::vector<float> pattern(signal.begin() + 77777, signal.begin() + 77777 + 3000);

@@ -35,16 +35,26 @@ std::optional<BufferStatistics> ReceiverWatch::Ask(const SessionRecord& session,
     lastLook_ = now;
     lookedAtState_ = session.state;
     std::optional<Welcome> welcome;
-    bool isAnswered = false;
-    if (session.matches.size() <= kMaxMatches) {
-        welcome = client_.Hello(kAnswerStep);
-        isAnswered = welcome.has_value();
-    } else {  // a refusal is short, whatever the session has heard
-        isAnswered = client_.Cancel(kNoSession, kAnswerStep) ||
-                     client_.LastError().kind == ErrorKind::kRejected;
-    }
-    NoteAnswer(isAnswered, now);
+    NoteAnswer(Question(session, &welcome), now);
     return welcome && welcome->active ? welcome->active->buffer : std::nullopt;
+}
+
+bool ReceiverWatch::Answers(const SessionRecord& session, uint64_t now) {
+    if (session.finished || session.over) return false;
+    std::optional<Welcome> welcome;
+    const bool isAnswered = Question(session, &welcome);
+    NoteAnswer(isAnswered, now);
+    return isAnswered;
+}
+
+bool ReceiverWatch::Question(const SessionRecord& session, std::optional<Welcome>* welcome) {
+    if (session.matches.size() <= kMaxMatches) {
+        *welcome = client_.Hello(kAnswerStep);
+        return welcome->has_value();
+    }
+    // A refusal is short, whatever the session has heard.
+    return client_.Cancel(kNoSession, kAnswerStep) ||
+           client_.LastError().kind == ErrorKind::kRejected;
 }
 
 // A connection that is lost is another matter, and its loss is seen by whoever follows it.

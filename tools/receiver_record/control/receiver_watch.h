@@ -30,11 +30,14 @@ public:
     // again. Returns what the receiver's buffer holds, where it says so. Needs a connection.
     std::optional<BufferStatistics> Ask(const SessionRecord& session, bool isLookedAt,
                                         uint64_t now);
+    // Asks at once, whether it is time or not. True when it has answered.
+    bool Answers(const SessionRecord& session, uint64_t now);
     // It has not answered kMaxQuestions. Not a time: a machine that slept has counted its sleep.
     bool IsSilent() const { return unanswered_ >= kMaxQuestions; }
 
 private:
     bool IsTime(const SessionRecord& session, bool isLookedAt, uint64_t now) const;
+    bool Question(const SessionRecord& session, std::optional<Welcome>* welcome);
     void NoteAnswer(bool isAnswered, uint64_t now);
 
     ReceiverClient& client_;

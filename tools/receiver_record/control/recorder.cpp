@@ -14,6 +14,7 @@
 #include "receiver_record/control/cause_texts.h"
 #include "receiver_record/control/output_name.h"
 #include "receiver_record/output/recording_tags.h"
+#include "wire/messages.h"
 
 namespace receiver {
 namespace {
@@ -33,6 +34,8 @@ constexpr uint64_t kLossExplainedMs = 1000;
 constexpr uint64_t kMaxStandMs = 600000;
 constexpr uint64_t kMaxHurriedStandMs = 1000;
 constexpr uint64_t kMaxHurryMs = 5000;
+// Before the start as it was heard, to find it to the sample.
+constexpr uint32_t kPreRollMs = 500;
 
 // The receiver would refuse without telling which one it misses.
 std::string FirstMissingFile(const std::vector<Reference>& references) {
@@ -50,7 +53,7 @@ PrepareRequest MakeRequest(const RecordOptions& options, const std::string& sess
     request.url = options.url;
     request.ioTimeoutMs = options.ioTimeoutMs;
     request.blockBytes = options.blockBytes;
-    request.program = options.program;
+    request.preRollMs = kPreRollMs;
     request.references = options.references;
     if (!options.schedule.startNow) request.lookBackMs = kLookBackMs;
     request.startNow = options.schedule.startNow;
@@ -104,16 +107,24 @@ std::string Listed(const std::vector<std::string>& words) {
     return list;
 }
 
+bool CanEndByRecording(const RecordOptions& options) {
+    return std::any_of(options.references.begin(), options.references.end(),
+                       [](const Reference& reference) { return reference.role == Role::kEnd; });
+}
+
 }  // namespace
 
 Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
                    RecordConsole& console, ReceiverLink& link, Turn turn)
-    : options_(options), interrupted_(interrupted), console_(console), link_(link), turn_(turn) {
+    : options_(options),
+      interrupted_(interrupted),
+      console_(console),
+      link_(link),
+      turn_(turn),
+      cutSupervision_(CanEndByRecording(options)) {
     report_.url = PublicUrl(options_.url);
     facts_.references = options_.references;
-    facts_.hasEndReference =
-        std::any_of(options_.references.begin(), options_.references.end(),
-                    [](const Reference& reference) { return reference.role == Role::kEnd; });
+    facts_.hasEndReference = CanEndByRecording(options_);
     StartOver();
 }
 
@@ -244,9 +255,9 @@ void Recorder::Attempt() {
     }
     if (follower.Prepare(request)) {
         console_.Info("Waiting for " + report_.url);
-        if (!follower.Missing().empty()) {
+        if (!follower.Session().missingAdditions.empty()) {
             console_.Warning("This receiver is an older one; it does not know " +
-                             Listed(follower.Missing()));
+                             Listed(follower.Session().missingAdditions));
         }
         Follow(follower);
     }
@@ -262,6 +273,7 @@ void Recorder::Follow(SessionFollower& follower) {
     while (follower.Step(AudioComes())) {
         StartAudio(session);
         NoteAudio();
+        SuperviseCut(follower, watch);
         if (intake_ != nullptr) intake_->HoldAcknowledgement(!follower.IsConnected());
         StopWhenDue(follower);
         if (!WatchReceiver(follower, watch)) {
@@ -290,7 +302,8 @@ void Recorder::StartAudio(const SessionRecord& session) {
         if (output_ == nullptr && !OpenOutput(session)) return;
         try {
             intake_ = std::make_unique<AudioIntake>(session.audioUri, output_->Format(),
-                                                    MakeTags(MakeReport(session)), output_->Sink());
+                                                    MakeTags(MakeReport(session)), output_->Sink(),
+                                                    PlanCut(options_, session));
         } catch (const std::exception& e) {  // no descriptors, no threads
             facts_.audio.end = AudioEnd::kLost;
             facts_.audio.failure = e.what();
@@ -302,9 +315,26 @@ void Recorder::StartAudio(const SessionRecord& session) {
 void Recorder::NoteAudio() {
     if (intake_ == nullptr) return;
     const AudioProgress progress = intake_->GetProgress();
-    if (progress.framesQueued > framesSeen_) lastAudio_ = TickMs();
-    framesSeen_ = progress.framesQueued;
+    if (progress.framesReceived > framesSeen_) lastAudio_ = TickMs();
+    framesSeen_ = progress.framesReceived;
     if (progress.end == AudioEnd::kLost && audioLostSince_ == 0) audioLostSince_ = TickMs();
+}
+
+void Recorder::SuperviseCut(SessionFollower& follower, ReceiverWatch& watch) {
+    if (intake_ == nullptr) return;
+    if (!stopping_) cutSupervision_.Step(follower, watch, *intake_);
+    const std::optional<Program> before = program_;
+    NoteCut();
+    const bool isNews = program_ && (!before || before->endSample != program_->endSample ||
+                                     before->reason != program_->reason);
+    // The receiver does not know how long the programme is: it is told for it.
+    if (isNews) console_.ShowEvent(ProgramEndOf(report_.sessionId, *program_));
+}
+
+void Recorder::NoteCut() {
+    cut_ = intake_->Cut();
+    const bool hasBounds = options_.limits.maximumMs || facts_.hasEndReference;
+    program_ = hasBounds ? ProgramOf(cut_) : std::nullopt;
 }
 
 bool Recorder::AudioComes() const {
@@ -322,7 +352,9 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         return;
     }
     const bool hasStarted = follower.Session().startSample.has_value();
-    if (interrupted_.IsSignalled()) {
+    if (cut_.isComplete) {
+        stopping_ = true;
+    } else if (interrupted_.IsSignalled()) {
         stopping_ = true;
         console_.Info(hasStarted ? "Interrupted; keeping what was recorded" : "Interrupted");
     } else if (UntilIsOver()) {
@@ -340,14 +372,15 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
 }
 
 void Recorder::ShowStatus(const SessionRecord& session) {
-    status_.SetSession(session, stopping_);
+    SessionRecord shown = session;
+    shown.program = program_;
+    status_.SetSession(shown, stopping_);
     if (intake_ != nullptr) status_.SetAudio(intake_->GetProgress(), intake_->TakePeak());
     status_.SetTime(TickMs());
     console_.ShowStatus(status_.Status());
 }
 
-// What the receiver has sent is still in the pipe, and ends with it. It recognises the end of
-// a programme a moment after it has sent it.
+// What the receiver has sent is still in the pipe, and ends with it.
 void Recorder::FinishAudio() {
     if (!facts_.session.finished && (stopping_ || link_.HasGivenUp())) intake_->Stop();
     intake_->HoldAcknowledgement(false);
@@ -357,8 +390,13 @@ void Recorder::FinishAudio() {
         if (isUnwanted || !AudioComes()) intake_->Stop();
     }
     intake_->WaitForEnd();
+    intake_->Tell(facts_.session.matches);
+    intake_->FinishCut();
+    NoteCut();
+    facts_.session.program = program_;
+    facts_.isCut = cut_.isComplete;
     facts_.audio = intake_->GetProgress();
-    intake_->AskToFinish(IsComplete(facts_) ? ProgramFrames(facts_.session) : std::nullopt);
+    intake_->AskToFinish(std::nullopt);
     AwaitOutput();
     intake_->Finish();
     facts_.audio = intake_->GetProgress();
@@ -414,8 +452,11 @@ RecordReport Recorder::MakeReport(const SessionRecord& session) const {
     report.message = verdict.message;
     report.format = facts_.audio.format;
     report.frames = facts_.audio.framesWritten;
-    report.startSample = session.startSample;
-    report.program = session.program;
+    report.startSample = cut_.begin ? cut_.begin : session.startSample;
+    report.heardAt = session.startSample;
+    report.program = program_;
+    if (cut_.begin) report.startIsExact = cut_.beginIsExact;
+    if (program_ && program_->reason == kEndOutro) report.endIsExact = cut_.endIsExact;
     report.matches = session.matches;
     report.untilReached = facts_.untilReached && !IsComplete(facts_);
     report.notes = facts_.session.startSample ? ProgramNotes(facts_) : NotesAtTheStart(session);

@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "platform/manual_reset_event.h"
+#include "receiver_record/control/cut_supervision.h"
 #include "receiver_record/control/receiver_link.h"
 #include "receiver_record/control/receiver_watch.h"
 #include "receiver_record/control/session_follower.h"
@@ -58,6 +59,8 @@ private:
     bool WatchReceiver(SessionFollower& follower, ReceiverWatch& watch);
     void StartAudio(const SessionRecord& session);
     void NoteAudio();
+    void SuperviseCut(SessionFollower& follower, ReceiverWatch& watch);
+    void NoteCut();
     bool AudioComes() const;  // it has come lately, so that the receiver lives
     bool AudioIsLost();       // and the session has had its time to say why
     void StopWhenDue(SessionFollower& follower);
@@ -78,6 +81,9 @@ private:
 
     RecordReport report_;  // what is known of it from the beginning; whole after Run
     RecordingFacts facts_;
+    CutSupervision cutSupervision_;
+    CutState cut_;
+    std::optional<Program> program_;  // as the cut has it; nothing without bounds
     LiveStatus status_;
     uint64_t startDeadline_ = 0;   // TickMs; valid in Record
     uint64_t lastAudio_ = 0;       // TickMs: when more of it had come

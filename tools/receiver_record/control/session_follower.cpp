@@ -34,7 +34,7 @@ bool SessionFollower::Prepare(const PrepareRequest& request) {
         return false;
     }
     session_.state = snapshot->state;
-    missing_ = MissingAdditions(request, *snapshot);
+    session_.missingAdditions = MissingAdditions(request, *snapshot);
     return true;
 }
 
@@ -60,6 +60,7 @@ bool SessionFollower::Step(bool audioRuns) {
 bool SessionFollower::AwaitEvent() {
     if (const std::optional<Event> event = link_.Client().NextEvent(kEventStep)) {
         lastHeard_ = TickMs();
+        isCaughtUp_ = false;
         if (event->sessionId.empty() || event->sessionId == sessionId_) {
             console_.ShowEvent(*event);
             Apply(*event, session_);
@@ -67,6 +68,7 @@ bool SessionFollower::AwaitEvent() {
         return !session_.finished;
     }
     const Error& error = link_.Client().LastError();
+    isCaughtUp_ = error.kind == ErrorKind::kTimedOut;
     if (session_.over) {
         console_.Info("The session has finished; the receiver's last message about it was lost");
         return false;

@@ -33,6 +33,8 @@ public:
     void GiveUp(const std::string& why);
 
     bool IsConnected() const { return lostSince_ == 0; }
+    // The last step found nothing new: all that the receiver had sent before it is known.
+    bool IsCaughtUp() const { return isCaughtUp_; }
     const SessionRecord& Session() const { return session_; }
     uint64_t LastHeard() const { return lastHeard_; }  // when the receiver last said something
     // Why the session was not prepared, or the receiver is lost; empty while all is well.
@@ -55,6 +57,7 @@ private:
     std::string failure_;
     std::vector<std::string> missing_;
     bool refused_ = false;
+    bool isCaughtUp_ = false;
     uint64_t lastHeard_ = 0;
     uint64_t lostSince_ = 0;    // 0 while there is a connection
     uint64_t cancelUntil_ = 0;  // 0 while nobody has cancelled

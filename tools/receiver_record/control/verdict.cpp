@@ -34,11 +34,11 @@ Verdict DecideByFinish(const RecordingFacts& facts) {
     return {ExitCode::kFailure, message};
 }
 
-// Less came than the maximum, and nobody said why. Without an end recording only the source can
-// have ended it; with one, the message that it was heard may be lost.
+// Without an end recording only the source can have ended it; with one, the message that it was
+// heard may be lost.
 bool MayHaveMissedTheEnd(const RecordingFacts& facts) {
     const std::optional<Program>& program = facts.session.program;
-    return facts.hasEndReference && program && program->reason == kEndMaximum;
+    return facts.hasEndReference && (!program || program->reason != kEndOutro);
 }
 
 Verdict DecideBySession(const RecordingFacts& facts) {
@@ -107,12 +107,10 @@ StreamNotes ProgramNotes(const RecordingFacts& facts) {
 
 bool IsComplete(const RecordingFacts& facts) {
     const SessionRecord& session = facts.session;
+    if (facts.isCut) return true;
     if (facts.audio.end != AudioEnd::kComplete) return false;
     if (session.finished && session.finished->reason != kReasonEof) return false;
-    if (!session.program) return true;
-    const std::string& reason = session.program->reason;
-    return (reason == kEndMaximum || reason == kEndOutro) &&
-           facts.audio.framesQueued >= *ProgramFrames(session);
+    return !session.program;
 }
 
 Verdict Decide(const RecordingFacts& facts) {

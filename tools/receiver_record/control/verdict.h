@@ -23,6 +23,7 @@ struct RecordingFacts {
     bool refused = false;               // the receiver is well, but not willing
     std::string receiverFailure;        // of the receiver, or of the connection to it
     AudioProgress audio;
+    bool isCut = false;            // all of the programme was found, and ended by itself
     bool outputAbandoned = false;  // standard output did not take everything in time
     std::string closingFailure;    // why a whole file did not get its name
 };

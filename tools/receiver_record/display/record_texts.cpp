@@ -12,6 +12,8 @@ namespace {
 constexpr uint64_t kStreamRate = 44100;
 // What the receiver takes for a match.
 constexpr const char* kMaxMatchBer = "0.14";
+constexpr const char* kOnTheGrid =
+    " where the recording was heard, on a grid of 12.5 ms: no sample of the stream stands out";
 
 std::string Position(uint64_t sample) {
     return FormatPosition(sample * 1000 / kStreamRate);
@@ -109,13 +111,16 @@ std::vector<std::string> SummaryLines(const RecordReport& report) {
                     (report.output.empty() ? "" : " to " + report.output) + ", samples " +
                     std::to_string(start) + " to " + std::to_string(start + report.frames) + " (" +
                     Position(start) + " to " + Position(start + report.frames) + ")");
+    const uint64_t heardAt = report.heardAt.value_or(start);
     const auto best = std::find_if(
         report.matches.begin(), report.matches.end(),
-        [&](const Match& match) { return match.role == Role::kStart && match.sample == start; });
+        [&](const Match& match) { return match.role == Role::kStart && match.sample == heardAt; });
     if (best != report.matches.end()) {
         lines.push_back("The start was " + best->referenceId + ", with a bit error rate of " +
                         FormatBer(best->ber) + " (a match needs " + kMaxMatchBer + " or less)");
     }
+    if (report.startIsExact == false) lines.push_back("The start lies" + std::string(kOnTheGrid));
+    if (report.endIsExact == false) lines.push_back("The end lies" + std::string(kOnTheGrid));
     if (report.exitCode == ExitCode::kGaps) {
         lines.push_back("Complete, but " + report.message + ": ended by " +
                         EndCause(EndReason(report)));

@@ -22,11 +22,12 @@ constexpr size_t kMaxQueueSeconds = 600;
 }  // namespace
 
 AudioIntake::AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
-                         RecordingSink& sink)
+                         RecordingSink& sink, CutPlan plan)
     : uri_(std::move(uri)),
       outputFormat_(format),
       tags_(std::move(tags)),
       sink_(sink),
+      plan_(std::move(plan)),
       reader_(cancellation_),
       thread_([this] { Run(); }) {}
 
@@ -58,6 +59,39 @@ std::shared_ptr<RecordingWriter> AudioIntake::Writer() {
     return writer_;
 }
 
+std::shared_ptr<ProgramCutter> AudioIntake::Cutter() {
+    MutexLock lock(mutex_);
+    return cutter_;
+}
+
+void AudioIntake::Tell(const std::vector<Match>& matches) {
+    if (const auto cutter = Cutter()) cutter->Tell(matches);
+}
+
+void AudioIntake::Settle(uint64_t frames) {
+    if (const auto cutter = Cutter()) cutter->Settle(frames);
+}
+
+CutState AudioIntake::Cut() {
+    const auto cutter = Cutter();
+    return cutter != nullptr ? cutter->State() : CutState{};
+}
+
+void AudioIntake::FinishCut() {
+    const auto cutter = Cutter();
+    if (cutter == nullptr) return;
+    std::optional<ProgramEndReason> sourceEnd;
+    const AudioEnd end = GetProgress().end;
+    if (end == AudioEnd::kComplete) sourceEnd = ProgramEndReason::kSourceEnded;
+    if (end == AudioEnd::kSourceFailed) sourceEnd = ProgramEndReason::kInterrupted;
+    cutter->Finish(sourceEnd);
+    const std::string failure = cutter->State().failure;
+    if (failure.empty()) return;
+    MutexLock lock(mutex_);
+    progress_.end = AudioEnd::kOutputFailed;
+    progress_.failure = failure;
+}
+
 void AudioIntake::AskToFinish(std::optional<uint64_t> frames) {
     if (const auto writer = Writer()) writer->AskToFinish(frames);
 }
@@ -68,6 +102,7 @@ bool AudioIntake::WaitForOutput(milliseconds timeout) {
 }
 
 void AudioIntake::Finish(std::optional<uint64_t> frames) {
+    FinishCut();
     const std::shared_ptr<RecordingWriter> writer = Writer();
     if (writer == nullptr) return;
     const bool playable = writer->Finish(frames);
@@ -84,15 +119,19 @@ AudioProgress AudioIntake::GetProgress() {
     AudioProgress progress = progress_;
     if (writer_ != nullptr) {
         const RecordingWriter::Progress written = writer_->GetProgress();
-        progress.framesQueued = written.framesQueued;
         progress.framesWritten = written.framesWritten;
+    }
+    if (cutter_ != nullptr) {
+        const CutState cut = cutter_->State();
+        progress.framesReceived = cut.framesReceived;
+        progress.framesQueued = cut.framesFound;
     }
     return progress;
 }
 
 double AudioIntake::TakePeak() {
     MutexLock lock(mutex_);
-    return writer_ != nullptr ? writer_->TakePeak() : 0;
+    return cutter_ != nullptr ? cutter_->TakePeak() : 0;
 }
 
 void AudioIntake::Run() {
@@ -106,12 +145,16 @@ void AudioIntake::Run() {
         const size_t queueBytes = kMaxQueueSeconds * format.sampleRate * format.FrameBytes();
         const auto writer =
             std::make_shared<RecordingWriter>(outputFormat_, format, tags_, sink_, queueBytes);
+        const auto cutter = std::make_shared<ProgramCutter>(
+            plan_, format, [writer](std::span<const std::byte> pcm) { return writer->Append(pcm); },
+            queueBytes);
         {
             MutexLock lock(mutex_);
             progress_.format = format;
             writer_ = writer;
+            cutter_ = cutter;
         }
-        const AudioEnd end = Receive(*writer);
+        const AudioEnd end = Receive(*cutter);
         End(end, end == AudioEnd::kLost ? reader_.LastError().text : "");
     } catch (const std::exception& e) {
         End(AudioEnd::kOutputFailed, e.what());
@@ -134,13 +177,14 @@ void AudioIntake::Acknowledge() {
     reader_.Acknowledge(kAcknowledgeTimeout);
 }
 
-AudioEnd AudioIntake::Receive(RecordingWriter& writer) {
+// What comes after the programme is read all the same: the session is told to end meanwhile.
+AudioEnd AudioIntake::Receive(ProgramCutter& cutter) {
     std::vector<std::byte> buffer(kReadBytes);
     for (;;) {
         size_t bytes = 0;
         switch (reader_.Read(buffer, &bytes, kReadStep)) {
             case Pcm1Reader::Result::kData:
-                if (!writer.Append({buffer.data(), bytes})) return AudioEnd::kOutputFailed;
+                if (!cutter.Append({buffer.data(), bytes})) return AudioEnd::kOutputFailed;
                 break;
             case Pcm1Reader::Result::kEnd:
                 // The receiver may have gone already: the end record says that all has come.

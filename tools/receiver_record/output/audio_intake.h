@@ -1,4 +1,5 @@
-// Empties an audio pipe into a recording, on a thread of its own.
+// Empties an audio pipe into a recording, on a thread of its own. Between the two the programme is
+// cut out of what comes.
 //
 //   Threads  the reader (owned; joined by WaitForEnd and the destructor) reads the pipe.
 //            Everything else: one thread, but GetProgress and Ended: any.
@@ -14,6 +15,7 @@
 
 #include "platform/thread_safety.h"
 #include "receiver_client/pcm1_reader.h"
+#include "receiver_record/cut/program_cutter.h"
 #include "receiver_record/output/audio_progress.h"
 #include "receiver_record/output/recording_writer.h"
 
@@ -23,7 +25,7 @@ class AudioIntake final {
 public:
     // Connects to the URI at once. The sink outlives the object.
     AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
-                RecordingSink& sink);
+                RecordingSink& sink, CutPlan plan = {});
     ~AudioIntake();
     AudioIntake(const AudioIntake&) = delete;
     AudioIntake& operator=(const AudioIntake&) = delete;
@@ -45,20 +47,30 @@ public:
     // the output. Once.
     void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
     AudioProgress GetProgress() EXCLUDES(mutex_);
+
+    // As the cutter has them; nothing is lost by telling before there is audio.
+    void Tell(const std::vector<Match>& matches) EXCLUDES(mutex_);
+    void Settle(uint64_t frames) EXCLUDES(mutex_);
+    CutState Cut() EXCLUDES(mutex_);
+    // After WaitForEnd, when all is told: the last of the programme goes to the output. Before
+    // AskToFinish.
+    void FinishCut() EXCLUDES(mutex_);
     // The highest sample since the last call, 0..1.
     double TakePeak() EXCLUDES(mutex_);
 
 private:
     void Run() EXCLUDES(mutex_);
     void Acknowledge() EXCLUDES(mutex_);
-    AudioEnd Receive(RecordingWriter& writer) EXCLUDES(mutex_);
+    AudioEnd Receive(ProgramCutter& cutter) EXCLUDES(mutex_);
     std::shared_ptr<RecordingWriter> Writer() EXCLUDES(mutex_);
+    std::shared_ptr<ProgramCutter> Cutter() EXCLUDES(mutex_);
     void End(AudioEnd end, const std::string& why = "") EXCLUDES(mutex_);
 
     const std::string uri_;
     const OutputFormat& outputFormat_;
     const RecordingTags tags_;
     RecordingSink& sink_;
+    const CutPlan plan_;
     Cancellation cancellation_;
     Pcm1Reader reader_;  // the reader thread's alone
 
@@ -67,6 +79,7 @@ private:
     bool isHeld_ GUARDED_BY(mutex_) = false;
     AudioProgress progress_ GUARDED_BY(mutex_);  // but the counts of frames
     std::shared_ptr<RecordingWriter> writer_ GUARDED_BY(mutex_);
+    std::shared_ptr<ProgramCutter> cutter_ GUARDED_BY(mutex_);  // writes to the writer
 
     std::thread thread_;
 };

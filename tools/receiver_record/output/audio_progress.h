@@ -18,11 +18,12 @@ enum class AudioEnd {
 
 struct AudioProgress {
     AudioEnd end = AudioEnd::kRunning;
-    PcmFormat format;            // valid once framesQueued is not 0
-    uint64_t framesQueued = 0;   // received and not dropped
-    uint64_t framesWritten = 0;  // of them, given to the encoder
-    std::string failure;         // for kLost and kOutputFailed
-    bool playable = false;       // valid after Finish: there is a file that can be played
+    PcmFormat format;             // valid once framesQueued is not 0
+    uint64_t framesReceived = 0;  // of the stream, the programme or not
+    uint64_t framesQueued = 0;    // of the programme, as far as it is known
+    uint64_t framesWritten = 0;   // of them, given to the encoder
+    std::string failure;          // for kLost and kOutputFailed
+    bool playable = false;        // valid after Finish: there is a file that can be played
 };
 
 }  // namespace receiver

@@ -1,7 +1,6 @@
 #include "receiver_record/output/recording_writer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -13,12 +12,6 @@ namespace {
 
 // More than the receiver sends beyond the end of a programme.
 constexpr uint64_t kHeldBackSeconds = 1;
-
-double PeakOf(const std::vector<int16_t>& samples) {
-    int peak = 0;
-    for (const int16_t sample : samples) peak = std::max(peak, std::abs(static_cast<int>(sample)));
-    return peak / 32768.0;
-}
 
 }  // namespace
 
@@ -38,7 +31,6 @@ RecordingWriter::~RecordingWriter() {
 bool RecordingWriter::Append(std::span<const std::byte> pcm) {
     Block block(pcm.size() / sizeof(int16_t));
     if (!block.empty()) std::memcpy(block.data(), pcm.data(), block.size() * sizeof(int16_t));
-    const double peak = PeakOf(block);
 
     MutexLock lock(mutex_);
     if (!progress_.failure.empty()) return false;
@@ -47,7 +39,6 @@ bool RecordingWriter::Append(std::span<const std::byte> pcm) {
         changed_.notify_all();
         return false;
     }
-    peak_ = std::max(peak_, peak);
     progress_.framesQueued += pcm.size() / pcm_.FrameBytes();
     queuedBytes_ += pcm.size();
     queue_.push_back(std::move(block));
@@ -93,11 +84,6 @@ void RecordingWriter::DropAfter(uint64_t frames) {
 RecordingWriter::Progress RecordingWriter::GetProgress() {
     MutexLock lock(mutex_);
     return progress_;
-}
-
-double RecordingWriter::TakePeak() {
-    MutexLock lock(mutex_);
-    return std::exchange(peak_, 0);
 }
 
 void RecordingWriter::Run() {

@@ -54,8 +54,6 @@ public:
     // most.
     bool WaitForOutput(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
     Progress GetProgress() EXCLUDES(mutex_);
-    // The highest sample appended since the last call, 0..1. Any thread.
-    double TakePeak() EXCLUDES(mutex_);
 
 private:
     using Block = std::vector<int16_t>;
@@ -77,7 +75,6 @@ private:
     std::deque<Block> queue_ GUARDED_BY(mutex_);
     size_t queuedBytes_ GUARDED_BY(mutex_) = 0;
     Progress progress_ GUARDED_BY(mutex_);
-    double peak_ GUARDED_BY(mutex_) = 0;
     bool finishing_ GUARDED_BY(mutex_) = false;
     bool hasEnded_ GUARDED_BY(mutex_) = false;  // the writer
     bool playable_ GUARDED_BY(mutex_) = false;  // valid when the writer has ended

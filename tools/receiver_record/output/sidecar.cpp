@@ -63,6 +63,9 @@ json ToJson(const RecordReport& report) {
         object["startSample"] = *report.startSample;
         object["endSample"] = *report.startSample + report.frames;
     }
+    if (report.heardAt) object["heardAtSample"] = *report.heardAt;
+    if (report.startIsExact) object["startIsExact"] = *report.startIsExact;
+    if (report.endIsExact) object["endIsExact"] = *report.endIsExact;
     if (report.program) {
         object["program"] = {{"startSample", report.program->startSample},
                              {"endSample", report.program->endSample},

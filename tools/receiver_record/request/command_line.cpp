@@ -14,6 +14,27 @@ void DeclareReferences(CLI::App& app, CommandLineValues& values) {
         ->group(kListenForGroup);
 }
 
+void DeclareProgram(CLI::App& app, CommandLineValues& values) {
+    const char* const group = "The programme";
+    app.add_option("--max", values.maximum,
+                   "Longest programme, 1s to 24h (default: no length ends it)")
+        ->type_name("DURATION")
+        ->group(group);
+    app.add_option("--min", values.minimum,
+                   "Shortest programme: an --end recording that begins earlier does not end it")
+        ->type_name("DURATION")
+        ->group(group);
+    app.add_option("--trim", values.trim,
+                   "Cut off the recordings themselves: the programme begins after the start "
+                   "recording, ends before the end recording, or both")
+        ->type_name("start|end|both")
+        ->group(group);
+    app.add_option("--fade", values.fade,
+                   "Fade out before the end, unless an --end recording ends the programme")
+        ->type_name("DURATION")
+        ->group(group);
+}
+
 void DeclareOutput(CLI::App& app, CommandLineValues& values) {
     const char* const group = "Output";
     app.add_option("-o,--output", values.output,
@@ -63,14 +84,21 @@ ToolDescription DescribeTool() {
     tool.purpose = "record one programme of an internet radio stream";
     tool.usage = "[OPTIONS] URL --start FILE -o FILE";
     tool.description =
-        "Records one programme of an internet radio stream, exact to the sample, from\n"
-        "the beginning of a start recording to the end of an end recording or a maximum length.";
+        "Records one programme of an internet radio stream, from the very sample with which a "
+        "start\n"
+        "recording begins to the last one of an end recording, or for a maximum length.";
     tool.notes = {"Durations: 90s, 55m, 1h30m, 2.5s, 00:55:00, or a number of seconds.",
                   "Fields of FILE: %Y %m %d %H %M %S %F %j %a %A %b %B of the programme's start;\n"
                   "{id} of the start recording, {title} that the station tells, {n} of the\n"
                   "programme in this run."};
     tool.details = {
         "A recording to listen for can be given a name: ID=FILE.",
+        "The start and the end are found by comparing the recordings with the stream sample by "
+        "sample. Where no place stands out (the station plays a recording at another speed, or "
+        "much "
+        "lies over it), the cut lies where the recording was heard, on a grid of 12.5 ms; the "
+        "summary says so, and FILE.json.",
+        "The same recording may open and close a programme: where it opens it, it does not end it.",
         "A station that is lost is connected to again, as --reconnect says, and the recording goes "
         "on exactly where it broke off as far as the station repeats what it has sent meanwhile; "
         "what is missing becomes silence of the same length. A station that does not answer at "

@@ -12,12 +12,17 @@
 
 namespace receiver {
 
+// What --trim takes.
+inline constexpr const char* kTrimStart = "start";
+inline constexpr const char* kTrimEnd = "end";
+inline constexpr const char* kTrimBoth = "both";
+
 // The values as they were typed.
 struct CommandLineValues {
     std::string url;
     std::string output;
     std::vector<std::string> starts, ends, others;
-    std::string maximum, fade, wait, ioTimeout;
+    std::string maximum, minimum, fade, trim, wait, ioTimeout;
     std::string block;
     ScheduleValues schedule;
     ConnectionValues connection;

@@ -36,13 +36,29 @@ std::optional<uint32_t> BlockBytes(const std::string& text) {
     return static_cast<uint32_t>(bytes);
 }
 
-// An end recording can only end a programme that has a maximum.
-std::optional<ProgramLimits> ProgramFrom(const CommandLineValues& values) {
-    const std::optional<uint32_t> maximum =
-        OptionalDuration("--max", values.maximum, kMinProgramMs, kMaxProgramMs);
-    const std::optional<uint32_t> fade = OptionalDuration("--fade", values.fade, 0, kMaxFadeMs);
-    if (!maximum && !fade && values.ends.empty()) return {};
-    return ProgramLimits{maximum.value_or(kMaxProgramMs), fade.value_or(0)};
+constexpr uint64_t kMaxCutMs = uint64_t{24} * 3600 * 1000;
+
+CutLimits LimitsFrom(const CommandLineValues& values) {
+    CutLimits limits;
+    limits.maximumMs = OptionalDuration("--max", values.maximum, kMinProgramMs, kMaxCutMs);
+    limits.fadeMs = OptionalDuration("--fade", values.fade, 0, kMaxFadeMs).value_or(0);
+    limits.minimumMs = OptionalDuration("--min", values.minimum, 0, kMaxCutMs).value_or(0);
+    if (!values.trim.empty() && values.trim != kTrimStart && values.trim != kTrimEnd &&
+        values.trim != kTrimBoth) {
+        throw std::invalid_argument("--trim: \"" + values.trim + "\" is not start, end or both");
+    }
+    limits.trimStart = values.trim == kTrimStart || values.trim == kTrimBoth;
+    limits.trimEnd = values.trim == kTrimEnd || values.trim == kTrimBoth;
+    if (limits.minimumMs != 0 && values.ends.empty()) {
+        throw std::invalid_argument("--min: there is no --end that could come too early");
+    }
+    if (limits.maximumMs && limits.minimumMs >= *limits.maximumMs) {
+        throw std::invalid_argument("--min: " + values.minimum + " is not less than --max");
+    }
+    if (limits.trimEnd && values.ends.empty()) {
+        throw std::invalid_argument("--trim " + values.trim + ": there is no --end to cut off");
+    }
+    return limits;
 }
 
 RecordOptions Check(const CommandLineValues& values) {
@@ -63,7 +79,7 @@ RecordOptions Check(const CommandLineValues& values) {
         throw std::invalid_argument("too many recordings to listen for; at most " +
                                     std::to_string(kMaxReferences) + " are possible");
     }
-    options.program = ProgramFrom(values);
+    options.limits = LimitsFrom(values);
     options.ioTimeoutMs =
         OptionalDuration("--io-timeout", values.ioTimeout, kMinIoTimeoutMs, kMaxIoTimeoutMs);
     options.blockBytes = BlockBytes(values.block);

@@ -10,6 +10,7 @@
 
 #include "command_line/tool_command_line.h"
 #include "receiver_client/messages.h"
+#include "receiver_record/cut/cut_plan.h"
 #include "receiver_record/request/connection_options.h"
 #include "receiver_record/request/schedule_options.h"
 
@@ -19,7 +20,7 @@ struct RecordOptions {
     std::string url;
     std::string output;                 // a file (see file_name.h), or "-" for standard output
     std::vector<Reference> references;  // with absolute paths and ids of their own
-    std::optional<ProgramLimits> program;
+    CutLimits limits;                   // of the programme
     std::optional<uint32_t> ioTimeoutMs;
     std::optional<uint32_t> blockBytes;
     std::optional<uint64_t> waitMs;  // for the start reference

@@ -18,6 +18,14 @@ RecordingFacts Complete() {
     facts.session.finished = {kReasonEof, ""};
     facts.audio.end = AudioEnd::kComplete;
     facts.audio.framesQueued = 88200;
+    facts.isCut = true;
+    return facts;
+}
+
+// The same, but the audio ended before the programme did.
+RecordingFacts TooShort() {
+    RecordingFacts facts = Complete();
+    facts.isCut = false;
     return facts;
 }
 
@@ -62,8 +70,16 @@ TEST(Verdict, AProgrammeIsCompleteWhenItEndedByItselfAndAllOfItCame) {
     ExpectAll({
         complete("the outro", [](RecordingFacts&) {}),
         complete("the maximum", [](RecordingFacts& f) { f.session.program->reason = kEndMaximum; }),
-        complete("no bounds", [](RecordingFacts& f) { f.session.program.reset(); }),
-        complete("more came", [](RecordingFacts& f) { ++f.audio.framesQueued; }),
+        complete("no bounds",
+                 [](RecordingFacts& f) {
+                     f.session.program.reset();
+                     f.isCut = false;
+                 }),
+        complete("the recorder ended the session",
+                 [](RecordingFacts& f) {
+                     f.session.finished->reason = kReasonCancelled;
+                     f.audio.end = AudioEnd::kLost;
+                 }),
         complete("FINISHED is lost", [](RecordingFacts& f) { f.session.finished.reset(); }),
         complete("interrupted afterwards", [](RecordingFacts& f) { f.interrupted = true; }),
         complete("the source failed afterwards",
@@ -75,11 +91,10 @@ TEST(Verdict, AProgrammeIsCompleteWhenItEndedByItselfAndAllOfItCame) {
 
 TEST(Verdict, AProgrammeThatIsNotCompleteNamesTheSource) {
     const auto early = [](const char* what, const Change& change) {
-        return Case{what, With(Complete(), change), ExitCode::kSourceError,
+        return Case{what, With(TooShort(), change), ExitCode::kSourceError,
                     "The source ended before the programme did"};
     };
     ExpectAll({
-        early("a frame is missing", [](RecordingFacts& f) { --f.audio.framesQueued; }),
         early("the source ended",
               [](RecordingFacts& f) { f.session.program->reason = kEndSourceEnded; }),
         early("the source was interrupted",
@@ -97,7 +112,6 @@ TEST(Verdict, AProgrammeThatIsNotCompleteNamesTheSource) {
                   f.session.program->reason = kEndMaximum;
                   f.session.finished.reset();
                   f.session.over = true;
-                  --f.audio.framesQueued;
               }),
     });
 }
@@ -109,7 +123,7 @@ TEST(Verdict, AFailedSourceIsNamed) {
               [](RecordingFacts& f) { f.session.sourceFailed = true; }),
          ExitCode::kSourceError, "The source failed"},
         {"told by the audio pipe",
-         With(Complete(), [](RecordingFacts& f) { f.audio.end = AudioEnd::kSourceFailed; }),
+         With(TooShort(), [](RecordingFacts& f) { f.audio.end = AudioEnd::kSourceFailed; }),
          ExitCode::kSourceError, "The source failed"},
         {"it cannot be opened", Ended(kFinishedSourceOpen), ExitCode::kSourceError,
          "The source cannot be opened: there is no such host, or no audio stream"},
@@ -129,7 +143,7 @@ TEST(Verdict, AnInterruptionOutweighsWhatItLedTo) {
         interrupted("the start is overdue, too",
                     With({}, [](RecordingFacts& f) { f.startOverdue = true; })),
         interrupted("in the middle",
-                    With(Complete(), [](RecordingFacts& f) { f.audio.framesQueued = 100; })),
+                    With(TooShort(), [](RecordingFacts& f) { f.audio.framesQueued = 100; })),
     });
     ExpectAll(
         {{"the reader of standard output stood still",
@@ -215,20 +229,15 @@ TEST(Verdict, OtherwiseTheReceiverFailedAndItsLogMaySayMore) {
               }),
          ExitCode::kFailure, "gone", true},
         {"all of the audio came, but not how it ended",
-         With(Complete(),
-              [](RecordingFacts& f) {
-                  f.session.finished.reset();
-                  --f.audio.framesQueued;
-              }),
+         With(TooShort(), [](RecordingFacts& f) { f.session.finished.reset(); }),
          ExitCode::kFailure, "The receiver was lost before it said how the programme ended", true},
         {"all of the audio came, but perhaps not the message that the outro was heard",
-         With(Complete(),
+         With(TooShort(),
               [](RecordingFacts& f) {
                   f.session.finished.reset();
                   f.session.over = true;
-                  f.session.program->reason = kEndMaximum;
+                  f.session.program->reason = kEndSourceEnded;
                   f.hasEndReference = true;
-                  --f.audio.framesQueued;
               }),
          ExitCode::kFailure, "The receiver was lost before it said how the programme ended", true},
         {"the session was cancelled because its audio did not come",

@@ -19,6 +19,22 @@ TEST(RecordTexts, TheSummaryTellsWhatWhereWhyAndHowSure) {
                   "Complete: ended by the end recording"}));
 }
 
+TEST(RecordTexts, ACutThatIsNotSureIsSaidToBeSo) {
+    RecordReport report = CompleteReport();
+    report.startSample = 44000;
+    report.heardAt = 44100;
+    report.startIsExact = true;
+    report.endIsExact = false;
+    const std::vector<std::string> lines = SummaryLines(report);
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_EQ(lines[1].substr(0, 20), "The start was jingle");
+    EXPECT_EQ(lines[2],
+              "The end lies where the recording was heard, on a grid of 12.5 ms: no sample of the "
+              "stream stands out");
+    report.startIsExact = false;
+    EXPECT_EQ(SummaryLines(report)[2].substr(0, 21), "The start lies where ");
+}
+
 TEST(RecordTexts, AnIncompleteRecordingTellsWhy) {
     RecordReport report = CompleteReport();
     report.exitCode = ExitCode::kInterrupted;
@@ -37,7 +53,7 @@ TEST(RecordTexts, EventsAreTold) {
     event.body = DetectedEvent{{"jingle", Role::kStart, 66150, 70000, 0.05}};
     EXPECT_EQ(DescribeEvent(event),
               "Heard the start recording jingle at 00:00:01.500 (bit error rate 0.0500)");
-    event.body = ReadyEvent{"pcm-pipe://x", 66150};
+    event.body = ReadyEvent{"pcm-pipe://x", 66150, {}};
     EXPECT_EQ(DescribeEvent(event), "Recording from sample 66150 (00:00:01.500)");
     event.body = UnknownEvent{};
     EXPECT_EQ(DescribeEvent(event), "");

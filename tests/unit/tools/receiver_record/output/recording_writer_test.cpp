@@ -115,13 +115,4 @@ TEST_F(RecordingWriterTest, AnOutputThatFailsAtOnceCannotBePlayed) {
     EXPECT_NE(writer.GetProgress().failure, "");
 }
 
-TEST_F(RecordingWriterTest, ThePeakIsTheHighestSampleSinceTheLastLook) {
-    RecordingWriter writer(WavFormat(), kStereo, {}, sink_, kMegabyte);
-    TestPcm pcm = MakeSilence(44100, 2, 10);
-    pcm.samples[3] = -16384;
-    ASSERT_TRUE(writer.Append(BytesIn(pcm)));
-    EXPECT_EQ(writer.TakePeak(), 0.5);
-    EXPECT_EQ(writer.TakePeak(), 0);
-}
-
 }  // namespace receiver

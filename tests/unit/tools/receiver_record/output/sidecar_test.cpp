@@ -24,6 +24,19 @@ TEST(Sidecar, TheSidecarCarriesSourceSamplesReasonAndMatches) {
     EXPECT_EQ(json["channels"], 2);
 }
 
+TEST(Sidecar, ItTellsWhetherTheCutIsExact) {
+    RecordReport report = CompleteReport();
+    EXPECT_FALSE(ToJson(report).contains("startIsExact"));
+    EXPECT_FALSE(ToJson(report).contains("endIsExact"));
+    EXPECT_FALSE(ToJson(report).contains("heardAtSample"));
+    report.heardAt = 44000;
+    report.startIsExact = true;
+    report.endIsExact = false;
+    EXPECT_EQ(ToJson(report)["heardAtSample"], 44000);
+    EXPECT_EQ(ToJson(report)["startIsExact"], true);
+    EXPECT_EQ(ToJson(report)["endIsExact"], false);
+}
+
 TEST(Sidecar, ItIsReplacedAsAWhole) {
     const TempFolder folder;
     const std::string path = folder.File("a.wav.json");

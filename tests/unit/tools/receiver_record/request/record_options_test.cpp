@@ -38,18 +38,18 @@ std::string Refusal(std::vector<const char*> further) {
 
 TEST(RecordOptions, EveryOptionReachesTheRecording) {
     const RecordOptions options =
-        Options({"--end",        "o.wav",   "--end",     "p.wav",      "--other",
-                 "n=n.wav",      "--max",   "55m",       "--fade",     "3s",
-                 "--io-timeout", "20s",     "--block",   "4096",       "--wait",
-                 "1h",           "--log",   "r.log",     "--receiver", "/opt/ReceiverHost",
-                 "--json",       "--quiet", "--verbose", "--force",    "-o",
-                 "a.wav"});
+        Options({"--end",  "o.wav",   "--end",        "p.wav",   "--other",    "n=n.wav",
+                 "--max",  "55m",     "--fade",       "3s",      "--min",      "5m",
+                 "--trim", "both",    "--io-timeout", "20s",     "--block",    "4096",
+                 "--wait", "1h",      "--log",        "r.log",   "--receiver", "/opt/ReceiverHost",
+                 "--json", "--quiet", "--verbose",    "--force", "-o",         "a.wav"});
     EXPECT_EQ(options.url, "http://radio/");
     EXPECT_EQ(options.output, "a.wav");
     EXPECT_EQ(options.references.size(), 4u);
-    ASSERT_TRUE(options.program);
-    EXPECT_EQ(options.program->maximumMs, 3300000u);
-    EXPECT_EQ(options.program->fadeMs, 3000u);
+    EXPECT_EQ(options.limits.maximumMs, 3300000u);
+    EXPECT_EQ(options.limits.minimumMs, 300000u);
+    EXPECT_EQ(options.limits.fadeMs, 3000u);
+    EXPECT_TRUE(options.limits.trimStart && options.limits.trimEnd);
     EXPECT_EQ(options.ioTimeoutMs, 20000u);
     EXPECT_EQ(options.blockBytes, 4096u);
     EXPECT_EQ(options.waitMs, 3600000u);
@@ -59,14 +59,38 @@ TEST(RecordOptions, EveryOptionReachesTheRecording) {
 }
 
 TEST(RecordOptions, WithoutAnEndOrAMaximumTheProgramHasNoBounds) {
-    EXPECT_FALSE(Options({"-o", "a.wav"}).program);
+    const CutLimits limits = Options({"-o", "a.wav"}).limits;
+    EXPECT_FALSE(limits.maximumMs);
+    EXPECT_EQ(limits.fadeMs, 0u);
+    EXPECT_EQ(limits.minimumMs, 0u);
+    EXPECT_FALSE(limits.trimStart || limits.trimEnd);
 }
 
-TEST(RecordOptions, AnEndRecordingAloneIsBoundedByTheLongestProgram) {
-    const RecordOptions options = Options({"--end", "o.wav", "-o", "a.wav"});
-    ASSERT_TRUE(options.program);
-    EXPECT_EQ(options.program->maximumMs, 3600000u);
-    EXPECT_EQ(options.program->fadeMs, 0u);
+TEST(RecordOptions, WithoutAMaximumNoLengthEndsAProgram) {
+    EXPECT_FALSE(Options({"--end", "o.wav", "--fade", "1s", "-o", "a.wav"}).limits.maximumMs);
+    EXPECT_EQ(Options({"--max", "24h", "-o", "a.wav"}).limits.maximumMs, 86400000u);
+}
+
+TEST(RecordOptions, OneRecordingMayOpenAndCloseAProgram) {
+    const RecordOptions options = Options({"--end", "j.wav", "-o", "a.wav"});
+    ASSERT_EQ(options.references.size(), 2u);
+    EXPECT_EQ(options.references[0].path, options.references[1].path);
+    EXPECT_NE(options.references[0].id, options.references[1].id);
+}
+
+TEST(RecordOptions, TheRecordingsThatAreCutOffAreNamedByTheirSide) {
+    EXPECT_TRUE(Options({"--trim", "start", "-o", "a.wav"}).limits.trimStart);
+    const CutLimits limits = Options({"--end", "o.wav", "--trim", "end", "-o", "a.wav"}).limits;
+    EXPECT_TRUE(limits.trimEnd && !limits.trimStart);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--trim", "all"}).find("--trim"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--trim", "end"}).find("--trim end"), std::string::npos);
+}
+
+TEST(RecordOptions, AMinimumNeedsAnEndAndIsLessThanTheMaximum) {
+    EXPECT_NE(Refusal({"-o", "a.wav", "--min", "1m"}).find("--min"), std::string::npos);
+    EXPECT_NE(
+        Refusal({"-o", "a.wav", "--end", "o.wav", "--min", "1m", "--max", "1m"}).find("--min"),
+        std::string::npos);
 }
 
 TEST(RecordOptions, AHyphenIsStandardOutput) {
@@ -126,7 +150,7 @@ TEST(RecordOptions, OnlyHttpSourcesAreTaken) {
 
 TEST(RecordOptions, ValuesOutOfRangeNameTheirOption) {
     EXPECT_NE(Refusal({"-o", "a.wav", "--max", "999ms"}).find("--max"), std::string::npos);
-    EXPECT_NE(Refusal({"-o", "a.wav", "--max", "61m"}).find("--max"), std::string::npos);
+    EXPECT_NE(Refusal({"-o", "a.wav", "--max", "25h"}).find("--max"), std::string::npos);
     EXPECT_NE(Refusal({"-o", "a.wav", "--fade", "2h"}).find("--fade"), std::string::npos);
     EXPECT_NE(Refusal({"-o", "a.wav", "--io-timeout", "99ms"}).find("--io-timeout"),
               std::string::npos);
@@ -140,7 +164,7 @@ TEST(RecordOptions, ValuesThatAreNoneAreNamedWithTheirOption) {
     EXPECT_NE(Refusal({"-o", "a.wav", "--max", "x"}).find("--max: invalid duration \"x\"\n"),
               std::string::npos);
     EXPECT_NE(
-        Refusal({"-o", "a.wav", "--max", "61m"}).find("--max: 61m is not between 1s and 1h\n"),
+        Refusal({"-o", "a.wav", "--max", "25h"}).find("--max: 25h is not between 1s and 24h\n"),
         std::string::npos);
     EXPECT_NE(Refusal({"-o", "a.wav", "--block", "4k"}).find("--block: invalid number \"4k\"\n"),
               std::string::npos);
@@ -183,7 +207,7 @@ TEST(RecordOptions, CompletionsOfferFilesWhereAFileIsMeant) {
     EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--ca-file|--receiver|--log|=)"),
               std::string::npos)
         << bash;
-    EXPECT_NE(bash.find("--wait|--until|--max|--fade|--reconnect|--user-agent|--header|"
+    EXPECT_NE(bash.find("--wait|--until|--max|--min|--trim|--fade|--reconnect|--user-agent|--header|"
                         "--io-timeout|--block|--control)"),
               std::string::npos)
         << bash;
