@@ -40,8 +40,6 @@ public:
     // Why the session was not prepared, or the receiver is lost; empty while all is well.
     const std::string& FailureText() const { return failure_; }
     bool WasRefused() const { return refused_; }
-    // Keys of the request that the receiver does not know.
-    const std::vector<std::string>& Missing() const { return missing_; }
 
 private:
     void TakeBack();
@@ -55,7 +53,6 @@ private:
     std::string sessionId_;
     SessionRecord session_;
     std::string failure_;
-    std::vector<std::string> missing_;
     bool refused_ = false;
     bool isCaughtUp_ = false;
     uint64_t lastHeard_ = 0;
