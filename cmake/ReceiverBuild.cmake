@@ -166,8 +166,8 @@ function(receiver_add_test_program name sources libs)
 endfunction()
 
 # receiver_register_tests(NAME PROPERTIES...): each test a process of its own; with
-# RECEIVER_TEST_SHARDS so many processes of each program instead, which is how a sanitizer's run
-# saves most of its time: what takes long there is to start.
+# RECEIVER_TEST_SHARDS so many processes of each program instead, which saves a sanitizer's run, and
+# one under an emulator, most of its time: what takes long there is to start.
 function(receiver_register_tests name)
     if(RECEIVER_TEST_SHARDS)
         math(EXPR last "${RECEIVER_TEST_SHARDS} - 1")
