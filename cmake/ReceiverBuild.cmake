@@ -161,12 +161,27 @@ function(receiver_add_test_program name sources libs)
     target_precompile_headers(${name} REUSE_FROM receiver_test_headers)
     if(RECEIVER_JOIN_TESTS)
         set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
+        # Given for every fixture that is not in the file that is compiled itself.
+        target_compile_options(${name} PRIVATE
+            $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     endif()
     receiver_windows_program(${name})
 endfunction()
 
-# receiver_register_tests(NAME PROPERTIES...)
+# receiver_register_tests(NAME PROPERTIES...): each test a process of its own; with
+# RECEIVER_TEST_SHARDS so many processes of each program instead, which saves a sanitizer's run, and
+# one under an emulator, most of its time: what takes long there is to start.
 function(receiver_register_tests name)
+    # Not where Windows programs start others: Wine does not start very many from one.
+    if(RECEIVER_TEST_SHARDS AND NOT (CMAKE_CROSSCOMPILING AND "end-to-end" IN_LIST ARGN))
+        math(EXPR last "${RECEIVER_TEST_SHARDS} - 1")
+        foreach(shard RANGE ${last})
+            add_test(NAME ${name}.shard${shard} COMMAND ${name})
+            set_tests_properties(${name}.shard${shard} PROPERTIES ${ARGN} TIMEOUT 900 ENVIRONMENT
+                "GTEST_TOTAL_SHARDS=${RECEIVER_TEST_SHARDS};GTEST_SHARD_INDEX=${shard}")
+        endforeach()
+        return()
+    endif()
     # Under an emulator the first listing of tests also sets up its prefix.
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                          TEST_PREFIX "${name}." PROPERTIES ${ARGN})

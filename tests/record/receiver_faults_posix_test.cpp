@@ -163,6 +163,7 @@ TEST_F(ReceiverFaultsTest, AnAudioPipeThatCannotBeOpenedIsSaidAndTheSessionCance
         p.WaitForHangUp();
     });
     EXPECT_EQ(Execute({"--control", peer.Uri(), "-o", OutputFile()}), 1);
+    peer.Join();
     EXPECT_EQ(cancel["type"], kCommandCancel);
     EXPECT_THAT(Errors().back(), HasSubstr("The audio cannot be received: "));
     EXPECT_FALSE(fs::exists(OutputFile() + ".part"));

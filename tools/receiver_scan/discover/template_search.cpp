@@ -86,7 +86,8 @@ public:
 
     // Of the places from `begin` up to `end`.
     std::vector<Place> Between(size_t begin, size_t end) const {
-        const ChangedBits changed(words_, begin, end - begin + stretch_.size());
+        // The last place's last word is the last that may be looked at.
+        const ChangedBits changed(words_, begin, end - begin + stretch_.size() - 1);
         std::vector<Window> windows = Windows();
         std::vector<Place> found;
         for (size_t at = begin; at < end; ++at) {
