@@ -11,7 +11,7 @@
 namespace receiver {
 namespace {
 
-std::string Refusal(const ConnectionValues& values) {
+std::string RefusalOf(const ConnectionValues& values) {
     try {
         CheckConnection(values);
     } catch (const std::invalid_argument& e) {
@@ -26,8 +26,8 @@ TEST(ConnectionOptions, ALostSourceIsTriedForFiveMinutesUnlessToldOtherwise) {
     EXPECT_EQ(CheckConnection({}).reconnectMs, 300000u);
     EXPECT_EQ(CheckConnection({.reconnect = "0"}).reconnectMs, 0u);
     EXPECT_EQ(CheckConnection({.reconnect = "24h"}).reconnectMs, 86400000u);
-    EXPECT_EQ(Refusal({.reconnect = "25h"}), "--reconnect: 25h is not between 0s and 24h");
-    EXPECT_EQ(Refusal({.reconnect = "x"}), "--reconnect: invalid duration \"x\"");
+    EXPECT_EQ(RefusalOf({.reconnect = "25h"}), "--reconnect: 25h is not between 0s and 24h");
+    EXPECT_EQ(RefusalOf({.reconnect = "x"}), "--reconnect: invalid duration \"x\"");
 }
 
 TEST(ConnectionOptions, HeadersAreTakenApart) {
@@ -40,18 +40,18 @@ TEST(ConnectionOptions, HeadersAreTakenApart) {
 
 TEST(ConnectionOptions, NoRefusalShowsAHeadersValue) {
     for (const std::string header : {"secret", ": secret", "X Y: secret", "X-Key: se\ncret"}) {
-        const std::string refusal = Refusal({.headers = {header}});
+        const std::string refusal = RefusalOf({.headers = {header}});
         EXPECT_EQ(refusal.rfind("--header: ", 0), 0u) << header;
         EXPECT_EQ(refusal.find("cret"), std::string::npos) << refusal;
     }
-    EXPECT_EQ(Refusal({.headers = {"A: secret", "A: secret"}}), "--header: A is given twice");
-    EXPECT_EQ(Refusal({.userAgent = "two\nlines"}).rfind("--user-agent: ", 0), 0u);
+    EXPECT_EQ(RefusalOf({.headers = {"A: secret", "A: secret"}}), "--header: A is given twice");
+    EXPECT_EQ(RefusalOf({.userAgent = "two\nlines"}).rfind("--user-agent: ", 0), 0u);
 }
 
 TEST(ConnectionOptions, ACertificateFileIsThere) {
     const TempFolder folder;
     const std::string file = folder.File("ca.pem");
-    EXPECT_EQ(Refusal({.caFile = file}), "--ca-file: no such file: " + file);
+    EXPECT_EQ(RefusalOf({.caFile = file}), "--ca-file: no such file: " + file);
     WriteFileBytes(file, "any");
     EXPECT_EQ(CheckConnection({.caFile = file}).http.caFile, file);
 }
