@@ -43,6 +43,7 @@ void DeclareOutput(CLI::App& app, CommandLineValues& values) {
         ->type_name("FILE")
         ->group(group)
         ->required();
+    DeclareEncoder(app, values.encoder);
     app.add_flag("--force", values.force, "Overwrite existing files: the audio and its .json")
         ->group(group);
     app.add_flag("--json", values.json,
