@@ -155,7 +155,7 @@ void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
     app.add_option("URL", values.url, "The stream, http:// or https://")->type_name("")->required();
     DeclareReferences(app, values);
     DeclareSchedule(app, values.schedule);
-    DeclareProgramme(app, values.maximum, values.fade);
+    DeclareProgram(app, values);
     DeclareOutput(app, values);
     DeclareConnection(app, values.connection);
     DeclareReceiver(app, values);
