@@ -203,7 +203,7 @@ TEST_F(LiveTerminalTest, HostileTextsDoNotReachTheTerminalAsTheyAre) {
     EXPECT_EQ(run.Finish(), 1);
     EXPECT_EQ(run.Screen().Fault(), "");
     ExpectLines(run.Screen(),
-                {"Waiting for http://radio/?]0;owned??[2J??", "Heard the recording ?]0;owned"});
+                {"Waiting for http://radio/?]0;owned??[2J", "Heard the recording ?]0;owned"});
 }
 
 TEST_F(LiveTerminalTest, WhatAStationSaysOfItselfIsNotShown) {

@@ -50,6 +50,7 @@ ExitCode RunRecordings(const RecordOptions& options, const ManualResetEvent& int
                           (options.waitMs && exitCode == ExitCode::kStartNotFound)});
         if (!pause || !Pause(*pause, interrupted, until)) break;
     }
+    if (interrupted.IsSignalled()) course.Interrupt();
     console.Info(std::to_string(course.Recorded()) + (course.Recorded() == 1
                                                           ? " programme was recorded"
                                                           : " programmes were recorded"));

@@ -44,4 +44,8 @@ std::optional<uint64_t> SeriesCourse::After(const TurnEnd& end) {
     return pauseMs_;
 }
 
+void SeriesCourse::Interrupt() {
+    if (MayGoOn(result_)) result_ = ExitCode::kInterrupted;
+}
+
 }  // namespace receiver

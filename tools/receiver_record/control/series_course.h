@@ -25,6 +25,9 @@ public:
 
     // The pause before the next recording; nothing when the series is over.
     std::optional<uint64_t> After(const TurnEnd& end);
+    // The user ended it, be it between two recordings: told like an interruption in one of them,
+    // unless the series is over by a failure.
+    void Interrupt();
     // Valid once it is over.
     ExitCode Result() const { return result_; }
     uint64_t Recorded() const { return recorded_; }

@@ -66,6 +66,20 @@ TEST(SeriesCourse, TheResultIsTheWorstOfTheProgrammes) {
     EXPECT_EQ(course.Result(), ExitCode::kSourceError);
 }
 
+// A signal may come just when a programme has been completed, or while the next one is waited for.
+TEST(SeriesCourse, AnInterruptionIsOneWheneverItComes) {
+    SeriesCourse course;
+    TurnEnd stopped = Recorded();
+    stopped.isStopped = true;
+    EXPECT_FALSE(course.After(stopped));
+    course.Interrupt();
+    EXPECT_EQ(course.Result(), ExitCode::kInterrupted);
+    SeriesCourse failed;
+    failed.After({.exitCode = ExitCode::kOutputError});
+    failed.Interrupt();
+    EXPECT_EQ(failed.Result(), ExitCode::kOutputError);
+}
+
 TEST(SeriesCourse, AStopWithoutAnyProgrammeIsNoSuccess) {
     SeriesCourse course;
     TurnEnd stopped = Silent(ExitCode::kStartNotFound);
