@@ -52,7 +52,7 @@ MissCause SpeedCause(const SpeedGuess& guess) {
 }
 
 MissCause CauseOf(Words words, Words reference, size_t offset, bool isChance,
-              const std::vector<SpeedVariant>& variants) {
+                  const std::vector<SpeedVariant>& variants) {
     const SpeedGuess speed = GuessSpeed(words, reference, offset, variants);
     if (speed.percent != 0.0) return SpeedCause(speed);
     return GuessCause(FindBitErrors(words, reference, offset), isChance);
