@@ -63,6 +63,28 @@ TEST(Unattended, EveryOptionThatIsNamedExists) {
     EXPECT_GE(named, 30u);
 }
 
+TEST(Unattended, EveryFileOfThePackageThatIsNamedIsPackedUp) {
+    const std::vector<std::string> named =
+        AllOf(Document(), "[ `](receiver-record@\\.[a-z]+|example\\.conf)");
+    for (const std::string& name : named) {
+        const std::filesystem::path path = kSource / "packaging/systemd" / name;
+        EXPECT_TRUE(std::filesystem::exists(path) || std::filesystem::exists(path.string() + ".in"))
+            << name;
+    }
+    EXPECT_EQ(std::set<std::string>(named.begin(), named.end()).size(), 3u);
+}
+
+TEST(Unattended, TheFoldersThatAreNamedAreTheServices) {
+    const std::string document = Document();
+    const std::string service = Service();
+    EXPECT_NE(service.find("\nStateDirectory=receiver-record receiver-record/%i\n"),
+              std::string::npos);
+    EXPECT_NE(document.find("`/var/lib/receiver-record/news`"), std::string::npos);
+    EXPECT_NE(service.find("\nLogsDirectory=receiver-record\nEnvironment=XDG_STATE_HOME=%L\n"),
+              std::string::npos);
+    EXPECT_NE(document.find("`/var/log/receiver-record`"), std::string::npos);
+}
+
 TEST(Unattended, EveryExitCodeIsExplained) {
     std::set<int> codes;
     for (const auto& [code, meaning] : RecordTool().exitCodes) codes.insert(code);
