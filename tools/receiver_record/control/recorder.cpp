@@ -357,7 +357,10 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         return;
     }
     const bool hasStarted = facts_.session.startSample.has_value();
-    if (cut_.isComplete) {
+    const bool cannotWrite =
+        !facts_.outputRefusal.empty() ||
+        (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed);
+    if (cut_.isComplete || cannotWrite) {
         stopping_ = true;
     } else if (interrupted_.IsSignalled()) {
         stopping_ = true;
@@ -366,12 +369,8 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         stopping_ = facts_.untilReached = true;
     } else if (!hasStarted && TickMs() >= startDeadline_) {
         stopping_ = facts_.startOverdue = true;
-    } else if (!facts_.outputRefusal.empty()) {
-        stopping_ = true;
     } else if (AudioIsLost()) {
         stopping_ = facts_.audioLost = true;
-    } else if (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed) {
-        stopping_ = true;
     }
     if (stopping_) follower.Cancel();
 }
