@@ -23,6 +23,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
 // A receiver has given up its source after as much silence, and says so.
 constexpr uint64_t kMaxAudioSilenceMs = 60000;
+constexpr uint64_t kAudioPauseMs = 3000;
 constexpr uint64_t kPauseStepMs = 100;  // how soon an interruption is seen
 // What the receiver knows of the loss comes at once.
 constexpr uint64_t kLossExplainedMs = 1000;
@@ -284,7 +285,9 @@ void Recorder::PlaceSession() {
 bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
     watch.Heard(std::max(follower.LastHeard(), lastAudio_));
     if (!follower.IsConnected() || stopping_) return true;  // has a bound of its own
-    const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus(), TickMs());
+    // Audio that stands still while it is recorded is the receiver's fault or the station's.
+    const bool stands = intake_ != nullptr && TickMs() - lastAudio_ >= kAudioPauseMs;
+    const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus() || stands, TickMs());
     if (buffer) status_.SetBuffer(*buffer, TickMs());
     return !watch.IsSilent();
 }
