@@ -18,7 +18,7 @@ from sessions import (END_S, LIVE_S, SHORT_IO_MS, cut_somewhere, judge, kind, ru
                       serve_whole)
 from station import reset, send, stall
 
-COMPLETE, FAILURE, NO_START, SOURCE_ERROR, INTERRUPTED, OUTPUT_ERROR = 0, 1, 3, 4, 5, 6
+COMPLETE, FAILURE, NO_START, SOURCE_ERROR, INTERRUPTED, OUTPUT_ERROR, GAPS = 0, 1, 3, 4, 5, 6, 7
 LOG_SECONDS = 60  # a log's name tells the second of its opening; it is opened within so many
 RECORDING = r"programme\.wav(\.part|\.part\.copy|\.json)?"
 
@@ -279,7 +279,10 @@ def recorder_whose_receiver_is_killed(stage):
     if number is not None and recorder.process.poll() is None:
         with contextlib.suppress(ProcessLookupError):
             os.kill(number, signal.SIGKILL)
-    code = recorder.exit(COMPLETE, FAILURE)
+    # One that is killed at its start is not started again: it may be what kills it.
+    has_begun = any("RECEIVER READY" in log.read_text()
+                    for log in stage.folder.glob("receiver*.log"))
+    code = recorder.exit(COMPLETE, GAPS, *(() if has_begun else (FAILURE,)))
     recorder.expect_no_receiver()
     recorder.expect_files(r"programme\.wav(\.json)?")
     return f"exit {code}"

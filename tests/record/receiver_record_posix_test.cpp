@@ -122,16 +122,6 @@ TEST_F(ReceiverRecordPosixTest, CtrlCBeforeTheStartLeavesNoFile) {
     EXPECT_FALSE(fs::exists(OutputFile() + ".part"));
 }
 
-TEST_F(ReceiverRecordPosixTest, AReceiverKilledInTheMiddleLeavesAPlayableFile) {
-    const auto process = StartAndRecordASecond();
-    const long receiver = ChildOf(process->ProcessId());
-    ASSERT_GT(receiver, 0);
-    ASSERT_EQ(kill(static_cast<pid_t>(receiver), SIGKILL), 0);
-    EXPECT_EQ(Exit(*process), 1);
-    EXPECT_EQ(Sidecar()["outcome"], "failure");
-    ExpectPlayableBeginning();
-}
-
 TEST_F(ReceiverRecordPosixTest, AJoinedReceiverThatIsKilledLeavesAPlayableFile) {
     StationRoute route;
     route.stallAfter = BodyBytes(broadcast_.programmeFrame + 88200);

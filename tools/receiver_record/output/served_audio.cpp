@@ -102,7 +102,8 @@ private:
 };
 
 ServedAudio::ServedAudio(bool mayContinue, std::function<void()> beforeAcknowledgement)
-    : beforeAcknowledgement_(std::move(beforeAcknowledgement)),
+    : mayContinue_(mayContinue),
+      beforeAcknowledgement_(std::move(beforeAcknowledgement)),
       stream_([this](const ConnectionFormat&) { return Connect(); },
               std::make_shared<CFFmpegNetworkCancellation>(), LimitsOf(mayContinue),
               [this](const SourceResumption& joint, const SourceBreak&) {
@@ -113,7 +114,10 @@ ServedAudio::ServedAudio(bool mayContinue, std::function<void()> beforeAcknowled
 
 bool ServedAudio::Open(const std::string& uri) {
     Continue(uri);
-    return stream_.Open(uri) != 0;
+    while (stream_.Open(uri) == 0) {
+        if (!mayContinue_ || IsStopped()) return false;
+    }
+    return true;
 }
 
 PcmFormat ServedAudio::Format() {

@@ -38,6 +38,7 @@ public:
     ServedAudio(const ServedAudio&) = delete;
     ServedAudio& operator=(const ServedAudio&) = delete;
 
+    // Of the first session; false when that cannot be, and no other session's either.
     bool Open(const std::string& uri);
     PcmFormat Format();
     // Whole frames, as soon as there are some; 0 when no more comes.
@@ -64,6 +65,7 @@ private:
     std::optional<std::string> AwaitUri() EXCLUDES(mutex_);
     void NoteEnd(AudioEnd ending, const std::string& failure) EXCLUDES(mutex_);
 
+    const bool mayContinue_;
     const std::function<void()> beforeAcknowledgement_;
     Cancellation cancellation_;
 

@@ -4,7 +4,6 @@
 
 #include <thread>
 
-#include "platform/manual_reset_event.h"
 #include "testing/audio_generator.h"
 #include "testing/fake_peer.h"
 #include "wire/pcm1_record.h"
@@ -93,6 +92,17 @@ TEST_F(ServedAudioTest, APipeThatCannotBeOpenedIsFollowedByTheNext) {
     audio.Continue(third.Uri());
     AwaitEnd();
     ExpectHeard(8 * kSecond);
+}
+
+TEST_F(ServedAudioTest, TheFirstPipeMayBreakOffBeforeItHasBegun) {
+    FakePeer first([](FakePeer&) {});
+    FakePeer second(Serving(noise_, 0, 2 * kSecond, true));
+    ServedAudio audio(true, {});
+    Listen(audio, first.Uri());
+    first.Join();
+    audio.Continue(second.Uri());
+    AwaitEnd();
+    ExpectHeard(2 * kSecond);
 }
 
 TEST_F(ServedAudioTest, StopEndsTheWaitForTheNextAndKeepsAllThatCame) {
