@@ -76,8 +76,12 @@ TEST_P(ScriptExampleTest, AsksForWhatItsArgumentsSay) {
     EXPECT_EQ(
         DecodeStream(Output()).samples,
         Slice(broadcast_.audio, broadcast_.startJingleFrame - kPreRoll, kPreRoll + 88200).samples);
-    ASSERT_EQ(station_.RequestHeads(kPath).size(), 1u);
-    EXPECT_NE(station_.RequestHeads(kPath)[0].find("User-Agent: Radio/1"), std::string::npos);
+    // The station's file may have ended, and been asked for again, before the programme did.
+    const std::vector<std::string> heads = station_.RequestHeads(kPath);
+    ASSERT_FALSE(heads.empty());
+    for (const std::string& head : heads) {
+        EXPECT_NE(head.find("User-Agent: Radio/1"), std::string::npos) << head;
+    }
 }
 
 TEST_P(ScriptExampleTest, NeedsNoJingleToStartNow) {

@@ -80,10 +80,16 @@ TEST_F(CutTest, WhereNoSampleIsSureTheFileIsTheReceiversOwnCutAndTheSummarySaysS
                            std::to_string(fadeMs) + "ms", "--force", "-o", OutputFile()}),
                   0)
             << testing::PrintToString(Errors());
-        EXPECT_TRUE(Recorded() == own.pcm);
         nlohmann::json bounds = own.finished["program"];
         bounds.erase("sampleRate");
         EXPECT_EQ(Sidecar()["program"], bounds);
+        // An end is heard some audio later, which a quick reader may have got by then.
+        std::vector<int16_t> program = own.pcm;
+        ASSERT_GE(program.size(), Sidecar()["frames"].get<size_t>() * 2);
+        program.resize(Sidecar()["frames"].get<size_t>() * 2);
+        EXPECT_EQ(Sidecar()["frames"],
+                  bounds["endSample"].get<uint64_t>() - bounds["startSample"].get<uint64_t>());
+        EXPECT_TRUE(Recorded() == program);
         EXPECT_EQ(Sidecar()["startIsExact"], false);
         EXPECT_NE(testing::PrintToString(Errors()).find("The start lies where"), std::string::npos);
     }

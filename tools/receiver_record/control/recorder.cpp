@@ -23,7 +23,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
 // A receiver has given up its source after as much silence, and says so.
 constexpr uint64_t kMaxAudioSilenceMs = 60000;
-constexpr uint64_t kAudioPauseMs = 3000;
+constexpr uint64_t kAudioPauseMs = 5000;
 constexpr uint64_t kPauseStepMs = 100;  // how soon an interruption is seen
 // What the receiver knows of the loss comes at once.
 constexpr uint64_t kLossExplainedMs = 1000;
