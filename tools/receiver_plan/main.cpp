@@ -10,6 +10,7 @@
 #include "receiver_plan/exit_code.h"
 #include "receiver_plan/plan/plan_tool_error.h"
 #include "receiver_plan/plan/schema_command.h"
+#include "receiver_plan/render/render_commands.h"
 
 namespace receiver {
 namespace {
@@ -20,7 +21,8 @@ ToolDescription DescribeTool() {
     tool.purpose = "plan many recordings";
     tool.usage = "COMMAND ...";
     tool.description =
-        "Reads what is to be recorded from one plan file, tells before air what would go wrong.\n"
+        "Reads what is to be recorded from one plan file, tells before air what would go wrong,\n"
+        "and hands it to the schedulers that machines already have.\n"
         "\"receiver-plan COMMAND --help\" tells about a command.";
     tool.exitCodes = {
         {static_cast<int>(PlanExitCode::kGood), "nothing is wrong"},
@@ -40,7 +42,7 @@ int main(int argc, char** argv) {
     try {
         OpenMissingStandardStreams();
         return RunTool(DescribeTool(),
-                       {CheckPlanCommand(), SchemaCommand()}, argc,
+                       {CheckPlanCommand(), RenderCommand(), DiffCommand(), SchemaCommand()}, argc,
                        argv);
     } catch (const PlanToolError& error) {
         WriteStandardErrorLine(error.what());
