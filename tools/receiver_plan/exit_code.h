@@ -9,6 +9,7 @@ enum class PlanExitCode {
     kUsage = 2,
     kFaulty = 3,      // the plan has faults, or something differs
     kUnreadable = 4,  // the plan cannot be read
+    kInterrupted = 5,
     kOutputError = 6,
 };
 

@@ -8,9 +8,11 @@
 #include "platform/standard_streams.h"
 #include "receiver_plan/check/check_command.h"
 #include "receiver_plan/exit_code.h"
+#include "receiver_plan/heal/heal_command.h"
 #include "receiver_plan/plan/plan_tool_error.h"
 #include "receiver_plan/plan/schema_command.h"
 #include "receiver_plan/render/render_commands.h"
+#include "receiver_scan/source/interruption.h"
 
 namespace receiver {
 namespace {
@@ -22,7 +24,7 @@ ToolDescription DescribeTool() {
     tool.usage = "COMMAND ...";
     tool.description =
         "Reads what is to be recorded from one plan file, tells before air what would go wrong,\n"
-        "and hands it to the schedulers that machines already have.\n"
+        "hands it to the schedulers that machines already have, and puts copies together.\n"
         "\"receiver-plan COMMAND --help\" tells about a command.";
     tool.exitCodes = {
         {static_cast<int>(PlanExitCode::kGood), "nothing is wrong"},
@@ -30,6 +32,7 @@ ToolDescription DescribeTool() {
         {static_cast<int>(PlanExitCode::kUsage), "wrong command line"},
         {static_cast<int>(PlanExitCode::kFaulty), "the plan has faults"},
         {static_cast<int>(PlanExitCode::kUnreadable), "the plan cannot be read"},
+        {static_cast<int>(PlanExitCode::kInterrupted), "interrupted"},
         {static_cast<int>(PlanExitCode::kOutputError), "an output file could not be written"}};
     return tool;
 }
@@ -41,12 +44,16 @@ int main(int argc, char** argv) {
     using namespace receiver;
     try {
         OpenMissingStandardStreams();
-        return RunTool(DescribeTool(),
-                       {CheckPlanCommand(), RenderCommand(), DiffCommand(), SchemaCommand()}, argc,
-                       argv);
+        return RunTool(
+            DescribeTool(),
+            {CheckPlanCommand(), RenderCommand(), DiffCommand(), HealCommand(), SchemaCommand()},
+            argc, argv);
     } catch (const PlanToolError& error) {
         WriteStandardErrorLine(error.what());
         return static_cast<int>(error.Code());
+    } catch (const Interrupted& end) {
+        WriteStandardErrorLine(std::string("receiver-plan: ") + end.what());
+        return static_cast<int>(PlanExitCode::kInterrupted);
     } catch (const std::exception& error) {
         WriteStandardErrorLine(std::string("receiver-plan: ") + error.what());
         return static_cast<int>(PlanExitCode::kFailure);
