@@ -80,6 +80,7 @@ struct ReconnectingAudioFile::State {
     std::vector<uint8_t> output;  // converted
     size_t outputTaken = 0;
     uint64_t deliveredBytes = 0;
+    bool noMore = false;
     bool ended = false;
     int32_t outcome = -1;  // once ended
 
@@ -107,7 +108,9 @@ struct ReconnectingAudioFile::State {
 };
 
 std::unique_ptr<LiveConnection> ReconnectingAudioFile::State::Connect() {
-    auto made = std::make_unique<LiveConnection>(connect(format), timing.nowMs);
+    SourceConnection source = connect(format);
+    noMore = source.noMore;
+    auto made = std::make_unique<LiveConnection>(std::move(source), timing.nowMs);
     if (made->Open(path, format)) return made;
     lastBreak = made->Break();
     return nullptr;
@@ -120,7 +123,7 @@ bool ReconnectingAudioFile::State::TryUntilOver(const std::function<bool()>& att
         if (pauseMs > 0) timing.waitUntil(std::min(timing.nowMs() + pauseMs, deadlineMs));
         if (IsCancelled()) return false;
         if (attempt()) return true;
-        if (IsCancelled() || timing.nowMs() >= deadlineMs) return false;
+        if (IsCancelled() || noMore || timing.nowMs() >= deadlineMs) return false;
     }
 }
 

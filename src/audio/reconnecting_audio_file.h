@@ -40,6 +40,7 @@ struct SourceConnection {
     std::unique_ptr<CAudioFile> file;            // closed; null counts as a failed opening
     std::function<ConnectionFailure()> failure;  // of `file`, after Open or Read; may be empty
     std::shared_ptr<ConnectionNotes> notes;      // what `file` tells; may be null
+    bool noMore = false;  // there is nothing left to connect to: as if the time were over
 };
 
 // Called on the reading thread, once for each attempt. The connections end their operations

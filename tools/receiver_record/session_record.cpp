@@ -90,6 +90,13 @@ void Apply(const SessionSnapshot& snapshot, SessionRecord& session) {
     if (snapshot.state == kStateFinished) session.finished = {snapshot.reason, snapshot.message};
 }
 
+const Match* StartMatch(const SessionRecord& session) {
+    for (const Match& match : session.matches) {
+        if (match.role == Role::kStart && match.sample == session.startSample) return &match;
+    }
+    return nullptr;
+}
+
 std::optional<uint64_t> ProgramFrames(const SessionRecord& session) {
     if (!session.program) return {};
     const Program& program = *session.program;

@@ -38,6 +38,8 @@ struct SessionRecord {
 void Apply(const Event& event, SessionRecord& session);
 // What the receiver says of the session when it is asked.
 void Apply(const SessionSnapshot& snapshot, SessionRecord& session);
+// The recording that was heard where it starts; null when none was.
+const Match* StartMatch(const SessionRecord& session);
 // Of the programme, when its end is known.
 std::optional<uint64_t> ProgramFrames(const SessionRecord& session);
 

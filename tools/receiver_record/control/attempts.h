@@ -29,6 +29,11 @@ public:
         : reconnectMs_(reconnectMs), firstMs_(now), beganMs_(now) {}
 
     void Begin(uint64_t now) { beganMs_ = now; }
+    // There was audio until now: the time for a station that is away begins anew.
+    void Restart(uint64_t now) {
+        firstMs_ = now;
+        pauseMs_ = 0;
+    }
     // The pause before the next attempt; nothing when there is none.
     std::optional<uint64_t> PauseAfter(const AttemptEnd& end, uint64_t now);
 
@@ -36,7 +41,7 @@ private:
     uint64_t NextPause();
 
     const uint32_t reconnectMs_;
-    const uint64_t firstMs_;
+    uint64_t firstMs_;
     uint64_t beganMs_;
     uint64_t pauseMs_ = 0;
     int earlyDeaths_ = 0;

@@ -78,9 +78,9 @@ Event ProgramEndOf(const std::string& sessionId, const Program& program) {
     return event;
 }
 
-void CutSupervision::Step(const SessionFollower& follower, ReceiverWatch& watch,
-                          AudioIntake& intake) {
-    intake.Tell(follower.Session().matches);
+void CutSupervision::Step(const SessionRecord& recording, const SessionFollower& follower,
+                          ReceiverWatch& watch, AudioIntake& intake) {
+    intake.Tell(recording.matches);
     if (!asks_) return;
     if (askedFrames_ && follower.IsCaughtUp()) {
         intake.Settle(*askedFrames_);

@@ -28,8 +28,10 @@ public:
     // With `asks`, when a recording can end the programme: only then the receiver is asked.
     explicit CutSupervision(bool asks) : asks_(asks) {}
 
-    // After each step of the follower.
-    void Step(const SessionFollower& follower, ReceiverWatch& watch, AudioIntake& intake);
+    // After each step of the follower, with what the recording knows then. All that the session
+    // has told is in it: how its samples lie in the recording is known.
+    void Step(const SessionRecord& recording, const SessionFollower& follower, ReceiverWatch& watch,
+              AudioIntake& intake);
 
 private:
     bool IsTimeToAsk(const CutState& cut) const;

@@ -13,6 +13,7 @@
 #include "receiver_record/control/attempts.h"
 #include "receiver_record/control/cause_texts.h"
 #include "receiver_record/control/output_name.h"
+#include "receiver_record/control/session_request.h"
 #include "receiver_record/output/recording_tags.h"
 #include "wire/messages.h"
 
@@ -24,8 +25,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
 // A receiver has given up its source after as much silence, and says so.
 constexpr uint64_t kMaxAudioSilenceMs = 60000;
-// More than people need to see what a start was preceded by, and little memory.
-constexpr uint32_t kLookBackMs = 60000;
 constexpr uint64_t kPauseStepMs = 100;  // how soon an interruption is seen
 // What the receiver knows of the loss comes at once.
 constexpr uint64_t kLossExplainedMs = 1000;
@@ -34,9 +33,6 @@ constexpr uint64_t kLossExplainedMs = 1000;
 constexpr uint64_t kMaxStandMs = 600000;
 constexpr uint64_t kMaxHurriedStandMs = 1000;
 constexpr uint64_t kMaxHurryMs = 5000;
-// Before the start as it was heard, to find it to the sample.
-constexpr uint32_t kPreRollMs = 500;
-
 // The receiver would refuse without telling which one it misses.
 std::string FirstMissingFile(const std::vector<Reference>& references) {
     const auto missing =
@@ -47,52 +43,18 @@ std::string FirstMissingFile(const std::vector<Reference>& references) {
     return missing == references.end() ? "" : missing->path;
 }
 
-PrepareRequest MakeRequest(const RecordOptions& options, const std::string& sessionId) {
-    PrepareRequest request;
-    request.sessionId = sessionId;
-    request.url = options.url;
-    request.ioTimeoutMs = options.ioTimeoutMs;
-    request.blockBytes = options.blockBytes;
-    request.preRollMs = kPreRollMs;
-    request.references = options.references;
-    if (!options.schedule.startNow) request.lookBackMs = kLookBackMs;
-    request.startNow = options.schedule.startNow;
-    if (options.connection.reconnectMs > 0) {
-        request.reconnectMs = options.connection.reconnectMs;
-        request.reconnectLostOnly = true;
-    }
-    request.report = {.cause = true, .damage = true, .titles = true};
-    request.http = options.connection.http;
-    return request;
-}
-
-// What the receiver says to the station is said, too, when a playlist is asked for.
-NetworkRequest NetworkRequestOf(const HttpOptions& http) {
-    NetworkRequest request{.userAgent = http.userAgent, .headers = "", .caFile = http.caFile};
-    for (const auto& [name, value] : http.headers) {
-        request.headers += name + ": " + value + "\r\n";
-    }
-    return request;
-}
-
 // How long the programme's first sample was on its way when the start was found.
 uint64_t StartLagMs(const SessionRecord& session) {
-    for (const Match& match : session.matches) {
-        if (match.role != Role::kStart || match.sample != session.startSample) continue;
-        const uint64_t frames =
-            match.observedAfterSample - std::min(match.observedAfterSample, match.sample);
-        return frames * 1000 / 44100;
-    }
-    return 0;
+    const Match* const start = StartMatch(session);
+    if (start == nullptr) return 0;
+    const uint64_t frames =
+        start->observedAfterSample - std::min(start->observedAfterSample, start->sample);
+    return frames * 1000 / kStreamSampleRate;
 }
 
 std::string StartId(const SessionRecord& session) {
-    for (const Match& match : session.matches) {
-        if (match.role == Role::kStart && match.sample == session.startSample) {
-            return match.referenceId;
-        }
-    }
-    return "";
+    const Match* const start = StartMatch(session);
+    return start != nullptr ? start->referenceId : "";
 }
 
 // The programme's title, when it begins.
@@ -103,7 +65,7 @@ StreamNotes NotesAtTheStart(const SessionRecord& session) {
 
 std::string Listed(const std::vector<std::string>& words) {
     std::string list;
-    for (const std::string& word : words) list += (list.empty() ? "" : ", ") + word;
+    for (const std::string& word : words) list.append(list.empty() ? "" : ", ").append(word);
     return list;
 }
 
@@ -116,12 +78,7 @@ bool CanEndByRecording(const RecordOptions& options) {
 
 Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
                    RecordConsole& console, ReceiverLink& link, Turn turn)
-    : options_(options),
-      interrupted_(interrupted),
-      console_(console),
-      link_(link),
-      turn_(turn),
-      cutSupervision_(CanEndByRecording(options)) {
+    : options_(options), interrupted_(interrupted), console_(console), link_(link), turn_(turn) {
     report_.url = PublicUrl(options_.url);
     facts_.references = options_.references;
     facts_.hasEndReference = CanEndByRecording(options_);
@@ -173,22 +130,35 @@ void Recorder::Record() {
     for (bool isFirst = true;; isFirst = false) {
         attempts.Begin(TickMs());
         Attempt();
-        const SessionRecord& session = facts_.session;
-        if (stopping_ || interrupted_.IsSignalled() || facts_.refused || session.startSample)
-            return;
         const bool receiverLost = LostTheReceiver();
+        if (!MayGoOn(receiverLost)) break;
+        if (receiverLost && intake_ != nullptr) {
+            attempts.Restart(TickMs());
+            framesAtLoss_ = intake_->GetProgress().framesReceived;
+            chain_.Continue(facts_.session, facts_.receiverFailure);
+        }
+        const SessionRecord& session = newest_;
         const auto pause = attempts.PauseAfter(
             {.receiverLost = receiverLost, .connected = session.connected, .cause = session.cause},
             TickMs());
-        if (!pause) return;
+        if (!pause) break;
         TellOfNextAttempt(receiverLost, isFirst);
-        if (!Pause(*pause)) return;
+        if (!Pause(*pause)) break;
         StartOver();
     }
+    if (intake_ != nullptr) FinishAudio();
+}
+
+// Until the audio has begun, whatever ended the session; afterwards only when its receiver died.
+bool Recorder::MayGoOn(bool receiverLost) {
+    if (stopping_ || interrupted_.IsSignalled() || facts_.refused) return false;
+    if (intake_ == nullptr) return !facts_.session.startSample;
+    if (intake_->Ended()) return false;
+    return receiverLost || (chain_.IsContinued() && newest_.audioUri.empty());
 }
 
 bool Recorder::LostTheReceiver() {
-    if (facts_.session.finished || report_.instanceId.empty() || !link_.CanReplace()) return false;
+    if (newest_.finished || report_.instanceId.empty() || !link_.CanReplace()) return false;
     return link_.HasGivenUp() || link_.IsGone();
 }
 
@@ -199,7 +169,7 @@ void Recorder::TellOfNextAttempt(bool receiverLost, bool isFirst) {
                          (log.empty() ? "" : " (its log: " + log + ")"));
         return;
     }
-    const std::string why = SourceFailureText(*facts_.session.cause);
+    const std::string why = SourceFailureText(*newest_.cause);
     if (isFirst) {
         console_.Info(why + "; it is tried again for up to " +
                       FormatDuration(options_.connection.reconnectMs));
@@ -213,7 +183,7 @@ bool Recorder::Pause(uint64_t ms) {
     for (;;) {
         const uint64_t now = TickMs();
         facts_.untilReached = UntilIsOver();
-        facts_.startOverdue = now >= startDeadline_;
+        facts_.startOverdue = intake_ == nullptr && now >= startDeadline_;
         if (facts_.untilReached || facts_.startOverdue) return false;
         if (now >= end) return true;
         if (interrupted_.Wait(static_cast<uint32_t>(std::min(end - now, kPauseStepMs)))) {
@@ -225,9 +195,11 @@ bool Recorder::Pause(uint64_t ms) {
 
 void Recorder::StartOver() {
     report_.sessionId = "record-" + CreateInstanceId();
-    facts_.session = {};
+    newest_ = {};
+    facts_.session = chain_.Whole(newest_);
     facts_.receiverFailure.clear();
-    status_ = LiveStatus();
+    isServed_ = false;
+    if (intake_ == nullptr) status_ = LiveStatus();
 }
 
 bool Recorder::UntilIsOver() const {
@@ -247,33 +219,36 @@ void Recorder::Attempt() {
         console_.Detail("The receiver's log: " + log);
     }
     SessionFollower follower(link_, console_, welcome->instanceId);
-    PrepareRequest request = MakeRequest(options_, report_.sessionId);
+    follower.ShowIn(chain_);
+    PrepareRequest request = chain_.IsContinued()
+                                 ? MakeContinuationRequest(options_, report_.sessionId)
+                                 : MakeSessionRequest(options_, report_.sessionId);
     request.url = FindStreamUrl(options_.url, NetworkRequestOf(request.http), interrupted_);
     if (request.url != options_.url) {
         report_.url = PublicUrl(request.url);
         console_.Info("playlist: recording " + report_.url);
     }
     if (follower.Prepare(request)) {
-        console_.Info("Waiting for " + report_.url);
+        if (!chain_.IsContinued()) console_.Info("Waiting for " + report_.url);
         if (!follower.Session().missingAdditions.empty()) {
             console_.Warning("This receiver is an older one; it does not know " +
                              Listed(follower.Session().missingAdditions));
         }
         Follow(follower);
     }
-    facts_.session = follower.Session();
+    NoteSession(follower);
     facts_.refused = follower.WasRefused();
     facts_.receiverFailure = follower.FailureText();
-    if (intake_ != nullptr) FinishAudio();
 }
 
 void Recorder::Follow(SessionFollower& follower) {
-    const SessionRecord& session = follower.Session();
     ReceiverWatch watch(link_.Client(), TickMs());
+    CutSupervision supervision(facts_.hasEndReference);
     while (follower.Step(AudioComes())) {
-        StartAudio(session);
+        NoteSession(follower);
+        StartAudio();
         NoteAudio();
-        SuperviseCut(follower, watch);
+        SuperviseCut(supervision, follower, watch);
         if (intake_ != nullptr) intake_->HoldAcknowledgement(!follower.IsConnected());
         StopWhenDue(follower);
         if (!WatchReceiver(follower, watch)) {
@@ -281,9 +256,26 @@ void Recorder::Follow(SessionFollower& follower) {
             break;
         }
         link_.TidyLogs();
-        ShowStatus(session);
+        ShowStatus(facts_.session);
     }
     if (follower.IsOverdue()) link_.GiveUp();
+}
+
+void Recorder::NoteSession(const SessionFollower& follower) {
+    newest_ = follower.Session();
+    PlaceSession();
+}
+
+void Recorder::PlaceSession() {
+    facts_.session = chain_.Whole(newest_);
+    if (intake_ == nullptr || !chain_.IsContinued()) return;
+    for (const AudioJoint& joint : intake_->TakeJoints()) {
+        if (joint.isNewest) chain_.Place(joint.resumption, newest_);
+        console_.ShowEvent(chain_.Note(joint.resumption, report_.sessionId));
+    }
+    const bool isAllThereIs = framesAtLoss_ == 0 && intake_->GetProgress().framesReceived > 0;
+    if (isAllThereIs && !chain_.IsPlaced()) chain_.PlaceFirst(newest_);
+    facts_.session = chain_.Whole(newest_);
 }
 
 bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
@@ -294,21 +286,26 @@ bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
     return !watch.IsSilent();
 }
 
-void Recorder::StartAudio(const SessionRecord& session) {
-    if (session.audioUri.empty() || stopping_ || !facts_.outputRefusal.empty()) return;
-    if (intake_ == nullptr && audioLostSince_ == 0) {
-        lastAudio_ = TickMs();
-        report_.programStartedAt = UtcBefore(StartLagMs(session));
-        if (output_ == nullptr && !OpenOutput(session)) return;
-        try {
-            intake_ = std::make_unique<AudioIntake>(session.audioUri, output_->Format(),
-                                                    MakeTags(MakeReport(session)), output_->Sink(),
-                                                    PlanCut(options_, session));
-        } catch (const std::exception& e) {  // no descriptors, no threads
-            facts_.audio.end = AudioEnd::kLost;
-            facts_.audio.failure = e.what();
-            audioLostSince_ = lastAudio_;
-        }
+void Recorder::StartAudio() {
+    if (newest_.audioUri.empty() || isServed_ || stopping_ || !facts_.outputRefusal.empty()) return;
+    isServed_ = true;
+    lastAudio_ = TickMs();
+    if (intake_ != nullptr) {
+        intake_->Continue(newest_.audioUri);
+        return;
+    }
+    const SessionRecord& session = facts_.session;
+    report_.programStartedAt = UtcBefore(StartLagMs(session));
+    if (output_ == nullptr && !OpenOutput(session)) return;
+    try {
+        intake_ = std::make_unique<AudioIntake>(
+            AudioIntake::Source{.uri = session.audioUri, .mayContinue = link_.CanReplace()},
+            output_->Format(), MakeTags(MakeReport(session)), output_->Sink(),
+            PlanCut(options_, session));
+    } catch (const std::exception& e) {  // no descriptors, no threads
+        facts_.audio.end = AudioEnd::kLost;
+        facts_.audio.failure = e.what();
+        audioLostSince_ = lastAudio_;
     }
 }
 
@@ -317,12 +314,17 @@ void Recorder::NoteAudio() {
     const AudioProgress progress = intake_->GetProgress();
     if (progress.framesReceived > framesSeen_) lastAudio_ = TickMs();
     framesSeen_ = progress.framesReceived;
-    if (progress.end == AudioEnd::kLost && audioLostSince_ == 0) audioLostSince_ = TickMs();
+    const bool isLost = progress.end == AudioEnd::kLost || (isServed_ && intake_->IsWaiting());
+    if (!isLost) audioLostSince_ = 0;
+    if (isLost && audioLostSince_ == 0) audioLostSince_ = TickMs();
 }
 
-void Recorder::SuperviseCut(SessionFollower& follower, ReceiverWatch& watch) {
+void Recorder::SuperviseCut(CutSupervision& supervision, const SessionFollower& follower,
+                            ReceiverWatch& watch) {
     if (intake_ == nullptr) return;
-    if (!stopping_) cutSupervision_.Step(follower, watch, *intake_);
+    if (!stopping_ && chain_.IsPlaced()) {
+        supervision.Step(facts_.session, follower, watch, *intake_);
+    }
     const std::optional<Program> before = program_;
     NoteCut();
     const bool isNews = program_ && (!before || before->endSample != program_->endSample ||
@@ -338,7 +340,7 @@ void Recorder::NoteCut() {
 }
 
 bool Recorder::AudioComes() const {
-    return intake_ != nullptr && !intake_->Ended() &&
+    return intake_ != nullptr && !intake_->Ended() && !intake_->IsWaiting() &&
            TickMs() - lastAudio_ < kMaxAudioSilenceMs + options_.connection.reconnectMs;
 }
 
@@ -351,7 +353,7 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         if (intake_ != nullptr && follower.IsOverdue()) intake_->Stop();
         return;
     }
-    const bool hasStarted = follower.Session().startSample.has_value();
+    const bool hasStarted = facts_.session.startSample.has_value();
     if (cut_.isComplete) {
         stopping_ = true;
     } else if (interrupted_.IsSignalled()) {
@@ -390,6 +392,7 @@ void Recorder::FinishAudio() {
         if (isUnwanted || !AudioComes()) intake_->Stop();
     }
     intake_->WaitForEnd();
+    PlaceSession();
     intake_->Tell(facts_.session.matches);
     intake_->FinishCut();
     NoteCut();

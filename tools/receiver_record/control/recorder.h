@@ -1,6 +1,6 @@
 // One recording from the request to the closed file: starts what takes part in it, begins anew
-// where nothing has been recorded yet, says when the session is to stop, and gathers the facts
-// for the verdict.
+// where nothing has been recorded yet, goes on in another session where a receiver died, says when
+// the session is to stop, and gathers the facts for the verdict.
 //
 //   Threads  one; the interrupted event may be signalled from anywhere.
 #pragma once
@@ -22,6 +22,7 @@
 #include "receiver_record/output/recording_output.h"
 #include "receiver_record/record_report.h"
 #include "receiver_record/request/record_options.h"
+#include "receiver_record/session_chain.h"
 
 namespace receiver {
 
@@ -48,6 +49,7 @@ private:
     bool OpenOutput(const SessionRecord& session);
     void Record();
     void Attempt();
+    bool MayGoOn(bool receiverLost);
     bool LostTheReceiver();
     // False when the recording is over meanwhile.
     bool Pause(uint64_t ms);
@@ -57,9 +59,12 @@ private:
     void Follow(SessionFollower& follower);
     // False when the receiver does not answer any more.
     bool WatchReceiver(SessionFollower& follower, ReceiverWatch& watch);
-    void StartAudio(const SessionRecord& session);
+    void NoteSession(const SessionFollower& follower);
+    void PlaceSession();
+    void StartAudio();
     void NoteAudio();
-    void SuperviseCut(SessionFollower& follower, ReceiverWatch& watch);
+    void SuperviseCut(CutSupervision& supervision, const SessionFollower& follower,
+                      ReceiverWatch& watch);
     void NoteCut();
     bool AudioComes() const;  // it has come lately, so that the receiver lives
     bool AudioIsLost();       // and the session has had its time to say why
@@ -79,9 +84,12 @@ private:
     std::unique_ptr<RecordingOutput> output_;  // outlives the intake
     std::unique_ptr<AudioIntake> intake_;      // once there is audio
 
-    RecordReport report_;  // what is known of it from the beginning; whole after Run
-    RecordingFacts facts_;
-    CutSupervision cutSupervision_;
+    RecordReport report_;   // what is known of it from the beginning; whole after Run
+    RecordingFacts facts_;  // of its session: all of them as one
+    SessionChain chain_;
+    SessionRecord newest_;       // as its receiver has it
+    uint64_t framesAtLoss_ = 0;  // received before its receiver died
+    bool isServed_ = false;      // the newest session's audio has been connected to
     CutState cut_;
     std::optional<Program> program_;  // as the cut has it; nothing without bounds
     LiveStatus status_;

@@ -62,7 +62,7 @@ bool SessionFollower::AwaitEvent() {
         lastHeard_ = TickMs();
         isCaughtUp_ = false;
         if (event->sessionId.empty() || event->sessionId == sessionId_) {
-            console_.ShowEvent(*event);
+            console_.ShowEvent(recording_ != nullptr ? recording_->InRecording(*event) : *event);
             Apply(*event, session_);
         }
         return !session_.finished;

@@ -11,6 +11,7 @@
 
 #include "receiver_record/control/receiver_link.h"
 #include "receiver_record/display/record_console.h"
+#include "receiver_record/session_chain.h"
 #include "receiver_record/session_record.h"
 
 namespace receiver {
@@ -20,6 +21,8 @@ public:
     // Link and console outlive the object; instanceId is the receiver's.
     SessionFollower(ReceiverLink& link, RecordConsole& console, std::string instanceId);
 
+    // Events are shown as they stand in a recording of several sessions; it outlives the object.
+    void ShowIn(const SessionChain& recording) { recording_ = &recording; }
     // Asks for the session. On false FailureText says why, and no session is left behind.
     bool Prepare(const PrepareRequest& request);
     // Waits a moment for what comes next, for a lost connection too: longer while audio still
@@ -50,6 +53,7 @@ private:
     ReceiverLink& link_;
     RecordConsole& console_;
     const std::string instanceId_;
+    const SessionChain* recording_ = nullptr;
     std::string sessionId_;
     SessionRecord session_;
     std::string failure_;

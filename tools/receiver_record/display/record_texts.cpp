@@ -69,7 +69,7 @@ struct EventDescription {
                           : ", " + FormatSeconds(lost) + " are missing, silence was put in");
     }
     std::string operator()(const DamagedEvent& event) const {
-        const std::string place = "The source is damaged at " + Position(event.sample);
+        std::string place = "The source is damaged at " + Position(event.sample);
         if (event.frames == 0) return place;
         return place + ", " + FormatSeconds(event.frames) +
                (event.kind == kDamageDiscontinuity ? " are missing" : " cannot be decoded");

@@ -11,29 +11,32 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kConnectTimeout(2000);  // the pipe is there when READY is sent
-constexpr milliseconds kReadStep(60000);       // a time-out only means: not yet
-constexpr milliseconds kAcknowledgeTimeout(1000);
 constexpr unsigned kMaxHoldMs = 600;  // the receiver waits for a second
-constexpr size_t kReadBytes = 65536;
+constexpr size_t kReadBytes = 8192;   // what a receiver sends at once
 // How far the output may fall behind the pipe before the recording is given up.
 constexpr size_t kMaxQueueSeconds = 600;
 
 }  // namespace
 
-AudioIntake::AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
+AudioIntake::AudioIntake(Source source, const OutputFormat& format, RecordingTags tags,
                          RecordingSink& sink, CutPlan plan)
-    : uri_(std::move(uri)),
+    : source_(std::move(source)),
       outputFormat_(format),
       tags_(std::move(tags)),
       sink_(sink),
       plan_(std::move(plan)),
-      reader_(cancellation_),
+      audio_(source_.mayContinue, [this] { AwaitAcknowledgement(); }),
       thread_([this] { Run(); }) {}
 
 AudioIntake::~AudioIntake() {
     Stop();
     WaitForEnd();
+}
+
+void AudioIntake::Stop() {
+    audio_.Stop();
+    MutexLock lock(mutex_);
+    changed_.notify_all();
 }
 
 bool AudioIntake::Ended() {
@@ -136,11 +139,11 @@ double AudioIntake::TakePeak() {
 
 void AudioIntake::Run() {
     SetCurrentThreadName("record-reader");
-    if (!reader_.Open(uri_, kConnectTimeout)) {
-        End(AudioEnd::kLost, reader_.LastError().text);
+    if (!audio_.Open(source_.uri)) {
+        End(AudioEnd::kLost, audio_.Failure());
         return;
     }
-    const PcmFormat format = reader_.Format();
+    const PcmFormat format = audio_.Format();
     try {
         const size_t queueBytes = kMaxQueueSeconds * format.sampleRate * format.FrameBytes();
         const auto writer =
@@ -155,7 +158,7 @@ void AudioIntake::Run() {
             cutter_ = cutter;
         }
         const AudioEnd end = Receive(*cutter);
-        End(end, end == AudioEnd::kLost ? reader_.LastError().text : "");
+        End(end, end == AudioEnd::kLost ? audio_.Failure() : "");
     } catch (const std::exception& e) {
         End(AudioEnd::kOutputFailed, e.what());
     }
@@ -167,37 +170,21 @@ void AudioIntake::HoldAcknowledgement(bool isHeld) {
     changed_.notify_all();
 }
 
-void AudioIntake::Acknowledge() {
+void AudioIntake::AwaitAcknowledgement() {
     const SteadyTime deadline = DeadlineIn(kMaxHoldMs);
     MutexLock lock(mutex_);
-    while (isHeld_ && !cancellation_.IsCancelled()) {
+    while (isHeld_ && !audio_.IsStopped()) {
         if (!lock.WaitUntil(changed_, deadline)) break;
     }
-    lock.Unlock();
-    reader_.Acknowledge(kAcknowledgeTimeout);
 }
 
 // What comes after the programme is read all the same: the session is told to end meanwhile.
 AudioEnd AudioIntake::Receive(ProgramCutter& cutter) {
     std::vector<std::byte> buffer(kReadBytes);
-    for (;;) {
-        size_t bytes = 0;
-        switch (reader_.Read(buffer, &bytes, kReadStep)) {
-            case Pcm1Reader::Result::kData:
-                if (!cutter.Append({buffer.data(), bytes})) return AudioEnd::kOutputFailed;
-                break;
-            case Pcm1Reader::Result::kEnd:
-                // The receiver may have gone already: the end record says that all has come.
-                Acknowledge();
-                return AudioEnd::kComplete;
-            case Pcm1Reader::Result::kSourceFailed:
-                Acknowledge();
-                return AudioEnd::kSourceFailed;
-            case Pcm1Reader::Result::kError:
-                if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
-                return AudioEnd::kLost;
-        }
+    while (const size_t bytes = audio_.Read(buffer)) {
+        if (!cutter.Append({buffer.data(), bytes})) return AudioEnd::kOutputFailed;
     }
+    return audio_.Ending();
 }
 
 void AudioIntake::End(AudioEnd end, const std::string& why) {

@@ -1,5 +1,5 @@
-// Empties an audio pipe into a recording, on a thread of its own. Between the two the programme is
-// cut out of what comes.
+// Empties what sessions serve into a recording, on a thread of its own. Between the two the
+// programme is cut out of what comes.
 //
 //   Threads  the reader (owned; joined by WaitForEnd and the destructor) reads the pipe.
 //            Everything else: one thread, but GetProgress and Ended: any.
@@ -14,24 +14,33 @@
 #include <thread>
 
 #include "platform/thread_safety.h"
-#include "receiver_client/pcm1_reader.h"
 #include "receiver_record/cut/program_cutter.h"
 #include "receiver_record/output/audio_progress.h"
 #include "receiver_record/output/recording_writer.h"
+#include "receiver_record/output/served_audio.h"
 
 namespace receiver {
 
 class AudioIntake final {
 public:
-    // Connects to the URI at once. The sink outlives the object.
-    AudioIntake(std::string uri, const OutputFormat& format, RecordingTags tags,
-                RecordingSink& sink, CutPlan plan = {});
+    struct Source {
+        std::string uri;           // connected to at once
+        bool mayContinue = false;  // in another session's audio, when this one's breaks off
+    };
+
+    // The sink outlives the object.
+    AudioIntake(Source source, const OutputFormat& format, RecordingTags tags, RecordingSink& sink,
+                CutPlan plan = {});
     ~AudioIntake();
     AudioIntake(const AudioIntake&) = delete;
     AudioIntake& operator=(const AudioIntake&) = delete;
 
     // Stops waiting for more.
-    void Stop() { cancellation_.Cancel(); }
+    void Stop() EXCLUDES(mutex_);
+    // As ServedAudio has them.
+    bool IsWaiting() { return audio_.IsWaiting(); }
+    void Continue(const std::string& uri) { audio_.Continue(uri); }
+    std::vector<AudioJoint> TakeJoints() { return audio_.TakeJoints(); }
     // While it is held, the end of the audio is acknowledged only after some hundred
     // milliseconds: the session lives on until then, and can be asked how it ended.
     void HoldAcknowledgement(bool isHeld) EXCLUDES(mutex_);
@@ -60,19 +69,18 @@ public:
 
 private:
     void Run() EXCLUDES(mutex_);
-    void Acknowledge() EXCLUDES(mutex_);
-    AudioEnd Receive(ProgramCutter& cutter) EXCLUDES(mutex_);
+    void AwaitAcknowledgement() EXCLUDES(mutex_);
+    AudioEnd Receive(ProgramCutter& cutter);
     std::shared_ptr<RecordingWriter> Writer() EXCLUDES(mutex_);
     std::shared_ptr<ProgramCutter> Cutter() EXCLUDES(mutex_);
     void End(AudioEnd end, const std::string& why = "") EXCLUDES(mutex_);
 
-    const std::string uri_;
+    const Source source_;
     const OutputFormat& outputFormat_;
     const RecordingTags tags_;
     RecordingSink& sink_;
     const CutPlan plan_;
-    Cancellation cancellation_;
-    Pcm1Reader reader_;  // the reader thread's alone
+    ServedAudio audio_;
 
     Mutex mutex_;
     std::condition_variable changed_;

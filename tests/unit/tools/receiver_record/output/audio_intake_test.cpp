@@ -40,7 +40,7 @@ void SendWholeStream(FakePeer& peer) {
 class AudioIntakeTest : public testing::Test {
 protected:
     AudioProgress RunAgainst(FakePeer& peer, std::optional<uint64_t> frames = {}) {
-        AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
+        AudioIntake intake({.uri = peer.Uri()}, WavFormat(), {}, sink_);
         intake.WaitForEnd();
         EXPECT_TRUE(intake.Ended());
         intake.Finish(frames);
@@ -114,7 +114,7 @@ TEST_F(AudioIntakeTest, StopEndsTheWaitForMoreAndKeepsWhatCame) {
         sent.Signal();
         p.WaitForHangUp();
     });
-    AudioIntake intake(peer.Uri(), WavFormat(), {}, sink_);
+    AudioIntake intake({.uri = peer.Uri()}, WavFormat(), {}, sink_);
     ASSERT_TRUE(sent.Wait(kPatienceMs));
     intake.Stop();
     intake.WaitForEnd();
