@@ -49,7 +49,7 @@ protected:
 }  // namespace
 
 TEST_F(PlanRenderRunTest, TheFilesAreThoseThatAreCommitted) {
-    for (const std::string engine : {"systemd", "cron"}) {
+    for (const std::string engine : {"systemd", "cron", "kubernetes"}) {
         const PlanRun run = Render(engine, kPlan, true);
         ASSERT_EQ(run.exitCode, 0) << run.errors;
         EXPECT_EQ(FilesOf(folder_.File("out")), FilesOf(PLAN_TESTS_PATH "/expected/" + engine));
@@ -102,6 +102,20 @@ TEST_F(PlanRenderRunTest, WhatAnEngineCannotExpressIsAnErrorAndNothingIsWritten)
     EXPECT_FALSE(fs::exists(folder_.File("out")));
     EXPECT_EQ(RunPlan({"render", kPlan, "--for", "cron", "-o", folder_.File("out")}).exitCode, 2);
     EXPECT_EQ(RunPlan({"render", kPlan, "--for", "at", "-o", folder_.File("out")}).exitCode, 2);
+}
+
+TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {
+    if (!fs::exists("/usr/bin/kubectl")) GTEST_SKIP() << "kubectl is not installed";
+    ASSERT_EQ(Render("kubernetes").exitCode, 0);
+    const PlanRun run = RunProgram("kubectl", {"kustomize", folder_.File("out")});
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    size_t jobs = 0;
+    for (size_t at = 0; (at = run.output.find("kind: CronJob\n", at)) != std::string::npos; ++at) {
+        ++jobs;
+    }
+    EXPECT_EQ(jobs, 4u);  // two copies of one, two times of the other
+    EXPECT_NE(run.output.find("image: receiverhost:latest\n"), std::string::npos);
+    EXPECT_NE(run.output.find("timeZone: Europe/Berlin\n"), std::string::npos);
 }
 
 // The service and its timer come with the package; here stand the least of them.

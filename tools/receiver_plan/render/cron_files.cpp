@@ -1,12 +1,11 @@
 // A plan as a table for Debian's cron.
-#include <bitset>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "receiver_plan/plan/plan_faults.h"
-#include "receiver_plan/plan/plan_keys.h"
 #include "receiver_plan/plan/recorder_arguments.h"
+#include "receiver_plan/render/cron_schedule.h"
 #include "receiver_plan/render/rendered_files.h"
 
 namespace receiver {
@@ -15,23 +14,6 @@ namespace {
 // What cron takes of a command; it cuts off the rest without a word.
 constexpr size_t kMaxCommandBytes = 990;
 constexpr const char* kUser = "receiver-record";
-
-// "*", "5" or "1-5,7" from `least` on.
-template <size_t kSize>
-std::string Field(const std::bitset<kSize>& numbers, size_t least) {
-    if (numbers.count() == kSize - least) return "*";
-    std::string text;
-    for (size_t first = least; first < kSize; ++first) {
-        if (!numbers[first]) continue;
-        size_t last = first;
-        while (last + 1 < kSize && numbers[last + 1]) ++last;
-        if (!text.empty()) text += ',';
-        text += std::to_string(first);
-        if (last > first) text += (last > first + 1 ? "-" : ",") + std::to_string(last);
-        first = last;
-    }
-    return text;
-}
 
 // In a command cron takes a % for a line end.
 std::string CronText(const std::string& command) {
@@ -65,36 +47,15 @@ public:
     const PlanFaults& Faults() const { return faults_; }
 
 private:
-    void Fault(const PlannedProgram& program, const std::string& key, const std::string& text,
-               const std::string& remedy) {
-        faults_.Add({program.LineOf(key),
-                     std::string(kProgramsSection) + "." + program.name + "." + key, text, remedy});
-    }
-
     std::string TimesOf(const PlannedProgram& program, const CalendarExpression& when) {
-        const std::string expression = "\"" + when.Text() + "\"";
-        if (when.Seconds() != std::bitset<60>(1)) {
-            Fault(program, "when", expression + ": cron begins at whole minutes",
-                  "leave out the seconds");
+        const std::string stationZone = plan_.StationOf(program).zone.Name();
+        if (stationZone != zone_) {
+            faults_.Add(FaultOf(program, "station",
+                                "cron goes by the machine's clocks, " + zone_ +
+                                    ", and the station's are those of " + stationZone,
+                                "render it for another engine, or for machines of that zone"));
         }
-        if (!when.Years().empty()) {
-            Fault(program, "when", expression + ": cron knows no years", "write * for the year");
-        }
-        const std::string days = Field(when.Days(), 1);
-        const std::string weekdays = Field(when.Weekdays(), 0);
-        if (days != "*" && weekdays != "*") {
-            Fault(program, "when",
-                  expression + ": cron would take each of these days of the week and of the month",
-                  "give the one or the other");
-        }
-        if (plan_.StationOf(program).zone.Name() != zone_) {
-            Fault(program, "station",
-                  "cron goes by the machine's clocks, " + zone_ +
-                      ", and the station's are those of " + plan_.StationOf(program).zone.Name(),
-                  "render it for another engine, or for machines of that zone");
-        }
-        return Field(when.Minutes(), 0) + " " + Field(when.Hours(), 0) + " " + days + " " +
-               Field(when.Months(), 1) + " " + weekdays;
+        return CronSchedule(program, when, "cron", faults_);
     }
 
     std::string CommandOf(const PlannedProgram& program, unsigned copy) {
@@ -109,10 +70,11 @@ private:
         }
         command = CronText(command);
         if (command.size() > kMaxCommandBytes) {
-            Fault(program, "when",
-                  "cron takes commands of " + std::to_string(kMaxCommandBytes) +
-                      " characters, and this one has " + std::to_string(command.size()),
-                  "shorten paths, or render it for another engine");
+            faults_.Add(FaultOf(program, "when",
+                                "cron takes commands of " + std::to_string(kMaxCommandBytes) +
+                                    " characters, and this one has " +
+                                    std::to_string(command.size()),
+                                "shorten paths, or render it for another engine"));
         }
         return command;
     }

@@ -30,7 +30,8 @@ struct Engine {
     const char* name;
     RenderedFiles (*render)(const Plan& plan, const RenderOptions& options);
 };
-constexpr std::array<Engine, 2> kEngines = {{{"systemd", RenderSystemd}, {"cron", RenderCron}}};
+constexpr std::array<Engine, 3> kEngines = {
+    {{"systemd", RenderSystemd}, {"cron", RenderCron}, {"kubernetes", RenderKubernetes}}};
 
 std::string EngineNames() {
     std::string names;
@@ -148,11 +149,12 @@ ToolDescription DescribeRender() {
     tool.purpose = "the plan as what an engine reads";
     tool.usage = "[OPTIONS] PLAN --for ENGINE -o FOLDER";
     tool.description =
-        "Writes the files with which systemd or cron carries the plan out, and prints their\n"
-        "names: nothing that anything but the engine would have to read.";
+        "Writes the files with which systemd, cron or Kubernetes carries the plan out, and prints\n"
+        "their names: nothing that anything but the engine would have to read.";
     tool.notes = {
-        "A folder machine-1, machine-2, ... for each machine, as many as there are copies; what is "
-        "in it goes to the same place below /."};
+        "For systemd and cron a folder machine-1, machine-2, ... for each machine, as many as "
+        "there "
+        "are copies; what is in it goes to the same place below /."};
     tool.details = {
         "The same plan gives the same bytes. Every file says in its first lines what made it and "
         "what to do with it.",

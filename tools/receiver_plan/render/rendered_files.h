@@ -19,6 +19,7 @@ struct RenderOptions {
 // std::invalid_argument for an option that it lacks.
 RenderedFiles RenderSystemd(const Plan& plan, const RenderOptions& options);
 RenderedFiles RenderCron(const Plan& plan, const RenderOptions& options);
+RenderedFiles RenderKubernetes(const Plan& plan, const RenderOptions& options);
 
 // The first lines of every file, each behind "# ".
 std::string RenderedHeader(const Plan& plan, const std::string& use);

@@ -85,7 +85,8 @@ std::string ServicePart(const Plan& plan, const PlannedProgram& program) {
                        "\"\n";
     if (program.run.empty()) return text;
     return text + "Environment=\"RECORDINGS=" + UnitText(folder) +
-           "\"\n# 0: complete, 7: complete with gaps.\nExecStopPost=/bin/sh -c \"" +
+           "\"\n# 0: complete, 7: complete with gaps. What fails here is no reason to record "
+           "again.\nExecStopPost=-/bin/sh -c \"" +
            ExecText("case $EXIT_STATUS in 0|7) ;; *) exit 0 ;; esac; " + program.run) + "\"\n";
 }
 

@@ -86,7 +86,7 @@ TEST(RenderSystemd, ACommandIsRunWithItsSignsAsTheyAre) {
         FileOf(RenderSystemd(PlanOf("when = \"5:00\"\nrun = 'echo \"$RECORDINGS\" 100%'\n"), {}),
                "machine-1/etc/systemd/system/receiver-record@a.service.d/plan.conf");
     EXPECT_NE(
-        text.find("ExecStopPost=/bin/sh -c \"case $$EXIT_STATUS in 0|7) ;; *) exit 0 ;; esac; "
+        text.find("ExecStopPost=-/bin/sh -c \"case $$EXIT_STATUS in 0|7) ;; *) exit 0 ;; esac; "
                   "echo \\\"$$RECORDINGS\\\" 100%%\"\n"),
         std::string::npos)
         << text;
@@ -152,6 +152,50 @@ TEST(RenderCron, WhatCronCannotExpressIsAFault) {
                     "990 characters");
     EXPECT_EQ(CronFaults("when = \"5:00\"\n", "Europe/Paris").size(), 1u);
     EXPECT_THROW(RenderCron(PlanOf("when = \"5:00\"\n"), {}), std::invalid_argument);
+}
+
+TEST(RenderKubernetes, ARecordingIsOneCommandOfTheShell) {
+    const std::string job = FileOf(
+        RenderKubernetes(
+            PlanOf("when = \"5:00\"\nname = \"it's %F\"\nkeep = \"2d\"\nrun = 'echo \"ok\"'\n"),
+            {}),
+        "a-1-1.yaml");
+    EXPECT_NE(
+        job.find("            - \"mkdir -p /srv/rec/a; receiver-record "
+                 "'http://radio.example/live?a=1&b=%20' --now --max 1h --output "
+                 "'/srv/rec/a/it'\\\\''s %F.flac'; code=$?; find /srv/rec/a -type f -mmin +2880 "
+                 "-delete; case $code in 0|7) ;; *) exit $code ;; esac; export "
+                 "RECORDINGS=/srv/rec/a; sh -c 'echo \\\"ok\\\"' || echo 'run has failed' >&2\"\n"),
+        std::string::npos)
+        << job;
+    EXPECT_NE(job.find("activeDeadlineSeconds: 5400\n"), std::string::npos);
+    EXPECT_EQ(job.find("references"), job.rfind("references"));  // in the head alone
+    EXPECT_EQ(job.find("podAntiAffinity"), std::string::npos);
+}
+
+TEST(RenderKubernetes, ScheduleAndZoneAreTheStations) {
+    const RenderedFiles files =
+        RenderKubernetes(PlanOf("when = [\"Mon..Fri 18:25\", \"Sat 9:00\"]\ncopies = 2\n"
+                                "start = \"opening.wav\"\n"),
+                         {});
+    EXPECT_EQ(files.size(), 5u);
+    const std::string job = FileOf(files, "a-2-2.yaml");
+    EXPECT_NE(job.find("  schedule: \"0 9 * * 6\"\n  timeZone: \"Europe/Berlin\"\n"),
+              std::string::npos)
+        << job;
+    EXPECT_NE(job.find("mountPath: \"/plans\"\n              subPath: \"plans\"\n"
+                       "              readOnly: true\n"),
+              std::string::npos)
+        << job;
+    EXPECT_NE(job.find("podAntiAffinity"), std::string::npos);
+}
+
+TEST(RenderKubernetes, WhatItsSchedulesCannotExpressIsAFault) {
+    for (const char* when : {"5:00:30", "2027-*-* 5:00", "Fri *-*-13 5:00"}) {
+        EXPECT_THROW(RenderKubernetes(PlanOf("when = \"" + std::string(when) + "\"\n"), {}),
+                     FaultyPlan)
+            << when;
+    }
 }
 
 TEST(FolderDifference, LinesThatStayAreToldFromThoseThatChange) {
