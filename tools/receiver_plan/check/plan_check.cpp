@@ -11,8 +11,6 @@
 #include "platform/text.h"
 #include "receiver_plan/calendar/run_times.h"
 #include "receiver_plan/plan/plan_keys.h"
-#include "receiver_plan/plan/recorder_arguments.h"
-#include "receiver_record/request/record_options.h"
 #include "receiver_scan/check/quick_check.h"
 #include "references/reference_list.h"
 
@@ -30,7 +28,6 @@ public:
         : plan_(plan), program_(plan.programs[index]), index_(index), check_(check) {}
 
     void Run(sys_seconds from) {
-        CheckRecorder();
         CheckRecordings();
         CheckTimes(from);
     }
@@ -41,20 +38,6 @@ private:
             program_.LineOf(key),
             std::string(kProgramsSection) + "." + program_.name + (key.empty() ? "" : "." + key),
             std::move(text), std::move(remedy)};
-    }
-
-    // What the recorder would say of its command line.
-    void CheckRecorder() {
-        const std::vector<std::string> arguments = RecorderArguments(plan_, program_, 1);
-        std::vector<const char*> argv = {"receiver-record"};
-        for (const std::string& argument : arguments) argv.push_back(argument.c_str());
-        const auto answer = ParseCommandLine(static_cast<int>(argv.size()), argv.data()).answer;
-        if (!answer) return;
-        check_.faults.Add(About("", "receiver-record refuses it", FirstLine(answer->text)));
-    }
-
-    static std::string FirstLine(const std::string& text) {
-        return text.substr(0, text.find('\n'));
     }
 
     void CheckRecordings() {
@@ -85,7 +68,7 @@ private:
                 paths.push_back(reference.path);
             }
         } catch (const std::invalid_argument&) {
-            paths.clear();  // the recorder has refused it
+            paths.clear();  // no plan that was read has this
         }
         return paths;
     }

@@ -10,8 +10,10 @@
 #include "audio_output/output_format.h"
 #include "platform/text.h"
 #include "receiver_plan/plan/plan_section.h"
+#include "receiver_plan/plan/recorder_arguments.h"
 #include "receiver_record/request/command_line.h"
 #include "receiver_record/request/connection_options.h"
+#include "receiver_record/request/record_options.h"
 #include "wire/identifier.h"
 
 namespace receiver {
@@ -57,6 +59,7 @@ public:
                      [&](const std::string& name, const PlanSection& section) {
                          ReadProgram(name, section);
                      });
+        if (faults_.All().empty()) AskRecorder();
         if (!faults_.All().empty()) throw FaultyPlan(faults_);
         return std::move(plan_);
     }
@@ -199,6 +202,21 @@ private:
         ReadLengths(section, program);
         ReadOutput(section, program);
         plan_.programs.push_back(std::move(program));
+    }
+
+    // What receiver-record would say of the command lines.
+    void AskRecorder() {
+        for (const PlannedProgram& program : plan_.programs) {
+            const std::vector<std::string> arguments = RecorderArguments(plan_, program, 1);
+            std::vector<const char*> argv = {"receiver-record"};
+            argv.reserve(arguments.size() + 1);
+            for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+            const auto answer = ParseCommandLine(static_cast<int>(argv.size()), argv.data()).answer;
+            if (!answer) continue;
+            faults_.Add({program.line, std::string(kProgramsSection) + "." + program.name,
+                         "receiver-record refuses it",
+                         answer->text.substr(0, answer->text.find('\n'))});
+        }
     }
 
     PlanFaults faults_;

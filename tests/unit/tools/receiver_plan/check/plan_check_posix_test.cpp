@@ -70,12 +70,6 @@ TEST(PlanCheck, ARecordingThatIsHardToHearIsAWarning) {
         << findings[0];
 }
 
-TEST(PlanCheck, WhatTheRecorderRefusesIsAFault) {
-    const auto findings = FindingsOf(PlanOf("[programs.a]\nwhen = \"18:30\"\nmin = \"5m\"\n"));
-    ASSERT_EQ(findings.size(), 1u);
-    EXPECT_NE(findings[0].find("--min: there is no --end"), std::string::npos) << findings[0];
-}
-
 TEST(PlanCheck, ARunThatMayOutlastTheNextBeginningIsAFault) {
     const auto findings = FindingsOf(PlanOf("[programs.a]\nwhen = [\"18:30\", \"19:15\"]\n"));
     ASSERT_EQ(findings.size(), 1u);

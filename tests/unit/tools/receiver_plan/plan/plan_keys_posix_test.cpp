@@ -42,6 +42,20 @@ TEST(PlanKeys, TheCommittedSchemaIsTheOneOfTheKeys) {
         << "receiver-plan schema > docs/plan.schema.json";
 }
 
+TEST(PlanKeys, ThePageExplainsEachAndItsExampleIsAPlan) {
+    std::ifstream file(SOURCE_PATH "/docs/plan.md", std::ios::binary);
+    const std::string page{std::istreambuf_iterator<char>(file), {}};
+    for (const auto& keys : {StationKeys(), ProgramKeys()}) {
+        for (const PlanKey& key : keys) {
+            EXPECT_NE(page.find("`" + std::string(key.name) + "`"), std::string::npos) << key.name;
+        }
+    }
+    const std::string fence = "\n```toml plan\n";
+    const size_t begin = page.find(fence) + fence.size();
+    const std::string example = page.substr(begin, page.find("\n```\n", begin) + 1 - begin);
+    EXPECT_EQ(ParsePlan(example, "plan.toml", "/plans").programs.size(), 2u);
+}
+
 TEST(PlanKeys, TheReaderKnowsTheKeysOfTheSchemaAndNoOthers) {
     const ordered_json schema = PlanSchema();
     const ordered_json& sections = schema.at("properties");

@@ -162,6 +162,13 @@ TEST(PlanReader, ANameThatNoEngineCouldUseIsAFault) {
     ExpectFault(With("programs.evening", "programs.\"a b\""), "p:9: programs.a b: not a name", "");
 }
 
+TEST(PlanReader, WhatTheRecorderRefusesIsAFault) {
+    const std::string refuses = "p:9: programs.evening: receiver-record refuses it; ";
+    ExpectFault(With("min = \"20m\"", "min = \"2h\""), refuses, "--min: 2h is not less than --max");
+    ExpectFault(With("\"/other/end.wav\"", "\"outro=/other/end.wav\""), refuses,
+                "the name \"outro\" is given twice");
+}
+
 TEST(PlanReader, ATextThatIsNotTomlIsAFaultWhereItCeasesToBe) {
     ExpectFault(With("zone = ", "zone "), "p:7: ", "not TOML");
 }
