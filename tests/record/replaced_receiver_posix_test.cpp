@@ -101,8 +101,7 @@ TEST_F(ReplacedReceiverTest, AStationThatIsAwayMeanwhileIsTriedAgain) {
 
 TEST_F(ReplacedReceiverTest, WhereNoneCanBeStartedWhatCameIsKept) {
     const std::string receiver = folder_.File("receiver");
-    WriteFileBytes(receiver,
-                   "#!/bin/sh\nexec '" + ReceiverDriver::ProgramPath() + "' \"$@\"\n");
+    WriteFileBytes(receiver, "#!/bin/sh\nexec '" + ReceiverDriver::ProgramPath() + "' \"$@\"\n");
     ASSERT_EQ(chmod(receiver.c_str(), 0700), 0);
     Begin({"--receiver", receiver});
     std::filesystem::remove(receiver);
