@@ -10,32 +10,14 @@
 #include <set>
 #include <sstream>
 
-#include "platform/child_process.h"
-#include "platform/clock.h"
 #include "platform/executable_path.h"
-#include "record_run.h"
 #include "testing/temp_folder.h"
+#include "tool_run_posix.h"
 
 namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-    int exitCode;
-    std::string output;
-    std::string errors;
-};
-
-Outcome RunTool(const std::string& program, const std::vector<std::string>& arguments) {
-    ChildProcess process(program, arguments, ChildProcess::ErrorStream::kCapture);
-    const uint64_t deadline = TickMs() + kRunPatienceMs;
-    Outcome outcome;
-    outcome.output = process.ReadAllOutput(deadline).value_or("");
-    outcome.errors = process.ReadAllErrors(deadline).value_or("");
-    outcome.exitCode = process.WaitForExit(deadline).value_or(-1);
-    return outcome;
-}
 
 std::set<std::string> OptionsIn(const std::string& text) {
     static const std::regex option("(^|[\\s,\\[])(--?[a-z][a-z-]*)");

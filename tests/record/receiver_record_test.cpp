@@ -53,6 +53,18 @@ TEST_F(ReceiverRecordTest, TheMaximumEndsAProgramToTheFrame) {
     ExpectExactFrom(Sidecar());
 }
 
+TEST_F(ReceiverRecordTest, TheFileHasTheBitRateThatIsAskedFor) {
+    Serve();
+    const std::string file = folder_.File("out.mp3");
+    for (const int kbits : {64, 192}) {
+        ASSERT_EQ(
+            Execute({"--max", "4s", "--bitrate", std::to_string(kbits), "--force", "-o", file}), 0)
+            << testing::PrintToString(Errors());
+        const double bits = static_cast<double>(fs::file_size(file)) * 8;
+        EXPECT_NEAR(bits / 4000, kbits, kbits * 0.2);
+    }
+}
+
 TEST_F(ReceiverRecordTest, WithoutBoundsTheProgramLastsUntilTheSourceEnds) {
     Serve();
     ASSERT_EQ(Execute({"-o", OutputFile()}), 0) << testing::PrintToString(Errors());

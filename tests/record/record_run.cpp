@@ -33,7 +33,17 @@ std::vector<std::string> RecordRun::Arguments(const std::vector<std::string>& fu
 }
 
 int RecordRun::Execute(const std::vector<std::string>& further) {
-    ChildProcess process(RecordProgram(), Arguments(further), ChildProcess::ErrorStream::kCapture);
+    return RunWith(Arguments(further));
+}
+
+int RecordRun::ExecuteAt(const std::string& url, const std::vector<std::string>& further) {
+    std::vector<std::string> arguments = Arguments(further);
+    arguments[0] = url;
+    return RunWith(arguments);
+}
+
+int RecordRun::RunWith(const std::vector<std::string>& arguments) {
+    ChildProcess process(RecordProgram(), arguments, ChildProcess::ErrorStream::kCapture);
     const uint64_t deadline = TickMs() + kRunPatienceMs;
     errors_.clear();
     while (const auto line = process.ReadErrorLine(deadline)) errors_.push_back(*line);

@@ -27,8 +27,9 @@ public:
 
     // URL and --start, then what is given.
     std::vector<std::string> Arguments(const std::vector<std::string>& further) const;
-    // Runs it to its end.
+    // Runs it to its end; at another address than the station's only stream.
     int Execute(const std::vector<std::string>& further);
+    int ExecuteAt(const std::string& url, const std::vector<std::string>& further);
     std::vector<std::string> Errors() const { return errors_; }  // standard error, by line
     std::string Output() const { return output_; }               // standard output
 
@@ -46,6 +47,8 @@ public:
     const Broadcast broadcast_;
 
 private:
+    int RunWith(const std::vector<std::string>& arguments);
+
     std::string body_;
     std::vector<std::string> errors_;
     std::string output_;

@@ -15,6 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
+using testing::Not;
 
 class RepeatTest : public testing::Test, public RecordRun {
 protected:
@@ -84,7 +85,9 @@ TEST_F(RepeatTest, AReceiverThatDiesBeforeTheStartIsReplaced) {
     ASSERT_GT(receiver, 0);
     ASSERT_EQ(kill(static_cast<pid_t>(receiver), SIGKILL), 0);
     EXPECT_TRUE(WaitForErrorLine(*process, "it is started again"));
-    EXPECT_EQ(Exit(*process), 0) << process->ReadAllErrors(TickMs()).value_or("");
+    const std::string further = process->ReadAllErrors(TickMs() + kRunPatienceMs).value_or("");
+    EXPECT_EQ(Exit(*process), 0) << further;
+    EXPECT_THAT(further, Not(HasSubstr("Waiting for")));
     EXPECT_EQ(Sidecar()["frames"], 88200);
 }
 

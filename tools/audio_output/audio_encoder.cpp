@@ -87,7 +87,12 @@ private:
         codec_->sample_fmt = static_cast<AVSampleFormat>(format.sampleFormat);
         codec_->sample_rate =
             static_cast<int>(format.sampleRate != 0 ? format.sampleRate : sampleRate);
-        codec_->bit_rate = format.bitRate;
+        if (format.quality) {
+            codec_->flags |= AV_CODEC_FLAG_QSCALE;
+            codec_->global_quality = *format.quality * FF_QP2LAMBDA;
+        } else {
+            codec_->bit_rate = format.bitRate;
+        }
         codec_->time_base = {1, codec_->sample_rate};
         av_channel_layout_default(&codec_->ch_layout, inputChannels_);
         if ((muxer_->oformat->flags & AVFMT_GLOBALHEADER) != 0) {

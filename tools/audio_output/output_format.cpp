@@ -9,17 +9,23 @@
 namespace receiver {
 namespace {
 
+constexpr EncoderRange kOpusRange = {.leastKbits = 8, .mostKbits = 256};
+constexpr EncoderRange kVorbisRange = {.leastKbits = 64, .mostKbits = 192};
+constexpr EncoderRange kMp3Range = {
+    .leastKbits = 32, .mostKbits = 320, .bestQuality = 0, .worstQuality = 9};
+constexpr EncoderRange kAacRange = {.leastKbits = 32, .mostKbits = 320};
+
 // The first format of an extension whose encoder exists is taken. An MP4 file is recorded
 // in fragments, so that one that ends suddenly can still be played; its copy is whole.
 constexpr OutputFormat kFormats[] = {
     {".wav", "wav", "pcm_s16le", AV_SAMPLE_FMT_S16, 0, 0, "rf64=auto", "rf64=auto"},
     {".flac", "flac", "flac", AV_SAMPLE_FMT_S16, 0, 0, "", ""},
-    {".opus", "opus", "libopus", AV_SAMPLE_FMT_S16, 48000, 160000, "", ""},
-    {".ogg", "ogg", "libopus", AV_SAMPLE_FMT_S16, 48000, 160000, "", ""},
-    {".ogg", "ogg", "libvorbis", AV_SAMPLE_FMT_FLTP, 0, 192000, "", ""},
-    {".mp3", "mp3", "libmp3lame", AV_SAMPLE_FMT_S16P, 0, 256000, "", ""},
+    {".opus", "opus", "libopus", AV_SAMPLE_FMT_S16, 48000, 160000, "", "", kOpusRange},
+    {".ogg", "ogg", "libopus", AV_SAMPLE_FMT_S16, 48000, 160000, "", "", kOpusRange},
+    {".ogg", "ogg", "libvorbis", AV_SAMPLE_FMT_FLTP, 0, 192000, "", "", kVorbisRange},
+    {".mp3", "mp3", "libmp3lame", AV_SAMPLE_FMT_S16P, 0, 256000, "", "", kMp3Range},
     {".m4a", "ipod", "aac", AV_SAMPLE_FMT_FLTP, 0, 256000,
-     "movflags=+delay_moov+default_base_moof:frag_duration=5000000", ""},
+     "movflags=+delay_moov+default_base_moof:frag_duration=5000000", "", kAacRange},
 };
 
 // These take 32-bit PCM and store its upper bits.

@@ -3,10 +3,23 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace receiver {
+
+// What a lossy encoder may be asked for: kbit/s that it takes at every rate of 44.1 kHz and more,
+// with one channel and with two; and qualities as it counts them. None where both are 0.
+struct EncoderRange {
+    int leastKbits = 0;
+    int mostKbits = 0;
+    int bestQuality = 0;
+    int worstQuality = 0;
+
+    bool HasBitRates() const { return mostKbits != 0; }
+    bool HasQualities() const { return bestQuality != worstQuality; }
+};
 
 struct OutputFormat {
     const char* extension;  // lower case, with the dot
@@ -17,6 +30,8 @@ struct OutputFormat {
     int64_t bitRate;           // bit/s; 0 for lossless ones
     const char* muxerOptions;  // while recording: "key=value:key=value" or empty
     const char* copyOptions;   // for the copy of a whole recording, likewise
+    EncoderRange range = {};
+    std::optional<int> quality = {};  // in place of the bit rate
 
     bool TakesWidePcm() const;  // the encoder is given 32-bit PCM, otherwise 16-bit PCM
 };

@@ -58,8 +58,23 @@ std::string TypeOf(std::string_view contentType) {
     return ToLowerAscii(std::string(Trimmed(contentType.substr(0, contentType.find(';')))));
 }
 
+bool IsAudio(std::string_view type) {
+    return type.starts_with("audio/") || type.starts_with("video/") || type == "application/ogg";
+}
+
 bool BeginsWithWord(std::string_view text, std::string_view lowerCaseWord) {
     return ToLowerAscii(std::string(text.substr(0, lowerCaseWord.size()))) == lowerCaseWord;
+}
+
+// Whether it is addresses, one a line, and remarks.
+bool IsListOfAddresses(std::string_view text) {
+    bool hasAny = false;
+    for (std::string_view line; TakeLine(text, line);) {
+        if (line.empty() || line.starts_with('#')) continue;
+        if (!BeginsWithWord(line, "http://") && !BeginsWithWord(line, "https://")) return false;
+        hasAny = true;
+    }
+    return hasAny;
 }
 
 // By what the text begins with; where that says nothing, by what it was called.
@@ -77,7 +92,8 @@ Format FormatOf(std::string_view text, std::string_view contentType, std::string
     const Format byType = Find(kContentTypes, TypeOf(contentType));
     const Format named = byType != Format::kNone ? byType : Find(kExtensions, ExtensionOfUrl(url));
     // The others begin as above.
-    return named == Format::kM3u || named == Format::kPls ? named : Format::kNone;
+    if (named == Format::kM3u || named == Format::kPls) return named;
+    return IsListOfAddresses(text) ? Format::kM3u : Format::kNone;
 }
 
 std::vector<std::string> M3uEntries(std::string_view text) {
@@ -148,10 +164,12 @@ std::vector<std::string> EntriesOf(std::string_view text, Format format) {
 bool MayBePlaylist(std::string_view url, std::string_view contentType) {
     const std::string type = TypeOf(contentType);
     if (Find(kContentTypes, type) != Format::kNone) return true;
-    if (type.starts_with("audio/") || type.starts_with("video/") || type == "application/ogg") {
-        return false;
-    }
-    return Find(kExtensions, ExtensionOfUrl(url)) != Format::kNone;
+    return !IsAudio(type) && Find(kExtensions, ExtensionOfUrl(url)) != Format::kNone;
+}
+
+bool MayHoldPlaylist(std::string_view contentType) {
+    const std::string type = TypeOf(contentType);
+    return Find(kContentTypes, type) != Format::kNone || !IsAudio(type);
 }
 
 std::optional<std::vector<std::string>> ResolvePlaylist(std::string_view text,

@@ -20,6 +20,10 @@ inline constexpr size_t kMaxPlaylistAddresses = 256;
 // body is. Audio is none, whatever it is called.
 bool MayBePlaylist(std::string_view url, std::string_view contentType);
 
+// Whether what answers with such a content type may be a playlist whatever its address is called:
+// not only by a playlist's type, but by that of any text, or by one that says nothing.
+bool MayHoldPlaylist(std::string_view contentType);
+
 // The addresses that the playlist names, in its order, of an HLS master the best first: whole, http
 // or https, each once. `url` is where it came from. Empty when it names none of use; nothing when
 // the text is no playlist, or the media playlist of HLS, which is the stream itself.

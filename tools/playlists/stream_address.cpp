@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <thread>
-#include <vector>
 
 #include "audio/text_request.h"
 #include "platform/thread_name.h"
@@ -13,46 +12,37 @@
 namespace receiver {
 namespace {
 
-constexpr int kMaxPlaylists = 5;
 constexpr uint64_t kTimeoutMs = 10000;
 constexpr uint32_t kInterruptedStepMs = 100;  // how soon an interruption is seen
 
-// The headers may hold what other servers are not to know.
-NetworkRequest RequestFor(const std::string& url, const std::string& given,
-                          const NetworkRequest& request) {
-    NetworkRequest said = request;
-    if (!IsSameServer(url, given)) said.headers.clear();
-    return said;
-}
-
-std::string Follow(const std::string& given, const NetworkRequest& request,
-                   const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation) {
-    std::string url = given;
-    for (int level = 0; level < kMaxPlaylists && MayBePlaylist(url, ""); ++level) {
-        const std::optional<TextAnswer> answer =
-            RequestText(url, RequestFor(url, given, request), {kTimeoutMs, kMaxPlaylistBytes},
-                        MayBePlaylist, cancellation);
-        if (!answer || answer->text.empty()) break;
-        const auto addresses = ResolvePlaylist(answer->text, answer->contentType, answer->url);
-        if (!addresses || addresses->empty()) break;
-        url = addresses->front();
-    }
-    return url;
+std::vector<std::string> Request(const std::string& url, PlaylistSign sign,
+                                 const NetworkRequest& request,
+                                 const std::shared_ptr<CFFmpegNetworkCancellation>& cancellation) {
+    const auto isWanted = [sign](const std::string& where, const std::string& contentType) {
+        return sign == PlaylistSign::kName ? MayBePlaylist(where, contentType)
+                                           : MayHoldPlaylist(contentType);
+    };
+    const std::optional<TextAnswer> answer =
+        RequestText(url, request, {kTimeoutMs, kMaxPlaylistBytes}, isWanted, cancellation);
+    if (!answer || answer->text.empty()) return {};
+    return ResolvePlaylist(answer->text, answer->contentType, answer->url)
+        .value_or(std::vector<std::string>());
 }
 
 }  // namespace
 
-std::string FindStreamUrl(const std::string& url, const NetworkRequest& request,
-                          const ManualResetEvent& interrupted) {
-    if (!MayBePlaylist(url, "")) return url;
+std::vector<std::string> AskForPlaylist(const std::string& url, PlaylistSign sign,
+                                        const NetworkRequest& request,
+                                        const ManualResetEvent& interrupted) {
+    if (sign == PlaylistSign::kName && !MayBePlaylist(url, "")) return {};
     const auto cancellation = std::make_shared<CFFmpegNetworkCancellation>();
     ManualResetEvent found;
-    std::string stream = url;
+    std::vector<std::string> addresses;
     std::thread thread([&] {
         SetCurrentThreadName("record-playlist");
         try {
-            stream = Follow(url, request, cancellation);
-        } catch (const std::exception&) {  // no memory; the address stays as it is
+            addresses = Request(url, sign, request, cancellation);
+        } catch (const std::exception&) {  // no memory: it names none
         }
         found.Signal();
     });
@@ -60,7 +50,7 @@ std::string FindStreamUrl(const std::string& url, const NetworkRequest& request,
         if (interrupted.IsSignalled()) cancellation->Cancel();
     }
     thread.join();
-    return stream;
+    return addresses;
 }
 
 }  // namespace receiver

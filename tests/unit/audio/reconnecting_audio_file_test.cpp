@@ -325,6 +325,27 @@ TEST_F(ReconnectingTest, WhenTheTimeIsOverTheReasonIsThatOfTheLastConnection) {
     }
 }
 
+// Long before the time is over.
+TEST_F(ReconnectingTest, WhenThereIsNothingMoreToConnectToItIsTheEnd) {
+    OnAir();
+    station_->plan = {Breaking(6 * kRate)};
+    int connections = 0;
+    const ConnectionFactory listen = station_->Factory(cancellation_);
+    const ConnectionFactory listenOnce = [&](const ConnectionFormat& format) {
+        if (++connections == 1) return listen(format);
+        return SourceConnection{.file = nullptr, .failure = {}, .notes = nullptr, .noMore = true};
+    };
+    file_.emplace(listenOnce, cancellation_,
+                  ReconnectLimits{.reconnectMs = kReconnectMs, .outputRate = kRate}, nullptr,
+                  station_->Timing());
+    ASSERT_TRUE(file_->Open("url"));
+    EXPECT_TRUE(ReadToEnd(*file_).Samples() == Unbroken(6)) << "what was kept back is delivered";
+    EXPECT_EQ(connections, 2);
+    connections = 1;
+    EXPECT_EQ(file_->Close(), 1);
+    EXPECT_EQ(file_->Open("url"), 0);
+}
+
 TEST_F(ReconnectingTest, AStallLongerThanTheTimeStillHasOneAttempt) {
     OnAir(5000);
     Visit stalled = Breaking(10 * kRate);

@@ -17,7 +17,8 @@ std::optional<uint64_t> Attempts::PauseAfter(const AttemptEnd& end, uint64_t now
         if (earlyDeaths_ >= kMaxEarlyDeaths) return {};
         return earlyDeaths_ == 0 ? 0 : kFirstPauseMs;
     }
-    const bool isAbsent = !end.connected && end.cause && PassesByItself(*end.cause);
+    const bool mayPass = end.cause && (hasHadAudio_ || PassesByItself(*end.cause));
+    const bool isAbsent = !end.connected && mayPass;
     if (!isAbsent || now - firstMs_ >= reconnectMs_) return {};
     return std::min(NextPause(), firstMs_ + reconnectMs_ - now);
 }

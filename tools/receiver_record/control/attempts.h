@@ -29,8 +29,10 @@ public:
         : reconnectMs_(reconnectMs), firstMs_(now), beganMs_(now) {}
 
     void Begin(uint64_t now) { beganMs_ = now; }
-    // There was audio until now: the time for a station that is away begins anew.
+    // There was audio until now: the time for a station that is away begins anew, and whatever
+    // it answers may pass as it came.
     void Restart(uint64_t now) {
+        hasHadAudio_ = true;
         firstMs_ = now;
         pauseMs_ = 0;
     }
@@ -45,6 +47,7 @@ private:
     uint64_t beganMs_;
     uint64_t pauseMs_ = 0;
     int earlyDeaths_ = 0;
+    bool hasHadAudio_ = false;
 };
 
 }  // namespace receiver

@@ -5,11 +5,9 @@
 #include <utility>
 
 #include "command_line/duration.h"
-#include "command_line/public_url.h"
 #include "platform/clock.h"
 #include "platform/ids.h"
 #include "platform/text.h"
-#include "playlists/stream_address.h"
 #include "receiver_record/control/attempts.h"
 #include "receiver_record/control/cause_texts.h"
 #include "receiver_record/control/output_name.h"
@@ -25,6 +23,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFinishStep(100);  // how soon an interruption is seen
 // A receiver has given up its source after as much silence, and says so.
 constexpr uint64_t kMaxAudioSilenceMs = 60000;
+constexpr uint64_t kAudioPauseMs = 3000;
 constexpr uint64_t kPauseStepMs = 100;  // how soon an interruption is seen
 // What the receiver knows of the loss comes at once.
 constexpr uint64_t kLossExplainedMs = 1000;
@@ -78,8 +77,13 @@ bool CanEndByRecording(const RecordOptions& options) {
 
 Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
                    RecordConsole& console, ReceiverLink& link, Turn turn)
-    : options_(options), interrupted_(interrupted), console_(console), link_(link), turn_(turn) {
-    report_.url = PublicUrl(options_.url);
+    : options_(options),
+      interrupted_(interrupted),
+      console_(console),
+      link_(link),
+      turn_(turn),
+      search_(options, interrupted, console) {
+    report_.url = search_.PublicAddress();
     facts_.references = options_.references;
     facts_.hasEndReference = CanEndByRecording(options_);
     StartOver();
@@ -127,7 +131,7 @@ void Recorder::Record() {
     startDeadline_ =
         options_.waitMs ? TickMs() + *options_.waitMs : std::numeric_limits<uint64_t>::max();
     Attempts attempts(options_.connection.reconnectMs, TickMs());
-    for (bool isFirst = true;; isFirst = false) {
+    for (bool isTold = false;;) {
         attempts.Begin(TickMs());
         Attempt();
         const bool receiverLost = LostTheReceiver();
@@ -137,13 +141,16 @@ void Recorder::Record() {
             framesAtLoss_ = intake_->GetProgress().framesReceived;
             chain_.Continue(facts_.session, facts_.receiverFailure);
         }
-        const SessionRecord& session = newest_;
-        const auto pause = attempts.PauseAfter(
-            {.receiverLost = receiverLost, .connected = session.connected, .cause = session.cause},
-            TickMs());
-        if (!pause) break;
-        TellOfNextAttempt(receiverLost, isFirst);
-        if (!Pause(*pause)) break;
+        if (receiverLost || !search_.Next(newest_)) {
+            const auto pause = attempts.PauseAfter({.receiverLost = receiverLost,
+                                                    .connected = newest_.connected,
+                                                    .cause = search_.CauseToJudge(newest_)},
+                                                   TickMs());
+            if (!pause) break;
+            TellOfNextAttempt(receiverLost, !isTold);
+            isTold = true;
+            if (!Pause(*pause)) break;
+        }
         StartOver();
     }
     if (intake_ != nullptr) FinishAudio();
@@ -223,13 +230,10 @@ void Recorder::Attempt() {
     PrepareRequest request = chain_.IsContinued()
                                  ? MakeContinuationRequest(options_, report_.sessionId)
                                  : MakeSessionRequest(options_, report_.sessionId);
-    request.url = FindStreamUrl(options_.url, NetworkRequestOf(request.http), interrupted_);
-    if (request.url != options_.url) {
-        report_.url = PublicUrl(request.url);
-        console_.Info("playlist: recording " + report_.url);
-    }
+    search_.SetAddress(request);
+    report_.url = search_.PublicAddress();
     if (follower.Prepare(request)) {
-        if (!chain_.IsContinued()) console_.Info("Waiting for " + report_.url);
+        if (!chain_.IsContinued()) search_.TellOfWaiting();
         if (!follower.Session().missingAdditions.empty()) {
             console_.Warning("This receiver is an older one; it does not know " +
                              Listed(follower.Session().missingAdditions));
@@ -281,7 +285,9 @@ void Recorder::PlaceSession() {
 bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
     watch.Heard(std::max(follower.LastHeard(), lastAudio_));
     if (!follower.IsConnected() || stopping_) return true;  // has a bound of its own
-    const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus(), TickMs());
+    // Audio that stands still while it is recorded is the receiver's fault or the station's.
+    const bool stands = intake_ != nullptr && TickMs() - lastAudio_ >= kAudioPauseMs;
+    const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus() || stands, TickMs());
     if (buffer) status_.SetBuffer(*buffer, TickMs());
     return !watch.IsSilent();
 }
@@ -354,7 +360,10 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         return;
     }
     const bool hasStarted = facts_.session.startSample.has_value();
-    if (cut_.isComplete) {
+    const bool cannotWrite =
+        !facts_.outputRefusal.empty() ||
+        (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed);
+    if (cut_.isComplete || cannotWrite) {
         stopping_ = true;
     } else if (interrupted_.IsSignalled()) {
         stopping_ = true;
@@ -363,12 +372,8 @@ void Recorder::StopWhenDue(SessionFollower& follower) {
         stopping_ = facts_.untilReached = true;
     } else if (!hasStarted && TickMs() >= startDeadline_) {
         stopping_ = facts_.startOverdue = true;
-    } else if (!facts_.outputRefusal.empty()) {
-        stopping_ = true;
     } else if (AudioIsLost()) {
         stopping_ = facts_.audioLost = true;
-    } else if (intake_ != nullptr && intake_->GetProgress().end == AudioEnd::kOutputFailed) {
-        stopping_ = true;
     }
     if (stopping_) follower.Cancel();
 }

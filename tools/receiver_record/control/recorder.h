@@ -15,6 +15,7 @@
 #include "receiver_record/control/receiver_link.h"
 #include "receiver_record/control/receiver_watch.h"
 #include "receiver_record/control/session_follower.h"
+#include "receiver_record/control/source_search.h"
 #include "receiver_record/control/verdict.h"
 #include "receiver_record/display/live_status.h"
 #include "receiver_record/display/record_console.h"
@@ -81,6 +82,7 @@ private:
     RecordConsole& console_;
     ReceiverLink& link_;
     const Turn turn_;
+    SourceSearch search_;
     std::unique_ptr<RecordingOutput> output_;  // outlives the intake
     std::unique_ptr<AudioIntake> intake_;      // once there is audio
 

@@ -36,6 +36,12 @@ PrepareRequest MakeContinuationRequest(const RecordOptions& options, const std::
     return request;
 }
 
+HttpOptions HttpFor(const std::string& url, const RecordOptions& options) {
+    HttpOptions http = options.connection.http;
+    if (!IsSameServer(url, options.url)) http.headers.clear();
+    return http;
+}
+
 NetworkRequest NetworkRequestOf(const HttpOptions& http) {
     NetworkRequest request{.userAgent = http.userAgent, .headers = "", .caFile = http.caFile};
     for (const auto& [name, value] : http.headers) {

@@ -13,7 +13,7 @@ namespace receiver {
 RecordingOutput::RecordingOutput(const RecordOptions& options)
     : name_(options.output),
       overwrite_(options.force),
-      format_(options.ToStandardOutput() ? WavFormat() : OutputFormatFor(options.output)) {
+      format_(EncoderFormat(options.output, options.encoder)) {
     if (options.ToStandardOutput()) {
         sink_ = std::make_unique<StandardOutputSink>();
         return;

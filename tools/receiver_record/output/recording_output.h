@@ -42,7 +42,7 @@ private:
 
     const std::string name_;
     const bool overwrite_;
-    const OutputFormat& format_;
+    const OutputFormat format_;
     std::unique_ptr<RecordingSink> sink_;
     PartFile* part_ = nullptr;  // the sink, when it is a file
 };

@@ -62,32 +62,35 @@ public:
         return 1;
     }
     int32_t Read(void* buffer, uint32_t count) override {
-        for (;;) {
+        while (!outcome_) {
             size_t bytes = 0;
             switch (reader_.Read({static_cast<std::byte*>(buffer), count}, &bytes, kReadStep)) {
                 case Pcm1Reader::Result::kData:
                     return static_cast<int32_t>(bytes);
                 case Pcm1Reader::Result::kEnd:
-                    return End(AudioEnd::kComplete);
+                    End(AudioEnd::kComplete);
+                    break;
                 case Pcm1Reader::Result::kSourceFailed:
-                    return End(AudioEnd::kSourceFailed);
+                    End(AudioEnd::kSourceFailed);
+                    break;
                 case Pcm1Reader::Result::kError:
                     if (reader_.LastError().kind == ErrorKind::kTimedOut) break;
                     Lose();
-                    return -1;
+                    outcome_ = -1;
             }
         }
+        return *outcome_;
     }
     BOOL Seek(float) override { return 0; }
     bool IsOpen() const override { return open_ != 0; }
 
 private:
-    int32_t End(AudioEnd ending) {
+    void End(AudioEnd ending) {
         // The receiver may have gone already: the end record says that all has come.
         if (owner_.beforeAcknowledgement_) owner_.beforeAcknowledgement_();
         reader_.Acknowledge(kAcknowledgeTimeout);
         owner_.NoteEnd(ending, "");
-        return 0;
+        outcome_ = 0;
     }
     void Lose() { owner_.NoteEnd(AudioEnd::kLost, reader_.LastError().text); }
 
@@ -95,6 +98,7 @@ private:
     const std::string uri_;
     Pcm1Reader reader_;
     WAVEFORMATEX record_;
+    std::optional<int32_t> outcome_;  // once it has ended
 };
 
 ServedAudio::ServedAudio(bool mayContinue, std::function<void()> beforeAcknowledgement)

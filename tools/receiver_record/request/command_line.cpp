@@ -43,6 +43,7 @@ void DeclareOutput(CLI::App& app, CommandLineValues& values) {
         ->type_name("FILE")
         ->group(group)
         ->required();
+    DeclareEncoder(app, values.encoder);
     app.add_flag("--force", values.force, "Overwrite existing files: the audio and its .json")
         ->group(group);
     app.add_flag("--json", values.json,
@@ -99,6 +100,11 @@ ToolDescription DescribeTool() {
         "lies over it), the cut lies where the recording was heard, on a grid of 12.5 ms; the "
         "summary says so, and FILE.json.",
         "The same recording may open and close a programme: where it opens it, it does not end it.",
+        "A URL may be that of a playlist: M3U, PLS, XSPF, ASX, or an HLS master. It is known by "
+        "its "
+        "extension, or by what it answers in place of audio. Of the addresses in it, of a master "
+        "the "
+        "best first, the first that opens is recorded.",
         "A station that is lost is connected to again, as --reconnect says, and the recording goes "
         "on exactly where it broke off as far as the station repeats what it has sent meanwhile; "
         "what is missing becomes silence of the same length. A station that does not answer at "
@@ -152,7 +158,9 @@ ToolDescription DescribeTool() {
 }  // namespace
 
 void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
-    app.add_option("URL", values.url, "The stream, http:// or https://")->type_name("")->required();
+    app.add_option("URL", values.url, "The stream or a playlist of it, http:// or https://")
+        ->type_name("")
+        ->required();
     DeclareReferences(app, values);
     DeclareSchedule(app, values.schedule);
     DeclareProgram(app, values);

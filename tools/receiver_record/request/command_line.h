@@ -8,6 +8,7 @@
 
 #include "command_line/tool_description.h"
 #include "receiver_record/request/connection_options.h"
+#include "receiver_record/request/encoder_options.h"
 #include "receiver_record/request/schedule_options.h"
 
 namespace receiver {
@@ -26,6 +27,7 @@ struct CommandLineValues {
     std::string block;
     ScheduleValues schedule;
     ConnectionValues connection;
+    EncoderValues encoder;
     std::string control, receiver, log;
     bool json = false, quiet = false, verbose = false, force = false;
 };

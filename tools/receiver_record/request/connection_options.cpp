@@ -81,7 +81,7 @@ void DeclareConnection(CLI::App& app, ConnectionValues& values) {
         ->type_name("TEXT")
         ->group(group);
     app.add_option("--header", values.headers,
-                   "A further line of the request to the station; may be repeated")
+                   "A further line of the requests to the server of URL; may be repeated")
         ->type_name("\"NAME: VALUE\"")
         ->allow_extra_args(false)
         ->group(group);

@@ -3,7 +3,6 @@
 #include <limits>
 #include <stdexcept>
 
-#include "audio_output/output_format.h"
 #include "command_line/listening_options.h"
 #include "command_line/public_url.h"
 #include "receiver_record/exit_code.h"
@@ -73,7 +72,8 @@ RecordOptions Check(const CommandLineValues& values) {
         throw std::invalid_argument("--now does not wait for a --start");
     }
     options.output = values.output;
-    if (!options.ToStandardOutput()) OutputFormatFor(options.output);
+    options.encoder = CheckEncoder(values.encoder);
+    EncoderFormat(options.output, options.encoder);  // throws for what cannot be
     options.references = MakeReferences(values.starts, values.ends, values.others);
     if (options.references.size() > kMaxReferences) {
         throw std::invalid_argument("too many recordings to listen for; at most " +

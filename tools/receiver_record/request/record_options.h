@@ -12,6 +12,7 @@
 #include "receiver_client/messages.h"
 #include "receiver_record/cut/cut_plan.h"
 #include "receiver_record/request/connection_options.h"
+#include "receiver_record/request/encoder_options.h"
 #include "receiver_record/request/schedule_options.h"
 
 namespace receiver {
@@ -26,6 +27,7 @@ struct RecordOptions {
     std::optional<uint64_t> waitMs;  // for the start reference
     ScheduleOptions schedule;
     ConnectionOptions connection;
+    EncoderOptions encoder;
     std::string controlUri;       // of a running receiver; empty starts one
     std::string receiverProgram;  // empty: the one beside this program
     std::string logPath;          // empty: one in LogFolder

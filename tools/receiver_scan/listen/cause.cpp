@@ -66,9 +66,9 @@ bool IsDistinct(const Stretch& stretch, size_t entries) {
 }
 
 // The first word depends on what came before it and is left out.
-Cause OfTime(const Stretch& stretch, size_t words) {
+MissCause OfTime(const Stretch& stretch, size_t words) {
     constexpr size_t kEdgeWords = 8;
-    Cause cause;
+    MissCause cause;
     cause.kind =
         stretch.insideBer >= kUnrelatedBer ? CauseKind::kOtherPart : CauseKind::kOverlaidPart;
     cause.insideBer = stretch.insideBer;
@@ -153,7 +153,7 @@ SpeedGuess GuessSpeed(Words source, Words reference, size_t offset,
     return guess;
 }
 
-Cause GuessCause(const BitErrors& errors, bool isChance) {
+MissCause GuessCause(const BitErrors& errors, bool isChance) {
     const size_t words = errors.ofWord.size() - 1;
     const Stretch time = WorstStretch(std::span(errors.ofWord).subspan(1), kWordBits);
     if (IsDistinct(time, words)) return OfTime(time, words);
@@ -161,19 +161,19 @@ Cause GuessCause(const BitErrors& errors, bool isChance) {
     const Stretch bands = WorstStretch(errors.ofBit, static_cast<double>(words));
     const bool upper = bands.end == kWordBits;
     if (IsDistinct(bands, kWordBits) && (upper || bands.begin == 0)) {
-        Cause cause;
+        MissCause cause;
         cause.kind = upper ? CauseKind::kUpperBands : CauseKind::kLowerBands;
         cause.hz = HzOfBand(upper ? bands.begin + 1 : bands.end);
         cause.insideBer = bands.insideBer;
         cause.outsideBer = bands.outsideBer;
         return cause;
     }
-    Cause cause;
+    MissCause cause;
     cause.kind = isChance ? CauseKind::kChance : CauseKind::kOverlaid;
     return cause;
 }
 
-std::string Describe(const Cause& cause) {
+std::string Describe(const MissCause& cause) {
     switch (cause.kind) {
         case CauseKind::kOtherSpeed:
             return Text("it plays %.2g %% ", std::abs(cause.speedPercent)) +

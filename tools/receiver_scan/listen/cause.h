@@ -22,7 +22,7 @@ enum class CauseKind {
     kChance,        // no more alike than the source is elsewhere
 };
 
-struct Cause {
+struct MissCause {
     CauseKind kind = CauseKind::kOverlaid;
     // kOtherPart, kOverlaidPart: the stretch, and whether it is at an end of the recording.
     double fromSeconds = 0.0;
@@ -65,10 +65,10 @@ SpeedGuess GuessSpeed(Words source, Words reference, size_t offset,
 
 // Of the errors at an offset, apart from another speed. `isChance`: the rate is one that the
 // source reaches anywhere.
-Cause GuessCause(const BitErrors& errors, bool isChance);
+MissCause GuessCause(const BitErrors& errors, bool isChance);
 
 // For people, one line: "its first 1.2 s differ ...".
-std::string Describe(const Cause& cause);
+std::string Describe(const MissCause& cause);
 // For programs: "other-speed".
 const char* NameOf(CauseKind kind);
 

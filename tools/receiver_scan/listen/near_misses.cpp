@@ -43,16 +43,16 @@ double ChanceBer(const std::vector<float>& curve) {
     return mean - (std::sqrt(2.0 * std::log(looks)) + 0.5) * deviation;
 }
 
-Cause SpeedCause(const SpeedGuess& guess) {
-    Cause cause;
+MissCause SpeedCause(const SpeedGuess& guess) {
+    MissCause cause;
     cause.kind = CauseKind::kOtherSpeed;
     cause.speedPercent = guess.percent;
     cause.speedBer = guess.best.ber;
     return cause;
 }
 
-Cause CauseOf(Words words, Words reference, size_t offset, bool isChance,
-              const std::vector<SpeedVariant>& variants) {
+MissCause CauseOf(Words words, Words reference, size_t offset, bool isChance,
+                  const std::vector<SpeedVariant>& variants) {
     const SpeedGuess speed = GuessSpeed(words, reference, offset, variants);
     if (speed.percent != 0.0) return SpeedCause(speed);
     return GuessCause(FindBitErrors(words, reference, offset), isChance);

@@ -21,7 +21,7 @@ struct NearMiss {
     size_t word = 0;
     uint64_t sample = 0;
     double ber = 1.0;
-    Cause cause;
+    MissCause cause;
 };
 
 // What is to be seen of one reference in all of a source.

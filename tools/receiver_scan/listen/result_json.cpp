@@ -30,7 +30,7 @@ json MatchObject(const ScanResult& result, const JudgedMatch& judged) {
     return object;
 }
 
-json CauseObject(const Cause& cause) {
+json CauseObject(const MissCause& cause) {
     json object = {{"kind", NameOf(cause.kind)}, {"text", Describe(cause)}};
     switch (cause.kind) {
         case CauseKind::kOtherSpeed:

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <limits>
 
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "testing/audio_generator.h"
@@ -61,6 +62,15 @@ protected:
         return true;
     }
 
+    static std::string Encode(const OutputFormat& format, const TestPcm& pcm) {
+        FakeSink sink;
+        AudioEncoder encoder(format, static_cast<uint32_t>(pcm.rate),
+                             static_cast<uint16_t>(pcm.channels), {}, sink);
+        EXPECT_TRUE(WriteAll(encoder, pcm));
+        EXPECT_TRUE(encoder.Finish()) << encoder.FailureText();
+        return sink.Bytes();
+    }
+
     TempFolder folder_;
     FakeSink sink_;
 };
@@ -97,6 +107,53 @@ TEST_F(AudioEncoderTest, LossyFormatsKeepTheLengthAndTheLevel) {
         EXPECT_NEAR(std::sqrt(energy / static_cast<double>(decoded.size())), 16384 / std::sqrt(2),
                     1200)
             << extension;
+    }
+}
+
+TEST_F(AudioEncoderTest, TheFileHasTheBitRateThatWasChosen) {
+    constexpr int kSeconds = 10;
+    const TestPcm pcm = MakeNoise(1, 44100, 2, size_t{44100} * kSeconds);
+    for (const char* extension : {".opus", ".ogg", ".mp3", ".m4a"}) {
+        if (SupportedExtensions().find(extension) == std::string::npos) continue;
+        for (const int kbits : {64, 96, 160}) {
+            OutputFormat format = OutputFormatFor(std::string("x") + extension);
+            format.bitRate = int64_t{1000} * kbits;
+            const double found = static_cast<double>(Encode(format, pcm).size()) * 8 / kSeconds;
+            EXPECT_NEAR(found / 1000, kbits, kbits * 0.25) << extension;
+        }
+    }
+}
+
+TEST_F(AudioEncoderTest, EveryBitRateThatMayBeChosenCanBeEncoded) {
+    for (const char* extension : {".opus", ".ogg", ".mp3", ".m4a"}) {
+        if (SupportedExtensions().find(extension) == std::string::npos) continue;
+        OutputFormat format = OutputFormatFor(std::string("x") + extension);
+        for (const int kbits : {format.range.leastKbits, format.range.mostKbits}) {
+            format.bitRate = int64_t{1000} * kbits;
+            for (const int rate : {44100, 48000}) {
+                for (const int channels : {1, 2}) {
+                    const std::string bytes = Encode(format, MakeMusic(1, rate, channels, kFrames));
+                    EXPECT_NEAR(static_cast<double>(Decode(bytes, extension, rate).size()),
+                                static_cast<double>(kFrames * channels), 5000)
+                        << extension << kbits << " " << rate << " " << channels;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(AudioEncoderTest, ABetterQualityTakesMoreBytes) {
+    const TestPcm pcm = MakeMusic(1, 44100, 2, 44100 * 5);
+    OutputFormat format = OutputFormatFor("x.mp3");
+    ASSERT_TRUE(format.range.HasQualities());
+    size_t before = std::numeric_limits<size_t>::max();
+    for (int quality = format.range.bestQuality; quality <= format.range.worstQuality;
+         quality += 3) {
+        format.quality = quality;
+        const std::string bytes = Encode(format, pcm);
+        EXPECT_LT(bytes.size(), before) << quality;
+        EXPECT_GT(Decode(bytes, ".mp3").size(), pcm.samples.size() * 9 / 10);
+        before = bytes.size();
     }
 }
 

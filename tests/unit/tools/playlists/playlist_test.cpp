@@ -32,7 +32,16 @@ TEST(Playlist, AnM3uWithoutAHeaderIsKnownByItsNameOrItsType) {
     EXPECT_EQ(Resolved(text), Addresses({"http://a.example/live"}));
     EXPECT_EQ(Resolved(text, "audio/x-mpegurl; charset=utf-8", "http://radio.example/x"),
               Addresses({"http://a.example/live"}));
-    EXPECT_EQ(Resolved(text, "text/plain", "http://radio.example/x"), kNoPlaylist);
+    EXPECT_EQ(Resolved("live\n", "text/plain", "http://radio.example/x"), kNoPlaylist);
+}
+
+TEST(Playlist, WholeAddressesALineAreAListWhateverItIsCalled) {
+    EXPECT_EQ(Resolved("\n# two\nhttp://a.example/live\r\nHTTPS://b.example/live", "text/plain",
+                       "http://radio.example/x"),
+              Addresses({"http://a.example/live", "https://b.example/live"}));
+    EXPECT_EQ(Resolved("Hear us:\nhttp://a.example/live\n", "text/plain", "http://radio.example/x"),
+              kNoPlaylist);
+    EXPECT_EQ(Resolved("# nothing\n", "text/plain", "http://radio.example/x"), kNoPlaylist);
 }
 
 TEST(Playlist, APlsNamesItsFilesByTheirNumbers) {
@@ -135,6 +144,17 @@ TEST(Playlist, ATypeOrAnExtensionPromisesAPlaylist) {
     EXPECT_FALSE(MayBePlaylist("http://a.m3u", ""));
     EXPECT_FALSE(MayBePlaylist("http://a/live?x=.m3u", ""));
     EXPECT_FALSE(MayBePlaylist("http://a/live", "text/html"));
+}
+
+TEST(Playlist, WhateverIsNotSaidToBeAudioMayHoldOne) {
+    for (const char* const type : {"", "text/plain", "text/html; charset=utf-8", "audio/x-scpls",
+                                   "video/x-ms-asf", "application/octet-stream"}) {
+        EXPECT_TRUE(MayHoldPlaylist(type)) << type;
+    }
+    for (const char* const type :
+         {"audio/mpeg", "Audio/AAC; x=y", "video/mp4", "application/ogg"}) {
+        EXPECT_FALSE(MayHoldPlaylist(type)) << type;
+    }
 }
 
 }  // namespace receiver

@@ -17,8 +17,13 @@ protected:
         route.body = body;
         station_.Serve(path, route);
     }
-    std::string Found(const std::string& path) {
-        return FindStreamUrl(station_.Url(path), {}, interrupted_);
+    // What is named, with a space behind each.
+    std::string Found(const std::string& path, PlaylistSign sign = PlaylistSign::kName) {
+        std::string list;
+        for (const std::string& url : AskForPlaylist(station_.Url(path), sign, {}, interrupted_)) {
+            list += url + " ";
+        }
+        return list;
     }
 
     HttpStation station_;
@@ -28,24 +33,14 @@ protected:
 }  // namespace
 
 TEST_F(StreamAddressTest, AnAddressThatIsNoPlaylistsIsNotAskedFor) {
-    EXPECT_EQ(Found("/live"), station_.Url("/live"));
+    EXPECT_EQ(Found("/live"), "");
     EXPECT_EQ(station_.RequestCount(), 0u);
 }
 
-TEST_F(StreamAddressTest, APlaylistLeadsToItsStream) {
-    Serve("/list.pls", "audio/x-scpls", "[playlist]\nFile1=/live\n");
-    EXPECT_EQ(Found("/list.pls"), station_.Url("/live"));
+TEST_F(StreamAddressTest, APlaylistNamesItsStreams) {
+    Serve("/list.pls", "audio/x-scpls", "[playlist]\nFile1=/live\nFile2=/other\n");
+    EXPECT_EQ(Found("/list.pls"), station_.Url("/live") + " " + station_.Url("/other") + " ");
     EXPECT_EQ(station_.RequestCount(), 1u);
-}
-
-TEST_F(StreamAddressTest, APlaylistOfPlaylistsIsFollowed) {
-    Serve("/list.asx", "text/plain", "<asx><entryref href=\"master.m3u8\"/></asx>");
-    Serve("/master.m3u8", "application/vnd.apple.mpegurl",
-          "#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=1\nlow.m3u8\n"
-          "#EXT-X-STREAM-INF:BANDWIDTH=2\nhigh.m3u8\n");
-    Serve("/high.m3u8", "application/vnd.apple.mpegurl",
-          "#EXTM3U\n#EXT-X-TARGETDURATION:4\n#EXTINF:4,\n1.ts\n");
-    EXPECT_EQ(Found("/list.asx"), station_.Url("/high.m3u8"));
 }
 
 TEST_F(StreamAddressTest, ARedirectedPlaylistIsRelativeToWhereItLies) {
@@ -54,31 +49,41 @@ TEST_F(StreamAddressTest, ARedirectedPlaylistIsRelativeToWhereItLies) {
     route.redirectTo = station_.Url("/there/list.m3u");
     station_.Serve("/list.m3u", route);
     Serve("/there/list.m3u", "audio/x-mpegurl", "live\n");
-    EXPECT_EQ(Found("/list.m3u"), station_.Url("/there/live"));
+    EXPECT_EQ(Found("/list.m3u"), station_.Url("/there/live") + " ");
 }
 
-TEST_F(StreamAddressTest, ACircleEndsAfterFivePlaylists) {
-    Serve("/a.m3u", "audio/x-mpegurl", "/a.m3u\n");
-    EXPECT_EQ(Found("/a.m3u"), station_.Url("/a.m3u"));
-    EXPECT_EQ(station_.RequestCount(), 5u);
+TEST_F(StreamAddressTest, APlaylistIsKnownByItsTypeOrItsText) {
+    Serve("/type", "audio/x-scpls", "File1=/live\n");
+    Serve("/text", "text/html", "#EXTM3U\n/live\n");
+    Serve("/none", "application/octet-stream", "<asx><ref href='/live'/></asx>");
+    Serve("/plain", "text/plain", "# our stream\n\n" + station_.Url("/live") + "\r\n");
+    for (const char* const path : {"/type", "/text", "/none", "/plain"}) {
+        EXPECT_EQ(Found(path, PlaylistSign::kNone), station_.Url("/live") + " ") << path;
+    }
+}
+
+TEST_F(StreamAddressTest, ATextIsNoPlaylist) {
+    Serve("/text", "text/plain", "Hear us at\n" + station_.Url("/live") + "\n");
+    EXPECT_EQ(Found("/text", PlaylistSign::kNone), "");
 }
 
 // Its body never comes: it is not waited for.
-TEST_F(StreamAddressTest, AudioUnderAPlaylistsNameIsLeftAlone) {
+TEST_F(StreamAddressTest, AudioIsLeftAloneAtOnce) {
     StationRoute route;
     route.contentType = "audio/mpeg";
     route.body = "/other";
     route.stallAfter = 0;
     station_.Serve("/live.m3u", route);
-    EXPECT_EQ(Found("/live.m3u"), station_.Url("/live.m3u"));
+    EXPECT_EQ(Found("/live.m3u"), "");
+    EXPECT_EQ(Found("/live.m3u", PlaylistSign::kNone), "");
 }
 
-TEST_F(StreamAddressTest, WhatNamesNothingOrIsNotThereStaysAsItIs) {
+TEST_F(StreamAddressTest, WhatNamesNothingOrIsNotThereIsNone) {
     Serve("/page.m3u", "text/html", "<html></html>");
     Serve("/empty.m3u", "audio/x-mpegurl", "#EXTM3U\n");
-    EXPECT_EQ(Found("/page.m3u"), station_.Url("/page.m3u"));
-    EXPECT_EQ(Found("/empty.m3u"), station_.Url("/empty.m3u"));
-    EXPECT_EQ(Found("/missing.m3u"), station_.Url("/missing.m3u"));
+    EXPECT_EQ(Found("/page.m3u"), "");
+    EXPECT_EQ(Found("/empty.m3u"), "");
+    EXPECT_EQ(Found("/missing.m3u"), "");
 }
 
 TEST_F(StreamAddressTest, AnInterruptionEndsTheWait) {
@@ -91,7 +96,7 @@ TEST_F(StreamAddressTest, AnInterruptionEndsTheWait) {
         EXPECT_TRUE(station_.WaitForStall("/list.m3u", kPatienceMs));
         interrupted_.Signal();
     });
-    EXPECT_EQ(Found("/list.m3u"), station_.Url("/list.m3u"));
+    EXPECT_EQ(Found("/list.m3u"), "");
     interrupter.Get();
 }
 

@@ -48,6 +48,18 @@ TEST(Attempts, AStationThatWasThereIsLeftToTheReceiver) {
     EXPECT_FALSE(Attempts(0, 0).PauseAfter(Absent(), 0));
 }
 
+// A station whose own source is away, or a network that is, answers in many ways.
+TEST(Attempts, AStationThatHadAudioIsTriedForTheWholeTimeAgain) {
+    Attempts attempts(20000, 0);
+    attempts.Restart(3600000);
+    EXPECT_EQ(attempts.PauseAfter(Absent(kCauseNameLookup), 3600000), 500u);
+    EXPECT_EQ(attempts.PauseAfter(Absent(), 3600500), 1000u);
+    EXPECT_FALSE(attempts.PauseAfter(Absent(), 3620000));
+    attempts.Restart(3700000);
+    EXPECT_EQ(attempts.PauseAfter(Absent(), 3700000), 500u);
+    EXPECT_FALSE(attempts.PauseAfter({}, 3700000));
+}
+
 TEST(Attempts, AReceiverThatDiesIsReplacedUnlessItDiesAtItsStartAgainAndAgain) {
     const AttemptEnd died{.receiverLost = true, .connected = true, .cause = {}};
     Attempts attempts(0, 0);

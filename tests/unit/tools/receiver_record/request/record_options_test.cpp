@@ -207,10 +207,9 @@ TEST(RecordOptions, CompletionsOfferFilesWhereAFileIsMeant) {
     EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--ca-file|--receiver|--log|=)"),
               std::string::npos)
         << bash;
-    EXPECT_NE(
-        bash.find("--wait|--until|--max|--min|--trim|--fade|--reconnect|--user-agent|--header|"
-                  "--io-timeout|--block|--control)"),
-        std::string::npos)
+    EXPECT_NE(bash.find("--wait|--until|--max|--min|--trim|--fade|--bitrate|--quality|--reconnect|"
+                        "--user-agent|--header|--io-timeout|--block|--control)"),
+              std::string::npos)
         << bash;
     EXPECT_NE(Answer({"--generate", "zsh"}, 0).find("'1:URL:_urls'"), std::string::npos);
 }

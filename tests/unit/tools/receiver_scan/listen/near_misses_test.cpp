@@ -39,7 +39,7 @@ protected:
         view_ = ViewReference(heard_, references[0], heardAt, 5);
     }
     // The one near miss, which lies where the jingle is.
-    Cause CauseOfMiss() {
+    MissCause CauseOfMiss() {
         EXPECT_EQ(matches_, 0u);
         if (view_.misses.size() != 1) {
             ADD_FAILURE() << view_.misses.size() << " near misses";
@@ -86,7 +86,7 @@ TEST_F(NearMissesTest, MusicOverAllOfItSpreadsItsErrors) {
 
 TEST_F(NearMissesTest, AVoiceOverItsSecondHalfIsFoundThere) {
     Broadcast(MixedAt(Jingle(), MakeVoice(3, kRate, 1, kJingleFrames), kJingleFrames / 2, 8));
-    const Cause cause = CauseOfMiss();
+    const MissCause cause = CauseOfMiss();
     EXPECT_EQ(cause.kind, CauseKind::kOverlaidPart);
     EXPECT_NEAR(cause.fromSeconds, 1.5, 0.3);
     EXPECT_NEAR(cause.toSeconds, 3.0, 0.2);
@@ -97,7 +97,7 @@ TEST_F(NearMissesTest, ABeginningThatIsCutOffIsFoundByItsLength) {
     const size_t cut = kRate;
     Broadcast(
         Concatenate({MakeTune(70, kRate, 1, cut), Slice(Jingle(), cut, kJingleFrames - cut)}));
-    const Cause cause = CauseOfMiss();
+    const MissCause cause = CauseOfMiss();
     EXPECT_EQ(cause.kind, CauseKind::kOtherPart);
     EXPECT_TRUE(cause.atBeginning);
     EXPECT_EQ(cause.fromSeconds, 0.0);
@@ -106,7 +106,7 @@ TEST_F(NearMissesTest, ABeginningThatIsCutOffIsFoundByItsLength) {
 
 TEST_F(NearMissesTest, AnEndThatIsCutOffIsFoundByItsPlace) {
     Broadcast(Slice(Jingle(), 0, 18 * kRate / 10));
-    const Cause cause = CauseOfMiss();
+    const MissCause cause = CauseOfMiss();
     EXPECT_EQ(cause.kind, CauseKind::kOtherPart);
     EXPECT_TRUE(cause.atEnd);
     EXPECT_NEAR(cause.fromSeconds, 1.8, 0.2);
@@ -116,7 +116,7 @@ TEST_F(NearMissesTest, AnEndThatIsCutOffIsFoundByItsPlace) {
 TEST_F(NearMissesTest, AnotherMiddleIsAnotherVersion) {
     Broadcast(Concatenate({Slice(Jingle(), 0, kRate), MakeTune(71, kRate, 1, kRate),
                            Slice(Jingle(), 2 * kRate, kRate)}));
-    const Cause cause = CauseOfMiss();
+    const MissCause cause = CauseOfMiss();
     EXPECT_EQ(cause.kind, CauseKind::kOtherPart);
     EXPECT_FALSE(cause.atBeginning || cause.atEnd);
     EXPECT_NEAR(cause.fromSeconds, 1.0, 0.2);
@@ -127,7 +127,7 @@ TEST_F(NearMissesTest, AnotherSpeedIsToldInPerCent) {
     for (const double percent : {-2.0, 1.5, 2.5}) {
         SCOPED_TRACE(percent);
         Broadcast(AtSpeed(Jingle(), 1.0 + percent / 100.0));
-        const Cause cause = CauseOfMiss();
+        const MissCause cause = CauseOfMiss();
         EXPECT_EQ(cause.kind, CauseKind::kOtherSpeed);
         EXPECT_NEAR(cause.speedPercent, percent, 0.3);
         EXPECT_LT(cause.speedBer, kBerThreshold);
@@ -139,7 +139,7 @@ TEST_F(NearMissesTest, AnotherSpeedIsFoundWhereNothingElseIsSeen) {
         SCOPED_TRACE(percent);
         Broadcast(AtSpeed(Jingle(), 1.0 + percent / 100.0));
         EXPECT_GT(view_.best->ber, kNearBer);
-        const Cause cause = CauseOfMiss();
+        const MissCause cause = CauseOfMiss();
         EXPECT_EQ(cause.kind, CauseKind::kOtherSpeed);
         EXPECT_NEAR(cause.speedPercent, percent, 0.3);
     }
@@ -149,7 +149,7 @@ TEST_F(NearMissesTest, ALowPassIsSeenInTheUpperBands) {
     // The line that cuts them off also has a noise of its own.
     const TestPcm noise = Amplified(MakeNoise(5, kRate, 1, kJingleFrames), -22);
     Broadcast(MixedAt(LowPassed(Jingle(), 1000), noise, 0));
-    const Cause cause = CauseOfMiss();
+    const MissCause cause = CauseOfMiss();
     EXPECT_EQ(cause.kind, CauseKind::kUpperBands);
     EXPECT_GT(cause.hz, 900);
     EXPECT_LT(cause.hz, 1700);
@@ -158,7 +158,7 @@ TEST_F(NearMissesTest, ALowPassIsSeenInTheUpperBands) {
 TEST_F(NearMissesTest, AHighPassIsSeenInTheLowerBands) {
     const TestPcm noise = Amplified(MakeNoise(5, kRate, 1, kJingleFrames), -22);
     Broadcast(MixedAt(HighPassed(Jingle(), 900), noise, 0));
-    const Cause cause = CauseOfMiss();
+    const MissCause cause = CauseOfMiss();
     EXPECT_EQ(cause.kind, CauseKind::kLowerBands);
     EXPECT_GT(cause.hz, 500);
     EXPECT_LT(cause.hz, 1100);
