@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <string>
 
 #include "plan/plan_run.h"
@@ -118,15 +119,18 @@ TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {
     EXPECT_NE(run.output.find("timeZone: Europe/Berlin\n"), std::string::npos);
 }
 
-// The service and its timer come with the package; here stand the least of them.
+// Together with the service and the timer that the package brings.
 TEST_F(PlanRenderRunTest, SystemdFindsNothingWrong) {
     if (!fs::exists("/usr/bin/systemd-analyze")) GTEST_SKIP() << "systemd is not installed";
     ASSERT_EQ(Render("systemd").exitCode, 0);
     const std::string units = folder_.File("out/machine-1/etc/systemd/system");
-    std::ofstream(units + "/receiver-record@.service")
-        << "[Unit]\nDescription=Recording of %i\n[Service]\nType=exec\nExecStart=/bin/true\n";
-    std::ofstream(units + "/receiver-record@.timer")
-        << "[Unit]\nDescription=Times of %i\n[Timer]\nOnCalendar=daily\n";
+    const std::string packaged = PLAN_TESTS_PATH "/../../packaging/systemd/receiver-record@.";
+    const std::string service = std::regex_replace(
+        std::regex_replace(BytesOfFile(packaged + "service.in"),
+                           std::regex("@CMAKE_INSTALL_FULL_BINDIR@/receiver-record"), "/bin/true"),
+        std::regex("@CMAKE_INSTALL_FULL_SYSCONFDIR@"), "/etc");
+    std::ofstream(units + "/receiver-record@.service") << service;
+    std::ofstream(units + "/receiver-record@.timer") << BytesOfFile(packaged + "timer");
     for (const std::string unit : {"receiver-record@evening.timer",
                                    "receiver-record@evening.service", "receiver-plan.slice"}) {
         const PlanRun run = RunProgram(
