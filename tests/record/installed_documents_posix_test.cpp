@@ -29,9 +29,10 @@ std::set<std::string> OptionsIn(const std::string& text) {
 }
 
 constexpr const char* kPrograms[] = {"ReceiverHost", "receiver-hash", "receiver-record",
-                                     "receiver-scan"};
+                                     "receiver-scan", "receiver-plan"};
 // Those with options; ReceiverHost has two arguments and nothing else.
-constexpr const char* kTools[] = {"receiver-hash", "receiver-record", "receiver-scan"};
+constexpr const char* kTools[] = {"receiver-hash", "receiver-record", "receiver-scan",
+                                  "receiver-plan"};
 
 // As the lists of options in --help begin their lines. Of a command of the tool, if there is one.
 std::set<std::string> OptionsOfHelp(const std::string& tool, const std::string& command = "") {

@@ -1,0 +1,144 @@
+// "receiver-plan render" and "diff" as people run them: beside what is committed, and before the
+// programs that read it.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <string>
+
+#include "plan/plan_run.h"
+#include "testing/temp_folder.h"
+
+namespace receiver {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kPlan = PLAN_TESTS_PATH "/expected/plan.toml";
+
+std::map<std::string, std::string> FilesOf(const std::string& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (!entry.is_regular_file()) continue;
+        files[entry.path().lexically_relative(folder).string()] =
+            BytesOfFile(entry.path().string());
+    }
+    return files;
+}
+
+class PlanRenderRunTest : public testing::Test {
+protected:
+    PlanRun Render(const std::string& engine, const std::string& plan = kPlan,
+                   bool force = false) const {
+        std::vector<std::string> arguments = {
+            "render", plan, "--for", engine, "--zone", "Europe/Berlin", "-o", folder_.File("out")};
+        if (force) arguments.emplace_back("--force");
+        return RunPlan(arguments);
+    }
+    std::string ChangedPlan() const {
+        std::string text = BytesOfFile(kPlan);
+        text.replace(text.find("18:25"), 5, "18:20");
+        std::ofstream(folder_.File("plan.toml")) << text;
+        return folder_.File("plan.toml");
+    }
+
+    const TempFolder folder_;
+};
+
+}  // namespace
+
+TEST_F(PlanRenderRunTest, TheFilesAreThoseThatAreCommitted) {
+    for (const std::string engine : {"systemd", "cron", "kubernetes"}) {
+        const PlanRun run = Render(engine, kPlan, true);
+        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        EXPECT_EQ(FilesOf(folder_.File("out")), FilesOf(PLAN_TESTS_PATH "/expected/" + engine));
+    }
+}
+
+TEST_F(PlanRenderRunTest, WhatIsTheSameIsWrittenAgainAndWhatDiffersNotUnasked) {
+    ASSERT_EQ(Render("systemd").exitCode, 0);
+    EXPECT_EQ(Render("systemd").exitCode, 0);
+    const auto before = FilesOf(folder_.File("out"));
+    const PlanRun refused = Render("systemd", ChangedPlan());
+    EXPECT_EQ(refused.exitCode, 6);
+    EXPECT_NE(refused.errors.find("--force"), std::string::npos);
+    EXPECT_EQ(FilesOf(folder_.File("out")), before);
+    EXPECT_EQ(Render("systemd", ChangedPlan(), true).exitCode, 0);
+    EXPECT_NE(FilesOf(folder_.File("out")), before);
+}
+
+TEST_F(PlanRenderRunTest, WhatIsNoLongerThereIsRemovedAndWhatIsOthersIsNot) {
+    fs::create_directories(folder_.File("out"));
+    std::ofstream(folder_.File("out/mine")) << "mine\n";
+    ASSERT_EQ(Render("systemd").exitCode, 0);
+    ASSERT_EQ(Render("cron", kPlan, true).exitCode, 0);
+    auto expected = FilesOf(PLAN_TESTS_PATH "/expected/cron");
+    expected["mine"] = "mine\n";
+    EXPECT_EQ(FilesOf(folder_.File("out")), expected);
+}
+
+TEST_F(PlanRenderRunTest, DiffShowsWhatAChangedPlanChanges) {
+    ASSERT_EQ(Render("systemd").exitCode, 0);
+    const auto diff = [&](const std::string& plan) {
+        return RunPlan({"diff", plan, "--for", "systemd", "--with", folder_.File("out")});
+    };
+    const PlanRun same = diff(kPlan);
+    EXPECT_EQ(same.exitCode, 0);
+    EXPECT_EQ(same.output, "");
+    const PlanRun other = diff(ChangedPlan());
+    EXPECT_EQ(other.exitCode, 3);
+    EXPECT_NE(other.output.find("- OnCalendar=Mon..Fri 18:25 Europe/Berlin\n"
+                                "+ OnCalendar=Mon..Fri 18:20 Europe/Berlin\n"),
+              std::string::npos)
+        << other.output;
+}
+
+TEST_F(PlanRenderRunTest, WhatAnEngineCannotExpressIsAnErrorAndNothingIsWritten) {
+    const PlanRun run = RunPlan(
+        {"render", kPlan, "--for", "cron", "--zone", "Europe/London", "-o", folder_.File("out")});
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_NE(run.errors.find("cron goes by the machine's clocks"), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder_.File("out")));
+    EXPECT_EQ(RunPlan({"render", kPlan, "--for", "cron", "-o", folder_.File("out")}).exitCode, 2);
+    EXPECT_EQ(RunPlan({"render", kPlan, "--for", "at", "-o", folder_.File("out")}).exitCode, 2);
+}
+
+TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {
+    if (!fs::exists("/usr/bin/kubectl")) GTEST_SKIP() << "kubectl is not installed";
+    ASSERT_EQ(Render("kubernetes").exitCode, 0);
+    const PlanRun run = RunProgram("kubectl", {"kustomize", folder_.File("out")});
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    size_t jobs = 0;
+    for (size_t at = 0; (at = run.output.find("kind: CronJob\n", at)) != std::string::npos; ++at) {
+        ++jobs;
+    }
+    EXPECT_EQ(jobs, 4u);  // two copies of one, two times of the other
+    EXPECT_NE(run.output.find("image: receiverhost:latest\n"), std::string::npos);
+    EXPECT_NE(run.output.find("timeZone: Europe/Berlin\n"), std::string::npos);
+}
+
+// Together with the service and the timer that the package brings.
+TEST_F(PlanRenderRunTest, SystemdFindsNothingWrong) {
+    if (!fs::exists("/usr/bin/systemd-analyze")) GTEST_SKIP() << "systemd is not installed";
+    ASSERT_EQ(Render("systemd").exitCode, 0);
+    const std::string units = folder_.File("out/machine-1/etc/systemd/system");
+    const std::string packaged = PLAN_TESTS_PATH "/../../packaging/systemd/receiver-record@.";
+    const std::string service = std::regex_replace(
+        std::regex_replace(BytesOfFile(packaged + "service.in"),
+                           std::regex("@CMAKE_INSTALL_FULL_BINDIR@/receiver-record"), "/bin/true"),
+        std::regex("@CMAKE_INSTALL_FULL_SYSCONFDIR@"), "/etc");
+    std::ofstream(units + "/receiver-record@.service") << service;
+    std::ofstream(units + "/receiver-record@.timer") << BytesOfFile(packaged + "timer");
+    for (const std::string unit : {"receiver-record@evening.timer",
+                                   "receiver-record@evening.service", "receiver-plan.slice"}) {
+        const PlanRun run = RunProgram(
+            "env", {"SYSTEMD_UNIT_PATH=" + units + ":", "systemd-analyze", "verify", "--man=no",
+                    unit == "receiver-plan.slice" ? units + "/" + unit : unit});
+        EXPECT_EQ(run.exitCode, 0) << unit << run.errors;
+        EXPECT_EQ(run.errors, "") << unit;
+    }
+}
+
+}  // namespace receiver

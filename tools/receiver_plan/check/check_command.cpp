@@ -1,0 +1,139 @@
+#include "receiver_plan/check/check_command.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "audio_output/part_file.h"
+#include "platform/standard_streams.h"
+#include "platform/text.h"
+#include "receiver_plan/check/check_texts.h"
+#include "receiver_plan/check/icalendar.h"
+#include "receiver_plan/check/plan_check.h"
+#include "receiver_plan/exit_code.h"
+#include "receiver_plan/plan/plan_tool_error.h"
+
+namespace receiver {
+namespace {
+
+using namespace std::chrono;
+
+constexpr unsigned kMaxDays = 366;
+
+struct CheckValues {
+    std::string plan, from, calendar;
+    unsigned days = 7;
+    bool force = false;
+};
+
+ToolDescription DescribeCheck() {
+    ToolDescription tool = {};
+    tool.name = "check";
+    tool.purpose = "what would go wrong, before it does";
+    tool.usage = "[OPTIONS] PLAN";
+    tool.description =
+        "Says everything that can be known of a plan before air, without a network: its faults,\n"
+        "the next runs, and what they need of each machine.";
+    tool.notes = {
+        "Each fault comes in a line of its own on standard error: file, line, key, what is wrong, "
+        "and what to do. So do warnings."};
+    tool.details = {
+        "What is looked at: every key and value; whether the recordings to listen for are there, "
+        "and fit to be listened for, as receiver-scan check finds; whether receiver-record takes "
+        "the options; whether a time comes at all, or is left out where clocks are put forward; "
+        "and whether a run may still last when the next one of the same programme begins.",
+        "Needs are those of one machine with one copy of everything. Every run counts with its "
+        "longest wait and its longest programme, audio as stereo at 44.1 kHz, FLAC as three "
+        "quarters of WAV; processors and memory are twice what was measured of a session."};
+    tool.examples = {{"the next week", "receiver-plan check plan.toml"},
+                     {"a month, for people's calendars",
+                      "receiver-plan check plan.toml --days 31 --ical plan.ics"}};
+    tool.exitCodes = {
+        {static_cast<int>(PlanExitCode::kGood), "the plan has no faults"},
+        {static_cast<int>(PlanExitCode::kFailure), "the tool itself failed"},
+        {static_cast<int>(PlanExitCode::kUsage), "wrong command line"},
+        {static_cast<int>(PlanExitCode::kFaulty), "the plan has faults"},
+        {static_cast<int>(PlanExitCode::kUnreadable), "the plan cannot be read"},
+        {static_cast<int>(PlanExitCode::kOutputError), "a file could not be written, or exists"},
+    };
+    return tool;
+}
+
+void Declare(CLI::App& app, CheckValues& values) {
+    app.add_option("PLAN", values.plan, "The plan file")->type_name("")->required();
+    const char* const group = "Runs";
+    app.add_option("--days", values.days, "How many days of runs to show, 1 to 366 (default: 7)")
+        ->type_name("NUMBER")
+        ->group(group);
+    app.add_option("--from", values.from, "The first day, in UTC, instead of this moment")
+        ->type_name("YYYY-MM-DD")
+        ->group(group);
+    app.add_option("--ical", values.calendar, "Write the runs as an iCalendar file")
+        ->type_name("FILE")
+        ->group("Output");
+    app.add_flag("--force", values.force, "Replace an existing file")->group("Output");
+}
+
+bool IsDate(const std::string& text) {
+    if (text.size() != 10) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (i == 4 || i == 7 ? text[i] != '-' : text[i] < '0' || text[i] > '9') return false;
+    }
+    return true;
+}
+
+sys_seconds FirstMoment(const std::string& from) {
+    if (from.empty()) return ceil<seconds>(system_clock::now());
+    if (IsDate(from)) {
+        const year_month_day date(year(std::stoi(from.substr(0, 4))),
+                                  month(static_cast<unsigned>(std::stoul(from.substr(5, 2)))),
+                                  day(static_cast<unsigned>(std::stoul(from.substr(8, 2)))));
+        if (date.ok() && date.year() >= year(1970) && date.year() < year(2200)) {
+            return sys_days(date);
+        }
+    }
+    throw std::invalid_argument("--from: \"" + from + "\" is not a day, as 2026-03-27");
+}
+
+void WriteCalendar(const CheckValues& values, const std::string& calendar) {
+    std::string failure;
+    try {
+        PartFile part(ToFilesystemPath(values.calendar), values.force, true);
+        if (part.WriteAt(0, calendar.data(), calendar.size()) && part.Commit()) return;
+        failure = part.FailureText();
+        part.Discard();
+    } catch (const std::runtime_error& error) {
+        failure = error.what();
+    }
+    throw PlanToolError(PlanExitCode::kOutputError,
+                        "receiver-plan: " + values.calendar + ": " + failure);
+}
+
+int Run(const CheckValues& values) {
+    if (values.days < 1 || values.days > kMaxDays) {
+        throw std::invalid_argument("--days: " + std::to_string(values.days) +
+                                    " is not between 1 and " + std::to_string(kMaxDays));
+    }
+    const sys_seconds from = FirstMoment(values.from);
+    const Plan plan = ReadPlanOfCommand(values.plan);
+    const PlanCheck check = CheckPlan(plan, from, from + days(values.days));
+    for (const std::string& line : FindingLines(plan, check)) WriteStandardErrorLine(line);
+    for (const std::string& line : RunLines(plan, check, values.days)) {
+        WriteStandardOutputLine(line);
+    }
+    if (!values.calendar.empty()) WriteCalendar(values, ICalendar(plan, check.runs));
+    return static_cast<int>(check.faults.All().empty() ? PlanExitCode::kGood
+                                                       : PlanExitCode::kFaulty);
+}
+
+}  // namespace
+
+ToolCommand CheckPlanCommand() {
+    const auto values = std::make_shared<CheckValues>();
+    return {DescribeCheck(), [values](CLI::App& app) { Declare(app, *values); },
+            [values] { return Run(*values); }};
+}
+
+}  // namespace receiver

@@ -1,0 +1,16 @@
+// How receiver-plan ends; the numbers are part of its interface (--help lists them).
+#pragma once
+
+namespace receiver {
+
+enum class PlanExitCode {
+    kGood = 0,     // nothing is wrong, or nothing differs
+    kFailure = 1,  // the tool itself broke
+    kUsage = 2,
+    kFaulty = 3,      // the plan has faults, or something differs
+    kUnreadable = 4,  // the plan cannot be read
+    kInterrupted = 5,
+    kOutputError = 6,
+};
+
+}  // namespace receiver

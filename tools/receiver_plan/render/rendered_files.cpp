@@ -1,0 +1,52 @@
+#include "receiver_plan/render/rendered_files.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/text.h"
+
+namespace receiver {
+namespace {
+
+constexpr const char* kMadeBy = "# Made by receiver-plan from ";
+
+}  // namespace
+
+std::string RenderedHeader(const Plan& plan, const std::string& use) {
+    return kMadeBy + ToUtf8(ToFilesystemPath(plan.path).filename()) +
+           "; changes belong into the plan.\n# " + use + "\n";
+}
+
+bool IsRendered(const std::string& text) {
+    return text.starts_with(kMadeBy);
+}
+
+std::string MachineFolder(unsigned copy) {
+    return "machine-" + std::to_string(copy) + "/";
+}
+
+unsigned MachinesOf(const Plan& plan) {
+    unsigned machines = 0;
+    for (const PlannedProgram& program : plan.programs) {
+        machines = std::max(machines, program.copies);
+    }
+    return machines;
+}
+
+std::string ShellWord(const std::string& text) {
+    const char* const plain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./:=,@+";
+    if (!text.empty() && text.find_first_not_of(plain) == std::string::npos) return text;
+    std::string word = "'";
+    for (const char c : text) {
+        if (c == '\'') {
+            word += "'\\''";
+        } else {
+            word += c;
+        }
+    }
+    word += '\'';
+    return word;
+}
+
+}  // namespace receiver
