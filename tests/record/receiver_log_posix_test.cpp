@@ -14,7 +14,6 @@ namespace receiver {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::HasSubstr;
 
 class ReceiverLogTest : public testing::Test, public RecordRun {
 protected:

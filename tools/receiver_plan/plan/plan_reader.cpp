@@ -22,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint64_t kSecondMs = 1000;
-constexpr uint64_t kDayMs = kSecondMs * 3600 * 24;
+constexpr uint64_t kMaxDurationMs = kSecondMs * 3600 * 24;
 constexpr const char* kDefaultWait = "15m";
 constexpr uint64_t kDefaultWaitMs = kSecondMs * 60 * 15;
 constexpr const char* kDefaultFormat = "flac";
@@ -152,10 +152,10 @@ private:
 
     void ReadLengths(const PlanSection& section, PlannedProgram& program) {
         if (!section.Has("max")) section.Missing("max", "say how long it may become, as 1h30m");
-        program.maximumMs = section.Duration("max", kSecondMs, kDayMs).value_or(0);
+        program.maximumMs = section.Duration("max", kSecondMs, kMaxDurationMs).value_or(0);
         program.maximum = section.Text("max").value_or("");
-        if (section.Duration("min", 0, kDayMs)) program.minimum = *section.Text("min");
-        if (section.Duration("fade", 0, kDayMs)) program.fade = *section.Text("fade");
+        if (section.Duration("min", 0, kMaxDurationMs)) program.minimum = *section.Text("min");
+        if (section.Duration("fade", 0, kMaxDurationMs)) program.fade = *section.Text("fade");
         program.trim = section.Text("trim").value_or("");
         if (!program.trim.empty() && program.trim != kTrimStart && program.trim != kTrimEnd &&
             program.trim != kTrimBoth) {
@@ -163,7 +163,7 @@ private:
                           "write start, end or both");
         }
         if (program.starts.empty()) return;
-        program.waitMs = section.Duration("wait", 1, kDayMs).value_or(kDefaultWaitMs);
+        program.waitMs = section.Duration("wait", 1, kMaxDurationMs).value_or(kDefaultWaitMs);
         program.wait = section.Text("wait").value_or(kDefaultWait);
     }
 
