@@ -7,7 +7,7 @@
 namespace receiver {
 namespace {
 
-HANDLE ToHandle(std::intptr_t native) {
+HANDLE FileHandle(std::intptr_t native) {
     return reinterpret_cast<HANDLE>(native);
 }
 
@@ -24,18 +24,18 @@ bool AppendFile::Open(const std::string& path, Mode mode) {
     native_ = reinterpret_cast<std::intptr_t>(CreateFileA(
         path.c_str(), GENERIC_WRITE | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
         disposition, FILE_FLAG_WRITE_THROUGH | FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (IsOpen()) SetFilePointer(ToHandle(native_), 0, nullptr, FILE_END);
+    if (IsOpen()) SetFilePointer(FileHandle(native_), 0, nullptr, FILE_END);
     return IsOpen();
 }
 
 void AppendFile::Close() {
-    if (IsOpen()) CloseHandle(ToHandle(native_));
+    if (IsOpen()) CloseHandle(FileHandle(native_));
     native_ = kClosed;
 }
 
 uint64_t AppendFile::Size() const {
     LARGE_INTEGER size{};
-    if (!IsOpen() || !GetFileSizeEx(ToHandle(native_), &size)) return 0;
+    if (!IsOpen() || !GetFileSizeEx(FileHandle(native_), &size)) return 0;
     return static_cast<uint64_t>(size.QuadPart);
 }
 
@@ -44,7 +44,7 @@ size_t AppendFile::Write(const void* data, size_t size) {
     while (IsOpen() && written < size) {
         const auto step = static_cast<DWORD>(std::min<size_t>(size - written, 0x40000000));
         DWORD moved = 0;
-        if (!WriteFile(ToHandle(native_), static_cast<const char*>(data) + written, step, &moved,
+        if (!WriteFile(FileHandle(native_), static_cast<const char*>(data) + written, step, &moved,
                        nullptr) ||
             moved == 0) {
             break;
@@ -55,7 +55,7 @@ size_t AppendFile::Write(const void* data, size_t size) {
 }
 
 void AppendFile::Flush() {
-    if (IsOpen()) FlushFileBuffers(ToHandle(native_));
+    if (IsOpen()) FlushFileBuffers(FileHandle(native_));
 }
 
 }  // namespace receiver
