@@ -331,18 +331,18 @@ void Recorder::SuperviseCut(CutSupervision& supervision, const SessionFollower& 
     if (!stopping_ && chain_.IsPlaced()) {
         supervision.Step(facts_.session, follower, watch, *intake_);
     }
-    const std::optional<Program> before = program_;
     NoteCut();
-    const bool isNews = program_ && (!before || before->endSample != program_->endSample ||
-                                     before->reason != program_->reason);
-    // The receiver does not know how long the programme is: it is told for it.
-    if (isNews) console_.ShowEvent(ProgramEndOf(report_.sessionId, *program_));
 }
 
 void Recorder::NoteCut() {
     cut_ = intake_->Cut();
     const bool hasBounds = options_.limits.maximumMs || facts_.hasEndReference;
+    const std::optional<Program> before = program_;
     program_ = hasBounds ? ProgramOf(cut_) : std::nullopt;
+    const bool isNews = program_ && (!before || before->endSample != program_->endSample ||
+                                     before->reason != program_->reason);
+    // The receiver does not know how long the programme is: it is told for it.
+    if (isNews) console_.ShowEvent(ProgramEndOf(report_.sessionId, *program_));
 }
 
 bool Recorder::AudioComes() const {
