@@ -49,7 +49,7 @@ int FrameSource::SendPacket() {
     if (result < 0) return result;
     if (watch_) {
         watch_->LookAtTitle(input_.Context(), input_.Stream());
-        watch_->LookAtPacket(*packet_, input_.Stream());
+        watch_->LookAtPacket(*packet_, input_.Context(), input_.Stream());
     }
     // The decoder would take an empty packet for the end of the stream.
     const int sent = packet_->size > 0 ? avcodec_send_packet(codec_.get(), packet_.get()) : 0;

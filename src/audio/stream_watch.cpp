@@ -1,5 +1,7 @@
 #include "audio/stream_watch.h"
 
+#include <cmath>
+#include <string_view>
 #include <utility>
 
 #include "platform/text.h"
@@ -34,10 +36,10 @@ std::string TitleOf(const AVFormatContext& context, const AVStream& stream) {
 }
 
 // A packet's place in the body tells what a parser has skipped only where frames follow each
-// other without a container.
-bool IsBareStream(const AVStream& stream) {
-    return stream.codecpar->codec_id == AV_CODEC_ID_MP3 ||
-           stream.codecpar->codec_id == AV_CODEC_ID_AAC;
+// other without a container, whatever codec they are of.
+bool IsBareStream(const AVFormatContext& context) {
+    const std::string_view name = context.iformat->name;
+    return name == "mp3" || name == "aac";
 }
 
 }  // namespace
@@ -62,12 +64,14 @@ void StreamWatch::LookAtTitle(AVFormatContext& context, AVStream& stream) {
     notes_.onTitle({.sample = position_, .title = std::move(title)});
 }
 
-void StreamWatch::LookAtPacket(const AVPacket& packet, const AVStream& stream) {
+void StreamWatch::LookAtPacket(const AVPacket& packet, const AVFormatContext& context,
+                               const AVStream& stream) {
     if (!notes_.onDamage) return;
     const double unit = av_q2d(stream.time_base);
     packetFrames_ =
         packet.duration > 0
-            ? static_cast<uint64_t>(static_cast<double>(packet.duration) * unit * outputRate_)
+            ? static_cast<uint64_t>(
+                  std::llround(static_cast<double>(packet.duration) * unit * outputRate_))
             : 0;
     if (packet.flags & AV_PKT_FLAG_CORRUPT) {
         TellDamage(SourceDamage::Kind::kUndecodable, packetFrames_);
@@ -76,15 +80,16 @@ void StreamWatch::LookAtPacket(const AVPacket& packet, const AVStream& stream) {
         if (expectedTime_) {
             const double jump = static_cast<double>(packet.dts - *expectedTime_) * unit;
             if (jump >= kMinJumpSeconds && jump < kMaxJumpSeconds) {
+                // A container's ticks are coarser than frames: the nearest count is the true one.
                 TellDamage(SourceDamage::Kind::kDiscontinuity,
-                           static_cast<uint64_t>(jump * outputRate_));
+                           static_cast<uint64_t>(std::llround(jump * outputRate_)));
             }
         }
         expectedTime_ = packet.dts + packet.duration;
     } else {
         expectedTime_.reset();
     }
-    if (packet.pos >= 0 && IsBareStream(stream)) {
+    if (packet.pos >= 0 && IsBareStream(context)) {
         if (expectedPlace_ && packet.pos > *expectedPlace_) {
             TellDamage(SourceDamage::Kind::kUndecodable, 0);
         }

@@ -25,7 +25,8 @@ public:
     // The input is open, or has given a packet.
     void LookAtTitle(AVFormatContext& context, AVStream& stream);
     // A packet of the stream, before the decoder gets it.
-    void LookAtPacket(const AVPacket& packet, const AVStream& stream);
+    void LookAtPacket(const AVPacket& packet, const AVFormatContext& context,
+                      const AVStream& stream);
     // What the decoder answered, for a packet or a frame.
     void LookAtAnswer(int result);
 

@@ -168,6 +168,47 @@ TEST_F(StreamWatchTest, ASegmentThatIsMissingFromAPlaylistIsDamageOfItsLength) {
     EXPECT_NEAR(static_cast<double>(damages_[0].frames), 2.0 * kSecond, kSecond / 4.0);
 }
 
+TEST_F(StreamWatchTest, AWholePlaylistIsNotDamaged) {
+    if (!CanEncode(AudioCoding::kAacTs)) GTEST_SKIP() << "this FFmpeg cannot make it";
+    const std::string body = EncodeAudio(pcm_, AudioCoding::kAacTs);
+    const size_t half = body.size() / kTsPacket / 2 * kTsPacket;
+    Serve("/0.ts", "video/mp2t", body.substr(0, half));
+    Serve("/1.ts", "video/mp2t", body.substr(half));
+    Serve("/radio.m3u8", "application/vnd.apple.mpegurl", MakePlaylist({"/0.ts", "/1.ts"}));
+    Play("/radio.m3u8");
+    EXPECT_EQ(damages_.size(), 0u);
+    Serve("/a.ts", "video/mp2t", body);
+    Play("/a.ts");
+    EXPECT_EQ(damages_.size(), 0u);
+}
+
+TEST(StreamWatch, WhatIsMissingIsCountedToTheFrame) {
+    // 77 frames of MP3 in the clock of a transport stream, which is no multiple of the rate.
+    constexpr int64_t kPacketTicks = 2351;
+    constexpr int64_t kMissingTicks = 181'028;
+    constexpr uint64_t kMissingFrames = 77 * 1152;
+    const InputContextPtr context(avformat_alloc_context());
+    ASSERT_NE(context, nullptr);
+    context->iformat = av_find_input_format("wav");
+    AVStream* const stream = avformat_new_stream(context.get(), nullptr);
+    ASSERT_NE(stream, nullptr);
+    stream->time_base = {1, 90'000};
+    std::vector<SourceDamage> damages;
+    SourceNotes notes;
+    notes.onDamage = [&damages](const SourceDamage& damage) { damages.push_back(damage); };
+    StreamWatch watch(notes, kSecond);
+    const PacketPtr packet(av_packet_alloc());
+    ASSERT_NE(packet, nullptr);
+    packet->duration = kPacketTicks;
+    for (const int64_t time : {int64_t{0}, kPacketTicks + kMissingTicks}) {
+        packet->dts = time;
+        watch.LookAtPacket(*packet, *context, *stream);
+    }
+    ASSERT_EQ(damages.size(), 1u);
+    EXPECT_EQ(damages[0].kind, SourceDamage::Kind::kDiscontinuity);
+    EXPECT_EQ(damages[0].frames, kMissingFrames);
+}
+
 TEST_F(StreamWatchTest, WhoDoesNotAskIsToldNothing) {
     const std::string body = EncodeAudio(pcm_, AudioCoding::kMp3);
     Serve("/a", "audio/mpeg", body.substr(0, body.size() / 2) + body.substr(body.size() / 2 + 999));
