@@ -83,6 +83,11 @@ struct EventFields {
         record.sample = event.sample;
         record.title = event.title.c_str();
     }
+    void operator()(const StationEvent& event) const {
+        record.type = RECEIVER_EVENT_STATION;
+        record.sample = event.sample;
+        record.station = event.name.c_str();
+    }
 
     void TakeCause(const std::optional<Cause>& cause) const {
         if (!cause) return;
@@ -145,14 +150,16 @@ void AddAdditions(const receiver_request& request, PrepareRequest& made) {
     if (request.reconnect_ms != 0) made.reconnectMs = request.reconnect_ms;
     if (request.pre_roll_ms != 0) made.preRollMs = request.pre_roll_ms;
     made.startNow = request.start_now != 0;
-    constexpr uint32_t kReports =
-        RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE | RECEIVER_REPORT_TITLES;
+    made.reconnectLostOnly = request.reconnect_lost_only != 0;
+    constexpr uint32_t kReports = RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE |
+                                  RECEIVER_REPORT_TITLES | RECEIVER_REPORT_STATION;
     if ((request.report & ~kReports) != 0) {
         throw std::invalid_argument("The request has an unknown report");
     }
     made.report.cause = (request.report & RECEIVER_REPORT_CAUSE) != 0;
     made.report.damage = (request.report & RECEIVER_REPORT_DAMAGE) != 0;
     made.report.titles = (request.report & RECEIVER_REPORT_TITLES) != 0;
+    made.report.station = (request.report & RECEIVER_REPORT_STATION) != 0;
     made.http = HttpOf(request);
 }
 

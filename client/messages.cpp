@@ -90,6 +90,7 @@ json AdditionsOf(const PrepareRequest& request) {
     if (request.report.cause) report.push_back(kReportCause);
     if (request.report.damage) report.push_back(kReportDamage);
     if (request.report.titles) report.push_back(kReportTitles);
+    if (request.report.station) report.push_back(kReportStation);
     if (!report.empty()) additions["report"] = std::move(report);
     json http = json::object();
     if (!request.http.userAgent.empty()) http["userAgent"] = request.http.userAgent;
@@ -120,6 +121,9 @@ EventBody ParseBody(const std::string& type, const json& message) {
     }
     if (type == kEventTitle) {
         return TitleEvent{Unsigned<uint64_t>(message, "sample"), Text(message, "title")};
+    }
+    if (type == kEventStation) {
+        return StationEvent{Unsigned<uint64_t>(message, "sample"), Text(message, "name")};
     }
     return UnknownEvent{};
 }

@@ -110,7 +110,8 @@ typedef struct receiver_header {
 enum {
     RECEIVER_REPORT_CAUSE = 1,  /* the cause_... of events */
     RECEIVER_REPORT_DAMAGE = 2, /* RECEIVER_EVENT_DAMAGED */
-    RECEIVER_REPORT_TITLES = 4  /* RECEIVER_EVENT_TITLE */
+    RECEIVER_REPORT_TITLES = 4, /* RECEIVER_EVENT_TITLE */
+    RECEIVER_REPORT_STATION = 8 /* RECEIVER_EVENT_STATION */
 };
 
 typedef struct receiver_request {
@@ -134,7 +135,8 @@ typedef struct receiver_request {
     const char* user_agent; /* 1..256 bytes, no control characters; null: the usual one */
     const receiver_header* headers; /* up to 32, each name once, of 4096 bytes at most */
     size_t header_count;
-    const char* ca_file; /* PEM, as the receiver's process sees it; null: the system's */
+    const char* ca_file;     /* PEM, as the receiver's process sees it; null: the system's */
+    int reconnect_lost_only; /* not 0: not what never opened, or ended where it had told */
 } receiver_request;
 
 typedef enum receiver_event_type {
@@ -147,7 +149,8 @@ typedef enum receiver_event_type {
     RECEIVER_EVENT_FINISHED = 6,
     RECEIVER_EVENT_RESUMED = 7,
     RECEIVER_EVENT_DAMAGED = 8,
-    RECEIVER_EVENT_TITLE = 9
+    RECEIVER_EVENT_TITLE = 9,
+    RECEIVER_EVENT_STATION = 10
 } receiver_event_type;
 
 /* What the type does not speak of is null or 0. */
@@ -161,7 +164,7 @@ typedef struct receiver_event {
     receiver_role role;       /* DETECTED */
     double bit_error_rate;    /* DETECTED: 0 is a perfect match */
     uint64_t sample;          /* DETECTED: where the reference begins; READY: the start; RESUMED,
-                                 DAMAGED and TITLE: where it is */
+                                 DAMAGED, TITLE and STATION: where it is */
     const char* uri;          /* READY: of the audio */
     uint64_t start_sample;    /* PROGRAM_END */
     uint64_t end_sample;      /* PROGRAM_END; SOURCE_ERROR: what was received before it */
@@ -182,6 +185,7 @@ typedef struct receiver_event {
     uint64_t attempts;              /* RESUMED: openings */
     const char* damage_kind;        /* DAMAGED: "undecodable" or "discontinuity" */
     const char* title;              /* TITLE: "" when the station says that there is none */
+    const char* station;            /* STATION: what it calls itself */
 } receiver_event;
 
 /* Null as above. */

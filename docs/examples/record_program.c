@@ -38,7 +38,8 @@ static void show_event(void* user, const receiver_event* event) {
 static void ask_for_more(receiver_request* request, int argc, char** argv) {
     request->look_back_ms = 60000; /* holds a minute while it waits, not all since the beginning */
     request->reconnect_ms = argc > 6 ? (uint32_t)(1000 * strtoul(argv[6], NULL, 10)) : 0;
-    request->report = RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE | RECEIVER_REPORT_TITLES;
+    request->report = RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE | RECEIVER_REPORT_TITLES |
+                      RECEIVER_REPORT_STATION;
     /* Further: pre_roll_ms, start_now (then without references), user_agent, headers, ca_file. */
 }
 

@@ -35,7 +35,7 @@ static void Show(const receiver::Event& event) {
 static void AskForMore(receiver::PrepareRequest& request, int argc, char** argv) {
     request.lookBackMs = 60000;  // holds a minute while it waits, not all since the beginning
     if (argc > 6) request.reconnectMs = static_cast<uint32_t>(1000 * std::atoi(argv[6]));
-    request.report = {.cause = true, .damage = true, .titles = true};
+    request.report = {.cause = true, .damage = true, .titles = true, .station = true};
     // Further: preRollMs, startNow (then without references), and in http userAgent, headers,
     // caFile.
 }

@@ -8,7 +8,7 @@
 // MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end. Each KEY is one of what a
 // PREPARE may ask for besides, such as
 //
-//     lookBackMs=60000 reconnectMs=300000 preRollMs=500 report='["cause","damage","titles"]'
+//     lookBackMs=60000 reconnectMs=300000 preRollMs=500 report='["cause","damage","titles","station"]'
 //     http='{"userAgent":"MyRadio/1.0","headers":{"X-Key":"1"},"caFile":"/ca.pem"}'
 //
 // With startNow=true START_FILE is "-": the recording begins at once.

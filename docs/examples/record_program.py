@@ -7,7 +7,7 @@ in plain Python, for Linux. docs/protocol.md describes what it says and hears.
 MAXIMUM_SECONDS is 3600 if not given; 0 records up to the source's end. Each KEY is one of what a
 PREPARE may ask for besides, such as
 
-    lookBackMs=60000 reconnectMs=300000 preRollMs=500 report='["cause","damage","titles"]'
+    lookBackMs=60000 reconnectMs=300000 preRollMs=500 report='["cause","damage","titles","station"]'
     http='{"userAgent":"MyRadio/1.0","headers":{"X-Key":"1"},"caFile":"/ca.pem"}'
 
 With startNow=true START_FILE is "-": the recording begins at once.
@@ -149,6 +149,7 @@ def show(event):
         "RESUMED": "lost for {outageMs} ms, {lostFrames} frames are missing",
         "DAMAGED": "{kind} at {sample}",
         "TITLE": "{title}",
+        "STATION": "{name}",
     }
     print(event["type"], flush=True)
     if event["type"] in details:

@@ -13,7 +13,7 @@
 
 namespace receiver {
 
-using ConnectionNote = std::variant<SourceDamage, SourceTitle>;
+using ConnectionNote = std::variant<SourceDamage, SourceTitle, SourceStation>;
 
 class ConnectionNotes final {
 public:
@@ -22,6 +22,7 @@ public:
         SourceNotes listener;
         listener.onDamage = [this](const SourceDamage& damage) { notes_.emplace_back(damage); };
         listener.onTitle = [this](const SourceTitle& title) { notes_.emplace_back(title); };
+        listener.onStation = [this](const SourceStation& it) { notes_.emplace_back(it); };
         return listener;
     }
     // Those since the last call, in their order.

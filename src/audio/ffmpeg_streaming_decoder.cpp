@@ -69,7 +69,7 @@ bool CFFmpegStreamingDecoder::OpenStages() {
 
 // Null when nobody wants to be told.
 StreamWatch* CFFmpegStreamingDecoder::MakeWatch() {
-    if (!notes_.onDamage && !notes_.onTitle) return nullptr;
+    if (!notes_.onDamage && !notes_.onTitle && !notes_.onStation) return nullptr;
     const int sourceRate = stages_->input.Stream().codecpar->sample_rate;
     const auto rate = static_cast<uint32_t>(std::max(sourceRate, 0));
     return &stages_->watch.emplace(notes_, outputSampleRate_ != 0 ? outputSampleRate_ : rate);

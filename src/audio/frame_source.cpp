@@ -4,7 +4,7 @@ namespace receiver {
 
 uint32_t FrameSource::Open(StreamWatch* watch) {
     watch_ = watch;
-    if (watch_) watch_->LookAtTitle(input_.Context(), input_.Stream());
+    if (watch_) watch_->LookAtMetadata(input_.Context(), input_.Stream());
     const uint32_t error = OpenCodec();
     if (error != kDecoderErrorNone) return error;
     frame_.reset(av_frame_alloc());
@@ -48,7 +48,7 @@ int FrameSource::SendPacket() {
     const int result = input_.NextPacket(packet_.get());
     if (result < 0) return result;
     if (watch_) {
-        watch_->LookAtTitle(input_.Context(), input_.Stream());
+        watch_->LookAtMetadata(input_.Context(), input_.Stream());
         watch_->LookAtPacket(*packet_, input_.Context(), input_.Stream());
     }
     // The decoder would take an empty packet for the end of the stream.

@@ -70,6 +70,7 @@ struct ReconnectingAudioFile::State {
     uint64_t newFrames = 0;  // of the connection
     uint64_t joinedAt = 0;   // where the connection's new audio begins in the stream
     std::string title;       // the last one told
+    std::string station;     // the last one told
     uint64_t lastAudioMs = 0;
     ReconnectPauses pauses;
     SourceBreak lastBreak;
@@ -102,6 +103,9 @@ struct ReconnectingAudioFile::State {
     void ForwardNotes();
     void Forward(const SourceDamage& damage);
     void Forward(const SourceTitle& title);
+    void Forward(const SourceStation& station);
+    // Where something that a connection tells anew begins to hold.
+    uint64_t HoldsFrom(uint64_t connectionSample) const;
     bool ReadConnection();
     bool MakeOutput(bool mayReconnect);
     uint64_t ToOutput(uint64_t frames) const;
@@ -197,14 +201,22 @@ void ReconnectingAudioFile::State::Forward(const SourceDamage& damage) {
                     .frames = ToOutput(damage.frames)});
 }
 
-// Each connection tells its title anew.
+uint64_t ReconnectingAudioFile::State::HoldsFrom(uint64_t connectionSample) const {
+    const int64_t sample = base + static_cast<int64_t>(connectionSample);
+    return ToOutput(static_cast<uint64_t>(std::max(sample, static_cast<int64_t>(joinedAt))));
+}
+
+// Each connection tells its title and its station anew.
 void ReconnectingAudioFile::State::Forward(const SourceTitle& told) {
     if (told.title == title || !notes.onTitle) return;
     title = told.title;
-    const int64_t sample = base + static_cast<int64_t>(told.sample);
-    const auto first = static_cast<int64_t>(joinedAt);
-    notes.onTitle(
-        {.sample = ToOutput(static_cast<uint64_t>(std::max(sample, first))), .title = told.title});
+    notes.onTitle({.sample = HoldsFrom(told.sample), .title = told.title});
+}
+
+void ReconnectingAudioFile::State::Forward(const SourceStation& told) {
+    if (told.name == station || !notes.onStation) return;
+    station = told.name;
+    notes.onStation({.sample = HoldsFrom(told.sample), .name = told.name});
 }
 
 void ReconnectingAudioFile::State::Receive(const std::vector<int16_t>& samples) {

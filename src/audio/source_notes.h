@@ -1,5 +1,5 @@
 // What a source has to tell besides its audio: how it failed, where it was lost and found
-// again, where it is damaged, what its titles are. Plain records.
+// again, where it is damaged, what it and its titles are called. Plain records.
 //
 //   Units    "sample" counts frames of the audio that is handed on; times are ms.
 //   Threads  the callbacks run on the thread that reads the source, from within its Open
@@ -56,12 +56,19 @@ struct SourceTitle {
     std::string title;  // UTF-8
 };
 
+// What the station calls itself; told again when the name changes.
+struct SourceStation {
+    uint64_t sample = 0;
+    std::string name;  // UTF-8, not empty
+};
+
 // Any of them may be empty.
 struct SourceNotes {
     std::function<void(const SourceFailure&)> onFailure;  // before the call that fails returns
     std::function<void(const SourceResumption&)> onResumed;
     std::function<void(const SourceDamage&)> onDamage;
     std::function<void(const SourceTitle&)> onTitle;
+    std::function<void(const SourceStation&)> onStation;
 };
 
 }  // namespace receiver

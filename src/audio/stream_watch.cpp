@@ -9,7 +9,7 @@
 namespace receiver {
 namespace {
 
-constexpr size_t kMaxTitleBytes = 1024;
+constexpr size_t kMaxNameBytes = 1024;
 // Below it lies what containers round, above it what is missing: the shortest packets of
 // audio last 2.5 ms, the segments of a playlist seconds.
 constexpr double kMinJumpSeconds = 0.05;
@@ -35,6 +35,18 @@ std::string TitleOf(const AVFormatContext& context, const AVStream& stream) {
     return {};
 }
 
+// As it is told: well-formed, and no longer than that.
+std::string Presentable(std::string name) {
+    if (name.size() > kMaxNameBytes) name.resize(kMaxNameBytes);
+    name = ReplaceIllFormedUtf8(name);
+    if (name.size() > kMaxNameBytes) {
+        size_t end = kMaxNameBytes;
+        while ((static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
+        name.resize(end);
+    }
+    return name;
+}
+
 // A packet's place in the body tells what a parser has skipped only where frames follow each
 // other without a container, whatever codec they are of.
 bool IsBareStream(const AVFormatContext& context) {
@@ -47,32 +59,43 @@ bool IsBareStream(const AVFormatContext& context) {
 StreamWatch::StreamWatch(SourceNotes notes, uint32_t outputRate)
     : notes_(std::move(notes)), outputRate_(outputRate) {}
 
-void StreamWatch::LookAtTitle(AVFormatContext& context, AVStream& stream) {
-    if (!notes_.onTitle) return;
-    const bool isNews = !lookedForTitle_ ||
+void StreamWatch::LookAtMetadata(AVFormatContext& context, AVStream& stream) {
+    const bool isNews = !lookedAtMetadata_ ||
                         (context.event_flags & AVFMT_EVENT_FLAG_METADATA_UPDATED) != 0 ||
                         (stream.event_flags & AVSTREAM_EVENT_FLAG_METADATA_UPDATED) != 0;
     if (!isNews) return;
-    lookedForTitle_ = true;
+    lookedAtMetadata_ = true;
     context.event_flags &= ~AVFMT_EVENT_FLAG_METADATA_UPDATED;
     stream.event_flags &= ~AVSTREAM_EVENT_FLAG_METADATA_UPDATED;
-    std::string title = TitleOf(context, stream);
-    if (title.size() > kMaxTitleBytes) title.resize(kMaxTitleBytes);
-    title = ReplaceIllFormedUtf8(title);
+    LookAtStation(context);
+    LookAtTitle(context, stream);
+}
+
+void StreamWatch::LookAtTitle(const AVFormatContext& context, const AVStream& stream) {
+    if (!notes_.onTitle) return;
+    const std::string title = Presentable(TitleOf(context, stream));
     if (title == title_) return;
     title_ = title;
-    notes_.onTitle({.sample = position_, .title = std::move(title)});
+    notes_.onTitle({.sample = position_, .title = title});
+}
+
+void StreamWatch::LookAtStation(const AVFormatContext& context) {
+    if (!notes_.onStation) return;
+    const char* given = ValueOf(context.metadata, "icy-name");
+    const std::string name = Presentable(given ? given : "");
+    if (name.empty() || name == station_) return;
+    station_ = name;
+    notes_.onStation({.sample = position_, .name = name});
 }
 
 void StreamWatch::LookAtPacket(const AVPacket& packet, const AVFormatContext& context,
                                const AVStream& stream) {
     if (!notes_.onDamage) return;
     const double unit = av_q2d(stream.time_base);
-    packetFrames_ =
-        packet.duration > 0
-            ? static_cast<uint64_t>(
-                  std::llround(static_cast<double>(packet.duration) * unit * outputRate_))
-            : 0;
+    packetFrames_ = packet.duration > 0
+                        ? static_cast<uint64_t>(std::llround(static_cast<double>(packet.duration) *
+                                                             unit * outputRate_))
+                        : 0;
     if (packet.flags & AV_PKT_FLAG_CORRUPT) {
         TellDamage(SourceDamage::Kind::kUndecodable, packetFrames_);
     }

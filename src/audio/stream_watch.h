@@ -23,7 +23,7 @@ public:
     void SetPosition(uint64_t position) { position_ = position; }
 
     // The input is open, or has given a packet.
-    void LookAtTitle(AVFormatContext& context, AVStream& stream);
+    void LookAtMetadata(AVFormatContext& context, AVStream& stream);
     // A packet of the stream, before the decoder gets it.
     void LookAtPacket(const AVPacket& packet, const AVFormatContext& context,
                       const AVStream& stream);
@@ -31,13 +31,16 @@ public:
     void LookAtAnswer(int result);
 
 private:
+    void LookAtTitle(const AVFormatContext& context, const AVStream& stream);
+    void LookAtStation(const AVFormatContext& context);
     void TellDamage(SourceDamage::Kind kind, uint64_t frames);
 
     const SourceNotes notes_;
     const uint32_t outputRate_;
     uint64_t position_ = 0;
-    bool lookedForTitle_ = false;
+    bool lookedAtMetadata_ = false;
     std::string title_;
+    std::string station_;
     std::optional<int64_t> expectedTime_;   // of the next packet, in the stream's time base
     std::optional<int64_t> expectedPlace_;  // of the next packet, in the input's bytes
     uint64_t packetFrames_ = 0;             // of the newest packet, in output frames

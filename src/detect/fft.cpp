@@ -28,10 +28,6 @@ void ImportWisdomOnce() REQUIRES(PlannerMutex()) {
     [[maybe_unused]] static const bool imported = ImportFirstAccepted(FftWisdom());
 }
 
-struct FftwFree {
-    void operator()(std::complex<double>* data) const { fftw_free(data); }
-};
-
 }  // namespace
 
 bool ImportFftWisdom(std::span<const char* const> texts) {
@@ -40,6 +36,9 @@ bool ImportFftWisdom(std::span<const char* const> texts) {
 }
 
 struct Fft::Plan {
+    struct FftwFree {
+        void operator()(std::complex<double>* values) const { fftw_free(values); }
+    };
     std::unique_ptr<std::complex<double>, FftwFree> data;
     fftw_plan handle = nullptr;
 

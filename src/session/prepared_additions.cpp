@@ -53,9 +53,11 @@ void ReadReport(const json& words, PreparedAdditions& additions) {
             additions.reportsCause = true;
         } else if (word == kReportDamage) {
             additions.reportsDamage = true;
-        } else {
-            RequireOfRequest(word == kReportTitles, kRejectedReport);
+        } else if (word == kReportTitles) {
             additions.reportsTitles = true;
+        } else {
+            RequireOfRequest(word == kReportStation, kRejectedReport);
+            additions.reportsStation = true;
         }
     }
 }

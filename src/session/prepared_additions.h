@@ -31,6 +31,7 @@ struct PreparedAdditions {
     bool reportsCause = false;
     bool reportsDamage = false;
     bool reportsTitles = false;
+    bool reportsStation = false;
     PreparedHttp http;
     std::vector<std::string> keys;  // those that the request has, in this order
 };

@@ -158,6 +158,10 @@ json MakeTitleBody(const SourceTitle& title) {
     return {{"sample", title.sample}, {"title", title.title}};
 }
 
+json MakeStationBody(const SourceStation& station) {
+    return {{"sample", station.sample}, {"name", station.name}};
+}
+
 json MakeSnapshotObject(const SessionStatus& status) {
     json object = {{"sessionId", status.sessionId},
                    {"state", NameOf(status.state)},

@@ -26,6 +26,7 @@ nlohmann::json MakeSourceErrorBody(const CRubberBufferAudioFile::Stats& stats, b
 nlohmann::json MakeResumedBody(const SourceResumption& resumption, bool withCause);
 nlohmann::json MakeDamagedBody(const SourceDamage& damage);
 nlohmann::json MakeTitleBody(const SourceTitle& title);
+nlohmann::json MakeStationBody(const SourceStation& station);
 
 nlohmann::json MakeSnapshotObject(const SessionStatus& status);
 nlohmann::json MakeMatchObject(const SessionMatch& match);

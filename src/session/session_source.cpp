@@ -43,6 +43,7 @@ SourceConnection MakeOneOfMany(const PreparedProgram& program,
     SourceNotes listener = notes->Listener();
     if (!wanted.onDamage) listener.onDamage = nullptr;
     if (!wanted.onTitle) listener.onTitle = nullptr;
+    if (!wanted.onStation) listener.onStation = nullptr;
     network->SetNotes(listener);
     const CFFmpegNetworkAudioFile* file = network.get();
     return {

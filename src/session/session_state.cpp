@@ -216,6 +216,11 @@ void SessionState::NoteTitle(const SourceTitle& title) {
     if (HeedsAudio()) EmitHeard(kEventTitle, MakeTitleBody(title));
 }
 
+void SessionState::NoteStation(const SourceStation& station) {
+    MutexLock lock(mutex_);
+    if (HeedsAudio()) EmitHeard(kEventStation, MakeStationBody(station));
+}
+
 void SessionState::NoteFailure(const SourceFailure& failure) {
     MutexLock lock(mutex_);
     failure_ = failure;

@@ -104,10 +104,11 @@ public:
     // moves it. Does nothing when the session is stopped, failing or finished. Throws
     // std::out_of_range for a reference that is not in the request.
     void NoteMatch(const DetectorMatch& match) EXCLUDES(mutex_);
-    // RESUMED, DAMAGED and TITLE, when they are heeded as a match is.
+    // RESUMED, DAMAGED, TITLE and STATION, when they are heeded as a match is.
     void NoteResumption(const SourceResumption& resumption) EXCLUDES(mutex_);
     void NoteDamage(const SourceDamage& damage) EXCLUDES(mutex_);
     void NoteTitle(const SourceTitle& title) EXCLUDES(mutex_);
+    void NoteStation(const SourceStation& station) EXCLUDES(mutex_);
     // No event: the newest one is the cause of a SOURCE_ERROR or FINISHED that follows.
     void NoteFailure(const SourceFailure& failure) EXCLUDES(mutex_);
     // No match follows.

@@ -195,6 +195,9 @@ SourceNotes SessionWorker::MakeNotes() {
     if (additions.reportsTitles) {
         notes.onTitle = [this](const SourceTitle& it) { state_.NoteTitle(it); };
     }
+    if (additions.reportsStation) {
+        notes.onStation = [this](const SourceStation& it) { state_.NoteStation(it); };
+    }
     return notes;
 }
 

@@ -29,6 +29,7 @@ inline constexpr const char* kEventFinished = "FINISHED";
 inline constexpr const char* kEventResumed = "RESUMED";
 inline constexpr const char* kEventDamaged = "DAMAGED";
 inline constexpr const char* kEventTitle = "TITLE";
+inline constexpr const char* kEventStation = "STATION";
 
 // The "kind" of a "cause".
 inline constexpr const char* kCauseNameLookup = "name_lookup";
@@ -53,6 +54,7 @@ inline constexpr const char* kDamageDiscontinuity = "discontinuity";
 inline constexpr const char* kReportCause = "cause";
 inline constexpr const char* kReportDamage = "damage";
 inline constexpr const char* kReportTitles = "titles";
+inline constexpr const char* kReportStation = "station";
 
 inline constexpr const char* kStatePreparing = "PREPARING";
 inline constexpr const char* kStateScanning = "SCANNING";

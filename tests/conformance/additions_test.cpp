@@ -67,11 +67,13 @@ TEST_F(AdditionsTest, AProgrammeThatStartsNowIsTheStreamFromItsFirstSample) {
     route.body = EncodeAudio(broadcast_.audio, AudioCoding::kMp3);
     route.icyMetaInterval = 8000;
     route.icyTitles = {"One", "", "", "Two"};
+    route.headers = {{"icy-name", "Radio"}};
     const TestPcm decoded = Decode(route.body);
     const std::string url = ServeAll(std::move(route));
     const Recording recording =
-        Record(receiver_, With(PrepareCommand("s", url, {}, 3000, 0),
-                               {{"startNow", true}, {"report", {"titles", "damage", "cause"}}}));
+        Record(receiver_,
+               With(PrepareCommand("s", url, {}, 3000, 0),
+                    {{"startNow", true}, {"report", {"titles", "damage", "cause", "station"}}}));
     EXPECT_EQ(recording.ready["sourceSample"], 0);
     EXPECT_FALSE(recording.ready.contains("servedSample"));
     EXPECT_TRUE(recording.pcm == decoded.Range(0, 3 * 44100));
@@ -79,6 +81,8 @@ TEST_F(AdditionsTest, AProgrammeThatStartsNowIsTheStreamFromItsFirstSample) {
     EXPECT_FALSE(recording.finished.contains("cause"));
     ASSERT_GE(recording.All("TITLE").size(), 1u);
     EXPECT_EQ(recording.All("TITLE")[0]["title"], "One");
+    ASSERT_EQ(recording.All("STATION").size(), 1u);
+    EXPECT_EQ(recording.All("STATION")[0]["name"], "Radio");
     EXPECT_TRUE(recording.All("DAMAGED").empty());
 }
 
@@ -88,10 +92,12 @@ TEST_F(AdditionsTest, WhoAsksForNothingIsToldNothingMore) {
     route.body = EncodeAudio(broadcast_.audio, AudioCoding::kMp3);
     route.body.erase(route.body.size() / 2, 3001);
     route.icyMetaInterval = 8000;
+    route.headers = {{"icy-name", "Radio"}};
     const std::string url = ServeAll(std::move(route));
     const Recording recording =
         Record(receiver_, PrepareCommand("s", url, SaveJingles(broadcast_), 2000, 0));
     EXPECT_TRUE(recording.All("TITLE").empty());
+    EXPECT_TRUE(recording.All("STATION").empty());
     EXPECT_TRUE(recording.All("DAMAGED").empty());
     for (const char* key : {"additions", "gaps", "servedSample", "cause"}) {
         EXPECT_FALSE(recording.acknowledged.contains(key)) << key;

@@ -154,6 +154,7 @@ TEST(Formats, EveryKeyOfASidecarIsExplained) {
     report.notes.Add(Resumption{});
     report.notes.Add(DamagedEvent{});
     report.notes.Add(TitleEvent{});
+    report.notes.Add(StationEvent{.name = "Radio"});
     report.programStartedAt = report.startedAt;
     report.receiverLog = "receiver.log";
     std::set<std::string> written;

@@ -165,7 +165,9 @@ void FaultSweepTest::StartReceiver() {
     const long pid = static_cast<long>(receiver_->Process().ProcessId());
     descriptors_ = DescriptorsOf(pid).size();
     threads_ = ThreadsOf(pid);
-    if (!kSanitized) ASSERT_EQ(threads_, 1u);
+    if (!kSanitized) {
+        ASSERT_EQ(threads_, 1u);
+    }
 }
 
 bool FaultSweepTest::Reconnect() {

@@ -31,6 +31,7 @@ struct Mover {
     }
     void operator()(DamagedEvent& event) const { event.sample = Moved(event.sample, shift); }
     void operator()(TitleEvent& event) const { event.sample = Moved(event.sample, shift); }
+    void operator()(StationEvent& event) const { event.sample = Moved(event.sample, shift); }
 };
 
 uint64_t FirstServed(const SessionRecord& session) {
@@ -50,6 +51,7 @@ void AddMoved(const StreamNotes& notes, int64_t shift, StreamNotes& to) {
         title.sample = Moved(title.sample, shift);
         to.Add(title);
     }
+    if (!notes.Station().empty()) to.Add(StationEvent{.name = notes.Station()});
 }
 
 Event MakeResumed(const Resumption& resumption, const std::string& sessionId,

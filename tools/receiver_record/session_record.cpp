@@ -36,6 +36,7 @@ struct Change {
     void operator()(const ResumedEvent& event) const { session.notes.Add(event.resumption); }
     void operator()(const DamagedEvent& event) const { session.notes.Add(event); }
     void operator()(const TitleEvent& event) const { session.notes.Add(event); }
+    void operator()(const StationEvent& event) const { session.notes.Add(event); }
     void operator()(const FinishedEvent& event) const {
         session.state = kStateFinished;
         if (event.session.program) session.program = event.session.program;

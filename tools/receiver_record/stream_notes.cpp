@@ -43,8 +43,13 @@ void StreamNotes::Add(const TitleEvent& title) {
     Keep(titles_, title);
 }
 
+void StreamNotes::Add(const StationEvent& station) {
+    station_ = station.name;
+}
+
 StreamNotes StreamNotes::Within(uint64_t begin, uint64_t end) const {
     StreamNotes within;
+    within.station_ = station_;
     for (Resumption resumption : resumptions_) {
         if (!Lies(resumption.sample, resumption.lostFrames, begin, end)) continue;
         resumption.lostFrames = Overlap(resumption.sample, resumption.lostFrames, begin, end);

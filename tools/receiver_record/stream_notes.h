@@ -1,5 +1,5 @@
-// What befell the stream: lost connections, damage, and the station's titles. Pure. Of each kind
-// the newest are kept, so that waiting for days does not grow.
+// What befell the stream: lost connections, damage, the station's titles and name. Pure. Of each
+// kind the newest are kept, so that waiting for days does not grow.
 //
 //   Units  samples as in receiver_client/messages.h.
 #pragma once
@@ -20,10 +20,13 @@ public:
     void Add(const Resumption& resumption);
     void Add(const DamagedEvent& damage);
     void Add(const TitleEvent& title);
+    void Add(const StationEvent& station);
 
     const std::deque<Resumption>& Resumptions() const { return resumptions_; }
     const std::deque<DamagedEvent>& Damages() const { return damages_; }
     const std::deque<TitleEvent>& Titles() const { return titles_; }
+    // What it calls itself; empty where it does not say so.
+    const std::string& Station() const { return station_; }
 
     // What lies in these samples; of the titles also the one that holds at `begin`.
     StreamNotes Within(uint64_t begin, uint64_t end) const;
@@ -34,6 +37,7 @@ private:
     std::deque<Resumption> resumptions_;
     std::deque<DamagedEvent> damages_;
     std::deque<TitleEvent> titles_;
+    std::string station_;  // the newest
 };
 
 // What a programme with these notes lacks, in words: "3.1 s are missing in 1 place, and 2 places

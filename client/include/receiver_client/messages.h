@@ -42,9 +42,10 @@ struct ProgramLimits {
 
 // Which further things are told; each is an addition to what is told anyway.
 struct ReportOptions {
-    bool cause = false;   // SourceErrorEvent, FinishedEvent and ResumedEvent say why
-    bool damage = false;  // DamagedEvent
-    bool titles = false;  // TitleEvent
+    bool cause = false;    // SourceErrorEvent, FinishedEvent and ResumedEvent say why
+    bool damage = false;   // DamagedEvent
+    bool titles = false;   // TitleEvent
+    bool station = false;  // StationEvent
 };
 
 // What is said to the source's server. Written to no log.
@@ -188,11 +189,16 @@ struct TitleEvent {
     uint64_t sample = 0;
     std::string title;  // empty: it says that there is none
 };
+// With ReportOptions::station: what the station calls itself, where it says so.
+struct StationEvent {
+    uint64_t sample = 0;  // from there on
+    std::string name;     // not empty
+};
 struct UnknownEvent {};  // of a newer receiver; see raw
 
-using EventBody =
-    std::variant<UnknownEvent, ConnectedEvent, DetectedEvent, ProgramEndEvent, ReadyEvent,
-                 SourceErrorEvent, FinishedEvent, ResumedEvent, DamagedEvent, TitleEvent>;
+using EventBody = std::variant<UnknownEvent, ConnectedEvent, DetectedEvent, ProgramEndEvent,
+                               ReadyEvent, SourceErrorEvent, FinishedEvent, ResumedEvent,
+                               DamagedEvent, TitleEvent, StationEvent>;
 
 struct Event {
     std::string type;

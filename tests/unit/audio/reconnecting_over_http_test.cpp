@@ -40,8 +40,11 @@ protected:
             file->SetOutputSampleRate(format.sampleRate);
             file->SetOutputChannels(format.channels);
             file->SetAsksForRetryAfter(true);
+            const auto notes = std::make_shared<ConnectionNotes>();
+            file->SetNotes(notes->Listener());
             const CFFmpegNetworkAudioFile* network = file.get();
-            return SourceConnection{std::move(file), [network] { return network->Failure(); }};
+            return SourceConnection{std::move(file), [network] { return network->Failure(); },
+                                    notes};
         };
         file_.emplace(
             connect, cancellation_,
@@ -130,6 +133,39 @@ TEST_F(ReconnectingOverHttpTest, TheCauseOfAnOutageIsTold) {
     EXPECT_EQ(resumptions_[0].attempts, 2U);
     EXPECT_EQ(file_->LastBreak().phase, SourceBreak::Phase::kOpening);
     EXPECT_EQ(file_->LastBreak().failure.httpStatus, 404);
+}
+
+TEST_F(ReconnectingOverHttpTest, WhatEachConnectionTellsAnewIsToldWhereItChanges) {
+    const std::string flac = EncodeAudio(MakeNoise(1, kRate, 2, 8 * kRate), AudioCoding::kFlac);
+    const auto named = [&flac](const char* station, const char* title) {
+        StationRoute route = RouteOf(AudioCoding::kFlac, flac);
+        route.headers = {{"icy-name", station}};
+        route.icyMetaInterval = 1000;
+        route.icyTitles = {title};
+        return route;
+    };
+    routes_ = {named("Radio", "One"), named("Radio", "One"), named("Other", "Two")};
+    routes_[0].closeAfter = flac.size() / 4;
+    routes_[1].closeAfter = flac.size() / 2;
+    Plug(60000);
+    std::vector<SourceTitle> titles;
+    std::vector<SourceStation> stations;
+    SourceNotes notes;
+    notes.onTitle = [&titles](const SourceTitle& title) { titles.push_back(title); };
+    notes.onStation = [&stations](const SourceStation& station) { stations.push_back(station); };
+    file_->SetNotes(notes);
+    ASSERT_TRUE(file_->Open(Url()));
+    EXPECT_EQ(ReadBytes(*file_, size_t{7} * kRate * 4).bytes.size(), size_t{7} * kRate * 4);
+    ASSERT_EQ(resumptions_.size(), 2U);
+    ASSERT_EQ(titles.size(), 2U);
+    EXPECT_EQ(titles[0].title, "One");
+    EXPECT_EQ(titles[1].title, "Two");
+    EXPECT_EQ(titles[1].sample, resumptions_[1].sample);
+    ASSERT_EQ(stations.size(), 2U);
+    EXPECT_EQ(stations[0].name, "Radio");
+    EXPECT_EQ(stations[0].sample, 0U);
+    EXPECT_EQ(stations[1].name, "Other");
+    EXPECT_EQ(stations[1].sample, resumptions_[1].sample);
 }
 
 // A mount that falls back to another codec, channel count and rate.

@@ -34,6 +34,7 @@ protected:
         SourceNotes notes;
         notes.onTitle = [this](const SourceTitle& title) { titles_.push_back(title); };
         notes.onDamage = [this](const SourceDamage& damage) { damages_.push_back(damage); };
+        notes.onStation = [this](const SourceStation& it) { stations_.push_back(it); };
         file.SetNotes(notes);
         ASSERT_TRUE(file.Open(station_.Url(path))) << file.GetErrorText();
         const ReadOutcome outcome = ReadToEnd(file);
@@ -50,6 +51,7 @@ protected:
     HttpStation station_;
     std::vector<SourceTitle> titles_;
     std::vector<SourceDamage> damages_;
+    std::vector<SourceStation> stations_;
     uint64_t frames_ = 0;
 };
 
@@ -86,6 +88,53 @@ TEST_F(StreamWatchTest, TitlesAreToldWhereTheyComeAndOnlyWhenTheyChange) {
     // Half of the body; FFmpeg reads ahead by a buffer of 32 KiB.
     EXPECT_GT(titles_[1].sample, titles_[0].sample);
     EXPECT_LE(titles_[1].sample, 4 * kSecond + kSecond / 10);
+}
+
+TEST_F(StreamWatchTest, TheStationsNameIsTold) {
+    StationRoute route;
+    route.contentType = "audio/mpeg";
+    route.headers = {{"icy-name",
+                      "Radio S\xC3\xBC"
+                      "d \xFF"}};
+    route.body = EncodeAudio(pcm_, AudioCoding::kMp3);
+    for (const size_t interval : {size_t{0}, size_t{1000}}) {
+        stations_.clear();
+        route.icyMetaInterval = interval;
+        station_.Serve("/a", route);
+        Play("/a");
+        ASSERT_EQ(stations_.size(), 1u) << interval;
+        EXPECT_EQ(stations_[0].sample, 0u);
+        EXPECT_EQ(stations_[0].name,
+                  "Radio S\xC3\xBC"
+                  "d \xEF\xBF\xBD");
+    }
+}
+
+TEST_F(StreamWatchTest, AStationWithoutANameHasNone) {
+    StationRoute route;
+    route.contentType = "audio/mpeg";
+    route.headers = {{"icy-name", ""}};
+    route.body = EncodeAudio(pcm_, AudioCoding::kMp3);
+    station_.Serve("/a", route);
+    Play("/a");
+    EXPECT_TRUE(stations_.empty());
+}
+
+TEST_F(StreamWatchTest, NoNameIsLongerThanItMayBe) {
+    StationRoute route;
+    route.contentType = "audio/mpeg";
+    route.body = EncodeAudio(pcm_, AudioCoding::kMp3);
+    route.icyMetaInterval = 8000;
+    route.icyTitles = {std::string(1200, '\xFF')};
+    route.headers = {{"icy-name", "a" + std::string(1200, '\xFF')}};
+    station_.Serve("/a", route);
+    Play("/a");
+    std::string sound;
+    for (int i = 0; i < 341; ++i) sound += "\xEF\xBF\xBD";
+    ASSERT_EQ(titles_.size(), 1u);
+    EXPECT_EQ(titles_[0].title, sound);
+    ASSERT_EQ(stations_.size(), 1u);
+    EXPECT_EQ(stations_[0].name, "a" + sound);
 }
 
 TEST_F(StreamWatchTest, ATitleThatIsNotUtf8IsMadeSound) {

@@ -20,7 +20,9 @@ protected:
         request.reconnect_ms = 300000;
         request.pre_roll_ms = 500;
         request.start_now = 1;
-        request.report = RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE | RECEIVER_REPORT_TITLES;
+        request.reconnect_lost_only = 1;
+        request.report = RECEIVER_REPORT_CAUSE | RECEIVER_REPORT_DAMAGE | RECEIVER_REPORT_TITLES |
+                         RECEIVER_REPORT_STATION;
         request.user_agent = "Radio/1";
         request.headers = headers_;
         request.header_count = std::size(headers_);
@@ -46,7 +48,8 @@ TEST_F(CApiAdditionsTest, EveryMemberIsItsKeyOnTheWire) {
     EXPECT_EQ(sent.at("reconnectMs"), 300000);
     EXPECT_EQ(sent.at("preRollMs"), 500);
     EXPECT_EQ(sent.at("startNow"), true);
-    EXPECT_EQ(sent.at("report"), json({"cause", "damage", "titles"}));
+    EXPECT_EQ(sent.at("reconnectLostOnly"), true);
+    EXPECT_EQ(sent.at("report"), json({"cause", "damage", "titles", "station"}));
     EXPECT_EQ(sent.at("http"), json::parse(R"({"userAgent":"Radio/1","caFile":"/ca.pem",
         "headers":{"X-Key":"1","Cookie":"a=b"}})"));
 }
@@ -78,7 +81,7 @@ TEST_F(CApiAdditionsTest, WhatTheReceiverDoesNotKnowIsNamed) {
 
 TEST_F(CApiAdditionsTest, WhatCannotBeExpressedIsRefusedInWords) {
     receiver_request request = FullRequest();
-    request.report = 8;
+    request.report = 16;
     EXPECT_EQ(Refusal(request), "The request has an unknown report");
     request = FullRequest();
     request.headers = nullptr;
@@ -131,6 +134,13 @@ TEST_F(CApiAdditionsTest, ATitleIsTold) {
     EXPECT_EQ(event.type, RECEIVER_EVENT_TITLE);
     EXPECT_EQ(event.sample, 1u);
     EXPECT_STREQ(event.title, "Evening");
+}
+
+TEST_F(CApiAdditionsTest, AStationIsTold) {
+    const receiver_event event = Taken(EventOf("STATION", {{"sample", 1}, {"name", "Radio"}}));
+    EXPECT_EQ(event.type, RECEIVER_EVENT_STATION);
+    EXPECT_EQ(event.sample, 1u);
+    EXPECT_STREQ(event.station, "Radio");
 }
 
 TEST_F(CApiAdditionsTest, TheCauseOfAFailureIsTold) {

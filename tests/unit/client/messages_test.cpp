@@ -32,7 +32,7 @@ receiver::PrepareRequest FullRequest() {
     request.reconnectLostOnly = true;
     request.startNow = true;
     request.preRollMs = 0;
-    request.report = {true, true, true};
+    request.report = {true, true, true, true};
     request.http = {"Radio/1", {{"X-Key", "1"}, {"Cookie", "a=b"}}, "/ca.pem"};
     return request;
 }
@@ -119,7 +119,7 @@ TEST(Messages, EveryAdditionIsAKeyOfTheRequest) {
     json sent = receiver::ToJson(FullRequest());
     EXPECT_EQ(sent, json::parse(R"({"sessionId":"s","url":"http://radio/","references":[],
         "lookBackMs":60000,"reconnectMs":0,"reconnectLostOnly":true,"startNow":true,"preRollMs":0,
-        "report":["cause","damage","titles"],
+        "report":["cause","damage","titles","station"],
         "http":{"userAgent":"Radio/1","headers":{"Cookie":"a=b","X-Key":"1"},
                 "caFile":"/ca.pem"}})"));
 }
@@ -219,6 +219,14 @@ TEST(Messages, ATitleIsTold) {
     const auto& title = std::get<receiver::TitleEvent>(event.body);
     EXPECT_EQ(title.sample, 1u);
     EXPECT_EQ(title.title, "Evening");
+}
+
+TEST(Messages, AStationIsTold) {
+    const receiver::Event event = receiver::ParseEvent(json::parse(
+        R"({"type":"STATION","sessionId":"s","sequence":5,"sample":1,"name":"Radio"})"));
+    const auto& station = std::get<receiver::StationEvent>(event.body);
+    EXPECT_EQ(station.sample, 1u);
+    EXPECT_EQ(station.name, "Radio");
 }
 
 }  // namespace receiver

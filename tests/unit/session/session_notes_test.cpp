@@ -97,7 +97,7 @@ TEST_F(SessionNotesTest, WhatIsHeardBeforeConnectedIsToldRightAfterItInItsOrder)
     EXPECT_EQ(Types().size(), 5u);
 }
 
-TEST_F(SessionNotesTest, DamageAndTitlesAreToldAsTheyAre) {
+TEST_F(SessionNotesTest, DamageTitlesAndStationsAreToldAsTheyAre) {
     Connect();
     state_->NoteDamage({.kind = SourceDamage::Kind::kDiscontinuity, .sample = 70, .frames = 12});
     state_->NoteDamage({.kind = SourceDamage::Kind::kUndecodable, .sample = 80, .frames = 0});
@@ -110,6 +110,10 @@ TEST_F(SessionNotesTest, DamageAndTitlesAreToldAsTheyAre) {
     EXPECT_EQ(events_.at(3)["type"], "TITLE");
     EXPECT_EQ(events_.at(3)["sample"], 90);
     EXPECT_EQ(events_.at(3)["title"], "Söng");
+    state_->NoteStation({.sample = 95, .name = "Radio"});
+    EXPECT_EQ(events_.at(4)["type"], "STATION");
+    EXPECT_EQ(events_.at(4)["sample"], 95);
+    EXPECT_EQ(events_.at(4)["name"], "Radio");
 }
 
 TEST_F(SessionNotesTest, NothingIsToldOfAStoppedOrFinishedSession) {
@@ -119,6 +123,7 @@ TEST_F(SessionNotesTest, NothingIsToldOfAStoppedOrFinishedSession) {
     state_->NoteResumption(Resumption(1));
     state_->NoteDamage({});
     state_->NoteTitle({});
+    state_->NoteStation({});
     EXPECT_EQ(events_.size(), told);
     Create();
     EXPECT_TRUE(state_->RequestStop());

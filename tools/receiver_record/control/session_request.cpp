@@ -24,7 +24,7 @@ PrepareRequest MakeSessionRequest(const RecordOptions& options, const std::strin
         request.reconnectMs = options.connection.reconnectMs;
         request.reconnectLostOnly = true;
     }
-    request.report = {.cause = true, .damage = true, .titles = true};
+    request.report = {.cause = true, .damage = true, .titles = true, .station = true};
     request.http = options.connection.http;
     return request;
 }

@@ -77,6 +77,9 @@ struct EventDescription {
     std::string operator()(const TitleEvent& event) const {
         return event.title.empty() ? "" : "The station plays " + event.title;
     }
+    std::string operator()(const StationEvent& event) const {
+        return "The station is called " + event.name;
+    }
     std::string operator()(const FinishedEvent& event) const {
         const SessionSnapshot& session = event.session;
         const bool tells = session.reason == kReasonError && !session.message.empty();

@@ -35,6 +35,9 @@ RecordingTags MakeTags(const RecordReport& report) {
         const std::string title = report.notes.TitleAt(*report.startSample);
         if (!title.empty()) tags.emplace_back("title", title);
     }
+    if (!report.notes.Station().empty()) {
+        tags.emplace_back("publisher", report.notes.Station());
+    }
     if (!report.programStartedAt.empty()) {
         tags.emplace_back("program_started_at", report.programStartedAt);
     }

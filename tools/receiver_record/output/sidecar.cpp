@@ -29,6 +29,7 @@ json GapJson(const Resumption& gap) {
 
 // Keys that are there only when there is something to tell.
 void AddNotes(const StreamNotes& notes, json& object) {
+    if (!notes.Station().empty()) object["station"] = notes.Station();
     for (const Resumption& gap : notes.Resumptions()) object["gaps"].push_back(GapJson(gap));
     for (const DamagedEvent& damage : notes.Damages()) {
         object["damage"].push_back(

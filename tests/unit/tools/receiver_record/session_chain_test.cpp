@@ -24,6 +24,7 @@ SessionRecord Before() {
     session.servedSample = 9000;
     session.matches = {Heard("start", Role::kStart, 10000)};
     session.notes.Add(TitleEvent{.sample = 10000, .title = "News"});
+    session.notes.Add(StationEvent{.sample = 0, .name = "Radio"});
     return session;
 }
 
@@ -70,6 +71,7 @@ TEST(SessionChain, WhatTheSecondSessionHearsStandsInTheFirstOnesSamples) {
     ASSERT_EQ(whole.matches.size(), 2u);
     EXPECT_EQ(whole.matches[1].sample, 9000u + 5000 + 500);
     EXPECT_EQ(whole.matches[1].observedAfterSample, 9000u + 5000 + 600);
+    EXPECT_EQ(whole.notes.Station(), "Radio");
     EXPECT_EQ(whole.notes.TitleAt(9000 + 5000 + 999), "News");
     EXPECT_EQ(whole.notes.TitleAt(9000 + 5000 + 1000), "Weather");
 }

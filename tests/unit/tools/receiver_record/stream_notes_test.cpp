@@ -51,6 +51,15 @@ TEST(StreamNotes, TheTitleThatHoldsAtTheBeginningBelongsToTheProgramme) {
     EXPECT_EQ(notes.TitleAt(5), "");
 }
 
+TEST(StreamNotes, TheNewestNameIsTheStations) {
+    StreamNotes notes;
+    EXPECT_EQ(notes.Station(), "");
+    notes.Add(StationEvent{0, "Radio"});
+    notes.Add(StationEvent{500, "Radio Two"});
+    EXPECT_EQ(notes.Station(), "Radio Two");
+    EXPECT_EQ(notes.Within(100, 200).Station(), "Radio Two");
+}
+
 TEST(StreamNotes, OnlyTheNewestAreKept) {
     StreamNotes notes;
     for (uint64_t i = 0; i < 2 * StreamNotes::kMaxKept; ++i) {

@@ -60,6 +60,13 @@ TEST(RecordingTags, ARecordingThatGoesOnTellsOnlyItsBeginning) {
     EXPECT_EQ(tags.count("end_sample") + tags.count("reason") + tags.count("finished_at"), 0u);
 }
 
+TEST(RecordingTags, TheStationIsThePublisher) {
+    RecordReport report = Complete();
+    EXPECT_EQ(Tags(report).count("publisher"), 0u);
+    report.notes.Add(StationEvent{0, "Radio"});
+    EXPECT_EQ(Tags(report)["publisher"], "Radio");
+}
+
 TEST(RecordingTags, OfVeryManyMatchesTheRestIsCounted) {
     RecordReport report = Complete();
     report.matches.resize(500, report.matches[0]);

@@ -71,7 +71,8 @@ TEST(Sidecar, OneThatCannotBeWrittenSaysWhy) {
 
 TEST(Sidecar, WhatBefellTheStreamIsToldWhereThereIsSomething) {
     RecordReport report = CompleteReport();
-    for (const char* key : {"gaps", "damage", "titles", "programStartedAt", "receiverLog"}) {
+    for (const char* key :
+         {"gaps", "damage", "titles", "station", "programStartedAt", "receiverLog"}) {
         EXPECT_FALSE(ToJson(report).contains(key)) << key;
     }
     Resumption gap;
@@ -81,6 +82,7 @@ TEST(Sidecar, WhatBefellTheStreamIsToldWhereThereIsSomething) {
     report.notes.Add(gap);
     report.notes.Add(DamagedEvent{60000, 5, "undecodable"});
     report.notes.Add(TitleEvent{40000, "A song"});
+    report.notes.Add(StationEvent{0, "Radio"});
     report.programStartedAt = "2026-03-14T09:26:53.000Z";
     report.receiverLog = "/r.log";
     const nlohmann::json object = ToJson(report);
@@ -88,6 +90,7 @@ TEST(Sidecar, WhatBefellTheStreamIsToldWhereThereIsSomething) {
     EXPECT_EQ(object["gaps"][0]["exact"], true);
     EXPECT_EQ(object["damage"][0]["kind"], "undecodable");
     EXPECT_EQ(object["titles"][0]["title"], "A song");
+    EXPECT_EQ(object["station"], "Radio");
     EXPECT_EQ(object["programStartedAt"], "2026-03-14T09:26:53.000Z");
     EXPECT_EQ(object["receiverLog"], "/r.log");
 }
