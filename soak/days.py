@@ -25,7 +25,7 @@ END_S = 60
 # What may be held and written, whatever the number of days.
 MAX_PRIVATE_KB = {"receiver-record": 24 * 1024, "ReceiverHost": 32 * 1024}
 MAX_GROWTH_KB = 1024  # from the third hour on
-MAX_LOG_BYTES_A_DAY = 4096
+MAX_LOG_BYTES_A_DAY = 16384
 MAX_TOLD_BYTES_A_DAY = 4096
 
 

@@ -34,7 +34,7 @@ CODECS = {
     "vorbis": (["-c:a", "libvorbis", "-b:a", "128k"],
                ["-f", "ogg", "-content_type", "application/ogg"], 128000, 0),
     "opus": (["-c:a", "libopus", "-b:a", "128k"],
-             ["-f", "ogg", "-content_type", "application/ogg"], 128000, 2),
+             ["-f", "ogg", "-content_type", "application/ogg"], 128000, 1),
     "flac": (["-c:a", "flac"], ["-f", "ogg", "-content_type", "application/ogg"], 800000, 0),
 }
 SUFFIXES = {"mp3": "mp3", "aac": "aac"}
@@ -154,13 +154,17 @@ class Scene:
                                                round(burst_s * bits / 8), 8))
             self.line = self._enter(Line(self.station.port))
             program = programs / "ReceiverHost"
+            # What goes on converts a rate from 16 bits, as what ends with its connection does not:
+            # where a codec has another rate, both go on.
+            goes_on = {"reconnectMs": 1000 * PATIENCE_S}
             self.whole = self._enter(Listener(
-                processes, program, f"{name}-whole", folder / "whole.log", self.station.url, jingle))
+                processes, program, f"{name}-whole", folder / "whole.log", self.station.url, jingle,
+                **(goes_on if self.tolerance else {})))
             self.broken = self._enter(Listener(
                 processes, program, f"{name}-broken", folder / "broken.log",
                 f"http://127.0.0.1:{self.line.port}{MOUNT}", jingle,
                 IO_TIMEOUT_MS if burst_s == BURST_S else PATIENT_MS,
-                reconnectMs=1000 * PATIENCE_S))
+                **goes_on))
             for listener in (self.whole, self.broken):
                 listener.begin()
         except BaseException:

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "wire/messages.h"
+
 namespace receiver {
 namespace {
 
@@ -35,6 +37,20 @@ ProgramEnd ComputeProgramEnd(const ProgramBounds& bounds, std::span<const HeardR
         end.fadeFrames = std::min(FramesOf(bounds.fadeMs), length);
     }
     return end;
+}
+
+const char* WordOf(ProgramEndReason reason) {
+    switch (reason) {
+        case ProgramEndReason::kMaximum:
+            return kEndMaximum;
+        case ProgramEndReason::kOutro:
+            return kEndOutro;
+        case ProgramEndReason::kInterrupted:
+            return kEndInterrupted;
+        case ProgramEndReason::kSourceEnded:
+            break;
+    }
+    return kEndSourceEnded;
 }
 
 }  // namespace receiver

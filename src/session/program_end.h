@@ -34,6 +34,9 @@ enum class ProgramEndReason {
     kSourceEnded,  // the source ended
 };
 
+// As it stands on the wire.
+const char* WordOf(ProgramEndReason reason);
+
 // The source has nothing from `sample` on.
 struct ForcedEnd {
     uint64_t sample = 0;

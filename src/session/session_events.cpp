@@ -91,20 +91,6 @@ const char* NameOf(SourceDamage::Kind kind) {
     return kind == SourceDamage::Kind::kDiscontinuity ? kDamageDiscontinuity : kDamageUndecodable;
 }
 
-const char* NameOf(ProgramEndReason reason) {
-    switch (reason) {
-        case ProgramEndReason::kMaximum:
-            return kEndMaximum;
-        case ProgramEndReason::kOutro:
-            return kEndOutro;
-        case ProgramEndReason::kInterrupted:
-            return kEndInterrupted;
-        case ProgramEndReason::kSourceEnded:
-            break;
-    }
-    return kEndSourceEnded;
-}
-
 }  // namespace
 
 json MakeEvent(std::string_view type, const std::string& sessionId, uint64_t sequence, json body) {
@@ -208,7 +194,7 @@ json MakeProgramObject(const ProgramEnd& end) {
             {"endSample", end.endSample},
             {"sampleRate", kStreamSampleRate},
             {"fadeFrames", end.fadeFrames},
-            {"reason", NameOf(end.reason)}};
+            {"reason", WordOf(end.reason)}};
 }
 
 json MakeCauseObject(const SessionCause& cause) {

@@ -12,20 +12,6 @@ namespace {
 // From question to question while nothing ends. Each is a line in the receiver's log.
 constexpr uint64_t kSettleFrames = uint64_t{10} * kStreamSampleRate;
 
-const char* ReasonName(ProgramEndReason reason) {
-    switch (reason) {
-        case ProgramEndReason::kMaximum:
-            return kEndMaximum;
-        case ProgramEndReason::kOutro:
-            return kEndOutro;
-        case ProgramEndReason::kInterrupted:
-            return kEndInterrupted;
-        case ProgramEndReason::kSourceEnded:
-            break;
-    }
-    return kEndSourceEnded;
-}
-
 std::string PathOf(const RecordOptions& options, const std::string& referenceId) {
     const auto found =
         std::find_if(options.references.begin(), options.references.end(),
@@ -57,7 +43,7 @@ std::optional<Program> ProgramOf(const CutState& cut) {
                    .endSample = cut.end->endSample,
                    .sampleRate = kStreamSampleRate,
                    .fadeFrames = cut.end->fadeFrames,
-                   .reason = ReasonName(cut.end->reason)};
+                   .reason = WordOf(cut.end->reason)};
 }
 
 Event ProgramEndOf(const std::string& sessionId, const Program& program) {

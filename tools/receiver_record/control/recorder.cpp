@@ -404,7 +404,7 @@ void Recorder::FinishAudio() {
     facts_.session.program = program_;
     facts_.isCut = cut_.isComplete;
     facts_.audio = intake_->GetProgress();
-    intake_->AskToFinish(std::nullopt);
+    intake_->AskToFinish();
     AwaitOutput();
     intake_->Finish();
     facts_.audio = intake_->GetProgress();

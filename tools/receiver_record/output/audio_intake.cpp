@@ -95,8 +95,8 @@ void AudioIntake::FinishCut() {
     progress_.failure = failure;
 }
 
-void AudioIntake::AskToFinish(std::optional<uint64_t> frames) {
-    if (const auto writer = Writer()) writer->AskToFinish(frames);
+void AudioIntake::AskToFinish() {
+    if (const auto writer = Writer()) writer->AskToFinish();
 }
 
 bool AudioIntake::WaitForOutput(milliseconds timeout) {
@@ -104,11 +104,11 @@ bool AudioIntake::WaitForOutput(milliseconds timeout) {
     return writer == nullptr || writer->WaitForOutput(timeout);
 }
 
-void AudioIntake::Finish(std::optional<uint64_t> frames) {
+void AudioIntake::Finish() {
     FinishCut();
     const std::shared_ptr<RecordingWriter> writer = Writer();
     if (writer == nullptr) return;
-    const bool playable = writer->Finish(frames);
+    const bool playable = writer->Finish();
     const std::string failure = writer->GetProgress().failure;
     MutexLock lock(mutex_);
     progress_.playable = playable;

@@ -50,11 +50,10 @@ public:
     bool WaitForEnd(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
     // After WaitForEnd, and both optional: Finish's first half, which does not wait, and whether
     // the output has taken everything or failed, which waits so long at most.
-    void AskToFinish(std::optional<uint64_t> frames) EXCLUDES(mutex_);
+    void AskToFinish() EXCLUDES(mutex_);
     bool WaitForOutput(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
-    // After WaitForEnd: writes what has come, or only its first `frames` frames, and closes
-    // the output. Once.
-    void Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
+    // After WaitForEnd: writes what has come, and closes the output. Once.
+    void Finish() EXCLUDES(mutex_);
     AudioProgress GetProgress() EXCLUDES(mutex_);
 
     // As the cutter has them; nothing is lost by telling before there is audio.

@@ -1,6 +1,5 @@
 #include "receiver_record/output/recording_writer.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -8,12 +7,6 @@
 #include "platform/thread_name.h"
 
 namespace receiver {
-namespace {
-
-// More than the receiver sends beyond the end of a programme.
-constexpr uint64_t kHeldBackSeconds = 1;
-
-}  // namespace
 
 RecordingWriter::RecordingWriter(const OutputFormat& format, const PcmFormat& pcm,
                                  RecordingTags tags, RecordingSink& sink, size_t maxQueueBytes)
@@ -46,9 +39,8 @@ bool RecordingWriter::Append(std::span<const std::byte> pcm) {
     return true;
 }
 
-void RecordingWriter::AskToFinish(std::optional<uint64_t> frames) {
+void RecordingWriter::AskToFinish() {
     MutexLock lock(mutex_);
-    if (frames) DropAfter(*frames);
     finishing_ = true;
     changed_.notify_all();
 }
@@ -62,23 +54,11 @@ bool RecordingWriter::WaitForOutput(std::chrono::milliseconds timeout) {
     return hasEnded_;
 }
 
-bool RecordingWriter::Finish(std::optional<uint64_t> frames) {
-    AskToFinish(frames);
+bool RecordingWriter::Finish() {
+    AskToFinish();
     if (writer_.joinable()) writer_.join();
     MutexLock lock(mutex_);
     return playable_;
-}
-
-void RecordingWriter::DropAfter(uint64_t frames) {
-    while (!queue_.empty() && progress_.framesQueued > frames) {
-        Block& newest = queue_.back();
-        const uint64_t surplus =
-            std::min<uint64_t>(newest.size() / pcm_.channels, progress_.framesQueued - frames);
-        newest.resize(newest.size() - static_cast<size_t>(surplus) * pcm_.channels);
-        progress_.framesQueued -= surplus;
-        queuedBytes_ -= static_cast<size_t>(surplus) * pcm_.FrameBytes();
-        if (newest.empty()) queue_.pop_back();
-    }
 }
 
 RecordingWriter::Progress RecordingWriter::GetProgress() {
@@ -103,19 +83,11 @@ void RecordingWriter::Run() {
     changed_.notify_all();
 }
 
-bool RecordingWriter::NextIsDue() const {
-    if (queue_.empty()) return false;
-    if (finishing_ || !progress_.failure.empty()) return true;
-    const uint64_t left =
-        progress_.framesQueued - progress_.framesWritten - queue_.front().size() / pcm_.channels;
-    return left >= kHeldBackSeconds * pcm_.sampleRate;
-}
-
 // What waits when the queue has grown too long is still written.
 bool RecordingWriter::WriteQueue(AudioEncoder& encoder) {
     MutexLock lock(mutex_);
     for (;;) {
-        while (!NextIsDue()) {
+        while (queue_.empty()) {
             if (finishing_ || !progress_.failure.empty()) return true;
             lock.Wait(changed_);
         }

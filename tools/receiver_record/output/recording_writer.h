@@ -1,7 +1,6 @@
 // Takes PCM as fast as it comes and writes it at the output's own pace: a disk or an
 // encoder that pauses is never felt by the receiver, which gives up on a client that
-// does not read for a second. The newest second always waits in the queue, because
-// the receiver hears the end of a programme only after it has sent some audio beyond it.
+// does not read for a second.
 //
 //   Units    a frame is one 16-bit sample of every channel, interleaved.
 //   Threads  the writer (owned; joined by Finish and the destructor) encodes. One
@@ -15,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <span>
 #include <string>
 #include <thread>
@@ -30,7 +28,7 @@ namespace receiver {
 class RecordingWriter final {
 public:
     struct Progress {
-        uint64_t framesQueued = 0;   // appended so far and not dropped
+        uint64_t framesQueued = 0;   // appended so far
         uint64_t framesWritten = 0;  // of them, given to the encoder
         std::string failure;         // empty while all is well
     };
@@ -44,12 +42,11 @@ public:
 
     // Never waits for the output. Whole frames. False once the output has failed.
     bool Append(std::span<const std::byte> pcm) EXCLUDES(mutex_);
-    // Drops what came after `frames` and still waits, writes the rest and closes the file.
-    // True when it can be played, which it can also be after a failure. Once; without a
-    // number all is kept.
-    bool Finish(std::optional<uint64_t> frames = {}) EXCLUDES(mutex_);
-    // Its first half, which does not wait; Finish without a number then does the rest.
-    void AskToFinish(std::optional<uint64_t> frames) EXCLUDES(mutex_);
+    // Writes what still waits and closes the file. True when it can be played, which it can also
+    // be after a failure. Once.
+    bool Finish() EXCLUDES(mutex_);
+    // Its first half, which does not wait.
+    void AskToFinish() EXCLUDES(mutex_);
     // Whether all is written and the file closed, or the output has failed; waits so long at
     // most.
     bool WaitForOutput(std::chrono::milliseconds timeout) EXCLUDES(mutex_);
@@ -59,8 +56,6 @@ private:
     using Block = std::vector<int16_t>;
 
     void Run() EXCLUDES(mutex_);
-    void DropAfter(uint64_t frames) REQUIRES(mutex_);
-    bool NextIsDue() const REQUIRES(mutex_);
     bool WriteQueue(AudioEncoder& encoder) EXCLUDES(mutex_);  // until Finish or a failure
     void Fail(const std::string& why) EXCLUDES(mutex_);
 
