@@ -116,6 +116,15 @@ TEST_F(DiscoveryTest, ThePageHasAMarkForEachTimeAndNamesAreEscaped) {
     EXPECT_EQ(page.find("<script"), std::string::npos);
 }
 
+TEST_F(DiscoveryTest, ThePageHasAColumnOfFilesOnlyWhereSomeWereWritten) {
+    EXPECT_EQ(DiscoveryPage(discovery_).find("<th>File</th>"), std::string::npos);
+    Discovery exported = discovery_;
+    for (Discovered& found : exported.found) found.exportedFile = "cuts/" + found.name + ".wav";
+    const std::string page = DiscoveryPage(exported);
+    EXPECT_NE(page.find("<th>File</th>"), std::string::npos);
+    EXPECT_NE(page.find("cuts/jingle-01.wav"), std::string::npos);
+}
+
 TEST(StationFingerprint, TimesAreThoseWithinTheSource) {
     HeardAudio heard;
     heard.frames = 441000;
