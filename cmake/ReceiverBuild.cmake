@@ -112,17 +112,19 @@ function(receiver_windows_program name)
     endif()
 endfunction()
 
-# receiver_add_test(NAME LIBS... [SOURCES...] [LABELS...] [TIMEOUT SECONDS] [WHOLE]): a GoogleTest
-# program of every *_test.cpp of the current folder (below it too), each test registered with
-# ctest as NAME.SUITE.TEST. The end of a file's name says when and where it runs, in this order:
+# receiver_add_test(NAME LIBS... [SOURCES...] [LABELS...] [TIMEOUT SECONDS] [WHOLE]
+#                   [TOGETHER SUITES...]): a GoogleTest program of every *_test.cpp of the
+# current folder (below it too), each test registered with ctest as NAME.SUITE.TEST. The end of a
+# file's name says when and where it runs, in this order:
 #   X_posix_test.cpp, X_win32_test.cpp   on that platform alone
 #   X_serial_test.cpp                    with no other test beside it, because it changes or
 #                                        counts what all share; these are a program of their own,
 #                                        NAME_serial
 #   X_posix_serial_test.cpp              both
-# WHOLE registers the program as one test.
+# WHOLE registers the program as one test, TOGETHER all of a suite as one: its tests begin with
+# something costly that is made once a process.
 function(receiver_add_test name)
-    cmake_parse_arguments(arg "WHOLE" "TIMEOUT" "LIBS;LABELS;SOURCES" ${ARGN})
+    cmake_parse_arguments(arg "WHOLE" "TIMEOUT" "LIBS;LABELS;SOURCES;TOGETHER" ${ARGN})
     if(NOT arg_SOURCES)
         file(GLOB_RECURSE arg_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
     endif()
@@ -147,10 +149,17 @@ function(receiver_add_test name)
         set_tests_properties(${name} PROPERTIES ${properties})
         return()
     endif()
-    receiver_register_tests(${name} ${properties})
+    foreach(suite IN LISTS arg_TOGETHER)
+        add_test(NAME ${name}.${suite} COMMAND ${name} --gtest_filter=${suite}.*)
+        set_tests_properties(${name}.${suite} PROPERTIES ${properties} TIMEOUT 900
+                             FAIL_REGULAR_EXPRESSION "Running 0 tests")
+    endforeach()
+    list(TRANSFORM arg_TOGETHER APPEND ".*")
+    list(JOIN arg_TOGETHER ":" together)
+    receiver_register_tests(${name} "*-${together}" ${properties})
     if(serial_sources)
         receiver_add_test_program(${name}_serial "${serial_sources}" "${arg_LIBS}")
-        receiver_register_tests(${name}_serial ${properties} RUN_SERIAL TRUE)
+        receiver_register_tests(${name}_serial "*" ${properties} RUN_SERIAL TRUE)
     endif()
 endfunction()
 
@@ -170,23 +179,24 @@ function(receiver_add_test_program name sources libs)
     receiver_windows_program(${name})
 endfunction()
 
-# receiver_register_tests(NAME PROPERTIES...): each test a process of its own; with
-# RECEIVER_TEST_SHARDS so many processes of each program instead, which saves a sanitizer's run, and
-# one under an emulator, most of its time: what takes long there is to start.
-function(receiver_register_tests name)
+# receiver_register_tests(NAME FILTER PROPERTIES...): each test that GoogleTest's FILTER leaves, a
+# process of its own; with RECEIVER_TEST_SHARDS so many processes of each program instead, which
+# saves a sanitizer's run, and one under an emulator, most of its time: what takes long there is to
+# start.
+function(receiver_register_tests name filter)
     # Not where Windows programs start others: Wine does not start very many from one.
     if(RECEIVER_TEST_SHARDS AND NOT (CMAKE_CROSSCOMPILING AND "end-to-end" IN_LIST ARGN))
         math(EXPR last "${RECEIVER_TEST_SHARDS} - 1")
         foreach(shard RANGE ${last})
             add_test(NAME ${name}.shard${shard} COMMAND ${name})
             set_tests_properties(${name}.shard${shard} PROPERTIES ${ARGN} TIMEOUT 900 ENVIRONMENT
-                "GTEST_TOTAL_SHARDS=${RECEIVER_TEST_SHARDS};GTEST_SHARD_INDEX=${shard}")
+                "GTEST_TOTAL_SHARDS=${RECEIVER_TEST_SHARDS};GTEST_SHARD_INDEX=${shard};GTEST_FILTER=${filter}")
         endforeach()
         return()
     endif()
     # Under an emulator the first listing of tests also sets up its prefix.
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-                         TEST_PREFIX "${name}." PROPERTIES ${ARGN})
+                         TEST_PREFIX "${name}." TEST_FILTER "${filter}" PROPERTIES ${ARGN})
 endfunction()
 
 # receiver_add_emulator_fixture(): what runs the tests of a cross-build is made ready

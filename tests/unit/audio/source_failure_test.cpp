@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Kind::kOther, "the source failed"},
         FailureCase{"SomethingElse", Code(AVERROR(EINVAL)), FailedStep::kOpening, Kind::kOther,
                     "the source failed: Invalid argument"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& failure) { return std::string(failure.param.name); });
 
 TEST(SourceFailureText, IsOneBoundedLineWhateverTheLibrarySays) {
     const SourceFailure failure = DescribeFailure(

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -139,12 +140,14 @@ StationFingerprint HearSources(const std::vector<std::string>& sources, const St
             bar.Show(ms, source.lengthMs, FormatClock(ms) + " heard");
         };
         options.stopRequested = stop;
+        AudioThinner thinner;
+        options.onMono = [&](std::span<const int16_t> samples) { thinner.Append(samples); };
         const HeardAudio heard = Hear(*source.file, options);
         if (heard.end == HearingEnd::kStopped) throw Interrupted();
         if (heard.end == HearingEnd::kSourceFailed) {
             throw SourceError(PublicName(name) + ": cannot be read to its end");
         }
-        AppendSource(name, heard, station);
+        AppendSource(name, heard, thinner.Finish(), station);
     }
     return station;
 }

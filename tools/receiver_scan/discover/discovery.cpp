@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
+#include <optional>
 #include <utility>
 
 #include "detect/audio_fingerprinter.h"
 #include "receiver_scan/discover/jingle_likeness.h"
+#include "receiver_scan/discover/sound_edges.h"
 
 namespace receiver {
 namespace {
@@ -25,6 +28,25 @@ DiscoveredTime TimeOf(const Occurrence& occurrence, double seconds,
             std::max(0.0, station.SecondsWithin(source, occurrence.start)), occurrence.ber};
 }
 
+// The words' times, made exact by the sound.
+void Refine(const std::vector<ThinAudio>& sounds, Discovered& found) {
+    std::vector<size_t> order(found.times.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return found.times[a].ber < found.times[b].ber; });
+    std::vector<Playing> playings;
+    playings.reserve(order.size());
+    for (const size_t i : order) {
+        playings.push_back({&sounds[found.times[i].source], found.times[i].start});
+    }
+    const std::optional<SoundEdges> edges = FindSoundEdges(playings, found.seconds);
+    if (!edges) return;
+    found.seconds = edges->seconds;
+    for (size_t i = 0; i < order.size(); ++i) {
+        found.times[order[i]].start = std::max(0.0, edges->starts[i]);
+    }
+}
+
 }  // namespace
 
 Discovery MakeDiscovery(const StationFingerprint& station, Groups groups) {
@@ -41,6 +63,7 @@ Discovery MakeDiscovery(const StationFingerprint& station, Groups groups) {
         for (const Occurrence& occurrence : group.occurrences) {
             found.times.push_back(TimeOf(occurrence, group.seconds, station));
         }
+        Refine(station.sounds, found);
         discovery.found.push_back(std::move(found));
     }
     return discovery;

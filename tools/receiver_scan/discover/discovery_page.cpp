@@ -27,18 +27,20 @@ std::string SourceList(const Discovery& discovery) {
 
 std::string Table(const Discovery& discovery) {
     if (discovery.found.empty()) return "";
+    const bool areExported =
+        std::any_of(discovery.found.begin(), discovery.found.end(),
+                    [](const Discovered& found) { return !found.exportedFile.empty(); });
     std::string html =
         "<div class=scroll><table><thead><tr><th>Name</th><th class=number>Length</th>"
-        "<th class=number>Times</th><th class=number>Like a jingle</th><th>File</th></tr>"
-        "</thead>\n<tbody>\n";
+        "<th class=number>Times</th><th class=number>Like a jingle</th>";
+    html += areExported ? "<th>File</th></tr></thead>\n<tbody>\n" : "</tr></thead>\n<tbody>\n";
     for (const Discovered& found : discovery.found) {
         html += "<tr>" + Cell("<a href=\"#" + found.name + "\">" + found.name + "</a>") +
                 Cell(Printed("%.2f s", found.seconds), " class=number data-label=Length") +
                 Cell(Printed("%zu", found.times.size()), " class=number data-label=Times") +
                 Cell(Printed("%.0f %%", found.likeness * 100.0),
                      " class=number data-label=\"Like a jingle\"") +
-                Cell(found.exportedFile.empty() ? "–" : EscapeHtml(ExportedFile(found))) +
-                "</tr>\n";
+                (areExported ? Cell(EscapeHtml(ExportedFile(found))) : "") + "</tr>\n";
     }
     return html + "</tbody></table></div>\n";
 }

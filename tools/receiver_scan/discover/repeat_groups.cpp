@@ -218,10 +218,12 @@ private:
         return HasSurePair(words_, places, group.length);
     }
 
-    // Whether it is only ever heard inside another one, always at the same place.
+    // Whether it is only ever heard inside another one, always at the same place; of two that
+    // are inside each other, the first found stays.
     bool IsPartOfAnother(const Found& group) const {
         return std::any_of(found_.begin(), found_.end(), [&](const Found& other) {
-            return &other != &group && other.length > group.length && IsPartOf(group, other);
+            if (&other == &group || !IsPartOf(group, other)) return false;
+            return &other < &group || !IsPartOf(other, group);
         });
     }
 

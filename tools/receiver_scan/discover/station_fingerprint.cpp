@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <utility>
 
 #include "detect/audio_fingerprinter.h"
 
@@ -48,7 +49,8 @@ double StationFingerprint::SecondsWithin(const StationSource& source, double sec
     return seconds - static_cast<double>(source.firstWord) * kHopSeconds;
 }
 
-void AppendSource(const std::string& name, const HeardAudio& heard, StationFingerprint& station) {
+void AppendSource(const std::string& name, const HeardAudio& heard, ThinAudio sound,
+                  StationFingerprint& station) {
     AppendSeparator(station);
     StationSource source;
     source.name = name;
@@ -62,6 +64,7 @@ void AppendSource(const std::string& name, const HeardAudio& heard, StationFinge
     }
     AppendSeparator(station);
     station.sources.push_back(source);
+    station.sounds.push_back(std::move(sound));
 }
 
 }  // namespace receiver

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "receiver_scan/discover/thin_audio.h"
 #include "receiver_scan/source/heard_audio.h"
 
 namespace receiver {
@@ -24,6 +25,7 @@ struct StationFingerprint {
     std::vector<uint32_t> words;
     std::vector<int8_t> levelsDb;  // -100 for silence
     std::vector<StationSource> sources;
+    std::vector<ThinAudio> sounds;  // of each source
 
     double Seconds() const;  // of all sources
     // Of the source in which the word lies.
@@ -34,6 +36,7 @@ struct StationFingerprint {
 
 // Appends what was heard of a source, and on either side of it some words that are like nothing:
 // no repeat reaches over two sources, and one at an edge, where frames are missing, has words.
-void AppendSource(const std::string& name, const HeardAudio& heard, StationFingerprint& station);
+void AppendSource(const std::string& name, const HeardAudio& heard, ThinAudio sound,
+                  StationFingerprint& station);
 
 }  // namespace receiver

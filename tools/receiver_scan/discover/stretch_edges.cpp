@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "receiver_scan/discover/edge_votes.h"
+
 namespace receiver {
 namespace {
 
@@ -32,48 +34,23 @@ int64_t Follow(Words words, int64_t a, int64_t b, int64_t from, int64_t until, i
     return edge;
 }
 
-// What most say, and of them those that heard most of it.
-int64_t Majority(std::vector<int64_t> edges, bool lowest) {
-    std::sort(edges.begin(), edges.end());
-    if (lowest) std::reverse(edges.begin(), edges.end());
-    return edges[(edges.size() - 1) * 7 / 10];
-}
-
-// What lies over one occurrence makes it look shorter with every other, and never longer: of
-// each, the furthest edge but one counts, as long as there are others enough.
-int64_t Furthest(std::vector<int64_t> edges, bool lowest) {
-    std::sort(edges.begin(), edges.end());
-    if (!lowest) std::reverse(edges.begin(), edges.end());
-    return edges[edges.size() >= 3 ? 1 : 0];
-}
-
 }  // namespace
 
 StretchEdges FindEdges(std::span<const uint32_t> words, const std::vector<uint32_t>& places,
                        size_t length) {
     const size_t count = std::min(places.size(), kMostPlaces);
     const auto size = static_cast<int64_t>(length);
-    std::vector<std::vector<int64_t>> begins(count);
-    std::vector<std::vector<int64_t>> ends(count);
+    EdgeVotes begins(EdgeVotes::Edge::kBegin, count);
+    EdgeVotes ends(EdgeVotes::Edge::kEnd, count);
     for (size_t i = 0; i < count; ++i) {
         for (size_t j = i + 1; j < count; ++j) {
             const int64_t a = places[i];
             const int64_t b = places[j];
-            const int64_t begin = Follow(words, a, b, size / 2, -kMaxOutward, -1);
-            const int64_t end = Follow(words, a, b, size / 2, size + kMaxOutward, 1);
-            begins[i].push_back(begin);
-            begins[j].push_back(begin);
-            ends[i].push_back(end);
-            ends[j].push_back(end);
+            begins.Add(i, j, Follow(words, a, b, size / 2, -kMaxOutward, -1));
+            ends.Add(i, j, Follow(words, a, b, size / 2, size + kMaxOutward, 1));
         }
     }
-    std::vector<int64_t> beginOf;
-    std::vector<int64_t> endOf;
-    for (size_t i = 0; i < count; ++i) {
-        beginOf.push_back(Furthest(begins[i], true));
-        endOf.push_back(Furthest(ends[i], false));
-    }
-    return {Majority(beginOf, true), Majority(endOf, false)};
+    return {begins.Agreed(), ends.Agreed()};
 }
 
 }  // namespace receiver

@@ -17,7 +17,8 @@ struct StretchEdges {
     int64_t end = 0;
 };
 
-// `places` are where the stretch, of `length` words, is thought to begin, the clearest first.
+// `places` are where the stretch, of `length` words, is thought to begin, the clearest first; at
+// least two.
 StretchEdges FindEdges(std::span<const uint32_t> words, const std::vector<uint32_t>& places,
                        size_t length);
 

@@ -153,14 +153,20 @@ private:
         const int converted = resampler_.Convert(mono_.data(), static_cast<int>(frames),
                                                  resampled_.data(), std::max(bound, 0));
         if (bound < 0 || converted < 0) throw SourceError("the audio cannot be resampled");
-        cutter_.Append(resampled_.data(), static_cast<size_t>(converted), heard_.frames);
+        TakeMono(static_cast<size_t>(converted));
+    }
+
+    // So many of `resampled_`.
+    void TakeMono(size_t samples) {
+        cutter_.Append(resampled_.data(), samples, heard_.frames);
+        if (options_.onMono) options_.onMono({resampled_.data(), samples});
     }
 
     void Drain() {
         resampled_.resize(kDrainSamples);
         int drained = 0;
         while ((drained = resampler_.Drain(resampled_.data(), kDrainSamples)) > 0) {
-            cutter_.Append(resampled_.data(), static_cast<size_t>(drained), heard_.frames);
+            TakeMono(static_cast<size_t>(drained));
         }
     }
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <span>
 #include <vector>
 
 #include "audio/audio_file.h"
@@ -43,7 +44,8 @@ struct HearingOptions {
     uint64_t maxFrames = std::numeric_limits<uint64_t>::max();
     unsigned threads = 0;      // 0: one for each core
     size_t pieceWords = 2000;  // that one thread computes in a go
-    // Both may be empty; called after every read.
+    // Each may be empty; called after every read.
+    std::function<void(std::span<const int16_t> samples)> onMono;  // the mix, at kAnalysisRate
     std::function<void(uint64_t framesHeard)> onProgress;
     std::function<bool()> stopRequested;
 };

@@ -107,7 +107,7 @@ TEST_P(JingleAlignmentOverCodecs, FindsTheVerySampleOfEveryJingleWithAVoiceOverI
 INSTANTIATE_TEST_SUITE_P(All, JingleAlignmentOverCodecs,
                          testing::Values(AudioCoding::kFlac, AudioCoding::kMp3,
                                          AudioCoding::kOggVorbis, AudioCoding::kOggOpus),
-                         [](const auto& info) { return NameOf(info.param); });
+                         [](const auto& coding) { return NameOf(coding.param); });
 
 TEST(JingleAlignment, IsNotSureOfAJingleThatIsNotThere) {
     const std::vector<float> jingle = Mono(MakeTune(7, 44100, 2, kJingleFrames));

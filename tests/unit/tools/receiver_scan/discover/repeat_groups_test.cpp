@@ -69,6 +69,15 @@ TEST(RepeatGroups, AJingleIsFoundInARecordingThatBeginsWithIt) {
     EXPECT_EQ(groups.repeated[0].occurrences.size(), 2u);
 }
 
+TEST(RepeatGroups, WhatBeginsWithTheRecordingIsOneGroupThoughItsFirstWordsAreMissing) {
+    MadeWords made(6, 60000);
+    for (const size_t at : {12000u, 20000u, 31000u}) made.Copy(45000, at, 680, 1);
+    made.Copy(45016, 0, 664, 1);
+    const Groups groups = GroupsOf(made);
+    ASSERT_EQ(groups.repeated.size(), 1u);
+    EXPECT_GE(groups.repeated[0].occurrences.size(), 4u);
+}
+
 TEST(RepeatPairs, PiecesOnOneDiagonalAreJoinedWhenTheGapIsShorterThanThey) {
     const std::vector<Repeat> joined =
         JoinPieces({{1000, 9000, 200, 0.1F, 0.8F}, {1300, 9300, 200, 0.2F, 0.4F}});

@@ -18,7 +18,10 @@ constexpr size_t kJingleFrames = 3 * kRate;
 
 class NearMissesTest : public testing::Test {
 protected:
-    static TestPcm Jingle() { return MakeTune(7, kRate, 1, kJingleFrames); }
+    static const TestPcm& Jingle() {
+        static const TestPcm jingle = MakeTune(7, kRate, 1, kJingleFrames);
+        return jingle;
+    }
 
     // Listens to a broadcast with this in place of the jingle.
     void Broadcast(const TestPcm& onAir) {
@@ -185,7 +188,7 @@ TEST(GuessCause, ARateThatTheSourceReachesAnywhereIsChance) {
 TEST(NearMisses, AShortRecordingComesNearByChanceInALongSource) {
     // Half a second tells so little that half a minute of other music has something like it.
     const TempFolder folder;
-    WriteWavFile(folder.File("a.wav"), MakeTune(1, kRate, 1, 60 * kRate));
+    WriteWavFile(folder.File("a.wav"), MakeTune(1, kRate, 1, 30 * kRate));
     WriteWavFile(folder.File("short.wav"), MakeTune(2, kRate, 1, 6 * kRate / 10));
     const OpenedSource source = OpenSource(folder.File("a.wav"));
     const HeardAudio heard = Hear(*source.file);
