@@ -12,6 +12,7 @@
 #include "receiver_plan/check/check_texts.h"
 #include "receiver_plan/check/icalendar.h"
 #include "receiver_plan/check/plan_check.h"
+#include "receiver_plan/check/station_answers.h"
 #include "receiver_plan/exit_code.h"
 #include "receiver_plan/plan/plan_tool_error.h"
 
@@ -25,6 +26,7 @@ constexpr unsigned kMaxDays = 366;
 struct CheckValues {
     std::string plan, from, calendar;
     unsigned days = 7;
+    bool online = false;
     bool force = false;
 };
 
@@ -34,8 +36,8 @@ ToolDescription DescribeCheck() {
     tool.purpose = "what would go wrong, before it does";
     tool.usage = "[OPTIONS] PLAN";
     tool.description =
-        "Says everything that can be known of a plan before air, without a network: its faults,\n"
-        "the next runs, and what they need of each machine.";
+        "Says everything that can be known of a plan before air: its faults, the next runs, which\n"
+        "of them overlap, and what they need of each machine. Only --online uses the network.";
     tool.notes = {
         "Each fault comes in a line of its own on standard error: file, line, key, what is wrong, "
         "and what to do. So do warnings."};
@@ -44,10 +46,15 @@ ToolDescription DescribeCheck() {
         "and fit to be listened for, as receiver-scan check finds; whether receiver-record takes "
         "the options; whether a time comes at all, or is left out where clocks are put forward; "
         "and whether a run may still last when the next one of the same programme begins.",
+        "Programmes that overlap are fine, also those of one station: each has a receiver of its "
+        "own. They are listed because they need the machine at the same time.",
+        "With --online each station's address is opened as a receiver opens it, up to 16 of them "
+        "at a time, and left at once; playlists are followed. A connection may take 15 seconds.",
         "Needs are those of one machine with one copy of everything. Every run counts with its "
         "longest wait and its longest programme, audio as stereo at 44.1 kHz, FLAC as three "
         "quarters of WAV; processors and memory are twice what was measured of a session."};
     tool.examples = {{"the next week", "receiver-plan check plan.toml"},
+                     {"shortly before air", "receiver-plan check plan.toml --online"},
                      {"a month, for people's calendars",
                       "receiver-plan check plan.toml --days 31 --ical plan.ics"}};
     tool.exitCodes = {
@@ -57,6 +64,8 @@ ToolDescription DescribeCheck() {
         {static_cast<int>(PlanExitCode::kFaulty), "the plan has faults"},
         {static_cast<int>(PlanExitCode::kUnreadable), "the plan cannot be read"},
         {static_cast<int>(PlanExitCode::kOutputError), "a file could not be written, or exists"},
+        {static_cast<int>(PlanExitCode::kSilent),
+         "the plan has no faults, but a station does not answer with audio (--online)"},
     };
     return tool;
 }
@@ -70,6 +79,7 @@ void Declare(CLI::App& app, CheckValues& values) {
     app.add_option("--from", values.from, "The first day, in UTC, instead of this moment")
         ->type_name("YYYY-MM-DD")
         ->group(group);
+    app.add_flag("--online", values.online, "Ask whether the stations answer")->group("Stations");
     app.add_option("--ical", values.calendar, "Write the runs as an iCalendar file")
         ->type_name("FILE")
         ->group("Output");
@@ -111,6 +121,13 @@ void WriteCalendar(const CheckValues& values, const std::string& calendar) {
                         "receiver-plan: " + values.calendar + ": " + failure);
 }
 
+bool DoStationsAnswer(const Plan& plan) {
+    const StationAnswers answers = AskStations(plan);
+    for (const std::string& line : FaultLines(plan, answers.faults)) WriteStandardErrorLine(line);
+    for (const std::string& line : answers.lines) WriteStandardOutputLine(line);
+    return answers.faults.All().empty();
+}
+
 int Run(const CheckValues& values) {
     if (values.days < 1 || values.days > kMaxDays) {
         throw std::invalid_argument("--days: " + std::to_string(values.days) +
@@ -124,8 +141,9 @@ int Run(const CheckValues& values) {
         WriteStandardOutputLine(line);
     }
     if (!values.calendar.empty()) WriteCalendar(values, ICalendar(plan, check.runs));
-    return static_cast<int>(check.faults.All().empty() ? PlanExitCode::kGood
-                                                       : PlanExitCode::kFaulty);
+    const bool allAnswer = !values.online || DoStationsAnswer(plan);
+    if (!check.faults.All().empty()) return static_cast<int>(PlanExitCode::kFaulty);
+    return static_cast<int>(allAnswer ? PlanExitCode::kGood : PlanExitCode::kSilent);
 }
 
 }  // namespace

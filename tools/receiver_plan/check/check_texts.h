@@ -10,7 +10,8 @@ namespace receiver {
 
 // Lines without their line ends. The findings, the faults first:
 std::vector<std::string> FindingLines(const Plan& plan, const PlanCheck& check);
-// The runs as a table, and what they need:
+std::vector<std::string> FaultLines(const Plan& plan, const PlanFaults& faults);
+// The runs as a table, which of them overlap, and what all need:
 std::vector<std::string> RunLines(const Plan& plan, const PlanCheck& check, unsigned days);
 
 std::string BytesText(uint64_t bytes);  // "1.4 GiB"
