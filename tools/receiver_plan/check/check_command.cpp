@@ -14,7 +14,9 @@
 #include "receiver_plan/check/plan_check.h"
 #include "receiver_plan/check/station_answers.h"
 #include "receiver_plan/exit_code.h"
+#include "receiver_plan/plan/day_option.h"
 #include "receiver_plan/plan/plan_tool_error.h"
+#include "receiver_plan/report/week_page.h"
 
 namespace receiver {
 namespace {
@@ -24,7 +26,7 @@ using namespace std::chrono;
 constexpr unsigned kMaxDays = 366;
 
 struct CheckValues {
-    std::string plan, from, calendar;
+    std::string plan, from, calendar, report;
     unsigned days = 7;
     bool online = false;
     bool force = false;
@@ -56,7 +58,8 @@ ToolDescription DescribeCheck() {
     tool.examples = {{"the next week", "receiver-plan check plan.toml"},
                      {"shortly before air", "receiver-plan check plan.toml --online"},
                      {"a month, for people's calendars",
-                      "receiver-plan check plan.toml --days 31 --ical plan.ics"}};
+                      "receiver-plan check plan.toml --days 31 --ical plan.ics"},
+                     {"a week at a glance", "receiver-plan check plan.toml --report week.html"}};
     tool.exitCodes = {
         {static_cast<int>(PlanExitCode::kGood), "the plan has no faults"},
         {static_cast<int>(PlanExitCode::kFailure), "the tool itself failed"},
@@ -83,42 +86,29 @@ void Declare(CLI::App& app, CheckValues& values) {
     app.add_option("--ical", values.calendar, "Write the runs as an iCalendar file")
         ->type_name("FILE")
         ->group("Output");
+    app.add_option("--report", values.report,
+                   "Write a page with the runs of each day at a glance, as HTML")
+        ->type_name("FILE")
+        ->group("Output");
     app.add_flag("--force", values.force, "Replace an existing file")->group("Output");
-}
-
-bool IsDate(const std::string& text) {
-    if (text.size() != 10) return false;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (i == 4 || i == 7 ? text[i] != '-' : text[i] < '0' || text[i] > '9') return false;
-    }
-    return true;
 }
 
 sys_seconds FirstMoment(const std::string& from) {
     if (from.empty()) return ceil<seconds>(system_clock::now());
-    if (IsDate(from)) {
-        const year_month_day date(year(std::stoi(from.substr(0, 4))),
-                                  month(static_cast<unsigned>(std::stoul(from.substr(5, 2)))),
-                                  day(static_cast<unsigned>(std::stoul(from.substr(8, 2)))));
-        if (date.ok() && date.year() >= year(1970) && date.year() < year(2200)) {
-            return sys_days(date);
-        }
-    }
-    throw std::invalid_argument("--from: \"" + from + "\" is not a day, as 2026-03-27");
+    return DayOfOption(from);
 }
 
-void WriteCalendar(const CheckValues& values, const std::string& calendar) {
+void WriteText(const std::string& file, const std::string& text, bool force) {
     std::string failure;
     try {
-        PartFile part(ToFilesystemPath(values.calendar), values.force, true);
-        if (part.WriteAt(0, calendar.data(), calendar.size()) && part.Commit()) return;
+        PartFile part(ToFilesystemPath(file), force, true);
+        if (part.WriteAt(0, text.data(), text.size()) && part.Commit()) return;
         failure = part.FailureText();
         part.Discard();
     } catch (const std::runtime_error& error) {
         failure = error.what();
     }
-    throw PlanToolError(PlanExitCode::kOutputError,
-                        "receiver-plan: " + values.calendar + ": " + failure);
+    throw PlanToolError(PlanExitCode::kOutputError, "receiver-plan: " + file + ": " + failure);
 }
 
 bool DoStationsAnswer(const Plan& plan) {
@@ -135,12 +125,18 @@ int Run(const CheckValues& values) {
     }
     const sys_seconds from = FirstMoment(values.from);
     const Plan plan = ReadPlanOfCommand(values.plan);
-    const PlanCheck check = CheckPlan(plan, from, from + days(values.days));
+    const sys_seconds until = from + days(values.days);
+    const PlanCheck check = CheckPlan(plan, from, until);
     for (const std::string& line : FindingLines(plan, check)) WriteStandardErrorLine(line);
     for (const std::string& line : RunLines(plan, check, values.days)) {
         WriteStandardOutputLine(line);
     }
-    if (!values.calendar.empty()) WriteCalendar(values, ICalendar(plan, check.runs));
+    if (!values.calendar.empty()) {
+        WriteText(values.calendar, ICalendar(plan, check.runs), values.force);
+    }
+    if (!values.report.empty()) {
+        WriteText(values.report, WeekPage(plan, check, from, until), values.force);
+    }
     const bool allAnswer = !values.online || DoStationsAnswer(plan);
     if (!check.faults.All().empty()) return static_cast<int>(PlanExitCode::kFaulty);
     return static_cast<int>(allAnswer ? PlanExitCode::kGood : PlanExitCode::kSilent);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "receiver_plan/check/plan_overlaps.h"
 
@@ -44,8 +45,8 @@ const TimeZone& ZoneOf(const Plan& plan, const PlannedRun& run) {
 std::string OverlapLine(const Plan& plan, const PlanOverlap& overlap) {
     const TimeZone& zone = ZoneOf(plan, overlap.runs[0]);
     const auto clock = [&](sys_seconds time) { return ClockText(zone.ToLocal(time)); };
-    std::string line = "  " + LocalText(zone, overlap.from) + " until " + clock(overlap.until) +
-                       ": " + NamesOf(plan, overlap.runs);
+    std::string line = LocalText(zone, overlap.from) + " until " + clock(overlap.until) + ": " +
+                       NamesOf(plan, overlap.runs);
     if (overlap.runs.size() > 2) {
         line += "; " + std::to_string(overlap.most) + " at once from " + clock(overlap.mostFrom) +
                 " until " + clock(overlap.mostUntil);
@@ -53,18 +54,18 @@ std::string OverlapLine(const Plan& plan, const PlanOverlap& overlap) {
     return line;
 }
 
-void AppendPeak(const Plan& plan, const PlanNeeds& needs, std::vector<std::string>& lines) {
+std::string PeakLine(const Plan& plan, const PlanNeeds& needs) {
     const std::vector<PlannedRun>& runs = needs.runsAtPeak;
     const TimeZone& zone = ZoneOf(plan, runs[0]);
     const sys_seconds end =
         std::min_element(runs.begin(), runs.end(), [](const PlannedRun& a, const PlannedRun& b) {
             return a.latestEnd < b.latestEnd;
         })->latestEnd;
-    lines.push_back("At most " + std::to_string(runs.size()) + " at once, first on " +
-                    LocalText(zone, runs.back().start) + " until " + ClockText(zone.ToLocal(end)) +
-                    " (" + NamesOf(plan, runs) + "): " +
-                    NumberText("%.2f", static_cast<double>(runs.size()) * kProcessorsOfRun) +
-                    " processors, " + BytesText(runs.size() * kMemoryOfRun) + " of memory.");
+    return "At most " + std::to_string(runs.size()) + " at once, first on " +
+           LocalText(zone, runs.back().start) + " until " + ClockText(zone.ToLocal(end)) + " (" +
+           NamesOf(plan, runs) +
+           "): " + NumberText("%.2f", static_cast<double>(runs.size()) * kProcessorsOfRun) +
+           " processors, " + BytesText(runs.size() * kMemoryOfRun) + " of memory.";
 }
 
 std::string DiskLine(const PlanNeeds& needs) {
@@ -124,20 +125,31 @@ std::vector<std::string> RunLines(const Plan& plan, const PlanCheck& check, unsi
                            Padded(program.name, nameWidth) + "  " +
                            Padded(station.name, stationWidth) + "  until " +
                            ClockText(station.zone.ToLocal(run.latestEnd)) + " at the latest";
-        if (program.copies > 1) line += ", " + std::to_string(program.copies) + " copies";
-        lines.push_back(std::move(line));
+        lines.push_back(line + CopiesText(program.copies));
     }
-    const std::vector<PlanOverlap> overlaps = OverlapsOf(check.runs);
+    const std::vector<std::string> overlaps = OverlapLines(plan, check.runs);
     if (!overlaps.empty()) {
         lines.emplace_back(
             "Runs that may go on at the same time, each with a receiver of its own:");
     }
-    for (const PlanOverlap& overlap : overlaps) lines.push_back(OverlapLine(plan, overlap));
-    if (!check.needs.runsAtPeak.empty()) {
-        AppendPeak(plan, check.needs, lines);
-        lines.push_back(DiskLine(check.needs));
-    }
+    for (const std::string& overlap : overlaps) lines.push_back("  " + overlap);
+    for (std::string& need : NeedLines(plan, check.needs)) lines.push_back(std::move(need));
     return lines;
+}
+
+std::vector<std::string> OverlapLines(const Plan& plan, const std::vector<PlannedRun>& runs) {
+    std::vector<std::string> lines;
+    for (const PlanOverlap& overlap : OverlapsOf(runs)) lines.push_back(OverlapLine(plan, overlap));
+    return lines;
+}
+
+std::vector<std::string> NeedLines(const Plan& plan, const PlanNeeds& needs) {
+    if (needs.runsAtPeak.empty()) return {};
+    return {PeakLine(plan, needs), DiskLine(needs)};
+}
+
+std::string CopiesText(unsigned copies) {
+    return copies > 1 ? ", " + std::to_string(copies) + " copies" : "";
 }
 
 }  // namespace receiver
