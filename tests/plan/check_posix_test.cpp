@@ -5,6 +5,9 @@
 #include <string>
 
 #include "plan/plan_run.h"
+#include "testing/audio_encoder.h"
+#include "testing/audio_generator.h"
+#include "testing/http_station.h"
 #include "testing/temp_folder.h"
 
 namespace receiver {
@@ -81,6 +84,39 @@ TEST_F(PlanCheckRunTest, TheCalendarIsWrittenAndNotReplacedUnasked) {
     EXPECT_EQ(BytesOfFile(calendar), written);
     EXPECT_EQ(write({"--days", "1", "--force"}), 0);
     EXPECT_LT(BytesOfFile(calendar).size(), written.size());
+}
+
+TEST_F(PlanCheckRunTest, OnlineTheStationsAreAskedAndTheSilentOneIsTold) {
+    HttpStation station;
+    StationRoute live;
+    live.contentType = MimeTypeOf(AudioCoding::kMp3);
+    live.body = EncodeAudio(MakeMusic(1, 44100, 2, size_t{5} * 44100), AudioCoding::kMp3);
+    station.Serve("/live", live);
+    const auto check = [&](const std::string& path, bool online, const char* when = "18:25") {
+        std::ofstream(folder_.File("plan.toml"))
+            << "[stations.one]\nurl = \"" << station.Url(path) << "\"\nzone = \"UTC\"\n"
+            << "[programs.a]\nstation = \"one\"\nwhen = \"" << when
+            << "\"\nmax = \"1h\"\nfolder = \"f\"\n";
+        std::vector<std::string> arguments = {"check", folder_.File("plan.toml")};
+        if (online) arguments.emplace_back("--online");
+        return RunPlan(arguments);
+    };
+    EXPECT_EQ(check("/gone", false).exitCode, 0);
+    EXPECT_EQ(station.RequestCount(), 0u);
+
+    const PlanRun there = check("/live", true);
+    EXPECT_EQ(there.exitCode, 0) << there.errors;
+    EXPECT_NE(there.output.find("Stations that answer:\n  one  " + station.Url("/live") + "\n"),
+              std::string::npos)
+        << there.output;
+
+    const PlanRun gone = check("/gone", true);
+    EXPECT_EQ(gone.exitCode, 7);
+    EXPECT_EQ(gone.errors,
+              folder_.File("plan.toml") + ":2: stations.one.url: " + station.Url("/gone") +
+                  " does not answer with audio: There is nothing at this address (the server "
+                  "answers 404 Not Found); mend the address, or ask the station for another one\n");
+    EXPECT_EQ(check("/gone", true, "2020-01-01 5:00").exitCode, 3);
 }
 
 TEST_F(PlanCheckRunTest, WrongCommandLinesAreToldApartFromWrongPlans) {

@@ -33,7 +33,8 @@ protected:
     PlanRun Render(const std::string& engine, const std::string& plan = kPlan,
                    bool force = false) const {
         std::vector<std::string> arguments = {
-            "render", plan, "--for", engine, "--zone", "Europe/Berlin", "-o", folder_.File("out")};
+            "render",        plan,     "--for",      engine, "--zone",
+            "Europe/Berlin", "--from", "2026-03-29", "-o",   folder_.File("out")};
         if (force) arguments.emplace_back("--force");
         return RunPlan(arguments);
     }
@@ -50,7 +51,7 @@ protected:
 }  // namespace
 
 TEST_F(PlanRenderRunTest, TheFilesAreThoseThatAreCommitted) {
-    for (const std::string engine : {"systemd", "cron", "kubernetes"}) {
+    for (const std::string engine : {"systemd", "cron", "kubernetes", "slurm"}) {
         const PlanRun run = Render(engine, kPlan, true);
         ASSERT_EQ(run.exitCode, 0) << run.errors;
         EXPECT_EQ(FilesOf(folder_.File("out")), FilesOf(PLAN_TESTS_PATH "/expected/" + engine));
@@ -103,6 +104,60 @@ TEST_F(PlanRenderRunTest, WhatAnEngineCannotExpressIsAnErrorAndNothingIsWritten)
     EXPECT_FALSE(fs::exists(folder_.File("out")));
     EXPECT_EQ(RunPlan({"render", kPlan, "--for", "cron", "-o", folder_.File("out")}).exitCode, 2);
     EXPECT_EQ(RunPlan({"render", kPlan, "--for", "at", "-o", folder_.File("out")}).exitCode, 2);
+}
+
+// With stand-ins for what Slurm brings: they note what they are asked.
+TEST_F(PlanRenderRunTest, SlurmIsGivenTheRunsThatItDoesNotHaveAndTheNextDay) {
+    ASSERT_EQ(Render("slurm").exitCode, 0);
+    fs::create_directories(folder_.File("bin"));
+    const auto standIn = [&](const std::string& name, const std::string& script) {
+        const std::string path = folder_.File("bin/" + name);
+        std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
+        fs::permissions(path, fs::perms::owner_all);
+    };
+    standIn("sbatch", "echo sbatch \"$@\"");
+    standIn("squeue", "");
+    const auto submit = [&] {
+        return RunProgram("env", {"PATH=" + folder_.File("bin") + ":/usr/bin:/bin", "sh",
+                                  folder_.File("out/submit.sh"), kPlan});
+    };
+    const std::string plan = fs::canonical(kPlan).string();
+    const PlanRun first = submit();
+    EXPECT_EQ(first.exitCode, 0) << first.errors;
+    EXPECT_EQ(first.output,
+              "sbatch runs/2026-03-29-223000-night-talk-1.sh\nsbatch next-day.sh " + plan + "\n");
+    standIn("squeue", "echo 7 \"$@\"");
+    EXPECT_EQ(submit().output, "sbatch next-day.sh " + plan + "\n");
+}
+
+TEST_F(PlanRenderRunTest, SlurmsNextDayIsRenderedAndSubmittedOrTriedAgain) {
+    ASSERT_EQ(Render("slurm").exitCode, 0);
+    fs::create_directories(folder_.File("bin"));
+    const std::string sbatch = folder_.File("bin/sbatch");
+    std::ofstream(sbatch) << "#!/bin/sh\necho sbatch \"$@\"\n";
+    fs::permissions(sbatch, fs::perms::owner_all);
+    fs::copy(sbatch, folder_.File("bin/squeue"));
+    std::ofstream(folder_.File("bin/squeue")) << "#!/bin/sh\n";
+    const auto next = [&](const std::string& plan) {
+        return RunProgram("env", {"PATH=" + folder_.File("bin") + ":" +
+                                      ExecutableDirectory().string() + ":/usr/bin:/bin",
+                                  "SLURM_SUBMIT_DIR=" + folder_.File("out"), "sh",
+                                  folder_.File("out/next-day.sh"), plan});
+    };
+    const PlanRun faulty = next(folder_.File("none.toml"));
+    EXPECT_EQ(faulty.exitCode, 1);
+    EXPECT_EQ(faulty.output,
+              "sbatch --begin=now+1hour next-day.sh " + folder_.File("none.toml") + "\n");
+    const PlanRun monday = next(fs::canonical(kPlan).string());
+    EXPECT_EQ(monday.exitCode, 0) << monday.errors;
+    EXPECT_NE(monday.output.find("sbatch runs/2026-03-30-182500-evening-1.sh\n"
+                                 "sbatch runs/2026-03-30-182500-evening-2.sh\n"
+                                 "sbatch next-day.sh "),
+              std::string::npos)
+        << monday.output;
+    EXPECT_FALSE(fs::exists(folder_.File("out/runs/2026-03-29-223000-night-talk-1.sh")));
+    EXPECT_NE(BytesOfFile(folder_.File("out/next-day.sh")).find("--from 2026-03-31 "),
+              std::string::npos);
 }
 
 TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {

@@ -5,8 +5,8 @@
 #include <memory>
 #include <regex>
 
-#include "page_in_browser_posix.h"
 #include "scan_run.h"
+#include "testing/page_in_browser_posix.h"
 #include "testing/sound_effects.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"

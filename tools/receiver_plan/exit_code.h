@@ -11,6 +11,7 @@ enum class PlanExitCode {
     kUnreadable = 4,  // the plan cannot be read
     kInterrupted = 5,
     kOutputError = 6,
+    kSilent = 7,  // the plan has no faults, but a station does not answer
 };
 
 }  // namespace receiver

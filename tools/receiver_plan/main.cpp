@@ -33,7 +33,8 @@ ToolDescription DescribeTool() {
         {static_cast<int>(PlanExitCode::kFaulty), "the plan has faults"},
         {static_cast<int>(PlanExitCode::kUnreadable), "the plan cannot be read"},
         {static_cast<int>(PlanExitCode::kInterrupted), "interrupted"},
-        {static_cast<int>(PlanExitCode::kOutputError), "an output file could not be written"}};
+        {static_cast<int>(PlanExitCode::kOutputError), "an output file could not be written"},
+        {static_cast<int>(PlanExitCode::kSilent), "a station does not answer"}};
     return tool;
 }
 

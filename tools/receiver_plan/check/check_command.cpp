@@ -12,8 +12,11 @@
 #include "receiver_plan/check/check_texts.h"
 #include "receiver_plan/check/icalendar.h"
 #include "receiver_plan/check/plan_check.h"
+#include "receiver_plan/check/station_answers.h"
 #include "receiver_plan/exit_code.h"
+#include "receiver_plan/plan/day_option.h"
 #include "receiver_plan/plan/plan_tool_error.h"
+#include "receiver_plan/report/week_page.h"
 
 namespace receiver {
 namespace {
@@ -23,8 +26,9 @@ using namespace std::chrono;
 constexpr unsigned kMaxDays = 366;
 
 struct CheckValues {
-    std::string plan, from, calendar;
+    std::string plan, from, calendar, report;
     unsigned days = 7;
+    bool online = false;
     bool force = false;
 };
 
@@ -34,8 +38,8 @@ ToolDescription DescribeCheck() {
     tool.purpose = "what would go wrong, before it does";
     tool.usage = "[OPTIONS] PLAN";
     tool.description =
-        "Says everything that can be known of a plan before air, without a network: its faults,\n"
-        "the next runs, and what they need of each machine.";
+        "Says everything that can be known of a plan before air: its faults, the next runs, which\n"
+        "of them overlap, and what they need of each machine. Only --online uses the network.";
     tool.notes = {
         "Each fault comes in a line of its own on standard error: file, line, key, what is wrong, "
         "and what to do. So do warnings."};
@@ -44,12 +48,18 @@ ToolDescription DescribeCheck() {
         "and fit to be listened for, as receiver-scan check finds; whether receiver-record takes "
         "the options; whether a time comes at all, or is left out where clocks are put forward; "
         "and whether a run may still last when the next one of the same programme begins.",
+        "Programmes that overlap are fine, also those of one station: each has a receiver of its "
+        "own. They are listed because they need the machine at the same time.",
+        "With --online each station's address is opened as a receiver opens it, up to 16 of them "
+        "at a time, and left at once; playlists are followed. A connection may take 15 seconds.",
         "Needs are those of one machine with one copy of everything. Every run counts with its "
         "longest wait and its longest programme, audio as stereo at 44.1 kHz, FLAC as three "
         "quarters of WAV; processors and memory are twice what was measured of a session."};
     tool.examples = {{"the next week", "receiver-plan check plan.toml"},
+                     {"shortly before air", "receiver-plan check plan.toml --online"},
                      {"a month, for people's calendars",
-                      "receiver-plan check plan.toml --days 31 --ical plan.ics"}};
+                      "receiver-plan check plan.toml --days 31 --ical plan.ics"},
+                     {"a week at a glance", "receiver-plan check plan.toml --report week.html"}};
     tool.exitCodes = {
         {static_cast<int>(PlanExitCode::kGood), "the plan has no faults"},
         {static_cast<int>(PlanExitCode::kFailure), "the tool itself failed"},
@@ -57,6 +67,8 @@ ToolDescription DescribeCheck() {
         {static_cast<int>(PlanExitCode::kFaulty), "the plan has faults"},
         {static_cast<int>(PlanExitCode::kUnreadable), "the plan cannot be read"},
         {static_cast<int>(PlanExitCode::kOutputError), "a file could not be written, or exists"},
+        {static_cast<int>(PlanExitCode::kSilent),
+         "the plan has no faults, but a station does not answer with audio (--online)"},
     };
     return tool;
 }
@@ -70,45 +82,40 @@ void Declare(CLI::App& app, CheckValues& values) {
     app.add_option("--from", values.from, "The first day, in UTC, instead of this moment")
         ->type_name("YYYY-MM-DD")
         ->group(group);
+    app.add_flag("--online", values.online, "Ask whether the stations answer")->group("Stations");
     app.add_option("--ical", values.calendar, "Write the runs as an iCalendar file")
+        ->type_name("FILE")
+        ->group("Output");
+    app.add_option("--report", values.report,
+                   "Write a page with the runs of each day at a glance, as HTML")
         ->type_name("FILE")
         ->group("Output");
     app.add_flag("--force", values.force, "Replace an existing file")->group("Output");
 }
 
-bool IsDate(const std::string& text) {
-    if (text.size() != 10) return false;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (i == 4 || i == 7 ? text[i] != '-' : text[i] < '0' || text[i] > '9') return false;
-    }
-    return true;
-}
-
 sys_seconds FirstMoment(const std::string& from) {
     if (from.empty()) return ceil<seconds>(system_clock::now());
-    if (IsDate(from)) {
-        const year_month_day date(year(std::stoi(from.substr(0, 4))),
-                                  month(static_cast<unsigned>(std::stoul(from.substr(5, 2)))),
-                                  day(static_cast<unsigned>(std::stoul(from.substr(8, 2)))));
-        if (date.ok() && date.year() >= year(1970) && date.year() < year(2200)) {
-            return sys_days(date);
-        }
-    }
-    throw std::invalid_argument("--from: \"" + from + "\" is not a day, as 2026-03-27");
+    return DayOfOption(from);
 }
 
-void WriteCalendar(const CheckValues& values, const std::string& calendar) {
+void WriteText(const std::string& file, const std::string& text, bool force) {
     std::string failure;
     try {
-        PartFile part(ToFilesystemPath(values.calendar), values.force, true);
-        if (part.WriteAt(0, calendar.data(), calendar.size()) && part.Commit()) return;
+        PartFile part(ToFilesystemPath(file), force, true);
+        if (part.WriteAt(0, text.data(), text.size()) && part.Commit()) return;
         failure = part.FailureText();
         part.Discard();
     } catch (const std::runtime_error& error) {
         failure = error.what();
     }
-    throw PlanToolError(PlanExitCode::kOutputError,
-                        "receiver-plan: " + values.calendar + ": " + failure);
+    throw PlanToolError(PlanExitCode::kOutputError, "receiver-plan: " + file + ": " + failure);
+}
+
+bool DoStationsAnswer(const Plan& plan) {
+    const StationAnswers answers = AskStations(plan);
+    for (const std::string& line : FaultLines(plan, answers.faults)) WriteStandardErrorLine(line);
+    for (const std::string& line : answers.lines) WriteStandardOutputLine(line);
+    return answers.faults.All().empty();
 }
 
 int Run(const CheckValues& values) {
@@ -118,14 +125,21 @@ int Run(const CheckValues& values) {
     }
     const sys_seconds from = FirstMoment(values.from);
     const Plan plan = ReadPlanOfCommand(values.plan);
-    const PlanCheck check = CheckPlan(plan, from, from + days(values.days));
+    const sys_seconds until = from + days(values.days);
+    const PlanCheck check = CheckPlan(plan, from, until);
     for (const std::string& line : FindingLines(plan, check)) WriteStandardErrorLine(line);
     for (const std::string& line : RunLines(plan, check, values.days)) {
         WriteStandardOutputLine(line);
     }
-    if (!values.calendar.empty()) WriteCalendar(values, ICalendar(plan, check.runs));
-    return static_cast<int>(check.faults.All().empty() ? PlanExitCode::kGood
-                                                       : PlanExitCode::kFaulty);
+    if (!values.calendar.empty()) {
+        WriteText(values.calendar, ICalendar(plan, check.runs), values.force);
+    }
+    if (!values.report.empty()) {
+        WriteText(values.report, WeekPage(plan, check, from, until), values.force);
+    }
+    const bool allAnswer = !values.online || DoStationsAnswer(plan);
+    if (!check.faults.All().empty()) return static_cast<int>(PlanExitCode::kFaulty);
+    return static_cast<int>(allAnswer ? PlanExitCode::kGood : PlanExitCode::kSilent);
 }
 
 }  // namespace

@@ -3,9 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
+
+#include "receiver_plan/check/plan_overlaps.h"
 
 namespace receiver {
+
+using namespace std::chrono;
+
 namespace {
+
+constexpr size_t kMaxNames = 12;
 
 std::string Padded(std::string text, size_t width) {
     text.resize(std::max(width, text.size()), ' ');
@@ -18,17 +26,46 @@ std::string NumberText(const char* format, double number) {
     return text.data();
 }
 
-std::string NeedsLine(const Plan& plan, const PlanNeeds& needs) {
+// "evening, night-talk"; a long list is not told to its end.
+std::string NamesOf(const Plan& plan, const std::vector<PlannedRun>& runs) {
     std::string names;
-    for (const size_t program : needs.programsAtPeak) {
-        names += (names.empty() ? "" : ", ") + plan.programs[program].name;
+    for (size_t i = 0; i < runs.size() && i < kMaxNames; ++i) {
+        names += (i == 0 ? "" : ", ") + plan.programs[runs[i].program].name;
     }
-    const TimeZone& zone = plan.StationOf(plan.programs[needs.programsAtPeak[0]]).zone;
-    const auto runs = static_cast<double>(needs.runsAtPeak);
-    return "At most " + std::to_string(needs.runsAtPeak) + " at once, first on " +
-           LocalText(zone, *needs.peak) + " (" + names +
-           "): " + NumberText("%.2f", runs * kProcessorsOfRun) + " processors, " +
-           BytesText(needs.runsAtPeak * kMemoryOfRun) + " of memory.";
+    if (runs.size() > kMaxNames) {
+        names += " and " + std::to_string(runs.size() - kMaxNames) + " more";
+    }
+    return names;
+}
+
+const TimeZone& ZoneOf(const Plan& plan, const PlannedRun& run) {
+    return plan.StationOf(plan.programs[run.program]).zone;
+}
+
+std::string OverlapLine(const Plan& plan, const PlanOverlap& overlap) {
+    const TimeZone& zone = ZoneOf(plan, overlap.runs[0]);
+    const auto clock = [&](sys_seconds time) { return ClockText(zone.ToLocal(time)); };
+    std::string line = LocalText(zone, overlap.from) + " until " + clock(overlap.until) + ": " +
+                       NamesOf(plan, overlap.runs);
+    if (overlap.runs.size() > 2) {
+        line += "; " + std::to_string(overlap.most) + " at once from " + clock(overlap.mostFrom) +
+                " until " + clock(overlap.mostUntil);
+    }
+    return line;
+}
+
+std::string PeakLine(const Plan& plan, const PlanNeeds& needs) {
+    const std::vector<PlannedRun>& runs = needs.runsAtPeak;
+    const TimeZone& zone = ZoneOf(plan, runs[0]);
+    const sys_seconds end =
+        std::min_element(runs.begin(), runs.end(), [](const PlannedRun& a, const PlannedRun& b) {
+            return a.latestEnd < b.latestEnd;
+        })->latestEnd;
+    return "At most " + std::to_string(runs.size()) + " at once, first on " +
+           LocalText(zone, runs.back().start) + " until " + ClockText(zone.ToLocal(end)) + " (" +
+           NamesOf(plan, runs) +
+           "): " + NumberText("%.2f", static_cast<double>(runs.size()) * kProcessorsOfRun) +
+           " processors, " + BytesText(runs.size() * kMemoryOfRun) + " of memory.";
 }
 
 std::string DiskLine(const PlanNeeds& needs) {
@@ -50,11 +87,15 @@ std::string BytesText(uint64_t bytes) {
     return NumberText(unit == 0 || number >= 100.0 ? "%.0f " : "%.1f ", number) + kUnits.at(unit);
 }
 
-std::vector<std::string> FindingLines(const Plan& plan, const PlanCheck& check) {
+std::vector<std::string> FaultLines(const Plan& plan, const PlanFaults& faults) {
     std::vector<std::string> lines;
-    for (const PlanFault& fault : check.faults.All()) {
-        lines.push_back(FaultLine(plan.path, fault));
-    }
+    lines.reserve(faults.All().size());
+    for (const PlanFault& fault : faults.All()) lines.push_back(FaultLine(plan.path, fault));
+    return lines;
+}
+
+std::vector<std::string> FindingLines(const Plan& plan, const PlanCheck& check) {
+    std::vector<std::string> lines = FaultLines(plan, check.faults);
     for (PlanFault warning : check.warnings.All()) {
         warning.text = "warning: " + warning.text;
         lines.push_back(FaultLine(plan.path, warning));
@@ -84,14 +125,31 @@ std::vector<std::string> RunLines(const Plan& plan, const PlanCheck& check, unsi
                            Padded(program.name, nameWidth) + "  " +
                            Padded(station.name, stationWidth) + "  until " +
                            ClockText(station.zone.ToLocal(run.latestEnd)) + " at the latest";
-        if (program.copies > 1) line += ", " + std::to_string(program.copies) + " copies";
-        lines.push_back(std::move(line));
+        lines.push_back(line + CopiesText(program.copies));
     }
-    if (check.needs.peak) {
-        lines.push_back(NeedsLine(plan, check.needs));
-        lines.push_back(DiskLine(check.needs));
+    const std::vector<std::string> overlaps = OverlapLines(plan, check.runs);
+    if (!overlaps.empty()) {
+        lines.emplace_back(
+            "Runs that may go on at the same time, each with a receiver of its own:");
     }
+    for (const std::string& overlap : overlaps) lines.push_back("  " + overlap);
+    for (std::string& need : NeedLines(plan, check.needs)) lines.push_back(std::move(need));
     return lines;
+}
+
+std::vector<std::string> OverlapLines(const Plan& plan, const std::vector<PlannedRun>& runs) {
+    std::vector<std::string> lines;
+    for (const PlanOverlap& overlap : OverlapsOf(runs)) lines.push_back(OverlapLine(plan, overlap));
+    return lines;
+}
+
+std::vector<std::string> NeedLines(const Plan& plan, const PlanNeeds& needs) {
+    if (needs.runsAtPeak.empty()) return {};
+    return {PeakLine(plan, needs), DiskLine(needs)};
+}
+
+std::string CopiesText(unsigned copies) {
+    return copies > 1 ? ", " + std::to_string(copies) + " copies" : "";
 }
 
 }  // namespace receiver

@@ -20,11 +20,7 @@ void FindPeak(const std::vector<PlannedRun>& runs, PlanNeeds& needs) {
     for (const PlannedRun& run : runs) {
         std::erase_if(open, [&](const PlannedRun& other) { return other.latestEnd <= run.start; });
         open.push_back(run);
-        if (open.size() <= needs.runsAtPeak) continue;
-        needs.runsAtPeak = open.size();
-        needs.peak = run.start;
-        needs.programsAtPeak.clear();
-        for (const PlannedRun& other : open) needs.programsAtPeak.push_back(other.program);
+        if (open.size() > needs.runsAtPeak.size()) needs.runsAtPeak = open;
     }
 }
 
@@ -72,8 +68,8 @@ PlanNeeds NeedsOf(const Plan& plan, const std::vector<PlannedRun>& runs) {
             needs.growsForEver = true;
         }
     }
-    for (const size_t program : needs.programsAtPeak) {
-        needs.bytesKept += BytesOfRun(plan.programs[program]);
+    for (const PlannedRun& run : needs.runsAtPeak) {
+        needs.bytesKept += BytesOfRun(plan.programs[run.program]);
     }
     return needs;
 }

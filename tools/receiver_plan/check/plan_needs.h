@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -19,11 +18,9 @@ inline constexpr double kProcessorsOfRun = 0.01;
 inline constexpr uint64_t kMemoryOfRun = uint64_t{16} << 20;
 
 struct PlanNeeds {
-    // The most runs at one time, and when that begins for the first time; all of them last as long
-    // as they may.
-    size_t runsAtPeak = 0;
-    std::optional<std::chrono::sys_seconds> peak;
-    std::vector<size_t> programsAtPeak;
+    // The most runs at one time, in the order of their starts, the first time that there are so
+    // many; all of them last as long as they may.
+    std::vector<PlannedRun> runsAtPeak;
 
     uint64_t bytesOfBusiestDay = 0;  // a day of UTC
     // Everything that is kept at one time, with room for the copies in which tags are added;

@@ -19,6 +19,7 @@ struct PlannedStation {
     std::string name;
     std::string url;
     TimeZone zone;
+    size_t urlLine = 0;  // of the plan file
 };
 
 struct PlannedProgram {

@@ -104,7 +104,7 @@ private:
                           "write one as Europe/Berlin; timedatectl list-timezones has them all");
         }
         stationOfName_.push_back(zone ? plan_.stations.size() : 0);
-        if (zone) plan_.stations.push_back({name, url, *zone});
+        if (zone) plan_.stations.push_back({name, url, *zone, section.LineOf("url")});
     }
 
     void ReadStationOf(const PlanSection& section, PlannedProgram& program) {

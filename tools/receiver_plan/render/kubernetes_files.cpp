@@ -8,6 +8,7 @@
 #include "platform/text.h"
 #include "receiver_plan/plan/recorder_arguments.h"
 #include "receiver_plan/render/cron_schedule.h"
+#include "receiver_plan/render/recording_script.h"
 #include "receiver_plan/render/rendered_files.h"
 #include "references/reference_list.h"
 
@@ -27,25 +28,6 @@ std::string Quoted(const std::string& text) {
         quoted += c;
     }
     return quoted + '"';
-}
-
-std::string Script(const Plan& plan, const PlannedProgram& program, unsigned copy) {
-    const std::string folder = ShellWord(FolderOf(program));
-    std::string script = "mkdir -p " + folder + "; receiver-record";
-    for (const std::string& argument : RecorderArguments(plan, program, copy)) {
-        script.append(" ").append(ShellWord(argument));
-    }
-    script += "; code=$?; ";
-    if (program.keepMs) {
-        script += "find " + folder + " -type f -mmin +" + std::to_string(*program.keepMs / 60000) +
-                  " -delete; ";
-    }
-    script += "case $code in 0|7) ;; *) exit $code ;; esac";
-    if (!program.run.empty()) {
-        script += "; export RECORDINGS=" + folder + "; sh -c " + ShellWord(program.run) +
-                  " || echo 'run has failed' >&2";
-    }
-    return script;
 }
 
 // The folders of the recordings to listen for.
@@ -134,7 +116,7 @@ std::string CronJob(const Plan& plan, const PlannedProgram& program, unsigned co
            "\n            seccompProfile:\n              type: RuntimeDefault\n" + Apart(program) +
            "          containers:\n          - name: recorder\n            image: receiverhost\n"
            "            command:\n            - /bin/sh\n            - -c\n            - " +
-           Quoted(Script(plan, program, copy)) +
+           Quoted(RecordingScript(plan, program, copy)) +
            "\n            env:\n            - name: XDG_STATE_HOME\n              value: /tmp\n"
            "            resources:\n"
            "              requests:\n                cpu: 10m\n                memory: 64Mi\n"

@@ -11,6 +11,7 @@
 #include "platform/standard_streams.h"
 #include "platform/text.h"
 #include "receiver_plan/exit_code.h"
+#include "receiver_plan/plan/day_option.h"
 #include "receiver_plan/plan/plan_faults.h"
 #include "receiver_plan/plan/plan_tool_error.h"
 #include "receiver_plan/render/folder_difference.h"
@@ -22,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct RenderValues {
-    std::string plan, engine, folder, zone;
+    std::string plan, engine, folder, zone, from;
     bool force = false;
 };
 
@@ -30,8 +31,10 @@ struct Engine {
     const char* name;
     RenderedFiles (*render)(const Plan& plan, const RenderOptions& options);
 };
-constexpr std::array<Engine, 3> kEngines = {
-    {{"systemd", RenderSystemd}, {"cron", RenderCron}, {"kubernetes", RenderKubernetes}}};
+constexpr std::array<Engine, 4> kEngines = {{{"systemd", RenderSystemd},
+                                             {"cron", RenderCron},
+                                             {"kubernetes", RenderKubernetes},
+                                             {"slurm", RenderSlurm}}};
 
 std::string EngineNames() {
     std::string names;
@@ -45,7 +48,9 @@ RenderedFiles Render(const RenderValues& values) {
         if (values.engine != engine.name) continue;
         const Plan plan = ReadPlanOfCommand(values.plan);
         try {
-            return engine.render(plan, {values.zone});
+            RenderOptions options{.machineZone = values.zone, .day = {}};
+            if (!values.from.empty()) options.day = DayOfOption(values.from);
+            return engine.render(plan, options);
         } catch (const FaultyPlan& faulty) {
             throw PlanToolError(PlanExitCode::kFaulty, FaultLines(values.plan, faulty));
         }
@@ -119,8 +124,12 @@ void Declare(CLI::App& app, RenderValues& values, bool writes) {
         ->group(group)
         ->required();
     app.add_option("--zone", values.zone,
-                   "The time zone of the machines' clocks; for cron, which knows no other")
+                   "The time zone of the machines' clocks; for cron and Slurm, which know no other")
         ->type_name("ZONE")
+        ->group(group);
+    app.add_option("--from", values.from,
+                   "The day to render; for Slurm, which takes one after another")
+        ->type_name("YYYY-MM-DD")
         ->group(group);
     app.add_option(writes ? "-o,--output" : "--with", values.folder,
                    writes ? "The folder to write to; it may be new" : "The folder to compare with")
@@ -149,8 +158,8 @@ ToolDescription DescribeRender() {
     tool.purpose = "the plan as what an engine reads";
     tool.usage = "[OPTIONS] PLAN --for ENGINE -o FOLDER";
     tool.description =
-        "Writes the files with which systemd, cron or Kubernetes carries the plan out, and prints\n"
-        "their names: nothing that anything but the engine would have to read.";
+        "Writes the files with which systemd, cron, Kubernetes or Slurm carries the plan out, and\n"
+        "prints their names: nothing that anything but the engine would have to read.";
     tool.notes = {
         "For systemd and cron a folder machine-1, machine-2, ... for each machine, as many as "
         "there "
@@ -161,7 +170,10 @@ ToolDescription DescribeRender() {
         "What the engine cannot express is an error, and nothing is written."};
     tool.examples = {
         {"for systemd", "receiver-plan render plan.toml --for systemd -o units"},
-        {"for cron", "receiver-plan render plan.toml --for cron --zone Europe/Berlin -o tables"}};
+        {"for cron", "receiver-plan render plan.toml --for cron --zone Europe/Berlin -o tables"},
+        {"a day for Slurm, whose last job renders the next one",
+         "receiver-plan render plan.toml --for slurm --zone Europe/Berlin --from 2026-03-30 -o "
+         "jobs"}};
     AddExitCodes(tool, "everything was written",
                  "the plan has faults, or the engine cannot express it");
     tool.exitCodes.push_back({static_cast<int>(PlanExitCode::kOutputError),

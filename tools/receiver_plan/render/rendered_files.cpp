@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <string_view>
 
 #include "platform/text.h"
 
@@ -18,7 +19,8 @@ std::string RenderedHeader(const Plan& plan, const std::string& use) {
 }
 
 bool IsRendered(const std::string& text) {
-    return text.starts_with(kMadeBy);
+    const size_t first = text.starts_with("#!") ? text.find('\n') + 1 : 0;
+    return text.compare(first, std::string_view(kMadeBy).size(), kMadeBy) == 0;
 }
 
 std::string MachineFolder(unsigned copy) {

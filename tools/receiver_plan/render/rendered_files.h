@@ -1,8 +1,9 @@
 // What a plan becomes for an engine: files by their paths below a folder. Pure.
 #pragma once
 
-#include <functional>
+#include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "receiver_plan/plan/plan.h"
@@ -13,6 +14,7 @@ using RenderedFiles = std::map<std::string, std::string>;
 
 struct RenderOptions {
     std::string machineZone;  // that of the machines' clocks, for engines that know no other
+    std::optional<std::chrono::sys_days> day;  // for engines that take one after another
 };
 
 // The same plan gives the same bytes. Throws FaultyPlan for what the engine cannot express, and
@@ -20,10 +22,11 @@ struct RenderOptions {
 RenderedFiles RenderSystemd(const Plan& plan, const RenderOptions& options);
 RenderedFiles RenderCron(const Plan& plan, const RenderOptions& options);
 RenderedFiles RenderKubernetes(const Plan& plan, const RenderOptions& options);
+RenderedFiles RenderSlurm(const Plan& plan, const RenderOptions& options);
 
-// The first lines of every file, each behind "# ".
+// The first lines of every file but a "#!", each behind "# ".
 std::string RenderedHeader(const Plan& plan, const std::string& use);
-// Whether a file begins as those do.
+// Whether a file begins as those do, after the line that has to be a script's first.
 bool IsRendered(const std::string& text);
 
 // The folder of the machine that records copy `copy` of each programme.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 namespace receiver {
 namespace {
 
+using namespace std::chrono;
 using Strings = std::vector<std::string>;
 
 Plan PlanOf(const std::string& program, const std::string& more = "") {
@@ -30,8 +32,9 @@ std::string FileOf(const RenderedFiles& files, const std::string& name) {
 }
 
 std::string CronLine(const std::string& program) {
-    const std::string text = FileOf(RenderCron(PlanOf(program), {"Europe/Berlin"}),
-                                    "machine-1/etc/cron.d/receiver-plan");
+    const std::string text =
+        FileOf(RenderCron(PlanOf(program), {.machineZone = "Europe/Berlin", .day = {}}),
+               "machine-1/etc/cron.d/receiver-plan");
     const size_t at = text.find("# a\n");
     return text.substr(at + 4, text.find('\n', at + 4) - at - 4);
 }
@@ -39,7 +42,7 @@ std::string CronLine(const std::string& program) {
 Strings CronFaults(const std::string& program, const std::string& zone = "Europe/Berlin") {
     Strings lines;
     try {
-        RenderCron(PlanOf(program), {zone});
+        RenderCron(PlanOf(program), {.machineZone = zone, .day = {}});
     } catch (const FaultyPlan& faulty) {
         for (const PlanFault& fault : faulty.All()) lines.push_back(FaultLine("p", fault));
     }
@@ -203,6 +206,45 @@ TEST(FolderDifference, LinesThatStayAreToldFromThoseThatChange) {
         DifferenceLines({{"a", "1\n2\n3\n"}, {"b", "x\n"}, {"d", "same\n"}},
                         {{"a", "1\nnew\n3\n4\n"}, {"c", "y\n"}, {"d", "same\n"}}),
         (Strings{"changed: a", "  1", "- 2", "+ new", "  3", "+ 4", "gone: b", "new: c", "+ y"}));
+}
+
+// The day on which clocks are put back in Berlin: 02:30 comes twice there, and in Lisbon at 01:30.
+TEST(RenderSlurm, TimesAreThoseOfTheMachinesAndTheSecondOfTwoIsAFault) {
+    const RenderOptions berlin{.machineZone = "Europe/Berlin",
+                               .day = sys_days(2026y / October / 25)};
+    const RenderedFiles files =
+        RenderSlurm(PlanOf("when = [\"2:30\", \"23:59:30\"]\ncopies = 2\n"), berlin);
+    EXPECT_EQ(files.size(), 6u);
+    const std::string run = FileOf(files, "runs/2026-10-25-235930-a-2.sh");
+    EXPECT_NE(run.find("#SBATCH --begin=2026-10-25T23:59:30\n#SBATCH --time=90\n"),
+              std::string::npos)
+        << run;
+    EXPECT_NE(run.find("#SBATCH --exclusive\n"), std::string::npos);
+    EXPECT_NE(run.find("-ge 1792972770 ]"), std::string::npos) << run;
+    EXPECT_NE(FileOf(files, "next-day.sh").find("--begin=2026-10-25T22:00:00\n"),
+              std::string::npos);
+    EXPECT_EQ(FileOf(files, "runs/2026-10-25-023000-a-1.sh").find("#!/bin/sh\n# Made by "), 0u);
+    EXPECT_TRUE(IsRendered(run));
+    try {
+        RenderSlurm(ParsePlan("[stations.one]\nurl = \"http://r/\"\nzone = \"UTC\"\n"
+                              "[programs.a]\nstation = \"one\"\nwhen = \"1:30\"\nmax = \"1h\"\n"
+                              "folder = \"/f\"\n",
+                              "p", "/"),
+                    berlin);
+        FAIL();
+    } catch (const FaultyPlan& faulty) {
+        ASSERT_EQ(faulty.All().size(), 1u);
+        EXPECT_NE(faulty.All()[0].text.find("show 2026-10-25T02:30:00 twice"), std::string::npos)
+            << faulty.All()[0].text;
+    }
+}
+
+TEST(RenderSlurm, TheMachinesZoneAndTheDayHaveToBeSaid) {
+    const Plan plan = PlanOf("when = \"5:00\"\n");
+    const sys_days day(2026y / October / 25);
+    EXPECT_THROW(RenderSlurm(plan, {.machineZone = "", .day = day}), std::invalid_argument);
+    EXPECT_THROW(RenderSlurm(plan, {.machineZone = "UTC", .day = {}}), std::invalid_argument);
+    EXPECT_THROW(RenderSlurm(plan, {.machineZone = "Mars", .day = day}), std::invalid_argument);
 }
 
 }  // namespace receiver

@@ -1,0 +1,137 @@
+// The runs of a day as batch scripts of Slurm, and a job that does the same for the next day.
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "receiver_plan/check/plan_runs.h"
+#include "receiver_plan/plan/plan_faults.h"
+#include "receiver_plan/render/cron_schedule.h"
+#include "receiver_plan/render/recording_script.h"
+#include "receiver_plan/render/rendered_files.h"
+
+namespace receiver {
+
+using namespace std::chrono;
+
+namespace {
+
+// What may go by between the longest run and its being ended.
+constexpr minutes kGrace{30};
+// So long before its day begins the next one is submitted.
+constexpr hours kAhead{2};
+
+class SlurmDay final {
+public:
+    SlurmDay(const Plan& plan, TimeZone zone, local_days day)
+        : plan_(plan), zone_(std::move(zone)), day_(day) {}
+
+    RenderedFiles Render() {
+        std::string submit =
+            "#!/bin/sh\n" +
+            RenderedHeader(plan_, "sh FOLDER/submit.sh PLAN, once: submits the runs of " +
+                                      DateText(day_) + ", and a job that goes on from there.") +
+            "set -eu\nplan=$(realpath -- \"$1\")\ncd \"$(dirname \"$0\")\"\n"
+            "# What is there already is not submitted twice.\n"
+            "submit() { [ -n \"$(squeue --noheader --name=\"$1\")\" ] || sbatch \"runs/$1.sh\"; "
+            "}\n";
+        for (const PlannedRun& run : AllRuns(plan_, Beginning(day_), Beginning(day_ + days(1)))) {
+            const PlannedProgram& program = plan_.programs[run.program];
+            for (unsigned copy = 1; copy <= program.copies; ++copy) {
+                const std::string name = NameOf(run, copy);
+                files_["runs/" + name + ".sh"] = Run(run, copy, name);
+                submit += "submit " + name + "\n";
+            }
+        }
+        files_["submit.sh"] = submit + "sbatch next-day.sh \"$plan\"\n";
+        files_["next-day.sh"] = NextDay();
+        if (!faults_.All().empty()) throw FaultyPlan(faults_);
+        return std::move(files_);
+    }
+
+private:
+    // Where clocks leave out midnight the day begins when they go on.
+    sys_seconds Beginning(local_days day) const {
+        for (minutes late{0}; late < hours(24); late += minutes(15)) {
+            if (const auto time = zone_.ToUtc(day + late)) return *time;
+        }
+        throw std::invalid_argument("--zone: " + zone_.Name() + " leaves out " + DateText(day));
+    }
+
+    // "2026-03-30T18:25:00"
+    std::string ClockTime(sys_seconds time) const {
+        const local_seconds local = zone_.ToLocal(time);
+        return DateText(local) + "T" + ClockText(local);
+    }
+
+    std::string NameOf(const PlannedRun& run, unsigned copy) const {
+        const local_seconds local = zone_.ToLocal(run.start);
+        const std::string clock = ClockText(local);
+        return DateText(local) + "-" + clock.substr(0, 2) + clock.substr(3, 2) + clock.substr(6) +
+               "-" + plan_.programs[run.program].name + "-" + std::to_string(copy);
+    }
+
+    std::string Run(const PlannedRun& run, unsigned copy, const std::string& name) {
+        const PlannedProgram& program = plan_.programs[run.program];
+        if (zone_.ToUtc(zone_.ToLocal(run.start)) != run.start) {
+            faults_.Add(FaultOf(program, "when",
+                                "Slurm goes by the machines' clocks, which show " +
+                                    ClockTime(run.start) + " twice, and it takes the first",
+                                "choose a time outside that hour, or another --zone"));
+        }
+        const auto limit = ceil<minutes>(run.latestEnd - run.start) + kGrace;
+        return "#!/bin/sh\n" +
+               RenderedHeader(plan_, "A run of " + program.name + "; submit.sh submits it.") +
+               "#SBATCH --job-name=" + name + "\n#SBATCH --begin=" + ClockTime(run.start) +
+               "\n#SBATCH --time=" + std::to_string(limit.count()) +
+               "\n#SBATCH --requeue\n#SBATCH --nodes=1\n#SBATCH --ntasks=1\n"
+               "#SBATCH --cpus-per-task=1\n#SBATCH --mem=512M\n" +
+               (program.copies > 1 ? "#SBATCH --exclusive\n" : "") +
+               "# It may have waited for a node, or begun anew on another one.\n"
+               "if [ \"$(date +%s)\" -ge " +
+               std::to_string(run.latestEnd.time_since_epoch().count()) +
+               " ]; then echo 'too late for this run' >&2; exit 1; fi\n" +
+               RecordingScript(plan_, program, copy) + "\n";
+    }
+
+    // A plan that has become faulty does not end the chain: it is looked at again every hour.
+    std::string NextDay() const {
+        const local_days next = day_ + days(1);
+        return "#!/bin/sh\n" +
+               RenderedHeader(plan_,
+                              "Renders and submits the day that comes; submit.sh submits "
+                              "it.") +
+               "#SBATCH --job-name=receiver-plan\n#SBATCH --begin=" +
+               ClockTime(Beginning(next) - kAhead) +
+               "\n#SBATCH --time=30\n#SBATCH --requeue\n#SBATCH --nodes=1\n#SBATCH --ntasks=1\n"
+               "cd \"$SLURM_SUBMIT_DIR\" || exit\n"
+               "if ! receiver-plan render \"$1\" --for slurm --zone " +
+               zone_.Name() + " --from " + DateText(next) +
+               " -o . --force; then\n  sbatch --begin=now+1hour next-day.sh \"$1\"\n  exit 1\nfi\n"
+               "sh submit.sh \"$1\"\n";
+    }
+
+    const Plan& plan_;
+    const TimeZone zone_;
+    const local_days day_;
+    RenderedFiles files_;
+    PlanFaults faults_;
+};
+
+}  // namespace
+
+RenderedFiles RenderSlurm(const Plan& plan, const RenderOptions& options) {
+    if (options.machineZone.empty() || !options.day) {
+        throw std::invalid_argument(
+            "--zone and --from are required: Slurm goes by the clocks of the machines, which are "
+            "to be known, and takes one day after another");
+    }
+    const auto zone = TimeZone::Find(options.machineZone);
+    if (!zone) {
+        throw std::invalid_argument("--zone: \"" + options.machineZone +
+                                    "\" is not a time zone of this system");
+    }
+    return SlurmDay(plan, *zone, local_days(options.day->time_since_epoch())).Render();
+}
+
+}  // namespace receiver
