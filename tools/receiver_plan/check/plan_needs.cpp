@@ -14,14 +14,23 @@ namespace {
 
 constexpr uint64_t kWavBytesPerSecond = uint64_t{44100} * 2 * 2;
 
+bool EndsLater(const PlannedRun& a, const PlannedRun& b) {
+    return a.latestEnd > b.latestEnd;
+}
+
 // The runs that have begun and may not have ended when each begins.
 void FindPeak(const std::vector<PlannedRun>& runs, PlanNeeds& needs) {
-    std::vector<PlannedRun> open;
+    std::vector<PlannedRun> open;  // a heap: what ends first is in front
     for (const PlannedRun& run : runs) {
-        std::erase_if(open, [&](const PlannedRun& other) { return other.latestEnd <= run.start; });
+        while (!open.empty() && open.front().latestEnd <= run.start) {
+            std::pop_heap(open.begin(), open.end(), EndsLater);
+            open.pop_back();
+        }
         open.push_back(run);
+        std::push_heap(open.begin(), open.end(), EndsLater);
         if (open.size() > needs.runsAtPeak.size()) needs.runsAtPeak = open;
     }
+    std::sort(needs.runsAtPeak.begin(), needs.runsAtPeak.end());
 }
 
 // The most of a programme that is there at one time.
