@@ -51,8 +51,8 @@ TEST(Abi, TheRecordsOfCKeepTheirOrder) {
 
 TEST(Abi, TheRecordsOfCHaveTheSizesOfSoVersion1) {
 #if defined(__x86_64__) && defined(__GLIBCXX__)
-    EXPECT_EQ(sizeof(receiver_request), 112u);
-    EXPECT_EQ(sizeof(receiver_event), 208u);
+    EXPECT_EQ(sizeof(receiver_request), 120u);
+    EXPECT_EQ(sizeof(receiver_event), 216u);
     EXPECT_EQ(sizeof(receiver_result), 72u);
     EXPECT_EQ(sizeof(receiver_header), 16u);
 #else
