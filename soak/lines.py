@@ -21,6 +21,7 @@ SOUND_S = 300
 JINGLE_S, JINGLE_EVERY_S = 1.5, 7
 GRID_FRAMES = 552  # matches lie on a grid of the detector's words
 ALIGNED_S = 0.5  # compared where two connections are aligned, not identical
+CLOCK_S = 6  # until a connection's burst is over, and how far it is behind the clock is known
 SETTLED_S = 1.5  # after the first sample, until a decoder that began amid the stream has settled
 MAX_GAP_ERROR = round(0.05 * RATE)
 
@@ -346,7 +347,7 @@ def through_breaks(scene, breaks, chance):
 
 def through_gaps(scene, gaps, chance):
     """Outages that no burst covers."""
-    scene.listen(within(SETTLED_S + ALIGNED_S + 1))
+    scene.listen(within(CLOCK_S))
     offset, worst, missing = scene.offset(), 0, 0
     while missing < gaps:
         before = len(scene.broken.resumed)

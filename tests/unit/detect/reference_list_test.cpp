@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
+#include "platform/thread_safety.h"
 #include "testing/audio_generator.h"
+#include "testing/patience.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
 
@@ -79,9 +84,19 @@ TEST_P(ReferenceListTest, FailsAsTheFirstOfThemThatFails) {
 TEST_P(ReferenceListTest, OneThatIsGoneWhenItsTurnComesCannotBeOpened) {
     const std::string first = Sound(1);
     const std::string second = Sound(2);
-    std::atomic<bool> removed{false};
+    Mutex mutex;
+    std::set<std::thread::id> asked;
     const auto remove = [&] {
-        if (!removed.exchange(true)) std::filesystem::remove(second);
+        MutexLock lock(mutex);
+        if (!asked.insert(std::this_thread::get_id()).second) return false;
+        lock.Unlock();
+        // Windows removes no file that is being read: who is asked for the first time reads none.
+        const Patience patience("the end of reading " + second);
+        std::error_code error;
+        do {
+            patience.Check();
+            std::filesystem::remove(second, error);
+        } while (error);
         return false;
     };
     EXPECT_EQ(FailureOf({first, second}, remove), "Reference Open failed");
