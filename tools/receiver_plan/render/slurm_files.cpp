@@ -24,7 +24,7 @@ constexpr hours kAhead{2};
 class SlurmDay final {
 public:
     SlurmDay(const Plan& plan, TimeZone zone, local_days day)
-        : plan_(plan), zone_(std::move(zone)), day_(day) {}
+        : plan_(plan), zone_(zone), day_(day) {}
 
     RenderedFiles Render() {
         std::string submit =
