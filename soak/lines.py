@@ -21,7 +21,6 @@ SOUND_S = 300
 JINGLE_S, JINGLE_EVERY_S = 1.5, 7
 GRID_FRAMES = 552  # matches lie on a grid of the detector's words
 ALIGNED_S = 0.5  # compared where two connections are aligned, not identical
-CLOCK_S = 6  # until a connection's burst is over, and how far it is behind the clock is known
 SETTLED_S = 1.5  # after the first sample, until a decoder that began amid the stream has settled
 MAX_GAP_ERROR = round(0.05 * RATE)
 
@@ -347,9 +346,11 @@ def through_breaks(scene, breaks, chance):
 
 def through_gaps(scene, gaps, chance):
     """Outages that no burst covers."""
-    scene.listen(within(CLOCK_S))
+    scene.listen(within(SETTLED_S + ALIGNED_S + 1))
     offset, worst, missing = scene.offset(), 0, 0
-    while missing < gaps:
+    for _ in range(2 * gaps):
+        if missing == gaps:
+            break
         before = len(scene.broken.resumed)
         scene.cut(chance.uniform(2, 5))
         scene.listen_until(lambda: len(scene.broken.resumed) > before, "RESUMED")
@@ -363,4 +364,6 @@ def through_gaps(scene, gaps, chance):
         worst = max(worst, abs(error))
         if abs(error) > MAX_GAP_ERROR:
             raise Fault(f"a gap of {1000 * error / RATE:.0f} ms too much: {event}")
+    if missing < gaps:
+        raise Fault(f"only {missing} of {2 * gaps} outages have left anything out")
     return f"{gaps} gaps, none more than {1000 * worst / RATE:.1f} ms from the truth"

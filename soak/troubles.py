@@ -77,18 +77,33 @@ def resumed(ear, before, patience_s=PATIENCE_S):
 def check_silence(ear, event):
     lost = event["lostFrames"]
     if event["exact"] or not lost:
-        raise Fault(f"nothing is missing, although it was never broadcast: {event}")
+        raise Fault(f"nothing is missing, although the broadcast goes on elsewhere: {event}")
     ear.piece_at(event["sample"] + lost)
     if ear.listener.slice(event["sample"], lost).strip(b"\0"):
         raise Fault(f"what is missing is not silent: {event}")
 
 
-def interrupted(processes, programs, work, name, sound, jingle, away_s, stop, start):
-    """A station of MP3 that is gone for a time, and comes back elsewhere in its broadcast."""
-    formats, bits = CODECS["mp3"][1:3]
+def beside_clock(ear, before, event):
+    """Seconds that the stream is off since `before`, of ahead_of_clock()."""
+    ear.listen(within(3))
+    beside = ear.ahead_of_clock() - before
+    if abs(beside) > MAX_BESIDE_CLOCK_S:
+        raise Fault(f"{beside:.2f} s beside the clock after {event}")
+    return beside
+
+
+def make_folder(work, name):
+    """For servers that go on as nobody."""
     folder = work / name
     folder.mkdir()
     folder.chmod(0o777)
+    return folder
+
+
+def interrupted(processes, programs, work, name, sound, jingle, away_s, stop, start):
+    """A station of MP3 that is gone for a time, and comes back elsewhere in its broadcast."""
+    formats, bits = CODECS["mp3"][1:3]
+    folder = make_folder(work, name)
     file = encode_once(sound, "mp3")
     broadcast = decode(file)
     with contextlib.ExitStack() as closing:
@@ -109,10 +124,7 @@ def interrupted(processes, programs, work, name, sound, jingle, away_s, stop, st
         again = event["sample"] + event["lostFrames"] + round(SETTLED_S * RATE)
         if place_in(broadcast, ear.piece_at(again)) < 0:
             raise Fault(f"what was heard after {event} was never broadcast")
-        ear.listen(within(3))
-        beside = ear.ahead_of_clock() - before
-        if abs(beside) > MAX_BESIDE_CLOCK_S:
-            raise Fault(f"{beside:.2f} s beside the clock after {event}")
+        beside = beside_clock(ear, before, event)
         return (f"away for {event['outageMs'] / 1000:.1f} s ({event['cause']['kind']}), "
                 f"{event['attempts']} attempts, {event['lostFrames'] / RATE:.1f} s of silence, "
                 f"{1000 * beside:+.0f} ms beside the clock")
@@ -139,9 +151,7 @@ def source_away(processes, programs, work, name, sound, jingle, away_s):
 def other_codec(processes, programs, work, name, sound, jingle, _away_s):
     """While the studio is away, its MP3 mount falls back to one of Vorbis, with another broadcast."""
     formats, bits = CODECS["mp3"][1:3]
-    folder = work / name
-    folder.mkdir()
-    folder.chmod(0o777)
+    folder = make_folder(work, name)
     spare_formats = CODECS["vorbis"][1]
     spare = encode_once(sound, "vorbis")
     broadcast = decode(spare)
@@ -160,10 +170,7 @@ def other_codec(processes, programs, work, name, sound, jingle, _away_s):
         heard = ear.piece_at(event["sample"] + event["lostFrames"] + round(SETTLED_S * RATE))
         if place_in(broadcast, heard) < 0:
             raise Fault(f"after {event} it is not the mount that it falls back to")
-        ear.listen(within(3))
-        beside = ear.ahead_of_clock() - before
-        if abs(beside) > MAX_BESIDE_CLOCK_S:
-            raise Fault(f"{beside:.2f} s beside the clock after {event}")
+        beside = beside_clock(ear, before, event)
         return (f"MP3, then Vorbis: {event['attempts']} attempts, "
                 f"{event['lostFrames'] / RATE:.1f} s of silence, {1000 * beside:+.0f} ms beside "
                 "the clock")
@@ -171,9 +178,7 @@ def other_codec(processes, programs, work, name, sound, jingle, _away_s):
 
 def missing_segments(processes, programs, work, name, sound, jingle, _away_s):
     """A playlist by nginx, some of whose segments are not there."""
-    folder = work / name
-    folder.mkdir()
-    folder.chmod(0o777)
+    folder = make_folder(work, name)
     (folder / "web").mkdir()
     file = encode_once(sound, "mp3")
     broadcast = decode(file)
