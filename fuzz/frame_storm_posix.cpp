@@ -36,7 +36,7 @@ using nlohmann::json;
 constexpr size_t kBatchBytes = 4000;
 constexpr size_t kBatchFrames = 100;
 constexpr uint64_t kFramesPerConnection = 5000;
-constexpr uint64_t kFramesPerLargeOne = 10000;
+constexpr uint64_t kMaxFramesPerLargeOne = 10000;
 constexpr uint64_t kMaxWarmUpFrames = 100000;
 // What the pages of a heap that is in use all the time come and go by; each frame that left
 // one byte behind would show in a run of a million.
@@ -84,7 +84,9 @@ void Storm::Run() {
     StartReceiver();
     Connect();
     UseUpAnId();
-    // The receiver's buffers have their largest size when the comparison begins.
+    // The receiver's buffers have their largest size when the comparison begins: it has also had
+    // several large frames by then, since the first leaves less behind than a second one.
+    const uint64_t framesPerLargeOne = std::min(frames_ / 10, kMaxFramesPerLargeOne);
     const uint64_t warmUp = std::min(frames_ / 2, kMaxWarmUpFrames);
     size_t before = 0;
     uint64_t nextReport = frames_ / 10;
@@ -93,7 +95,7 @@ void Storm::Run() {
     while (sent_ < frames_) {
         if (sent_ >= nextLarge) {
             Send(hostile_.NextLarge());
-            nextLarge += kFramesPerLargeOne;
+            nextLarge += framesPerLargeOne;
         }
         SendBatch(static_cast<size_t>(std::min<uint64_t>(kBatchFrames, frames_ - sent_)));
         TakeAnswers(kBatchFrames);
