@@ -56,6 +56,12 @@ public:
         return failure;
     }
 
+    std::optional<double> TimeOfStart() const {
+        if (visit_.countsAnew) return 0.0;
+        if (!visit_.timeOnAir) return {};
+        return *visit_.timeOnAir + static_cast<double>(first_) / audio_.rate;
+    }
+
 private:
     // How many more there are up to so many of the connection.
     uint64_t Until(uint64_t frames) const {
@@ -120,7 +126,8 @@ ConnectionFactory SimulatedStation::Factory(
         const Connection* connection = file.get();
         return SourceConnection{.file = std::move(file),
                                 .failure = [connection] { return connection->Failure(); },
-                                .notes = nullptr};
+                                .notes = nullptr,
+                                .timeOfStart = [connection] { return connection->TimeOfStart(); }};
     };
 }
 

@@ -34,6 +34,9 @@ public:
         bool fromTheStart = false;       // of the audio, at the speed of time
         bool atOnce = false;             // from the start, as fast as it is read, and ends
         const TestPcm* other = nullptr;  // instead of the station's audio
+        // What the stream's time stamps say at the first frame of the air, in seconds.
+        std::optional<double> timeOnAir;
+        bool countsAnew = false;  // they are 0 at the connection's first frame
     };
 
     explicit SimulatedStation(const TestPcm& audio) : audio_(audio) {}  // which outlives it

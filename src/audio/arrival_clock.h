@@ -17,8 +17,8 @@ public:
     // Of so much the lead is the largest: a station's clock and ours drift apart.
     static constexpr uint64_t kWindowMs = 60000;
     // A burst is over when the lead has not risen by more than kMaxRiseMs for kSettleMs.
-    static constexpr uint64_t kSettleMs = 1500;
-    static constexpr double kMaxRiseMs = 20.0;
+    static constexpr uint64_t kSettleMs = 3000;
+    static constexpr double kMaxRiseMs = 10.0;
 
     explicit ArrivalClock(uint32_t rate) : rate_(rate) {}
 

@@ -17,6 +17,16 @@
 #include "audio/stream_watch.h"
 
 namespace receiver {
+namespace {
+
+// Its time stamps are the sender's, the same for all who listen, not counted from where a
+// listener began.
+bool HasSendersTime(const AVFormatContext& context) {
+    const std::string_view name = context.iformat->name;
+    return name == "ogg" || name == "mpegts" || name == "hls" || name == "matroska,webm";
+}
+
+}  // namespace
 
 struct CFFmpegStreamingDecoder::Stages {
     MediaInput input;
@@ -58,6 +68,7 @@ bool CFFmpegStreamingDecoder::OpenStages() {
         });
     stages_->watch.reset();
     bytesDelivered_ = 0;
+    timeOfStart_.reset();
     if (error == kDecoderErrorNone) error = stages_->frames.Open(MakeWatch());
     if (error != kDecoderErrorNone) return Fail(error);
     const AVCodecContext& codec = stages_->frames.Codec();
@@ -130,13 +141,13 @@ int32_t CFFmpegStreamingDecoder::Read(void* buffer, uint32_t count) {
     auto* output = static_cast<uint8_t*>(buffer);
     uint32_t delivered = stages_->pcm.TakeKept(output, count);
     while (delivered < count) {
-        if (stages_->watch) {
-            stages_->watch->SetPosition((bytesDelivered_ + delivered) / record_.nBlockAlign);
-        }
+        const uint64_t position = (bytesDelivered_ + delivered) / record_.nBlockAlign;
+        if (stages_->watch) stages_->watch->SetPosition(position);
         const int result = stages_->frames.Next();
         if (result < 0) inputResult_ = result;
         if (result < 0 && delivered == 0) return result == AVERROR_EOF ? 0 : -1;
         if (result < 0) break;
+        NoteTime(position);
         uint32_t bytes = 0;
         const bool converted = ConvertFrame(output + delivered, count - delivered, &bytes);
         if (!converted && delivered == 0) return -1;
@@ -145,6 +156,13 @@ int32_t CFFmpegStreamingDecoder::Read(void* buffer, uint32_t count) {
     }
     bytesDelivered_ += delivered;
     return static_cast<int32_t>(delivered);
+}
+
+void CFFmpegStreamingDecoder::NoteTime(uint64_t position) {
+    const int64_t time = stages_->frames.Frame().pts;
+    if (time == AV_NOPTS_VALUE || !HasSendersTime(stages_->input.Context())) return;
+    timeOfStart_ = static_cast<double>(time) * av_q2d(stages_->input.Stream().time_base) -
+                   static_cast<double>(position) / record_.nSamplesPerSec;
 }
 
 // Of the current frame, as much as there is room for.

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "audio/audio_file.h"
@@ -47,6 +48,9 @@ public:
     virtual void FillSilence(void* buffer);  // one frame; does nothing without a format
 
     uint32_t ErrorCode() const { return errorCode_; }
+    // What the newest frame says of the broadcast's own time, in seconds, at the first frame that
+    // Read gave. Nothing of containers whose times begin anew with each connection.
+    std::optional<double> TimeOfStart() const { return timeOfStart_; }
 
 protected:
     // Called by Open with the new context and an empty dictionary, before anything
@@ -73,6 +77,7 @@ private:
     StreamWatch* MakeWatch();
     void FillRecord();
     bool SetLength();
+    void NoteTime(uint64_t position);
     bool ConvertFrame(uint8_t* buffer, uint32_t room, uint32_t* bytes);
     bool Fail(uint32_t code);  // keeps the code, closes, returns false
 
@@ -89,6 +94,7 @@ private:
     uint32_t seekPreRollMs_ = 2000;
     uint64_t bytesDelivered_ = 0;  // by Read, since Open
     double position_ = -1.0;       // seconds; negative before the first Seek
+    std::optional<double> timeOfStart_;
 };
 
 }  // namespace receiver

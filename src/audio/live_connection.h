@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,10 @@ public:
 
     const ConnectionFormat& Format() const { return format_; }
     const ArrivalClock& Clock() const { return clock_; }
+    // Of its first frame, in seconds of the broadcast's own time, as far as that is told.
+    std::optional<double> TimeOfStart() const {
+        return source_.timeOfStart ? source_.timeOfStart() : std::nullopt;
+    }
     const SourceBreak& Break() const { return break_; }
 
 private:

@@ -64,6 +64,7 @@ struct ReconnectingAudioFile::State {
     std::string path;
     std::unique_ptr<LiveConnection> connection;  // null between two
     ArrivalClock clock{1};                       // of the last connection that gave new audio
+    std::optional<double> timeOfStart;           // of that one
     ConnectionFormat format;                     // of all connections
     int64_t base = 0;        // where the connection's first frame lies in the stream
     uint64_t received = 0;   // frames of the stream
@@ -144,7 +145,8 @@ bool ReconnectingAudioFile::State::Reconnect() {
                                 .end = received,
                                 .held = static_cast<size_t>(outgoing.Frames()),
                                 .base = base,
-                                .clock = clock};
+                                .clock = clock,
+                                .timeOfStart = timeOfStart};
         const auto joint = JoinStream(heard, *next, timing.nowMs);
         if (!joint) {
             NoteBreak(next->Break());
@@ -242,6 +244,7 @@ bool ReconnectingAudioFile::State::ReadConnection() {
         return true;
     }
     clock = connection->Clock();
+    timeOfStart = connection->TimeOfStart();
     NoteBreak(connection->Break());
     connection.reset();
     return false;

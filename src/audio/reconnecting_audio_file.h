@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "audio/audio_file.h"
@@ -40,6 +41,8 @@ struct SourceConnection {
     std::unique_ptr<CAudioFile> file;            // closed; null counts as a failed opening
     std::function<ConnectionFailure()> failure;  // of `file`, after Open or Read; may be empty
     std::shared_ptr<ConnectionNotes> notes;      // what `file` tells; may be null
+    // What `file` knows of the broadcast's own time, in seconds, at its first frame; may be empty.
+    std::function<std::optional<double>()> timeOfStart = {};
     bool noMore = false;  // there is nothing left to connect to: as if the time were over
 };
 

@@ -14,6 +14,12 @@ constexpr uint64_t kMaxSearchMs = 60000;
 
 constexpr size_t kMinNewSeconds = 1;
 
+// What the sender's time and ours may differ in as long as both speak of one broadcast: with
+// segments and long pages, what arrives tells little of when it was sent.
+constexpr double kMaxDisagreementMs = 10000.0;
+// Who counts anew for every listener lets all connections begin at one time.
+constexpr double kMinAdvanceMs = 50.0;
+
 size_t FramesIn(size_t seconds, size_t maxBytes, const ConnectionFormat& format) {
     return std::min(seconds * format.sampleRate, maxBytes / (format.channels * sizeof(int16_t)));
 }
@@ -95,8 +101,7 @@ private:
 
     // With all that the connection gives of the past; of one that is over that may be too little.
     std::optional<Place> Decide(bool over) const {
-        const auto start =
-            heard_.base + std::llround(heard_.clock.StartOfNext(connection_.Clock()) * rate_ / 1e3);
+        const int64_t start = heard_.base + std::llround(StartMs() * rate_ / 1e3);
         // In the kept part: where the end of what was heard is to be expected.
         const int64_t expected =
             static_cast<int64_t>(heard_.end) - start - static_cast<int64_t>(dropped_);
@@ -109,6 +114,18 @@ private:
         if (place || (over && !IsNew())) return place;
         if (expected < 0) return Place{0, heard_.end, static_cast<uint64_t>(-expected)};
         return Place{std::min(static_cast<size_t>(expected), Frames()), heard_.end};
+    }
+
+    // Where the connection's first frame lies in the last one: to the sample by the sender's time,
+    // if that is to be believed, otherwise by when what has arrived.
+    double StartMs() const {
+        const double byClock = heard_.clock.StartOfNext(connection_.Clock());
+        const std::optional<double> time = connection_.TimeOfStart();
+        if (!heard_.timeOfStart || !time) return byClock;
+        const double byTime = (*time - *heard_.timeOfStart) * 1000.0;
+        const bool isBelieved =
+            std::abs(byTime) >= kMinAdvanceMs && std::abs(byTime - byClock) <= kMaxDisagreementMs;
+        return isBelieved ? byTime : byClock;
     }
 
     // Whether a beginning without an end goes beyond what was heard. Too little of it to tell

@@ -26,6 +26,7 @@ struct HeardStream {
     size_t held = 0;     // of its end, not yet delivered: a broken decoder's last may be wrong
     int64_t base = 0;    // where the last connection's first frame lies
     ArrivalClock clock;  // the last connection's
+    std::optional<double> timeOfStart;  // the last connection's, if told
 };
 
 struct StreamJoint {

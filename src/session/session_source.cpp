@@ -46,8 +46,10 @@ SourceConnection MakeOneOfMany(const PreparedProgram& program,
     if (!wanted.onStation) listener.onStation = nullptr;
     network->SetNotes(listener);
     const CFFmpegNetworkAudioFile* file = network.get();
-    return {
-        .file = std::move(network), .failure = [file] { return file->Failure(); }, .notes = notes};
+    return {.file = std::move(network),
+            .failure = [file] { return file->Failure(); },
+            .notes = notes,
+            .timeOfStart = [file] { return file->TimeOfStart(); }};
 }
 
 // Outlives its connections, and tells why it has ended.

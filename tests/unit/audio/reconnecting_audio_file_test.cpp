@@ -69,6 +69,37 @@ protected:
             << (std::mismatch(heard.begin(), heard.end(), unbroken.begin()).first - heard.begin()) /
                    2;
     }
+    // Of a connection that breaks off after so many seconds, and the next one, too late for its
+    // burst: what comes then is heard later by as much as it was on the air later.
+    void ExpectGap(TestRandom& random, Visit broken, Visit next, uint64_t toleranceFrames,
+                   uint64_t breaksAfter = 10) {
+        OnAir();
+        resumptions_.clear();
+        broken.frames = breaksAfter * kRate + random.Below(3 * kRate);
+        broken.pieceFrames = 1 + random.Below(9000);
+        next.pieceFrames = broken.pieceFrames;
+        next.burstSeconds = random.Between(0.5, 3);
+        station_->plan = {broken, Refusal(3500 + random.Below(12000)), next};
+        ASSERT_TRUE(file_->Open("url"));
+        const auto heard = Hear(static_cast<double>(breaksAfter) + 25);
+        ASSERT_EQ(resumptions_.size(), 1U);
+        const SourceResumption& gap = resumptions_[0];
+        EXPECT_FALSE(gap.exact);
+        EXPECT_EQ(gap.sample, *broken.frames);
+        EXPECT_EQ(gap.repeatedFrames, 0U);
+        ASSERT_GT(gap.lostFrames, 0U);
+        const auto& air = station_->Audio().samples;
+        const auto broadcast = [&](auto first) {
+            return std::search(air.begin(), air.end(), first, first + 64) - air.begin();
+        };
+        const auto silence = heard.begin() + static_cast<ptrdiff_t>(gap.sample * 2);
+        const auto after = silence + static_cast<ptrdiff_t>(gap.lostFrames * 2);
+        EXPECT_TRUE(std::all_of(silence, after, [](int16_t s) { return s == 0; }));
+        const auto truth = broadcast(after) - broadcast(heard.begin());
+        EXPECT_NEAR(static_cast<double>(after - heard.begin()) / 2, static_cast<double>(truth) / 2,
+                    static_cast<double>(toleranceFrames));
+        EXPECT_TRUE(std::equal(after, heard.end(), air.begin() + broadcast(after)));
+    }
 
     const std::shared_ptr<CFFmpegNetworkCancellation> cancellation_ =
         std::make_shared<CFFmpegNetworkCancellation>();
@@ -150,36 +181,43 @@ TEST_F(ReconnectingTest, AtRandomMomentsNothingIsLostOrRepeated) {
 TEST_F(ReconnectingTest, WhatNoBurstCoversBecomesSilenceAsLongAsTheClockSays) {
     TestRandom random(2);
     for (int turn = 0; turn < 20; ++turn) {
-        OnAir();
-        resumptions_.clear();
-        Visit broken = Breaking(10 * kRate + random.Below(3 * kRate));
-        broken.pieceFrames = 1 + random.Below(9000);
-        Visit next;
-        next.pieceFrames = broken.pieceFrames;
-        next.burstSeconds = random.Between(0.5, 3);
-        station_->plan = {broken, Refusal(3500 + random.Below(12000)), next};
-        ASSERT_TRUE(file_->Open("url"));
-        const auto heard = Hear(35);
-        ASSERT_EQ(resumptions_.size(), 1U) << turn;
-        const SourceResumption& gap = resumptions_[0];
-        EXPECT_FALSE(gap.exact);
-        EXPECT_EQ(gap.sample, *broken.frames) << turn;
-        EXPECT_EQ(gap.repeatedFrames, 0U);
-        ASSERT_GT(gap.lostFrames, 0U) << turn;
-        const auto& air = station_->Audio().samples;
-        const auto broadcast = [&](auto first) {
-            return std::search(air.begin(), air.end(), first, first + 64) - air.begin();
-        };
-        const auto silence = heard.begin() + static_cast<ptrdiff_t>(gap.sample * 2);
-        const auto after = silence + static_cast<ptrdiff_t>(gap.lostFrames * 2);
-        EXPECT_TRUE(std::all_of(silence, after, [](int16_t s) { return s == 0; })) << turn;
-        // Heard later by as much as it was on the air later.
-        const auto truth = broadcast(after) - broadcast(heard.begin());
-        EXPECT_NEAR(static_cast<double>(after - heard.begin()) / 2, static_cast<double>(truth) / 2,
-                    kToleranceFrames)
-            << turn;
-        const auto position = air.begin() + broadcast(after);
-        EXPECT_TRUE(std::equal(after, heard.end(), position)) << turn;
+        SCOPED_TRACE(turn);
+        ExpectGap(random, Visit{}, Visit{}, kToleranceFrames);
+    }
+}
+
+TEST_F(ReconnectingTest, WhereTheBroadcastTellsItsTimeASilenceIsRightToTheSample) {
+    TestRandom random(3);
+    Visit told;
+    told.timeOnAir = 123456.7;
+    for (int turn = 0; turn < 20; ++turn) {
+        SCOPED_TRACE(turn);
+        ExpectGap(random, told, told, 0);
+    }
+}
+
+// A broadcast that was begun anew meanwhile, or one that is packed for each listener.
+TEST_F(ReconnectingTest, ATimeThatTheClockContradictsIsNotBelieved) {
+    TestRandom random(4);
+    Visit before, after, anew;
+    before.timeOnAir = 123456.7;
+    after.timeOnAir = before.timeOnAir.value() - 30;
+    anew.countsAnew = true;
+    ExpectGap(random, before, after, kToleranceFrames);
+    ExpectGap(random, after, before, kToleranceFrames);
+    ExpectGap(random, before, anew, kToleranceFrames);
+    ExpectGap(random, before, Visit{}, kToleranceFrames);
+    ExpectGap(random, Visit{}, after, kToleranceFrames);
+}
+
+TEST_F(ReconnectingTest, ConnectionsThatAllBeginAtOneTimeTellNothing) {
+    TestRandom random(5);
+    Visit anew;
+    anew.countsAnew = true;
+    anew.burstSeconds = 1;
+    for (int turn = 0; turn < 8; ++turn) {
+        SCOPED_TRACE(turn);
+        ExpectGap(random, anew, anew, kToleranceFrames, 5);
     }
 }
 
