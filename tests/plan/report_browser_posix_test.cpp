@@ -45,4 +45,30 @@ TEST(PlanReportBrowser, TheWeekHasABarForEveryRunWithoutAnErrorOrAScript) {
     EXPECT_EQ(RunPlan({"check", plan, "--report", file}).exitCode, 6);
 }
 
+TEST(PlanReportBrowser, TheStatusHasARowForEveryRunWithoutAnErrorOrAScript) {
+    const TempFolder folder;
+    const std::string recording = folder.File("<b id=hostile>&'\"x.flac");
+    std::ofstream(recording) << "audio";
+    std::ofstream(recording + ".json")
+        << R"({"complete":false,"outcome":"failure","message":"<b id=hostile></ul>",)"
+        << R"("startedAt":"2026-03-30T18:00:00.000Z","finishedAt":"2026-03-30T19:00:00.000Z"})";
+    const std::string whole = folder.File("whole.flac");
+    std::ofstream(whole) << "audio";
+    std::ofstream(whole + ".json")
+        << R"({"complete":true,"outcome":"complete","message":"",)"
+        << R"("startedAt":"2026-03-30T18:00:00.000Z","finishedAt":"2026-03-30T19:00:00.000Z"})";
+    std::ofstream(folder.File("unread.wav.json")) << "{";
+    const std::string file = folder.File("status.html");
+    const PlanRun run = RunPlan(
+        {"status", folder.Path().string(), "--from", "2026-03-30", "--days", "1", "--html", file});
+    ASSERT_EQ(run.exitCode, 3) << run.errors;
+    const BrowserPage page = LoadPage(file, "");
+    EXPECT_EQ(page.errors.find("CONSOLE"), std::string::npos) << page.errors;
+    EXPECT_EQ(Count(page.document, "<td class=\"state bad\">damaged</td>"), 1u);
+    EXPECT_EQ(Count(page.document, "<td class=\"state well\">complete</td>"), 1u);
+    EXPECT_EQ(Count(page.document, "<ul class=\"verdicts\">"), 2u);  // the damage, the note
+    EXPECT_EQ(page.document.find("<b id=\"hostile\""), std::string::npos);
+    EXPECT_EQ(page.document.find("<script"), std::string::npos);
+}
+
 }  // namespace receiver

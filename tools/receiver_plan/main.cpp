@@ -12,6 +12,7 @@
 #include "receiver_plan/plan/plan_tool_error.h"
 #include "receiver_plan/plan/schema_command.h"
 #include "receiver_plan/render/render_commands.h"
+#include "receiver_plan/status/status_command.h"
 #include "receiver_scan/source/interruption.h"
 
 namespace receiver {
@@ -24,14 +25,16 @@ ToolDescription DescribeTool() {
     tool.usage = "COMMAND ...";
     tool.description =
         "Reads what is to be recorded from one plan file, tells before air what would go wrong,\n"
-        "hands it to the schedulers that machines already have, and puts copies together.\n"
+        "hands it to the schedulers that machines already have, puts copies together, and tells\n"
+        "what became of it all.\n"
         "\"receiver-plan COMMAND --help\" tells about a command.";
     tool.exitCodes = {
         {static_cast<int>(PlanExitCode::kGood), "nothing is wrong"},
         {static_cast<int>(PlanExitCode::kFailure), "the tool itself failed"},
         {static_cast<int>(PlanExitCode::kUsage), "wrong command line"},
-        {static_cast<int>(PlanExitCode::kFaulty), "the plan has faults"},
-        {static_cast<int>(PlanExitCode::kUnreadable), "the plan cannot be read"},
+        {static_cast<int>(PlanExitCode::kFaulty),
+         "the plan has faults, or something is missed or damaged"},
+        {static_cast<int>(PlanExitCode::kUnreadable), "the plan or a recording cannot be read"},
         {static_cast<int>(PlanExitCode::kInterrupted), "interrupted"},
         {static_cast<int>(PlanExitCode::kOutputError), "an output file could not be written"},
         {static_cast<int>(PlanExitCode::kSilent), "a station does not answer"}};
@@ -45,10 +48,10 @@ int main(int argc, char** argv) {
     using namespace receiver;
     try {
         OpenMissingStandardStreams();
-        return RunTool(
-            DescribeTool(),
-            {CheckPlanCommand(), RenderCommand(), DiffCommand(), HealCommand(), SchemaCommand()},
-            argc, argv);
+        return RunTool(DescribeTool(),
+                       {CheckPlanCommand(), RenderCommand(), DiffCommand(), HealCommand(),
+                        StatusCommand(), SchemaCommand()},
+                       argc, argv);
     } catch (const PlanToolError& error) {
         WriteStandardErrorLine(error.what());
         return static_cast<int>(error.Code());

@@ -6,15 +6,14 @@
 #include <stdexcept>
 #include <string>
 
-#include "audio_output/part_file.h"
 #include "platform/standard_streams.h"
-#include "platform/text.h"
 #include "receiver_plan/check/check_texts.h"
 #include "receiver_plan/check/icalendar.h"
 #include "receiver_plan/check/plan_check.h"
 #include "receiver_plan/check/station_answers.h"
 #include "receiver_plan/exit_code.h"
 #include "receiver_plan/plan/day_option.h"
+#include "receiver_plan/plan/output_text.h"
 #include "receiver_plan/plan/plan_tool_error.h"
 #include "receiver_plan/report/week_page.h"
 
@@ -22,8 +21,6 @@ namespace receiver {
 namespace {
 
 using namespace std::chrono;
-
-constexpr unsigned kMaxDays = 366;
 
 struct CheckValues {
     std::string plan, from, calendar, report;
@@ -98,19 +95,6 @@ sys_seconds FirstMoment(const std::string& from) {
     return DayOfOption(from);
 }
 
-void WriteText(const std::string& file, const std::string& text, bool force) {
-    std::string failure;
-    try {
-        PartFile part(ToFilesystemPath(file), force, true);
-        if (part.WriteAt(0, text.data(), text.size()) && part.Commit()) return;
-        failure = part.FailureText();
-        part.Discard();
-    } catch (const std::runtime_error& error) {
-        failure = error.what();
-    }
-    throw PlanToolError(PlanExitCode::kOutputError, "receiver-plan: " + file + ": " + failure);
-}
-
 bool DoStationsAnswer(const Plan& plan) {
     const StationAnswers answers = AskStations(plan);
     for (const std::string& line : FaultLines(plan, answers.faults)) WriteStandardErrorLine(line);
@@ -119,10 +103,7 @@ bool DoStationsAnswer(const Plan& plan) {
 }
 
 int Run(const CheckValues& values) {
-    if (values.days < 1 || values.days > kMaxDays) {
-        throw std::invalid_argument("--days: " + std::to_string(values.days) +
-                                    " is not between 1 and " + std::to_string(kMaxDays));
-    }
+    CheckDays(values.days);
     const sys_seconds from = FirstMoment(values.from);
     const Plan plan = ReadPlanOfCommand(values.plan);
     const sys_seconds until = from + days(values.days);
@@ -132,10 +113,10 @@ int Run(const CheckValues& values) {
         WriteStandardOutputLine(line);
     }
     if (!values.calendar.empty()) {
-        WriteText(values.calendar, ICalendar(plan, check.runs), values.force);
+        WriteOutputText(values.calendar, ICalendar(plan, check.runs), values.force);
     }
     if (!values.report.empty()) {
-        WriteText(values.report, WeekPage(plan, check, from, until), values.force);
+        WriteOutputText(values.report, WeekPage(plan, check, from, until), values.force);
     }
     const bool allAnswer = !values.online || DoStationsAnswer(plan);
     if (!check.faults.All().empty()) return static_cast<int>(PlanExitCode::kFaulty);

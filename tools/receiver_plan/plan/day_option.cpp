@@ -8,6 +8,8 @@ using namespace std::chrono;
 
 namespace {
 
+constexpr unsigned kMaxDays = 366;
+
 bool IsDate(const std::string& text) {
     if (text.size() != 10) return false;
     for (size_t i = 0; i < text.size(); ++i) {
@@ -26,6 +28,12 @@ sys_days DayOfOption(const std::string& from) {
         if (date.ok() && date.year() >= year(1970) && date.year() < year(2200)) return date;
     }
     throw std::invalid_argument("--from: \"" + from + "\" is not a day, as 2026-03-27");
+}
+
+void CheckDays(unsigned days) {
+    if (days >= 1 && days <= kMaxDays) return;
+    throw std::invalid_argument("--days: " + std::to_string(days) + " is not between 1 and " +
+                                std::to_string(kMaxDays));
 }
 
 }  // namespace receiver
