@@ -11,13 +11,13 @@ std::string WriteMetricsFile(const std::filesystem::path& path, const std::strin
     part += ".part";
     OutputFile file;
     if (!file.Create(part, true)) return file.FailureText();
-    const bool isWritten = file.WriteAt(0, text.data(), text.size());
+    std::string why;
+    if (!file.WriteAt(0, text.data(), text.size())) why = file.FailureText();
     file.Close();
     std::error_code error;
-    if (isWritten) std::filesystem::rename(part, path, error);
-    if (isWritten && !error) return {};
-    const std::string why = isWritten ? error.message() : file.FailureText();
-    std::filesystem::remove(part, error);
+    if (why.empty()) std::filesystem::rename(part, path, error);
+    if (error) why = error.message();
+    if (!why.empty()) std::filesystem::remove(part, error);
     return why;
 }
 

@@ -144,8 +144,7 @@ ToolDescription DescribeTool() {
         {static_cast<int>(ExitCode::kComplete), "the programme is complete"},
         {static_cast<int>(ExitCode::kFailure), "the receiver failed or refused the request"},
         {static_cast<int>(ExitCode::kUsage),
-         "wrong command line, a recording to listen for is missing or unusable, or --metrics "
-         "cannot be had"},
+         "wrong command line, or a recording to listen for or --metrics is unusable"},
         {static_cast<int>(ExitCode::kStartNotFound), "no start recording was heard"},
         {static_cast<int>(ExitCode::kSourceError),
          "the source failed, or ended before the programme did"},
