@@ -9,8 +9,12 @@ constexpr const char* kLicence =
 
 }  // namespace
 
+std::string ToolVersion() {
+    return RECEIVER_VERSION;
+}
+
 std::string VersionText(const std::string& toolName) {
-    return toolName + " " + RECEIVER_VERSION + "\n" + kLicence;
+    return toolName + " " + ToolVersion() + "\n" + kLicence;
 }
 
 }  // namespace receiver

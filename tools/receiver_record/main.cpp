@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "command_line/terminal.h"
@@ -15,6 +16,7 @@
 #include "receiver_record/display/reference_warnings.h"
 #include "receiver_record/display/status_display.h"
 #include "receiver_record/display/text_queue.h"
+#include "receiver_record/metrics/record_monitor.h"
 #include "receiver_record/request/record_options.h"
 
 namespace receiver {
@@ -48,8 +50,19 @@ int Run(const RecordOptions& options) {
     if (options.json) json.emplace(OpenStandardOutput(), std::move(forPrograms));
     StatusDisplay display(errors, DisplaySettings());
     RecordConsole console(options, display, json ? &*json : nullptr);
+    const auto warn = [&](const std::string& line) { console.Warning(line); };
+    std::optional<RecordMonitor> monitor;
+    try {
+        monitor.emplace(options, warn);
+    } catch (const std::runtime_error& e) {
+        console.Warning(std::string("receiver-record: ") + e.what());
+        return static_cast<int>(ExitCode::kUsage);
+    }
+    if (const std::string url = monitor->Url(); !url.empty()) console.Info("Metrics: " + url);
     WarnOfReferences(options, console);
-    return static_cast<int>(RunRecordings(options, interrupted, console));
+    const ExitCode exitCode = RunRecordings(options, interrupted, console, *monitor);
+    monitor->End(exitCode);
+    return static_cast<int>(exitCode);
 }
 
 }  // namespace

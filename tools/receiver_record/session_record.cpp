@@ -2,13 +2,11 @@
 
 #include <algorithm>
 
+#include "session/program_end.h"
 #include "wire/messages.h"
 
 namespace receiver {
 namespace {
-
-constexpr const char* kRecording = "RECORDING";
-constexpr const char* kDraining = "DRAINING";
 
 struct Change {
     SessionRecord& session;
@@ -23,13 +21,13 @@ struct Change {
     void operator()(const DetectedEvent& event) const { session.matches.push_back(event.match); }
     void operator()(const ProgramEndEvent& event) const { session.program = event.program; }
     void operator()(const ReadyEvent& event) const {
-        session.state = kRecording;
+        session.state = kShownRecording;
         session.startSample = event.sourceSample;
         session.servedSample = event.servedSample;
         session.audioUri = event.uri;
     }
     void operator()(const SourceErrorEvent& event) const {
-        session.state = kDraining;
+        session.state = kShownDraining;
         session.sourceFailed = true;
         session.cause = event.cause;
     }
@@ -85,7 +83,7 @@ void Apply(const SessionSnapshot& snapshot, SessionRecord& session) {
     if (snapshot.sourceSample) session.startSample = snapshot.sourceSample;
     if (snapshot.servedSample) session.servedSample = snapshot.servedSample;
     if (snapshot.uri) {
-        session.state = kRecording;
+        session.state = kShownRecording;
         session.audioUri = *snapshot.uri;
     }
     if (snapshot.state == kStateFinished) session.finished = {snapshot.reason, snapshot.message};
@@ -96,6 +94,24 @@ const Match* StartMatch(const SessionRecord& session) {
         if (match.role == Role::kStart && match.sample == session.startSample) return &match;
     }
     return nullptr;
+}
+
+std::string StartId(const SessionRecord& session) {
+    const Match* const start = StartMatch(session);
+    return start != nullptr ? start->referenceId : "";
+}
+
+uint64_t StartLagMs(const SessionRecord& session) {
+    const Match* const start = StartMatch(session);
+    if (start == nullptr) return 0;
+    const uint64_t frames =
+        start->observedAfterSample - std::min(start->observedAfterSample, start->sample);
+    return frames * 1000 / kStreamSampleRate;
+}
+
+StreamNotes NotesAtTheStart(const SessionRecord& session) {
+    if (!session.startSample) return {};
+    return session.notes.Within(*session.startSample, *session.startSample + 1);
 }
 
 std::optional<uint64_t> ProgramFrames(const SessionRecord& session) {

@@ -1,6 +1,6 @@
 // What the receiver has told about the session so far. Pure.
 //
-//   Units  samples as in receiver_client/messages.h.
+//   Units  samples as in receiver_client/messages.h; times ms.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,11 @@
 #include "receiver_record/stream_notes.h"
 
 namespace receiver {
+
+// States that the receiver does not tell, in the manner of those that it does.
+inline constexpr const char* kShownStarting = "STARTING";
+inline constexpr const char* kShownRecording = "RECORDING";
+inline constexpr const char* kShownDraining = "DRAINING";
 
 struct SessionRecord {
     struct End {
@@ -40,6 +45,12 @@ void Apply(const Event& event, SessionRecord& session);
 void Apply(const SessionSnapshot& snapshot, SessionRecord& session);
 // The recording that was heard where it starts; null when none was.
 const Match* StartMatch(const SessionRecord& session);
+// Which of the recordings that was; empty when none was.
+std::string StartId(const SessionRecord& session);
+// How long the programme's first sample was on its way when the start was found.
+uint64_t StartLagMs(const SessionRecord& session);
+// The programme's title, when it begins.
+StreamNotes NotesAtTheStart(const SessionRecord& session);
 // Of the programme, when its end is known.
 std::optional<uint64_t> ProgramFrames(const SessionRecord& session);
 

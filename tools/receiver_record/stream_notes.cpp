@@ -33,10 +33,15 @@ uint64_t Overlap(uint64_t sample, uint64_t frames, uint64_t begin, uint64_t end)
 
 void StreamNotes::Add(const Resumption& resumption) {
     Keep(resumptions_, resumption);
+    ++totals_.reconnections;
+    totals_.outageMs += resumption.outageMs;
+    totals_.lostFrames += resumption.lostFrames;
+    if (resumption.lostFrames > 0) ++totals_.gaps;
 }
 
 void StreamNotes::Add(const DamagedEvent& damage) {
     Keep(damages_, damage);
+    ++totals_.damages;
 }
 
 void StreamNotes::Add(const TitleEvent& title) {

@@ -13,6 +13,15 @@
 
 namespace receiver {
 
+// Of all that was noted, kept or not.
+struct StreamTotals {
+    uint64_t reconnections = 0;
+    uint64_t outageMs = 0;
+    uint64_t gaps = 0;  // reconnections with a loss
+    uint64_t lostFrames = 0;
+    uint64_t damages = 0;
+};
+
 class StreamNotes final {
 public:
     static constexpr size_t kMaxKept = 500;
@@ -27,6 +36,7 @@ public:
     const std::deque<TitleEvent>& Titles() const { return titles_; }
     // What it calls itself; empty where it does not say so.
     const std::string& Station() const { return station_; }
+    const StreamTotals& Totals() const { return totals_; }
 
     // What lies in these samples; of the titles also the one that holds at `begin`.
     StreamNotes Within(uint64_t begin, uint64_t end) const;
@@ -38,6 +48,7 @@ private:
     std::deque<DamagedEvent> damages_;
     std::deque<TitleEvent> titles_;
     std::string station_;  // the newest
+    StreamTotals totals_;
 };
 
 // What a programme with these notes lacks, in words: "3.1 s are missing in 1 place, and 2 places

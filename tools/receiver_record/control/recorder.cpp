@@ -32,6 +32,7 @@ constexpr uint64_t kLossExplainedMs = 1000;
 constexpr uint64_t kMaxStandMs = 600000;
 constexpr uint64_t kMaxHurriedStandMs = 1000;
 constexpr uint64_t kMaxHurryMs = 5000;
+
 // The receiver would refuse without telling which one it misses.
 std::string FirstMissingFile(const std::vector<Reference>& references) {
     const auto missing =
@@ -40,26 +41,6 @@ std::string FirstMissingFile(const std::vector<Reference>& references) {
             return !std::filesystem::is_regular_file(ToFilesystemPath(reference.path), ignored);
         });
     return missing == references.end() ? "" : missing->path;
-}
-
-// How long the programme's first sample was on its way when the start was found.
-uint64_t StartLagMs(const SessionRecord& session) {
-    const Match* const start = StartMatch(session);
-    if (start == nullptr) return 0;
-    const uint64_t frames =
-        start->observedAfterSample - std::min(start->observedAfterSample, start->sample);
-    return frames * 1000 / kStreamSampleRate;
-}
-
-std::string StartId(const SessionRecord& session) {
-    const Match* const start = StartMatch(session);
-    return start != nullptr ? start->referenceId : "";
-}
-
-// The programme's title, when it begins.
-StreamNotes NotesAtTheStart(const SessionRecord& session) {
-    if (!session.startSample) return {};
-    return session.notes.Within(*session.startSample, *session.startSample + 1);
 }
 
 std::string Listed(const std::vector<std::string>& words) {
@@ -76,10 +57,11 @@ bool CanEndByRecording(const RecordOptions& options) {
 }  // namespace
 
 Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
-                   RecordConsole& console, ReceiverLink& link, Turn turn)
+                   RecordConsole& console, RecordMonitor& monitor, ReceiverLink& link, Turn turn)
     : options_(options),
       interrupted_(interrupted),
       console_(console),
+      monitor_(monitor),
       link_(link),
       turn_(turn),
       search_(options, interrupted, console) {
@@ -91,6 +73,7 @@ Recorder::Recorder(const RecordOptions& options, const ManualResetEvent& interru
 
 ExitCode Recorder::Run() {
     report_.startedAt = UtcNow();
+    monitor_.BeginRecording();
     facts_.missingReference = FirstMissingFile(options_.references);
     if (facts_.missingReference.empty() && PrepareOutput()) {
         Record();
@@ -99,6 +82,8 @@ ExitCode Recorder::Run() {
     } else {
         report_ = MakeReport(facts_.session);
     }
+    TellMonitor();
+    monitor_.EndRecording(report_);
     console_.ShowReport(report_);
     return report_.exitCode;
 }
@@ -197,6 +182,7 @@ bool Recorder::Pause(uint64_t ms) {
             return false;
         }
         ShowStatus(facts_.session);
+        TellMonitor(true);
     }
 }
 
@@ -207,6 +193,7 @@ void Recorder::StartOver() {
     facts_.receiverFailure.clear();
     isServed_ = false;
     if (intake_ == nullptr) status_ = LiveStatus();
+    monitor_.BeginSession(chain_.IsContinued());
 }
 
 bool Recorder::UntilIsOver() const {
@@ -261,6 +248,7 @@ void Recorder::Follow(SessionFollower& follower) {
         }
         link_.TidyLogs();
         ShowStatus(facts_.session);
+        TellMonitor();
     }
     if (follower.IsOverdue()) link_.GiveUp();
 }
@@ -287,8 +275,10 @@ bool Recorder::WatchReceiver(SessionFollower& follower, ReceiverWatch& watch) {
     if (!follower.IsConnected() || stopping_) return true;  // has a bound of its own
     // Audio that stands still while it is recorded is the receiver's fault or the station's.
     const bool stands = intake_ != nullptr && TickMs() - lastAudio_ >= kAudioPauseMs;
-    const auto buffer = watch.Ask(follower.Session(), console_.WantsStatus() || stands, TickMs());
+    const bool isLookedAt = console_.WantsStatus() || monitor_.IsOn() || stands;
+    const auto buffer = watch.Ask(follower.Session(), isLookedAt, TickMs());
     if (buffer) status_.SetBuffer(*buffer, TickMs());
+    if (buffer) monitor_.NoteBuffer(*buffer);
     return !watch.IsSilent();
 }
 
@@ -387,12 +377,24 @@ void Recorder::ShowStatus(const SessionRecord& session) {
     console_.ShowStatus(status_.Status());
 }
 
+void Recorder::TellMonitor(bool isWaiting) {
+    if (!monitor_.IsOn()) return;
+    RecordMoment moment{.session = facts_.session, .isStopping = stopping_};
+    moment.session.program = program_;
+    moment.audio = intake_ != nullptr ? intake_->GetProgress() : facts_.audio;
+    if (output_ != nullptr) moment.writtenBytes = output_->BytesWritten();
+    moment.isWaiting = isWaiting;
+    moment.isContinued = chain_.IsContinued();
+    monitor_.Note(moment);
+}
+
 // What the receiver has sent is still in the pipe, and ends with it.
 void Recorder::FinishAudio() {
     if (!facts_.session.finished && (stopping_ || link_.HasGivenUp())) intake_->Stop();
     intake_->HoldAcknowledgement(false);
     while (!intake_->WaitForEnd(kFinishStep)) {
         NoteAudio();
+        TellMonitor();
         const bool isUnwanted = interrupted_.IsSignalled() && !facts_.session.finished;
         if (isUnwanted || !AudioComes()) intake_->Stop();
     }
@@ -418,6 +420,7 @@ void Recorder::AwaitOutput() {
     uint64_t hurriedSince = 0;
     while (!intake_->WaitForOutput(kFinishStep)) {
         const uint64_t now = TickMs();
+        TellMonitor();
         const AudioProgress progress = intake_->GetProgress();
         if (progress.framesWritten != framesWritten) lastMoved = now;
         framesWritten = progress.framesWritten;

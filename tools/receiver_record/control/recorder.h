@@ -19,6 +19,7 @@
 #include "receiver_record/control/verdict.h"
 #include "receiver_record/display/live_status.h"
 #include "receiver_record/display/record_console.h"
+#include "receiver_record/metrics/record_monitor.h"
 #include "receiver_record/output/audio_intake.h"
 #include "receiver_record/output/recording_output.h"
 #include "receiver_record/record_report.h"
@@ -37,7 +38,7 @@ public:
 
     // All outlive the object.
     Recorder(const RecordOptions& options, const ManualResetEvent& interrupted,
-             RecordConsole& console, ReceiverLink& link, Turn turn);
+             RecordConsole& console, RecordMonitor& monitor, ReceiverLink& link, Turn turn);
 
     ExitCode Run();  // once
 
@@ -71,6 +72,7 @@ private:
     bool AudioIsLost();       // and the session has had its time to say why
     void StopWhenDue(SessionFollower& follower);
     void ShowStatus(const SessionRecord& session);
+    void TellMonitor(bool isWaiting = false);
     void FinishAudio();
     void AwaitOutput();
     void CloseOutput();
@@ -80,6 +82,7 @@ private:
     const RecordOptions& options_;
     const ManualResetEvent& interrupted_;
     RecordConsole& console_;
+    RecordMonitor& monitor_;
     ReceiverLink& link_;
     const Turn turn_;
     SourceSearch search_;

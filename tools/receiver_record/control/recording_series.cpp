@@ -30,13 +30,13 @@ bool Pause(uint64_t ms, const ManualResetEvent& interrupted,
 }  // namespace
 
 ExitCode RunRecordings(const RecordOptions& options, const ManualResetEvent& interrupted,
-                       RecordConsole& console) {
+                       RecordConsole& console, RecordMonitor& monitor) {
     std::optional<std::time_t> until;
     if (options.schedule.until) until = NextTimeOf(*options.schedule.until, GetLocalTimeNow());
     ReceiverLink link(options, interrupted);
     SeriesCourse course;
     for (;;) {
-        Recorder recorder(options, interrupted, console, link,
+        Recorder recorder(options, interrupted, console, monitor, link,
                           {.number = course.Recorded() + 1, .until = until});
         const ExitCode exitCode = recorder.Run();
         if (!options.schedule.repeat) return exitCode;

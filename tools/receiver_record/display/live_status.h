@@ -14,7 +14,7 @@ namespace receiver {
 
 class LiveStatus final {
 public:
-    LiveStatus() { status_.state = "STARTING"; }
+    LiveStatus() { status_.state = kShownStarting; }
 
     void SetSession(const SessionRecord& session, bool stopping);
     // As the receiver has told just now.

@@ -15,7 +15,7 @@ RecordingOutput::RecordingOutput(const RecordOptions& options)
       overwrite_(options.force),
       format_(EncoderFormat(options.output, options.encoder)) {
     if (options.ToStandardOutput()) {
-        sink_ = std::make_unique<StandardOutputSink>();
+        sink_ = std::make_unique<CountingSink>(std::make_unique<StandardOutputSink>());
         return;
     }
     if (!overwrite_ && IsTaken(ToFilesystemPath(name_ + ".json"))) {
@@ -23,7 +23,7 @@ RecordingOutput::RecordingOutput(const RecordOptions& options)
     }
     auto part = std::make_unique<PartFile>(ToFilesystemPath(name_), overwrite_);
     part_ = part.get();
-    sink_ = std::move(part);
+    sink_ = std::make_unique<CountingSink>(std::move(part));
 }
 
 std::string RecordingOutput::KeptAside() const {

@@ -11,6 +11,7 @@
 #include "audio_output/output_format.h"
 #include "audio_output/part_file.h"
 #include "audio_output/recording_sink.h"
+#include "receiver_record/output/counting_sink.h"
 #include "receiver_record/output/recording_tags.h"
 #include "receiver_record/record_report.h"
 #include "receiver_record/request/record_options.h"
@@ -31,6 +32,7 @@ public:
 
     const OutputFormat& Format() const { return format_; }
     RecordingSink& Sink() { return *sink_; }
+    uint64_t BytesWritten() const { return sink_->Bytes(); }  // any thread
     // Where what an earlier recording left is now; empty when it left nothing.
     std::string KeptAside() const;
     // Of a recording with these frames; an empty one leaves no file. The sidecar is the
@@ -43,8 +45,8 @@ private:
     const std::string name_;
     const bool overwrite_;
     const OutputFormat format_;
-    std::unique_ptr<RecordingSink> sink_;
-    PartFile* part_ = nullptr;  // the sink, when it is a file
+    std::unique_ptr<CountingSink> sink_;
+    PartFile* part_ = nullptr;  // behind the sink, when that is a file
 };
 
 }  // namespace receiver

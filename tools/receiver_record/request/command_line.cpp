@@ -118,6 +118,9 @@ ToolDescription DescribeTool() {
         "recording ended. The final tags are added by copying the file; when the disk has no room "
         "for the copy, the audio keeps the tags that it began with.",
         "A URL is shown and kept without its user's name and password, its query and its fragment.",
+        "With --metrics a monitoring system asks at http://ADDRESS/metrics how the recorder is; "
+        "--metrics-file writes the same to a file, every 15 seconds and at the end. The metrics "
+        "are those of Prometheus; of the URL they show the host alone.",
         "The logs of the receivers that it starts are kept in ~/.local/state/receiver-record "
         "($XDG_STATE_HOME/receiver-record; %LOCALAPPDATA%\\receiver-record on Windows): the newest "
         "20, and together at most 256 MB. A message about a receiver that failed names its log."};
@@ -141,7 +144,7 @@ ToolDescription DescribeTool() {
         {static_cast<int>(ExitCode::kComplete), "the programme is complete"},
         {static_cast<int>(ExitCode::kFailure), "the receiver failed or refused the request"},
         {static_cast<int>(ExitCode::kUsage),
-         "wrong command line, or a recording to listen for is missing or unusable"},
+         "wrong command line, or a recording to listen for or --metrics is unusable"},
         {static_cast<int>(ExitCode::kStartNotFound), "no start recording was heard"},
         {static_cast<int>(ExitCode::kSourceError),
          "the source failed, or ended before the programme did"},
@@ -167,6 +170,7 @@ void DeclareCommandLine(CLI::App& app, CommandLineValues& values) {
     DeclareOutput(app, values);
     DeclareConnection(app, values.connection);
     DeclareReceiver(app, values);
+    DeclareMetrics(app, values.metrics);
 }
 
 const ToolDescription& RecordTool() {

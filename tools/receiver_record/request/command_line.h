@@ -9,6 +9,7 @@
 #include "command_line/tool_description.h"
 #include "receiver_record/request/connection_options.h"
 #include "receiver_record/request/encoder_options.h"
+#include "receiver_record/request/metrics_options.h"
 #include "receiver_record/request/schedule_options.h"
 
 namespace receiver {
@@ -28,6 +29,7 @@ struct CommandLineValues {
     ScheduleValues schedule;
     ConnectionValues connection;
     EncoderValues encoder;
+    MetricsValues metrics;
     std::string control, receiver, log;
     bool json = false, quiet = false, verbose = false, force = false;
 };

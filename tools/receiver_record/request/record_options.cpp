@@ -73,6 +73,7 @@ RecordOptions Check(const CommandLineValues& values) {
     }
     options.output = values.output;
     options.encoder = CheckEncoder(values.encoder);
+    options.metrics = CheckMetrics(values.metrics);
     EncoderFormat(options.output, options.encoder);  // throws for what cannot be
     options.references = MakeReferences(values.starts, values.ends, values.others);
     if (options.references.size() > kMaxReferences) {

@@ -13,6 +13,7 @@
 #include "receiver_record/cut/cut_plan.h"
 #include "receiver_record/request/connection_options.h"
 #include "receiver_record/request/encoder_options.h"
+#include "receiver_record/request/metrics_options.h"
 #include "receiver_record/request/schedule_options.h"
 
 namespace receiver {
@@ -28,6 +29,7 @@ struct RecordOptions {
     ScheduleOptions schedule;
     ConnectionOptions connection;
     EncoderOptions encoder;
+    MetricsOptions metrics;
     std::string controlUri;       // of a running receiver; empty starts one
     std::string receiverProgram;  // empty: the one beside this program
     std::string logPath;          // empty: one in LogFolder

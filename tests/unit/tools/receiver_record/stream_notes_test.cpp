@@ -51,6 +51,19 @@ TEST(StreamNotes, TheTitleThatHoldsAtTheBeginningBelongsToTheProgramme) {
     EXPECT_EQ(notes.TitleAt(5), "");
 }
 
+TEST(StreamNotes, TheTotalsAreOfAllThatWasNoted) {
+    StreamNotes notes;
+    for (size_t i = 0; i < StreamNotes::kMaxKept + 1; ++i) {
+        notes.Add(Resumption{.sample = i, .outageMs = 2, .lostFrames = i % 2});
+        notes.Add(DamagedEvent{i, 0, "undecodable"});
+    }
+    EXPECT_EQ(notes.Totals().reconnections, StreamNotes::kMaxKept + 1);
+    EXPECT_EQ(notes.Totals().outageMs, 2 * (StreamNotes::kMaxKept + 1));
+    EXPECT_EQ(notes.Totals().gaps, StreamNotes::kMaxKept / 2);
+    EXPECT_EQ(notes.Totals().lostFrames, StreamNotes::kMaxKept / 2);
+    EXPECT_EQ(notes.Totals().damages, StreamNotes::kMaxKept + 1);
+}
+
 TEST(StreamNotes, TheNewestNameIsTheStations) {
     StreamNotes notes;
     EXPECT_EQ(notes.Station(), "");

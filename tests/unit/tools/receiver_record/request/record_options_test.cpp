@@ -204,12 +204,14 @@ TEST(RecordOptions, TheManualHasExamplesExitCodesAndEnvironment) {
 
 TEST(RecordOptions, CompletionsOfferFilesWhereAFileIsMeant) {
     const std::string bash = Answer({"--generate", "bash"}, 0);
-    EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--ca-file|--receiver|--log|=)"),
+    EXPECT_NE(bash.find("--start|--end|--other|-o|--output|--ca-file|--receiver|--log|"
+                        "--metrics-file|=)"),
               std::string::npos)
         << bash;
-    EXPECT_NE(bash.find("--wait|--until|--max|--min|--trim|--fade|--bitrate|--quality|--reconnect|"
-                        "--user-agent|--header|--io-timeout|--block|--control)"),
-              std::string::npos)
+    EXPECT_NE(
+        bash.find("--wait|--until|--max|--min|--trim|--fade|--bitrate|--quality|--reconnect|"
+                  "--user-agent|--header|--io-timeout|--block|--control|--metrics|--metrics-id)"),
+        std::string::npos)
         << bash;
     EXPECT_NE(Answer({"--generate", "zsh"}, 0).find("'1:URL:_urls'"), std::string::npos);
 }
