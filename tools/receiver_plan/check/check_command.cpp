@@ -51,7 +51,8 @@ ToolDescription DescribeCheck() {
         "at a time, and left at once; playlists are followed. A connection may take 15 seconds.",
         "Needs are those of one machine with one copy of everything. Every run counts with its "
         "longest wait and its longest programme, audio as stereo at 44.1 kHz, FLAC as three "
-        "quarters of WAV; processors and memory are twice what was measured of a session."};
+        "quarters of WAV; processors and memory leave room beyond what was measured of a recorder "
+        "and its receiver."};
     tool.examples = {{"the next week", "receiver-plan check plan.toml"},
                      {"shortly before air", "receiver-plan check plan.toml --online"},
                      {"a month, for people's calendars",

@@ -13,9 +13,9 @@
 
 namespace receiver {
 
-// Of a recorder and its receiver: twice what docs/capacity.md has measured of a session.
+// Of a recorder and its receiver, with room beyond what docs/fleet.md has measured of both.
 inline constexpr double kProcessorsOfRun = 0.01;
-inline constexpr uint64_t kMemoryOfRun = uint64_t{16} << 20;
+inline constexpr uint64_t kMemoryOfRun = uint64_t{64} << 20;
 
 struct PlanNeeds {
     // The most runs at one time, in the order of their starts, the first time that there are so

@@ -140,7 +140,7 @@ TEST(CheckTexts, TheRunsAreATableInTheStationsTime) {
             "  Sat 2026-03-28 18:30:00 +01:00  a  one  until 19:30:00 at the latest, 2 copies",
             "  Sun 2026-03-29 18:30:00 +02:00  a  one  until 19:30:00 at the latest, 2 copies",
             "At most 1 at once, first on Sat 2026-03-28 18:30:00 +01:00 until 19:30:00 (a): "
-            "0.01 processors, 16.0 MiB of memory.",
+            "0.01 processors, 64.0 MiB of memory.",
             "Disk: 606 MiB on the busiest day; 1.8 GiB at the peak, with all that is kept."}));
 }
 
