@@ -26,11 +26,11 @@ class Line:
         self._threads = [threading.Thread(target=self._accept, daemon=True)]
         self._threads[0].start()
 
-    def cut(self):
-        """Resets what is connected; it stays dead until mend()."""
+    def cut(self, most=None):
+        """Resets what is connected, or so many of them at most; it stays dead until mend()."""
         with self._mutex:
             self._dead = True
-            connections = list(self._open)
+            connections = list(self._open)[:most]
         for connection in connections:
             with contextlib.suppress(OSError):
                 connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))

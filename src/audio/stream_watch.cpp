@@ -54,6 +54,10 @@ bool IsBareStream(const AVFormatContext& context) {
     return name == "mp3" || name == "aac";
 }
 
+bool IsOgg(const AVFormatContext& context) {
+    return std::string_view(context.iformat->name) == "ogg";
+}
+
 }  // namespace
 
 StreamWatch::StreamWatch(SourceNotes notes, uint32_t outputRate)
@@ -99,7 +103,7 @@ void StreamWatch::LookAtPacket(const AVPacket& packet, const AVFormatContext& co
     if (packet.flags & AV_PKT_FLAG_CORRUPT) {
         TellDamage(SourceDamage::Kind::kUndecodable, packetFrames_);
     }
-    if (packet.dts != AV_NOPTS_VALUE) {
+    if (packet.dts != AV_NOPTS_VALUE && TellsTime(packet, context)) {
         if (expectedTime_) {
             const double jump = static_cast<double>(packet.dts - *expectedTime_) * unit;
             if (jump >= kMinJumpSeconds && jump < kMaxJumpSeconds) {
@@ -118,6 +122,14 @@ void StreamWatch::LookAtPacket(const AVPacket& packet, const AVFormatContext& co
         }
         expectedPlace_ = packet.pos + packet.size;
     }
+}
+
+// A page of Ogg tells the time of its end: amid a broadcast FFmpeg counts the packets of the first
+// one from 0, unless the codec lets it count them backwards.
+bool StreamWatch::TellsTime(const AVPacket& packet, const AVFormatContext& context) {
+    if (!IsOgg(context)) return true;
+    if (!firstPage_) firstPage_ = packet.pos;
+    return packet.pos != *firstPage_;
 }
 
 void StreamWatch::LookAtAnswer(int result) {

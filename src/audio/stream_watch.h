@@ -33,6 +33,7 @@ public:
 private:
     void LookAtTitle(const AVFormatContext& context, const AVStream& stream);
     void LookAtStation(const AVFormatContext& context);
+    bool TellsTime(const AVPacket& packet, const AVFormatContext& context);
     void TellDamage(SourceDamage::Kind kind, uint64_t frames);
 
     const SourceNotes notes_;
@@ -43,6 +44,7 @@ private:
     std::string station_;
     std::optional<int64_t> expectedTime_;   // of the next packet, in the stream's time base
     std::optional<int64_t> expectedPlace_;  // of the next packet, in the input's bytes
+    std::optional<int64_t> firstPage_;      // its place in the bytes of Ogg, once there is one
     uint64_t packetFrames_ = 0;             // of the newest packet, in output frames
     // Damage comes in runs of packets: one run is told once.
     std::optional<uint64_t> damagedUntil_;

@@ -7,6 +7,7 @@
 #include <map>
 #include <regex>
 #include <string>
+#include <vector>
 
 #include "plan/plan_run.h"
 #include "testing/temp_folder.h"
@@ -37,6 +38,22 @@ protected:
             "Europe/Berlin", "--from", "2026-03-29", "-o",   folder_.File("out")};
         if (force) arguments.emplace_back("--force");
         return RunPlan(arguments);
+    }
+    // A program that stands in for one that the scripts for Slurm call.
+    void StandIn(const std::string& name, const std::string& script) const {
+        fs::create_directories(folder_.File("bin"));
+        const std::string path = folder_.File("bin/" + name);
+        std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
+        fs::permissions(path, fs::perms::owner_all);
+    }
+    PlanRun RunScript(const std::string& script, const std::vector<std::string>& arguments,
+                      const std::string& variable = "SLURM_JOB_ID=1") const {
+        std::vector<std::string> command = {
+            "PATH=" + folder_.File("bin") + ":" + ExecutableDirectory().string() + ":/usr/bin:/bin",
+            "SLURM_SUBMIT_DIR=" + folder_.File("out"), variable, "sh",
+            folder_.File("out/" + script)};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return RunProgram("env", command);
     }
     std::string ChangedPlan() const {
         std::string text = BytesOfFile(kPlan);
@@ -106,44 +123,38 @@ TEST_F(PlanRenderRunTest, WhatAnEngineCannotExpressIsAnErrorAndNothingIsWritten)
     EXPECT_EQ(RunPlan({"render", kPlan, "--for", "at", "-o", folder_.File("out")}).exitCode, 2);
 }
 
-// With stand-ins for what Slurm brings: they note what they are asked.
-TEST_F(PlanRenderRunTest, SlurmIsGivenTheRunsThatItDoesNotHaveAndTheNextDay) {
+TEST_F(PlanRenderRunTest, SlurmIsGivenWhatThisFolderHasNotSubmitted) {
     ASSERT_EQ(Render("slurm").exitCode, 0);
-    fs::create_directories(folder_.File("bin"));
-    const auto standIn = [&](const std::string& name, const std::string& script) {
-        const std::string path = folder_.File("bin/" + name);
-        std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
-        fs::permissions(path, fs::perms::owner_all);
-    };
-    standIn("sbatch", "echo sbatch \"$@\"");
-    standIn("squeue", "");
-    const auto submit = [&] {
-        return RunProgram("env", {"PATH=" + folder_.File("bin") + ":/usr/bin:/bin", "sh",
-                                  folder_.File("out/submit.sh"), kPlan});
-    };
+    StandIn("sbatch", "echo sbatch \"$@\"");
+    StandIn("squeue", "echo /another/folder");
+    const auto submit = [&] { return RunScript("submit.sh", {kPlan}); };
     const std::string plan = fs::canonical(kPlan).string();
     const PlanRun first = submit();
     EXPECT_EQ(first.exitCode, 0) << first.errors;
     EXPECT_EQ(first.output,
               "sbatch runs/2026-03-29-223000-night-talk-1.sh\nsbatch next-day.sh " + plan + "\n");
-    standIn("squeue", "echo 7 \"$@\"");
-    EXPECT_EQ(submit().output, "sbatch next-day.sh " + plan + "\n");
+    StandIn("squeue",
+            "case $* in *--name=receiver-plan-2026-03-30*) echo /another/folder; pwd -P;; "
+            "esac");
+    EXPECT_EQ(submit().output, "sbatch runs/2026-03-29-223000-night-talk-1.sh\n");
+    StandIn("squeue", "pwd -P");
+    EXPECT_EQ(submit().output, "");
+}
+
+TEST_F(PlanRenderRunTest, NothingIsSubmittedWhileSlurmDoesNotSayWhatItHas) {
+    ASSERT_EQ(Render("slurm").exitCode, 0);
+    StandIn("sbatch", "echo sbatch \"$@\"");
+    StandIn("squeue", "exit 1");
+    const PlanRun run = RunScript("submit.sh", {kPlan});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.output, "");
 }
 
 TEST_F(PlanRenderRunTest, SlurmsNextDayIsRenderedAndSubmittedOrTriedAgain) {
     ASSERT_EQ(Render("slurm").exitCode, 0);
-    fs::create_directories(folder_.File("bin"));
-    const std::string sbatch = folder_.File("bin/sbatch");
-    std::ofstream(sbatch) << "#!/bin/sh\necho sbatch \"$@\"\n";
-    fs::permissions(sbatch, fs::perms::owner_all);
-    fs::copy(sbatch, folder_.File("bin/squeue"));
-    std::ofstream(folder_.File("bin/squeue")) << "#!/bin/sh\n";
-    const auto next = [&](const std::string& plan) {
-        return RunProgram("env", {"PATH=" + folder_.File("bin") + ":" +
-                                      ExecutableDirectory().string() + ":/usr/bin:/bin",
-                                  "SLURM_SUBMIT_DIR=" + folder_.File("out"), "sh",
-                                  folder_.File("out/next-day.sh"), plan});
-    };
+    StandIn("sbatch", "echo sbatch \"$@\"");
+    StandIn("squeue", "");
+    const auto next = [&](const std::string& plan) { return RunScript("next-day.sh", {plan}); };
     const PlanRun faulty = next(folder_.File("none.toml"));
     EXPECT_EQ(faulty.exitCode, 1);
     EXPECT_EQ(faulty.output,
@@ -158,6 +169,23 @@ TEST_F(PlanRenderRunTest, SlurmsNextDayIsRenderedAndSubmittedOrTriedAgain) {
     EXPECT_FALSE(fs::exists(folder_.File("out/runs/2026-03-29-223000-night-talk-1.sh")));
     EXPECT_NE(BytesOfFile(folder_.File("out/next-day.sh")).find("--from 2026-03-31 "),
               std::string::npos);
+}
+
+TEST_F(PlanRenderRunTest, ARunThatSlurmBeginsAnewTellsThatItsBeginningIsLacking) {
+    ASSERT_EQ(Render("slurm").exitCode, 0);
+    StandIn("date", "echo 0");
+    StandIn("mkdir", "");
+    StandIn("receiver-record", "echo recorded");
+    const std::string run = "runs/2026-03-29-223000-night-talk-1.sh";
+    EXPECT_EQ(RunScript(run, {}).exitCode, 0);
+    const PlanRun anew = RunScript(run, {}, "SLURM_RESTART_COUNT=1");
+    EXPECT_EQ(anew.exitCode, 7);
+    EXPECT_EQ(anew.output, "recorded\n");
+    EXPECT_EQ(anew.errors,
+              "begun anew: what was recorded before is left as .part\n"
+              "the beginning is lacking\n");
+    StandIn("receiver-record", "exit 4");
+    EXPECT_EQ(RunScript(run, {}, "SLURM_RESTART_COUNT=1").exitCode, 4);
 }
 
 TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {

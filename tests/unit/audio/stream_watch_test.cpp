@@ -12,6 +12,7 @@
 #include "testing/pcm_reading.h"
 #include "testing/playlist.h"
 #include "testing/scripted_audio_file.h"
+#include "testing/tuning_in.h"
 
 namespace receiver {
 namespace {
@@ -57,6 +58,7 @@ protected:
 
 class UndamagedStreamTest : public StreamWatchTest,
                             public testing::WithParamInterface<AudioCoding> {};
+using TunedInStreamTest = UndamagedStreamTest;
 
 }  // namespace
 
@@ -70,6 +72,21 @@ TEST_P(UndamagedStreamTest, IsNotCalledDamaged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codings, UndamagedStreamTest, testing::ValuesIn(kAllAudioCodings),
+                         [](const auto& coding) { return std::string(NameOf(coding.param)); });
+
+TEST_P(TunedInStreamTest, IsNotCalledDamaged) {
+    if (!CanEncode(GetParam())) GTEST_SKIP() << "this FFmpeg cannot make it";
+    const std::string body = EncodeAudio(pcm_, GetParam());
+    Serve("/a", MimeTypeOf(GetParam()), TuneIn(body, GetParam(), body.size() / 2).bytes);
+    Play("/a");
+    EXPECT_TRUE(damages_.empty());
+    EXPECT_GT(frames_, 2 * kSecond);
+}
+
+INSTANTIATE_TEST_SUITE_P(Codings, TunedInStreamTest,
+                         testing::Values(AudioCoding::kMp3, AudioCoding::kAacAdts,
+                                         AudioCoding::kOggVorbis, AudioCoding::kOggOpus,
+                                         AudioCoding::kOggFlac),
                          [](const auto& coding) { return std::string(NameOf(coding.param)); });
 
 TEST_F(StreamWatchTest, TitlesAreToldWhereTheyComeAndOnlyWhenTheyChange) {

@@ -20,6 +20,9 @@ namespace {
 constexpr minutes kGrace{30};
 // So long before its day begins the next one is submitted.
 constexpr hours kAhead{2};
+// A job that is begun anew goes on with its output: what has ended its first run stands there.
+const std::string kOfAllJobs =
+    "\n#SBATCH --requeue\n#SBATCH --open-mode=append\n#SBATCH --nodes=1\n#SBATCH --ntasks=1\n";
 
 class SlurmDay final {
 public:
@@ -32,18 +35,19 @@ public:
             RenderedHeader(plan_, "sh FOLDER/submit.sh PLAN, once: submits the runs of " +
                                       DateText(day_) + ", and a job that goes on from there.") +
             "set -eu\nplan=$(realpath -- \"$1\")\ncd \"$(dirname \"$0\")\"\n"
-            "# What is there already is not submitted twice.\n"
-            "submit() { [ -n \"$(squeue --noheader --name=\"$1\")\" ] || sbatch \"runs/$1.sh\"; "
-            "}\n";
+            "# What this folder has submitted already is not submitted twice.\n"
+            "submit() {\n  name=$1\n  shift\n"
+            "  folders=$(squeue --noheader --name=\"$name\" --format=%Z)\n"
+            "  printf '%s\\n' \"$folders\" | grep -qxF -- \"$(pwd -P)\" || sbatch \"$@\"\n}\n";
         for (const PlannedRun& run : AllRuns(plan_, Beginning(day_), Beginning(day_ + days(1)))) {
             const PlannedProgram& program = plan_.programs[run.program];
             for (unsigned copy = 1; copy <= program.copies; ++copy) {
                 const std::string name = NameOf(run, copy);
                 files_["runs/" + name + ".sh"] = Run(run, copy, name);
-                submit += "submit " + name + "\n";
+                submit.append("submit ").append(name).append(" runs/").append(name).append(".sh\n");
             }
         }
-        files_["submit.sh"] = submit + "sbatch next-day.sh \"$plan\"\n";
+        files_["submit.sh"] = submit + "submit " + NextName() + " next-day.sh \"$plan\"\n";
         files_["next-day.sh"] = NextDay();
         if (!faults_.All().empty()) throw FaultyPlan(faults_);
         return std::move(files_);
@@ -71,6 +75,8 @@ private:
                "-" + plan_.programs[run.program].name + "-" + std::to_string(copy);
     }
 
+    std::string NextName() const { return "receiver-plan-" + DateText(day_ + days(1)); }
+
     std::string Run(const PlannedRun& run, unsigned copy, const std::string& name) {
         const PlannedProgram& program = plan_.programs[run.program];
         if (zone_.ToUtc(zone_.ToLocal(run.start)) != run.start) {
@@ -83,15 +89,21 @@ private:
         return "#!/bin/sh\n" +
                RenderedHeader(plan_, "A run of " + program.name + "; submit.sh submits it.") +
                "#SBATCH --job-name=" + name + "\n#SBATCH --begin=" + ClockTime(run.start) +
-               "\n#SBATCH --time=" + std::to_string(limit.count()) +
-               "\n#SBATCH --requeue\n#SBATCH --nodes=1\n#SBATCH --ntasks=1\n"
+               "\n#SBATCH --time=" + std::to_string(limit.count()) + kOfAllJobs +
                "#SBATCH --cpus-per-task=1\n#SBATCH --mem=512M\n" +
                (program.copies > 1 ? "#SBATCH --exclusive\n" : "") +
                "# It may have waited for a node, or begun anew on another one.\n"
                "if [ \"$(date +%s)\" -ge " +
                std::to_string(run.latestEnd.time_since_epoch().count()) +
-               " ]; then echo 'too late for this run' >&2; exit 1; fi\n" +
-               RecordingScript(plan_, program, copy) + "\n";
+               " ]; then echo 'too late for this run' >&2; exit 1; fi\n"
+               "anew=${SLURM_RESTART_COUNT:-0}\n"
+               "if [ \"$anew\" -gt 0 ]; then echo 'begun anew: what was recorded before is left "
+               "as .part' >&2; fi\n" +
+               RecordingScript(plan_, program, copy) + "\n" +
+               // With a start recording what is complete is whole, whenever its run has begun.
+               (program.starts.empty() ? "if [ \"$anew\" -gt 0 ]; then echo 'the beginning is "
+                                         "lacking' >&2; exit 7; fi\n"
+                                       : "");
     }
 
     // A plan that has become faulty does not end the chain: it is looked at again every hour.
@@ -101,9 +113,9 @@ private:
                RenderedHeader(plan_,
                               "Renders and submits the day that comes; submit.sh submits "
                               "it.") +
-               "#SBATCH --job-name=receiver-plan\n#SBATCH --begin=" +
-               ClockTime(Beginning(next) - kAhead) +
-               "\n#SBATCH --time=30\n#SBATCH --requeue\n#SBATCH --nodes=1\n#SBATCH --ntasks=1\n"
+               "#SBATCH --job-name=" + NextName() +
+               "\n#SBATCH --begin=" + ClockTime(Beginning(next) - kAhead) + "\n#SBATCH --time=30" +
+               kOfAllJobs +
                "cd \"$SLURM_SUBMIT_DIR\" || exit\n"
                "if ! receiver-plan render \"$1\" --for slurm --zone " +
                zone_.Name() + " --from " + DateText(next) +

@@ -1,10 +1,11 @@
 #!/bin/sh
 # Made by receiver-plan from plan.toml; changes belong into the plan.
 # Renders and submits the day that comes; submit.sh submits it.
-#SBATCH --job-name=receiver-plan
+#SBATCH --job-name=receiver-plan-2026-03-30
 #SBATCH --begin=2026-03-29T22:00:00
 #SBATCH --time=30
 #SBATCH --requeue
+#SBATCH --open-mode=append
 #SBATCH --nodes=1
 #SBATCH --ntasks=1
 cd "$SLURM_SUBMIT_DIR" || exit

@@ -4,7 +4,12 @@
 set -eu
 plan=$(realpath -- "$1")
 cd "$(dirname "$0")"
-# What is there already is not submitted twice.
-submit() { [ -n "$(squeue --noheader --name="$1")" ] || sbatch "runs/$1.sh"; }
-submit 2026-03-29-223000-night-talk-1
-sbatch next-day.sh "$plan"
+# What this folder has submitted already is not submitted twice.
+submit() {
+  name=$1
+  shift
+  folders=$(squeue --noheader --name="$name" --format=%Z)
+  printf '%s\n' "$folders" | grep -qxF -- "$(pwd -P)" || sbatch "$@"
+}
+submit 2026-03-29-223000-night-talk-1 runs/2026-03-29-223000-night-talk-1.sh
+submit receiver-plan-2026-03-30 next-day.sh "$plan"
