@@ -37,7 +37,8 @@ public:
         const uint64_t frames = std::min<uint64_t>(count / record_.nBlockAlign,
                                                    Until(visit_.frames.value_or(UINT64_MAX)));
         if (frames == 0) return BreakOff();
-        WaitFor(first_ + taken_ + frames);
+        const uint64_t packets = (taken_ + frames + visit_.packetFrames - 1) / visit_.packetFrames;
+        WaitFor(first_ + packets * visit_.packetFrames);
         if (cancellation_->IsCancelled()) return -1;
         const size_t at = (first_ + taken_) * record_.nBlockAlign;
         std::memcpy(buffer, reinterpret_cast<const char*>(audio_.samples.data()) + at,
@@ -61,6 +62,11 @@ public:
         if (!visit_.timeOnAir) return {};
         return *visit_.timeOnAir + static_cast<double>(first_) / audio_.rate;
     }
+    double SecondsAhead() const {
+        if (visit_.packetFrames == 1) return 0.0;
+        const uint64_t end = first_ + taken_;
+        return static_cast<double>(sent_ - std::min(sent_, end)) / audio_.rate;
+    }
 
 private:
     // How many more there are up to so many of the connection.
@@ -75,7 +81,8 @@ private:
     void WaitFor(uint64_t end) {
         if (visit_.atOnce) return;
         const uint64_t sent = (end + visit_.pieceFrames - 1) / visit_.pieceFrames;
-        const uint64_t onAir = sent * visit_.pieceFrames + behind_;
+        sent_ = sent * visit_.pieceFrames;
+        const uint64_t onAir = sent_ + behind_;
         station_.RunTo(kSignOnMs * 1000 + onAir * 1000000 / static_cast<uint64_t>(audio_.rate));
     }
     void Spoil(uint8_t* bytes, uint64_t frames) const {
@@ -94,6 +101,7 @@ private:
     uint64_t first_ = 0;   // on the air
     uint64_t behind_ = 0;  // the air
     uint64_t taken_ = 0;
+    uint64_t sent_ = 0;  // up to there, on the air
 };
 
 uint64_t SimulatedStation::LiveEdge() const {
@@ -124,10 +132,12 @@ ConnectionFactory SimulatedStation::Factory(
         }
         auto file = std::make_unique<Connection>(*this, visit, cancellation);
         const Connection* connection = file.get();
-        return SourceConnection{.file = std::move(file),
-                                .failure = [connection] { return connection->Failure(); },
-                                .notes = nullptr,
-                                .timeOfStart = [connection] { return connection->TimeOfStart(); }};
+        return SourceConnection{
+            .file = std::move(file),
+            .failure = [connection] { return connection->Failure(); },
+            .notes = nullptr,
+            .timeOfStart = [connection] { return connection->TimeOfStart(); },
+            .secondsAhead = [connection] { return connection->SecondsAhead(); }};
     };
 }
 

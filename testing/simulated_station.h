@@ -37,6 +37,9 @@ public:
         // What the stream's time stamps say at the first frame of the air, in seconds.
         std::optional<double> timeOnAir;
         bool countsAnew = false;  // they are 0 at the connection's first frame
+        // Frames are given in packets of so many, when all of one have come; what has come of the
+        // next one is told.
+        uint64_t packetFrames = 1;
     };
 
     explicit SimulatedStation(const TestPcm& audio) : audio_(audio) {}  // which outlives it

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "audio/container.h"
 #include "audio/decoded_pcm.h"
 #include "audio/ffmpeg.h"
 #include "audio/frame_source.h"
@@ -17,17 +18,6 @@
 #include "audio/stream_watch.h"
 
 namespace receiver {
-namespace {
-
-// Its time stamps are the sender's, the same for all who listen, not counted from where a
-// listener began.
-bool HasSendersTime(const AVFormatContext& context) {
-    const std::string_view name = context.iformat->name;
-    return name == "ogg" || name == "mpegts" || name == "hls" || name == "matroska,webm";
-}
-
-}  // namespace
-
 struct CFFmpegStreamingDecoder::Stages {
     MediaInput input;
     FrameSource frames{input};
@@ -163,6 +153,10 @@ void CFFmpegStreamingDecoder::NoteTime(uint64_t position) {
     if (time == AV_NOPTS_VALUE || !HasSendersTime(stages_->input.Context())) return;
     timeOfStart_ = static_cast<double>(time) * av_q2d(stages_->input.Stream().time_base) -
                    static_cast<double>(position) / record_.nSamplesPerSec;
+}
+
+double CFFmpegStreamingDecoder::SecondsAhead() const {
+    return IsOpen() ? stages_->frames.SecondsAhead() : 0.0;
 }
 
 // Of the current frame, as much as there is room for.

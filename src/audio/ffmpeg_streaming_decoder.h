@@ -51,6 +51,9 @@ public:
     // What the newest frame says of the broadcast's own time, in seconds, at the first frame that
     // Read gave. Nothing of containers whose times begin anew with each connection.
     std::optional<double> TimeOfStart() const { return timeOfStart_; }
+    // How much of the stream has arrived beyond what Read gave, as far as that can be told before
+    // it is decoded: where all frames are of one size, and none stands in a container.
+    double SecondsAhead() const;
 
 protected:
     // Called by Open with the new context and an empty dictionary, before anything

@@ -1,5 +1,7 @@
 #include "audio/frame_source.h"
 
+#include "audio/container.h"
+
 namespace receiver {
 
 uint32_t FrameSource::Open(StreamWatch* watch) {
@@ -27,6 +29,7 @@ void FrameSource::Close() {
     packet_.reset();
     frame_.reset();
     codec_.reset();
+    pace_ = PacketPace();
     outOfMemory_ = false;
 }
 
@@ -47,6 +50,7 @@ int FrameSource::Next() {
 int FrameSource::SendPacket() {
     const int result = input_.NextPacket(packet_.get());
     if (result < 0) return result;
+    pace_.Look(*packet_, input_.Stream().time_base);
     if (watch_) {
         watch_->LookAtMetadata(input_.Context(), input_.Stream());
         watch_->LookAtPacket(*packet_, input_.Context(), input_.Stream());
@@ -56,6 +60,12 @@ int FrameSource::SendPacket() {
     if (watch_) watch_->LookAtAnswer(sent);
     av_packet_unref(packet_.get());
     return sent == AVERROR(ENOMEM) ? sent : 0;
+}
+
+double FrameSource::SecondsAhead() const {
+    const AVIOContext* const bytes = input_.Context().pb;
+    if (bytes == nullptr || !IsBareStream(input_.Context())) return 0.0;
+    return pace_.SecondsUpTo(bytes->pos);
 }
 
 void FrameSource::ReleaseFrame() {

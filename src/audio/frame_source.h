@@ -10,6 +10,7 @@
 
 #include "audio/ffmpeg.h"
 #include "audio/media_input.h"
+#include "audio/packet_pace.h"
 #include "audio/stream_watch.h"
 
 namespace receiver {
@@ -31,6 +32,9 @@ public:
     void ReleaseFrame();  // lets go of its samples; the next Next does so, too
     void Restart();       // forgets what was fed, after a seek
     const AVCodecContext& Codec() const { return *codec_; }
+    // Of what has arrived and is in no packet that the decoder has had yet; 0 where that cannot
+    // be told.
+    double SecondsAhead() const;
 
 private:
     uint32_t OpenCodec();
@@ -41,6 +45,7 @@ private:
     CodecContextPtr codec_;
     FramePtr frame_;    // reused for every decoded frame
     PacketPtr packet_;  // reused for every read packet
+    PacketPace pace_;
     bool outOfMemory_ = false;
 };
 

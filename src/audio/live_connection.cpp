@@ -1,5 +1,6 @@
 #include "audio/live_connection.h"
 
+#include <cmath>
 #include <utility>
 
 namespace receiver {
@@ -47,7 +48,10 @@ int32_t LiveConnection::Read(std::vector<int16_t>& samples) {
         return read == 0 ? 0 : -1;
     }
     frames_ += frames;
-    clock_.Note(frames_, nowMs_());
+    // What waits for the rest of its frame has arrived all the same.
+    const double ahead = source_.secondsAhead ? source_.secondsAhead() : 0.0;
+    clock_.Note(frames_ + static_cast<uint64_t>(std::llround(ahead * format_.sampleRate)),
+                nowMs_());
     return read;
 }
 

@@ -43,6 +43,8 @@ struct SourceConnection {
     std::shared_ptr<ConnectionNotes> notes;      // what `file` tells; may be null
     // What `file` knows of the broadcast's own time, in seconds, at its first frame; may be empty.
     std::function<std::optional<double>()> timeOfStart = {};
+    // Of the audio that `file` has and has not given yet, in seconds; may be empty.
+    std::function<double()> secondsAhead = {};
     bool noMore = false;  // there is nothing left to connect to: as if the time were over
 };
 

@@ -1,9 +1,9 @@
 #include "audio/stream_watch.h"
 
 #include <cmath>
-#include <string_view>
 #include <utility>
 
+#include "audio/container.h"
 #include "platform/text.h"
 
 namespace receiver {
@@ -45,17 +45,6 @@ std::string Presentable(std::string name) {
         name.resize(end);
     }
     return name;
-}
-
-// A packet's place in the body tells what a parser has skipped only where frames follow each
-// other without a container, whatever codec they are of.
-bool IsBareStream(const AVFormatContext& context) {
-    const std::string_view name = context.iformat->name;
-    return name == "mp3" || name == "aac";
-}
-
-bool IsOgg(const AVFormatContext& context) {
-    return std::string_view(context.iformat->name) == "ogg";
 }
 
 }  // namespace

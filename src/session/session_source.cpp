@@ -49,7 +49,8 @@ SourceConnection MakeOneOfMany(const PreparedProgram& program,
     return {.file = std::move(network),
             .failure = [file] { return file->Failure(); },
             .notes = notes,
-            .timeOfStart = [file] { return file->TimeOfStart(); }};
+            .timeOfStart = [file] { return file->TimeOfStart(); },
+            .secondsAhead = [file] { return file->SecondsAhead(); }};
 }
 
 // Outlives its connections, and tells why it has ended.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "audio/ffmpeg_network_audio_file.h"
@@ -16,6 +17,7 @@ namespace {
 
 constexpr uint32_t kSourceRate = 44100;
 constexpr size_t kMatchFrames = 2000;
+constexpr uint32_t kShortStallMs = 500;
 
 struct Listening {
     std::optional<double> timeOfStart;
@@ -74,6 +76,50 @@ TEST_P(BroadcastTimeOfOggTest, WhoTunesInLaterIsAheadByTheFramesThatHeHasMissed)
 
 TEST_P(NoBroadcastTimeTest, WhereTimesBeginAnewWithEachListenerThereIsNone) {
     EXPECT_FALSE(Listen(broadcast_).timeOfStart.has_value());
+}
+
+// FFmpeg reads MP3 in pieces that end amid a frame: what has arrived tells the time all the same.
+TEST(ArrivedAudioTest, OfFramesOfOneSizeAllThatHasArrivedCounts) {
+    if (!CanEncode(AudioCoding::kMp3)) GTEST_SKIP() << "this FFmpeg has no such encoder";
+    constexpr double kBytesPerSecond = 16000;
+    const std::string broadcast =
+        EncodeAudio(MakeMusic(6, kSourceRate, 2, 12 * kSourceRate), AudioCoding::kMp3, 128000);
+    StationRoute route;
+    route.contentType = MimeTypeOf(AudioCoding::kMp3);
+    route.body = TuneIn(broadcast, AudioCoding::kMp3, broadcast.size() / 10).bytes;
+    HttpStation station;
+    for (const size_t bytes : {150001u, 150500u, 151000u, 151500u}) {
+        route.stallAfter = bytes;
+        station.Serve("/radio", route);
+        CFFmpegNetworkAudioFile file(nullptr, kShortStallMs);
+        file.SetOutputSampleRate(0);
+        ASSERT_TRUE(file.Open(station.Url("/radio"))) << file.GetErrorText();
+        const double sent = static_cast<double>(bytes) / kBytesPerSecond;
+        double heard = 0.0, arrived = 0.0, ahead = 0.0;
+        while (arrived < sent - 0.001) {
+            std::array<int16_t, 512> piece;
+            const int32_t read = file.Read(piece.data(), sizeof piece);
+            ASSERT_GT(read, 0) << "after " << arrived << " of " << sent;
+            heard += static_cast<double>(read) / 4 / kSourceRate;
+            ahead = file.SecondsAhead();
+            arrived = heard + ahead;
+        }
+        EXPECT_LT(arrived, sent + 0.001);
+        EXPECT_GT(ahead, 0.0);
+    }
+}
+
+TEST(ArrivedAudioTest, OfFramesThatDifferOnlyWhatIsDecodedCounts) {
+    StationRoute route;
+    route.contentType = MimeTypeOf(AudioCoding::kAacAdts);
+    route.body = EncodeAudio(MakeMusic(7, kSourceRate, 2, 4 * kSourceRate), AudioCoding::kAacAdts);
+    route.stallAfter = route.body.size() - 1000;
+    HttpStation station;
+    station.Serve("/radio", route);
+    CFFmpegNetworkAudioFile file(nullptr, kShortStallMs);
+    ASSERT_TRUE(file.Open(station.Url("/radio"))) << file.GetErrorText();
+    EXPECT_GT(ReadToEnd(file).Samples().size(), 0U);
+    EXPECT_EQ(file.SecondsAhead(), 0.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codings, BroadcastTimeOfOggTest,

@@ -186,6 +186,17 @@ TEST_F(ReconnectingTest, WhatNoBurstCoversBecomesSilenceAsLongAsTheClockSays) {
     }
 }
 
+// As of frames that are read in pieces that end amid one: it is not the pieces that are timed.
+TEST_F(ReconnectingTest, WhatHasComeOfAPacketThatIsNotWholeCountsToo) {
+    TestRandom random(6);
+    Visit inPackets;
+    inPackets.packetFrames = 20 * kRate / 7;
+    for (int turn = 0; turn < 10; ++turn) {
+        SCOPED_TRACE(turn);
+        ExpectGap(random, inPackets, inPackets, kRate / 50);
+    }
+}
+
 TEST_F(ReconnectingTest, WhereTheBroadcastTellsItsTimeASilenceIsRightToTheSample) {
     TestRandom random(3);
     Visit told;
