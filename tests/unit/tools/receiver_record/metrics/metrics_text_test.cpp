@@ -7,6 +7,8 @@
 #include <set>
 #include <sstream>
 
+#include "unit/tools/receiver_record/metrics/whole_metrics.h"
+
 namespace receiver {
 namespace {
 
@@ -22,40 +24,14 @@ std::vector<std::string> Lines(const RecordMetrics& metrics) {
     return lines;
 }
 
-RecordMetrics Everything() {
-    RecordMetrics metrics;
-    metrics.id = "news";
-    metrics.stream = "radio.example";
-    metrics.startTime = 1700000000.25;
-    metrics.state = RecorderState::kRecording;
-    metrics.bufferSeconds = 0.5;
-    metrics.programSeconds = 12.5;
-    metrics.programLength = 1800;
-    metrics.streamSeconds = 3600.125;
-    metrics.writtenSeconds = 12;
-    metrics.writtenBytes = 4294967296;
-    metrics.reconnections = 3;
-    metrics.outageSeconds = 4.5;
-    metrics.gaps = 2;
-    metrics.lostSeconds = 1.5;
-    metrics.damages = 1;
-    metrics.references = {{"jingle", Role::kStart, 2, ReferenceMetrics::Heard{0.0625, 1700000001}},
-                          {"outro", Role::kEnd, 0, std::nullopt}};
-    metrics.recordings = {{"complete", 4}, {"source-error", 1}};
-    metrics.lastRecording = {ExitCode::kSourceError, "source-error", 60, 1700000002};
-    metrics.lastCompleteTime = 1700000003;
-    metrics.exitCode = ExitCode::kGaps;
-    return metrics;
-}
-
 }  // namespace
 
 TEST(MetricsText, EverySampleSaysWhoseItIs) {
-    for (const std::string& line : Lines(Everything())) {
+    for (const std::string& line : Lines(WholeMetrics())) {
         if (line.front() == '#') continue;
         EXPECT_THAT(line, HasSubstr("{id=\"news\",stream=\"radio.example\""));
     }
-    RecordMetrics nameless = Everything();
+    RecordMetrics nameless = WholeMetrics();
     nameless.id.clear();
     EXPECT_THAT(Lines(nameless),
                 Contains("receiver_record_gaps_total{stream=\"radio.example\"} 2"));
@@ -64,7 +40,7 @@ TEST(MetricsText, EverySampleSaysWhoseItIs) {
 TEST(MetricsText, EveryFigureIsThere) {
     const std::string who = "id=\"news\",stream=\"radio.example\"";
     const std::string jingle = ",reference=\"jingle\",role=\"start\"} ";
-    const std::vector<std::string> lines = Lines(Everything());
+    const std::vector<std::string> lines = Lines(WholeMetrics());
     for (const std::string& expected : {
              "info{" + who + ",version=\"" RECEIVER_VERSION "\"} 1",
              "start_time_seconds{" + who + "} 1700000000.25",
@@ -140,7 +116,7 @@ TEST(MetricsText, LabelsAreEscaped) {
 TEST(MetricsText, NamesAndTypesKeepTheConventions) {
     std::set<std::string> described, typed;
     std::string name, type;
-    for (const std::string& line : Lines(Everything())) {
+    for (const std::string& line : Lines(WholeMetrics())) {
         std::smatch parts;
         if (std::regex_match(line, parts, std::regex("# HELP (receiver_record_[a-z_]+) (.+\\.)"))) {
             EXPECT_TRUE(described.insert(parts[1]).second) << line;
