@@ -18,6 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kPlan = PLAN_TESTS_PATH "/expected/plan.toml";
+const std::string kWindowsPlan = PLAN_TESTS_PATH "/expected/windows-plan.toml";
 
 std::map<std::string, std::string> FilesOf(const std::string& folder) {
     std::map<std::string, std::string> files;
@@ -73,6 +74,45 @@ TEST_F(PlanRenderRunTest, TheFilesAreThoseThatAreCommitted) {
         ASSERT_EQ(run.exitCode, 0) << run.errors;
         EXPECT_EQ(FilesOf(folder_.File("out")), FilesOf(PLAN_TESTS_PATH "/expected/" + engine));
     }
+}
+
+TEST_F(PlanRenderRunTest, TasksOfWindowsAreThoseThatAreCommitted) {
+    const PlanRun run = Render("task-scheduler", kWindowsPlan);
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    const auto files = FilesOf(folder_.File("out"));
+    EXPECT_EQ(files, FilesOf(PLAN_TESTS_PATH "/expected/task-scheduler"));
+    for (const auto& [name, text] : files) {
+        const PlanRun parsed =
+            RunProgram("python3", {"-c", "import sys, xml.dom.minidom as m; m.parse(sys.argv[1])",
+                                   folder_.File("out/" + name)});
+        EXPECT_EQ(parsed.exitCode, 0) << name << parsed.errors;
+    }
+    // What is rendered again takes the place of it, and is known as rendered.
+    EXPECT_EQ(Render("systemd", kPlan, true).exitCode, 0);
+    EXPECT_EQ(FilesOf(folder_.File("out")), FilesOf(PLAN_TESTS_PATH "/expected/systemd"));
+}
+
+TEST_F(PlanRenderRunTest, PathsOfTheOtherSystemAreFaultsOfThePlan) {
+    const PlanRun posix = Render("task-scheduler");
+    EXPECT_EQ(posix.exitCode, 3);
+    EXPECT_NE(
+        posix.errors.find("plan.toml:4: programs.evening.folder: \"/srv/recordings\" is not a "
+                          "whole path of Windows, where task-scheduler is; write it"),
+        std::string::npos)
+        << posix.errors;
+    for (const std::string engine : {"systemd", "cron", "kubernetes", "slurm"}) {
+        const PlanRun windows = Render(engine, kWindowsPlan);
+        EXPECT_EQ(windows.exitCode, 3) << engine;
+        EXPECT_NE(windows.errors.find("is a path of Windows, where " + engine + " is not"),
+                  std::string::npos)
+            << windows.errors;
+    }
+    EXPECT_FALSE(fs::exists(folder_.File("out")));
+    const PlanRun check = RunPlan({"check", kWindowsPlan, "--from", "2026-03-29"});
+    EXPECT_EQ(check.exitCode, 0) << check.errors;
+    EXPECT_NE(check.errors.find("warning: C:\\Jingles\\evening opening.wav is a path of Windows"),
+              std::string::npos)
+        << check.errors;
 }
 
 TEST_F(PlanRenderRunTest, WhatIsTheSameIsWrittenAgainAndWhatDiffersNotUnasked) {

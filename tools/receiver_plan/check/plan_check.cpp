@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -11,8 +10,8 @@
 #include "platform/text.h"
 #include "receiver_plan/calendar/run_times.h"
 #include "receiver_plan/plan/plan_keys.h"
+#include "receiver_plan/plan/windows_path.h"
 #include "receiver_scan/check/quick_check.h"
-#include "references/reference_list.h"
 
 namespace receiver {
 
@@ -47,6 +46,11 @@ private:
               {"end", program_.ends},
               {"other", program_.others}}) {
             for (const std::string& path : PathsOf(recordings)) {
+                if (IsWindowsPath(path)) {
+                    check_.warnings.Add(About(key, path + " is a path of Windows",
+                                              "see to it there that it is in its place"));
+                    continue;
+                }
                 std::error_code error;
                 if (std::filesystem::is_regular_file(ToFilesystemPath(path), error)) {
                     readable.push_back(path);
@@ -63,12 +67,9 @@ private:
 
     static std::vector<std::string> PathsOf(const std::vector<std::string>& recordings) {
         std::vector<std::string> paths;
-        try {
-            for (const Reference& reference : MakeReferences(recordings, {}, {})) {
-                paths.push_back(reference.path);
-            }
-        } catch (const std::invalid_argument&) {
-            paths.clear();  // no plan that was read has this
+        paths.reserve(recordings.size());
+        for (const std::string& recording : recordings) {
+            paths.emplace_back(FileOfRecording(recording));
         }
         return paths;
     }

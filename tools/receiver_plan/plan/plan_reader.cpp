@@ -11,10 +11,10 @@
 #include "platform/text.h"
 #include "receiver_plan/plan/plan_section.h"
 #include "receiver_plan/plan/recorder_arguments.h"
+#include "receiver_plan/plan/windows_path.h"
 #include "receiver_record/request/command_line.h"
 #include "receiver_record/request/connection_options.h"
 #include "receiver_record/request/record_options.h"
-#include "wire/identifier.h"
 
 namespace receiver {
 namespace {
@@ -137,16 +137,14 @@ private:
     std::vector<std::string> Recordings(const PlanSection& section, const std::string& key) const {
         std::vector<std::string> recordings = section.Texts(key);
         for (std::string& recording : recordings) {
-            const size_t equals = recording.find('=');
-            const bool hasId =
-                equals != std::string::npos && IsValidSessionId(recording.substr(0, equals));
-            const size_t file = hasId ? equals + 1 : 0;
+            const size_t file = recording.size() - FileOfRecording(recording).size();
             recording.replace(file, std::string::npos, Absolute(recording.substr(file)));
         }
         return recordings;
     }
 
     std::string Absolute(const std::string& path) const {
+        if (IsWindowsPath(path)) return path;
         return ToUtf8((folder_ / ToFilesystemPath(path)).lexically_normal());
     }
 

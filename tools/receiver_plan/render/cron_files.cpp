@@ -48,13 +48,7 @@ public:
 
 private:
     std::string TimesOf(const PlannedProgram& program, const CalendarExpression& when) {
-        const std::string stationZone = plan_.StationOf(program).zone.Name();
-        if (stationZone != zone_) {
-            faults_.Add(FaultOf(program, "station",
-                                "cron goes by the machine's clocks, " + zone_ +
-                                    ", and the station's are those of " + stationZone,
-                                "render it for another engine, or for machines of that zone"));
-        }
+        ExpectMachineZone(plan_, program, zone_, "cron", faults_);
         return CronSchedule(program, when, "cron", faults_);
     }
 

@@ -33,6 +33,16 @@ PlanFault FaultOf(const PlannedProgram& program, const std::string& key, std::st
             std::move(text), std::move(remedy)};
 }
 
+void ExpectMachineZone(const Plan& plan, const PlannedProgram& program, const std::string& zone,
+                       const std::string& engine, PlanFaults& faults) {
+    const std::string stationZone = plan.StationOf(program).zone.Name();
+    if (stationZone == zone) return;
+    faults.Add(FaultOf(program, "station",
+                       engine + " goes by the machine's clocks, " + zone +
+                           ", and the station's are those of " + stationZone,
+                       "render it for another engine, or for machines of that zone"));
+}
+
 std::string CronSchedule(const PlannedProgram& program, const CalendarExpression& when,
                          const std::string& engine, PlanFaults& faults) {
     const std::string subject = "\"" + when.Text() + "\": " + engine;

@@ -12,6 +12,11 @@ namespace receiver {
 std::string CronSchedule(const PlannedProgram& program, const CalendarExpression& when,
                          const std::string& engine, PlanFaults& faults);
 
+// A fault for a programme whose station is not in the zone of the machines' clocks, by which the
+// engine goes.
+void ExpectMachineZone(const Plan& plan, const PlannedProgram& program, const std::string& zone,
+                       const std::string& engine, PlanFaults& faults);
+
 // A fault of a programme's key.
 PlanFault FaultOf(const PlannedProgram& program, const std::string& key, std::string text,
                   std::string remedy);

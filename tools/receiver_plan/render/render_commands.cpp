@@ -14,6 +14,7 @@
 #include "receiver_plan/plan/day_option.h"
 #include "receiver_plan/plan/plan_faults.h"
 #include "receiver_plan/plan/plan_tool_error.h"
+#include "receiver_plan/plan/windows_path.h"
 #include "receiver_plan/render/folder_difference.h"
 #include "receiver_plan/render/rendered_files.h"
 
@@ -30,11 +31,13 @@ struct RenderValues {
 struct Engine {
     const char* name;
     RenderedFiles (*render)(const Plan& plan, const RenderOptions& options);
+    bool isOnWindows;
 };
-constexpr std::array<Engine, 4> kEngines = {{{"systemd", RenderSystemd},
-                                             {"cron", RenderCron},
-                                             {"kubernetes", RenderKubernetes},
-                                             {"slurm", RenderSlurm}}};
+constexpr std::array<Engine, 5> kEngines = {{{"systemd", RenderSystemd, false},
+                                             {"cron", RenderCron, false},
+                                             {"kubernetes", RenderKubernetes, false},
+                                             {"slurm", RenderSlurm, false},
+                                             {"task-scheduler", RenderTaskScheduler, true}}};
 
 std::string EngineNames() {
     std::string names;
@@ -50,6 +53,8 @@ RenderedFiles Render(const RenderValues& values) {
         try {
             RenderOptions options{.machineZone = values.zone, .day = {}};
             if (!values.from.empty()) options.day = DayOfOption(values.from);
+            const PlanFaults paths = PathsOfAnotherKind(plan, engine.isOnWindows, engine.name);
+            if (!paths.All().empty()) throw FaultyPlan(paths);
             return engine.render(plan, options);
         } catch (const FaultyPlan& faulty) {
             throw PlanToolError(PlanExitCode::kFaulty, FaultLines(values.plan, faulty));
@@ -124,7 +129,8 @@ void Declare(CLI::App& app, RenderValues& values, bool writes) {
         ->group(group)
         ->required();
     app.add_option("--zone", values.zone,
-                   "The time zone of the machines' clocks; for cron and Slurm, which know no other")
+                   "The time zone of the machines' clocks; for cron, Slurm and the Task Scheduler, "
+                   "which know no other")
         ->type_name("ZONE")
         ->group(group);
     app.add_option("--from", values.from,
@@ -158,12 +164,14 @@ ToolDescription DescribeRender() {
     tool.purpose = "the plan as what an engine reads";
     tool.usage = "[OPTIONS] PLAN --for ENGINE -o FOLDER";
     tool.description =
-        "Writes the files with which systemd, cron, Kubernetes or Slurm carries the plan out, and\n"
-        "prints their names: nothing that anything but the engine would have to read.";
+        "Writes the files with which systemd, cron, Kubernetes, Slurm or the Task Scheduler of\n"
+        "Windows carries the plan out, and prints their names: nothing that anything but the\n"
+        "engine would have to read.";
     tool.notes = {
-        "For systemd and cron a folder machine-1, machine-2, ... for each machine, as many as "
+        "For systemd, cron and the Task Scheduler a folder machine-1, machine-2, ... for each "
+        "machine, as many as "
         "there "
-        "are copies; what is in it goes to the same place below /."};
+        "are copies; what is in it goes to the same place below /, or is registered as a task."};
     tool.details = {
         "The same plan gives the same bytes. Every file says in its first lines what made it and "
         "what to do with it.",

@@ -10,15 +10,36 @@ namespace receiver {
 namespace {
 
 constexpr const char* kMadeBy = "# Made by receiver-plan from ";
+constexpr const char* kXmlMadeBy = "<!-- Made by receiver-plan from ";
+
+std::string NameOf(const Plan& plan) {
+    return ToUtf8(ToFilesystemPath(plan.path).filename());
+}
+
+// A comment of XML ends with the first two hyphens.
+std::string WithoutDoubleHyphens(const std::string& text) {
+    std::string apart;
+    for (const char c : text) {
+        if (c == '-' && apart.ends_with('-')) apart += ' ';
+        apart += c;
+    }
+    return apart;
+}
 
 }  // namespace
 
 std::string RenderedHeader(const Plan& plan, const std::string& use) {
-    return kMadeBy + ToUtf8(ToFilesystemPath(plan.path).filename()) +
-           "; changes belong into the plan.\n# " + use + "\n";
+    return kMadeBy + NameOf(plan) + "; changes belong into the plan.\n# " + use + "\n";
+}
+
+std::string RenderedXmlHeader(const Plan& plan, const std::string& use) {
+    return kXmlMadeBy +
+           WithoutDoubleHyphens(NameOf(plan) + "; changes belong into the plan.\n     " + use) +
+           " -->\n";
 }
 
 bool IsRendered(const std::string& text) {
+    if (text.starts_with(kXmlMadeBy)) return true;
     const size_t first = text.starts_with("#!") ? text.find('\n') + 1 : 0;
     return text.compare(first, std::string_view(kMadeBy).size(), kMadeBy) == 0;
 }

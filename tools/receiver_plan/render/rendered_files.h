@@ -23,9 +23,12 @@ RenderedFiles RenderSystemd(const Plan& plan, const RenderOptions& options);
 RenderedFiles RenderCron(const Plan& plan, const RenderOptions& options);
 RenderedFiles RenderKubernetes(const Plan& plan, const RenderOptions& options);
 RenderedFiles RenderSlurm(const Plan& plan, const RenderOptions& options);
+RenderedFiles RenderTaskScheduler(const Plan& plan, const RenderOptions& options);
 
 // The first lines of every file but a "#!", each behind "# ".
 std::string RenderedHeader(const Plan& plan, const std::string& use);
+// The same as a comment of XML.
+std::string RenderedXmlHeader(const Plan& plan, const std::string& use);
 // Whether a file begins as those do, after the line that has to be a script's first.
 bool IsRendered(const std::string& text);
 
