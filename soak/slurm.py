@@ -42,7 +42,7 @@ def processes_with(variable):
 
 
 def steps_of(jobs):
-    """The numbers of the processes with which Slurm watches over the batch scripts of these jobs."""
+    """The numbers of the processes with which Slurm watches over the scripts of these jobs."""
     names = [f"slurmstepd: [{job}.".encode() for job in jobs]
     numbers = set()
     for entry in pathlib.Path("/proc").glob("[0-9]*"):
