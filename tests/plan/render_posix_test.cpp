@@ -242,6 +242,31 @@ TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {
     EXPECT_NE(run.output.find("timeZone: Europe/Berlin\n"), std::string::npos);
 }
 
+// What cron itself says of the files, which have a user in each line that it does not want in what
+// it can be asked about.
+TEST_F(PlanRenderRunTest, CronFindsNothingWrong) {
+    if (!fs::exists("/usr/bin/crontab")) GTEST_SKIP() << "cron is not installed";
+    ASSERT_EQ(Render("cron").exitCode, 0);
+    const std::regex user("^((?:\\S+ ){5})receiver-record ");
+    for (const std::string machine : {"machine-1", "machine-2"}) {
+        std::ifstream file(folder_.File("out/" + machine + "/etc/cron.d/receiver-plan"));
+        std::string table;
+        size_t jobs = 0;
+        for (std::string line; std::getline(file, line);) {
+            const std::string job = std::regex_replace(line, user, "$1");
+            if (job != line) ++jobs;
+            table.append(job).append("\n");
+        }
+        EXPECT_GE(jobs, 2u) << machine;
+        std::ofstream(folder_.File("table")) << table;
+        const PlanRun well = RunProgram("crontab", {"-n", folder_.File("table")});
+        EXPECT_EQ(well.exitCode, 0) << machine << well.errors;
+        // That it would say so otherwise.
+        std::ofstream(folder_.File("table")) << table << "61 0 * * * true\n";
+        EXPECT_EQ(RunProgram("crontab", {"-n", folder_.File("table")}).exitCode, 1) << machine;
+    }
+}
+
 // Together with the service and the timer that the package brings.
 TEST_F(PlanRenderRunTest, SystemdFindsNothingWrong) {
     if (!fs::exists("/usr/bin/systemd-analyze")) GTEST_SKIP() << "systemd is not installed";
