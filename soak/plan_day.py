@@ -148,6 +148,11 @@ class Copies:
                 raise Fault(f"copy {copy} of {programme.name} is there {len(found)} times")
             [self.files[copy]] = found
             expected.update({found[0]} if copy in killed else {found[0], self.sidecar_path(copy)})
+        # Named after the first that is whole.
+        first = min(copy for copy in (1, 2) if copy not in killed)
+        name = self.files[first].name.replace(f".copy{first}", "")
+        self._healed = self.folder / name
+        expected.update({self._healed, self.folder / f"{name}.json"})
         if more := set(self.folder.iterdir()) - expected:
             raise Fault(f"of {programme.name} there is also {sorted(map(str, more))}")
 
@@ -157,15 +162,9 @@ class Copies:
     def sidecar(self, copy):
         return json.loads(self.sidecar_path(copy).read_text())
 
-    def heal(self, program):
+    def healed(self):
         """The file that was put together, and what its sidecar says."""
-        healed = self.folder / "healed.flac"
-        done = subprocess.run([program, "heal", *self.files.values(), "-o", healed], text=True,
-                              capture_output=True, timeout=PLAN_S)
-        if done.returncode:
-            raise Fault(f"heal of {self.programme.name} ended with {done.returncode}: "
-                        f"{done.stdout}{done.stderr}")
-        return healed, json.loads(pathlib.Path(f"{healed}.json").read_text())
+        return self._healed, json.loads(pathlib.Path(f"{self._healed}.json").read_text())
 
 
 def expect_master(file, programme, master):

@@ -203,6 +203,7 @@ TEST_F(PlanRenderRunTest, SlurmsNextDayIsRenderedAndSubmittedOrTriedAgain) {
     EXPECT_EQ(monday.exitCode, 0) << monday.errors;
     EXPECT_NE(monday.output.find("sbatch runs/2026-03-30-182500-evening-1.sh\n"
                                  "sbatch runs/2026-03-30-182500-evening-2.sh\n"
+                                 "sbatch runs/2026-03-30-182500-evening-heal.sh\n"
                                  "sbatch next-day.sh "),
               std::string::npos)
         << monday.output;

@@ -38,14 +38,27 @@ public:
             "# What this folder has submitted already is not submitted twice.\n"
             "submit() {\n  name=$1\n  shift\n"
             "  folders=$(squeue --noheader --name=\"$name\" --format=%Z)\n"
-            "  printf '%s\\n' \"$folders\" | grep -qxF -- \"$(pwd -P)\" || sbatch \"$@\"\n}\n";
+            "  printf '%s\\n' \"$folders\" | grep -qxF -- \"$(pwd -P)\" || sbatch \"$@\"\n}\n"
+            "# Once those of the jobs that are still there are over, however they end.\n"
+            "submit_after() {\n"
+            "  jobs=$(squeue --noheader --name=\"$1\" --format='%A %Z')\n"
+            "  after=$(printf '%s\\n' \"$jobs\" | while read -r job folder; do\n"
+            "    [ \"$folder\" != \"$(pwd -P)\" ] || printf ':%s' \"$job\"\n"
+            "  done)\n"
+            "  submit \"$2\" ${after:+\"--dependency=afterany$after\"} \"runs/$2.sh\"\n}\n";
         for (const PlannedRun& run : AllRuns(plan_, Beginning(day_), Beginning(day_ + days(1)))) {
             const PlannedProgram& program = plan_.programs[run.program];
+            std::string copies;
             for (unsigned copy = 1; copy <= program.copies; ++copy) {
-                const std::string name = NameOf(run, copy);
+                const std::string name = NameOf(run, std::to_string(copy));
                 files_["runs/" + name + ".sh"] = Run(run, copy, name);
                 submit.append("submit ").append(name).append(" runs/").append(name).append(".sh\n");
+                copies.append(copies.empty() ? "" : ",").append(name);
             }
+            if (!CanHeal(program)) continue;
+            const std::string name = NameOf(run, "heal");
+            files_["runs/" + name + ".sh"] = Healing(run, name);
+            submit.append("submit_after ").append(copies).append(" ").append(name).append("\n");
         }
         files_["submit.sh"] = submit + "submit " + NextName() + " next-day.sh \"$plan\"\n";
         files_["next-day.sh"] = NextDay();
@@ -68,11 +81,11 @@ private:
         return DateText(local) + "T" + ClockText(local);
     }
 
-    std::string NameOf(const PlannedRun& run, unsigned copy) const {
+    std::string NameOf(const PlannedRun& run, const std::string& what) const {
         const local_seconds local = zone_.ToLocal(run.start);
         const std::string clock = ClockText(local);
         return DateText(local) + "-" + clock.substr(0, 2) + clock.substr(3, 2) + clock.substr(6) +
-               "-" + plan_.programs[run.program].name + "-" + std::to_string(copy);
+               "-" + plan_.programs[run.program].name + "-" + what;
     }
 
     std::string NextName() const { return "receiver-plan-" + DateText(day_ + days(1)); }
@@ -104,6 +117,45 @@ private:
                (program.starts.empty() ? "if [ \"$anew\" -gt 0 ]; then echo 'the beginning is "
                                          "lacking' >&2; exit 7; fi\n"
                                        : "");
+    }
+
+    // What was coded with loss differs from copy to copy.
+    static bool CanHeal(const PlannedProgram& program) {
+        return program.copies > 1 && (program.format == "flac" || program.format == "wav");
+    }
+
+    // Which files the copies have written their titles, times and other runs decide: those of the
+    // time that are there. What a killed recorder has left may be what another one lacks, or
+    // nothing that can be read.
+    std::string Healing(const PlannedRun& run, const std::string& name) const {
+        const PlannedProgram& program = plan_.programs[run.program];
+        const auto moment = [](sys_seconds time) {
+            return " -newermt @" + std::to_string(time.time_since_epoch().count());
+        };
+        const std::string find =
+            "$(find . -maxdepth 1 -type f -size +0 -name '*.copy[1-9]*." + program.format;
+        const std::string times =
+            moment(run.start) + " !" + moment(run.latestEnd + kGrace) + " | sort)\n";
+        return "#!/bin/sh\n" +
+               RenderedHeader(plan_, "Puts the copies of " + program.name +
+                                         " together when all are over; submit.sh submits it.") +
+               "#SBATCH --job-name=" + name + "\n#SBATCH --time=60" + kOfAllJobs +
+               "#SBATCH --cpus-per-task=1\n#SBATCH --mem=512M\n"
+               "cd " +
+               ShellWord(FolderOf(program)) +
+               " || exit\n"
+               "whole=" +
+               find + "'" + times + "left=" + find + ".part*'" + times +
+               "set -f\nIFS='\n'\n"
+               "heal() {\n"
+               "  [ $# -gt 1 ] || { echo 'there is nothing to put together' >&2; return 1; }\n"
+               "  receiver-plan heal \"$@\" --force --output \"$(printf '%s' \"$1\" | "
+               "sed 's/[.]copy[1-9]\\(.*\\)[.]" +
+               program.format + ".*$/\\1." + program.format +
+               "/')\"\n}\n"
+               "heal $whole $left\ncode=$?\n"
+               "if [ $code -eq 4 ] && [ -n \"$left\" ]; then heal $whole; code=$?; fi\n"
+               "exit $code\n";
     }
 
     // A plan that has become faulty does not end the chain: it is looked at again every hour.

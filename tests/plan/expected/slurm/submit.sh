@@ -11,5 +11,13 @@ submit() {
   folders=$(squeue --noheader --name="$name" --format=%Z)
   printf '%s\n' "$folders" | grep -qxF -- "$(pwd -P)" || sbatch "$@"
 }
+# Once those of the jobs that are still there are over, however they end.
+submit_after() {
+  jobs=$(squeue --noheader --name="$1" --format='%A %Z')
+  after=$(printf '%s\n' "$jobs" | while read -r job folder; do
+    [ "$folder" != "$(pwd -P)" ] || printf ':%s' "$job"
+  done)
+  submit "$2" ${after:+"--dependency=afterany$after"} "runs/$2.sh"
+}
 submit 2026-03-29-223000-night-talk-1 runs/2026-03-29-223000-night-talk-1.sh
 submit receiver-plan-2026-03-30 next-day.sh "$plan"
