@@ -1,7 +1,9 @@
 // "receiver-plan heal" as people run it, on what decoders really give.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -9,6 +11,7 @@
 
 #include "audio/ffmpeg_streaming_decoder.h"
 #include "plan/plan_run.h"
+#include "receiver_plan/status/recording_record.h"
 #include "testing/audio_generator.h"
 #include "testing/temp_folder.h"
 #include "testing/wav_file.h"
@@ -16,6 +19,7 @@
 namespace receiver {
 namespace {
 
+namespace fs = std::filesystem;
 using nlohmann::json;
 using Samples = std::vector<int16_t>;
 
@@ -67,6 +71,25 @@ protected:
             {"startSample", 5000},
             {"gaps", {{{"sample", 5000 + from * kRate}, {"lostFrames", lost}, {"exact", false}}}}};
         return path;
+    }
+
+    // A copy in a machine's folder, as its recorder leaves it.
+    std::string Recorded(const std::string& name, int from, int to) const {
+        fs::create_directories(fs::path(folder_.File(name)).parent_path());
+        const std::string path = CopyWithGap(name, from, to, 0);
+        json sidecar = json::parse(BytesOfFile(path + ".json"));
+        const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+        sidecar["complete"] = false;
+        sidecar["outcome"] = "complete-with-gaps";
+        sidecar["message"] = "The stream was lost";
+        sidecar["sampleRate"] = kRate;
+        sidecar["startedAt"] = UtcText(now - std::chrono::minutes(2));
+        sidecar["finishedAt"] = UtcText(now - std::chrono::minutes(1));
+        std::ofstream(path + ".json") << sidecar;
+        return path;
+    }
+    PlanRun HealAll() const {
+        return RunPlan({"heal-all", folder_.File("one"), folder_.File("two")});
     }
 
     Samples whole_;
@@ -128,6 +151,40 @@ TEST_F(PlanHealRunTest, ExistingFilesAreKeptUnlessItIsForced) {
     EXPECT_EQ(BytesOfFile(folder_.File("c.wav.json")), "mine");
     EXPECT_FALSE(std::ifstream(folder_.File("c.wav")));
     EXPECT_EQ(RunPlan({"heal", a, b, "-o", folder_.File("c.wav"), "--force"}).exitCode, 0);
+}
+
+TEST_F(PlanHealRunTest, TheCopiesOfEachRunAreFoundAndPutTogetherOnce) {
+    Recorded("one/news/a.copy1.wav", 10, 18);
+    Recorded("two/news/a.copy2.wav", 30, 41);
+    Recorded("one/talk/b.copy1.wav", 10, 18);
+    std::ofstream(folder_.File("one/news/a.copy3.wav.part.1")) << "nothing that can be read";
+    const PlanRun run = HealAll();
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_EQ(run.output, folder_.File("one/news/a.wav") + ": 2 copies put together\n");
+    EXPECT_EQ(Decoded(folder_.File("one/news/a.wav")), whole_);
+    const PlanRun again = HealAll();
+    EXPECT_EQ(again.exitCode, 0) << again.errors;
+    EXPECT_EQ(again.output, "");
+    const PlanRun status = RunPlan({"status", "--json", folder_.File("one"), folder_.File("two")});
+    EXPECT_NE(status.output.find("\"state\":\"complete\""), std::string::npos) << status.output;
+}
+
+TEST_F(PlanHealRunTest, OfEachRunIsToldWhatEveryCopyLacksAndWhatCannotBeDone) {
+    Recorded("one/news/a.copy1.wav", 10, 18);
+    Recorded("two/news/a.copy2.wav", 12, 25);
+    const PlanRun lacking = HealAll();
+    EXPECT_EQ(lacking.exitCode, 3) << lacking.errors;
+    EXPECT_NE(lacking.output.find("2 copies put together, all of which lack 00:00:0"),
+              std::string::npos)
+        << lacking.output;
+    Recorded("one/talk/b.copy1.wav", 10, 18);
+    Recorded("two/talk/b.copy2.wav", 30, 41);
+    std::ofstream(folder_.File("one/talk/b.wav")) << "mine";
+    const PlanRun refused = HealAll();
+    EXPECT_EQ(refused.exitCode, 6) << refused.errors;
+    EXPECT_EQ(BytesOfFile(folder_.File("one/talk/b.wav")), "mine");
+    EXPECT_EQ(RunPlan({"heal-all", folder_.File("none")}).exitCode, 4);
+    EXPECT_EQ(RunPlan({"heal-all", "--days", "0", folder_.File("one")}).exitCode, 2);
 }
 
 }  // namespace receiver

@@ -8,6 +8,7 @@
 #include "platform/standard_streams.h"
 #include "receiver_plan/check/check_command.h"
 #include "receiver_plan/exit_code.h"
+#include "receiver_plan/heal/heal_all_command.h"
 #include "receiver_plan/heal/heal_command.h"
 #include "receiver_plan/plan/plan_tool_error.h"
 #include "receiver_plan/plan/schema_command.h"
@@ -50,7 +51,7 @@ int main(int argc, char** argv) {
         OpenMissingStandardStreams();
         return RunTool(DescribeTool(),
                        {CheckPlanCommand(), RenderCommand(), DiffCommand(), HealCommand(),
-                        StatusCommand(), SchemaCommand()},
+                        HealAllCommand(), StatusCommand(), SchemaCommand()},
                        argc, argv);
     } catch (const PlanToolError& error) {
         WriteStandardErrorLine(error.what());

@@ -185,6 +185,7 @@ private:
         if (ReadBeside(beside, recording)) {
             recording.state = RecordingState::kDamaged;
             recording.why = "The audio is not there";
+            recording.isThere = false;
             found_.recordings.push_back(std::move(recording));
         }
     }

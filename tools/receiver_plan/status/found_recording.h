@@ -31,6 +31,7 @@ struct FoundRecording {
     std::string why;         // it is not whole; for people, and as hostile as its record
     RecordingRecord record;  // of a whole or damaged one
     UtcMoment changed;       // the audio, for the last time
+    bool isThere = true;     // otherwise there is only what stood beside it
 
     // A record without moments is that of a healed file.
     bool HasMoments() const {

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <iterator>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,7 +14,7 @@
 #include "receiver_plan/plan/day_option.h"
 #include "receiver_plan/plan/output_text.h"
 #include "receiver_plan/plan/plan_tool_error.h"
-#include "receiver_plan/status/found_recording.h"
+#include "receiver_plan/status/recordings_of_command.h"
 #include "receiver_plan/status/run_status.h"
 #include "receiver_plan/status/status_page.h"
 #include "receiver_plan/status/status_texts.h"
@@ -110,22 +108,6 @@ StatusStretch StretchOf(const StatusValues& values) {
     return stretch;
 }
 
-FoundRecordings FindAll(const std::vector<std::string>& folders, UtcMoment now) {
-    FoundRecordings all;
-    for (const std::string& folder : folders) {
-        try {
-            FoundRecordings found = FindRecordings(folder, now);
-            std::move(found.recordings.begin(), found.recordings.end(),
-                      std::back_inserter(all.recordings));
-            std::move(found.notes.begin(), found.notes.end(), std::back_inserter(all.notes));
-        } catch (const std::runtime_error& error) {
-            throw PlanToolError(PlanExitCode::kUnreadable,
-                                std::string("receiver-plan: ") + error.what());
-        }
-    }
-    return all;
-}
-
 void Print(const StatusValues& values, const Plan* plan, const std::vector<RunStatus>& runs,
            const std::vector<std::string>& notes) {
     if (values.json) {
@@ -147,7 +129,7 @@ int Run(const StatusValues& values) {
     const StatusStretch stretch = StretchOf(values);
     std::optional<Plan> plan;
     if (!values.plan.empty()) plan = ReadPlanOfCommand(values.plan);
-    FoundRecordings found = FindAll(values.folders, stretch.now);
+    FoundRecordings found = RecordingsOfCommand(values.folders, stretch.now);
     const Plan* const thePlan = plan ? &*plan : nullptr;
     const std::vector<RunStatus> runs =
         plan ? RunsOfPlan(*plan, std::move(found.recordings), stretch)
