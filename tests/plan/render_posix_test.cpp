@@ -238,7 +238,7 @@ TEST_F(PlanRenderRunTest, KustomizeFindsAJobForEachTimeOfEachCopy) {
     for (size_t at = 0; (at = run.output.find("kind: CronJob\n", at)) != std::string::npos; ++at) {
         ++jobs;
     }
-    EXPECT_EQ(jobs, 4u);  // two copies of one, two times of the other
+    EXPECT_EQ(jobs, 5u);  // two copies of one, two times of the other, and healing
     EXPECT_NE(run.output.find("image: receiverhost:latest\n"), std::string::npos);
     EXPECT_NE(run.output.find("timeZone: Europe/Berlin\n"), std::string::npos);
 }

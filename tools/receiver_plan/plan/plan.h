@@ -40,6 +40,8 @@ struct PlannedProgram {
 
     // How long a run of it may last.
     uint64_t LongestMs() const { return waitMs + maximumMs; }
+    // What was coded with loss differs from copy to copy.
+    bool CanBeHealed() const { return copies > 1 && (format == "flac" || format == "wav"); }
     size_t LineOf(const std::string& key) const {
         const auto found = lineOf.find(key);
         return found == lineOf.end() ? line : found->second;

@@ -55,7 +55,7 @@ public:
                 submit.append("submit ").append(name).append(" runs/").append(name).append(".sh\n");
                 copies.append(copies.empty() ? "" : ",").append(name);
             }
-            if (!CanHeal(program)) continue;
+            if (!program.CanBeHealed()) continue;
             const std::string name = NameOf(run, "heal");
             files_["runs/" + name + ".sh"] = Healing(run, name);
             submit.append("submit_after ").append(copies).append(" ").append(name).append("\n");
@@ -117,11 +117,6 @@ private:
                (program.starts.empty() ? "if [ \"$anew\" -gt 0 ]; then echo 'the beginning is "
                                          "lacking' >&2; exit 7; fi\n"
                                        : "");
-    }
-
-    // What was coded with loss differs from copy to copy.
-    static bool CanHeal(const PlannedProgram& program) {
-        return program.copies > 1 && (program.format == "flac" || program.format == "wav");
     }
 
     // Which files the copies have written their titles, times and other runs decide: those of the
