@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <set>
+#include <utility>
 
 namespace receiver {
 namespace {
@@ -40,7 +41,7 @@ std::optional<RunToHeal> Look(const RunStatus& run) {
         (isLeft ? found.left : found.whole).push_back(one.file);
         if (first == nullptr || (isEnded && first->state == RecordingState::kLeft)) first = &one;
     }
-    if (copies.size() < 2) return {};
+    if (first == nullptr || copies.size() < 2) return {};
     found.output = FolderWithSlash(first->file) + first->name;
     return found;
 }

@@ -6,6 +6,7 @@
 
 #include "receiver_plan/check/plan_runs.h"
 #include "receiver_plan/plan/plan_faults.h"
+#include "receiver_plan/plan/recorder_arguments.h"
 #include "receiver_plan/render/cron_schedule.h"
 #include "receiver_plan/render/recording_script.h"
 #include "receiver_plan/render/rendered_files.h"
