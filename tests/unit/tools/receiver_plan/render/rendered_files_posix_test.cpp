@@ -214,7 +214,7 @@ TEST(RenderSlurm, TimesAreThoseOfTheMachinesAndTheSecondOfTwoIsAFault) {
                                .day = sys_days(2026y / October / 25)};
     const RenderedFiles files =
         RenderSlurm(PlanOf("when = [\"2:30\", \"23:59:30\"]\ncopies = 2\n"), berlin);
-    EXPECT_EQ(files.size(), 6u);
+    EXPECT_EQ(files.size(), 8u);  // for each run two copies and their healing
     const std::string run = FileOf(files, "runs/2026-10-25-235930-a-2.sh");
     EXPECT_NE(run.find("#SBATCH --begin=2026-10-25T23:59:30\n#SBATCH --time=90\n"),
               std::string::npos)
