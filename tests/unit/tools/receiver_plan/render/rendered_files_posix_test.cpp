@@ -181,7 +181,11 @@ TEST(RenderKubernetes, ScheduleAndZoneAreTheStations) {
         RenderKubernetes(PlanOf("when = [\"Mon..Fri 18:25\", \"Sat 9:00\"]\ncopies = 2\n"
                                 "start = \"opening.wav\"\n"),
                          {});
-    EXPECT_EQ(files.size(), 5u);
+    EXPECT_EQ(files.size(), 6u);
+    const std::string healing = FileOf(files, "receiver-plan-heal.yaml");
+    EXPECT_NE(healing.find("- \"receiver-plan heal-all /srv/rec\"\n"), std::string::npos)
+        << healing;
+    EXPECT_EQ(healing.find("- name: references"), std::string::npos) << healing;
     const std::string job = FileOf(files, "a-2-2.yaml");
     EXPECT_NE(job.find("  schedule: \"0 9 * * 6\"\n  timeZone: \"Europe/Berlin\"\n"),
               std::string::npos)
