@@ -111,17 +111,15 @@ TEST_F(RecordMetricsTest, ThePageTellsOfTheWaitingAndTheRecording) {
     route.gated = true;
     Serve(route);
     const auto process = Start({"--end", folder_.File("outro.wav")});
-    station_.Release("/live", BodyBytes(broadcast_.startJingleFrame));
-    Samples samples = ScrapeWhen(*process, "Connected", "state{state=\"scanning\"}");
+    Samples samples = ScrapeWhen(*process, "Waiting for", "state{state=\"connecting\"}");
     EXPECT_EQ(samples["state{state=\"recording\"}"], 0);
     EXPECT_EQ(samples["matches_total{reference=\"jingle\",role=\"start\"}"], 0);
     EXPECT_EQ(samples["matches_total{reference=\"outro\",role=\"end\"}"], 0);
     EXPECT_FALSE(samples.contains("program_position_seconds"));
 
-    station_.Release("/live", BodyBytes(broadcast_.programmeFrame + 88200) -
-                                  BodyBytes(broadcast_.startJingleFrame));
+    station_.Release("/live", BodyBytes(broadcast_.programmeFrame + 88200));
     samples = ScrapeWhen(*process, "Recording from sample", "state{state=\"recording\"}");
-    EXPECT_EQ(samples["state{state=\"scanning\"}"], 0);
+    EXPECT_EQ(samples["state{state=\"connecting\"}"], 0);
     EXPECT_EQ(samples["matches_total{reference=\"jingle\",role=\"start\"}"], 1);
     EXPECT_LT(samples["last_match_bit_error_ratio{reference=\"jingle\",role=\"start\"}"], 0.14);
     EXPECT_GT(samples["last_match_margin_ratio{reference=\"jingle\",role=\"start\"}"], 0);
@@ -210,10 +208,10 @@ TEST_F(RecordMetricsTest, AScraperThatHangsChangesNothing) {
 
 TEST_F(RecordMetricsTest, CtrlCDoesNotWaitForAScraper) {
     StationRoute route;
-    route.stallAfter = BodyBytes(broadcast_.startJingleFrame);
+    route.gated = true;
     Serve(route);
     const auto process = Start({});
-    ScrapeWhen(*process, "Connected", "state{state=\"scanning\"}");
+    ScrapeWhen(*process, "Waiting for", "state{state=\"connecting\"}");
     TcpSocket silent = TcpSocket::ConnectToLoopback(port_);
     process->Interrupt();
     EXPECT_EQ(Exit(*process), 5);
