@@ -33,4 +33,17 @@ TEST_F(MetricsOfARunningRecorderTest, ThePageTellsOfTheWaitingAndTheRecording) {
     EXPECT_TRUE(Ask(port_, "GET /metrics HTTP/1.1\r\n\r\n").empty()) << "it has ended";
 }
 
+TEST_F(MetricsOfARunningRecorderTest, CtrlCDoesNotWaitForAScraper) {
+    StationRoute route;
+    route.gated = true;
+    Serve(route);
+    const auto process = Start({});
+    ScrapeWhen(*process, "Waiting for", "state{state=\"connecting\"}");
+    TcpSocket silent = TcpSocket::ConnectToLoopback(port_);
+    process->Interrupt();
+    EXPECT_EQ(Exit(*process), 5);
+    char byte = 0;
+    EXPECT_EQ(silent.Receive(&byte, 1), 0u);
+}
+
 }  // namespace receiver

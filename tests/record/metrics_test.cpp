@@ -91,17 +91,4 @@ TEST_F(RecordMetricsTest, AScraperThatHangsChangesNothing) {
     EXPECT_EQ(Recorded(), Expected(Sidecar()["frames"].get<uint64_t>()));
 }
 
-TEST_F(RecordMetricsTest, CtrlCDoesNotWaitForAScraper) {
-    StationRoute route;
-    route.gated = true;
-    Serve(route);
-    const auto process = Start({});
-    ScrapeWhen(*process, "Waiting for", "state{state=\"connecting\"}");
-    TcpSocket silent = TcpSocket::ConnectToLoopback(port_);
-    process->Interrupt();
-    EXPECT_EQ(Exit(*process), 5);
-    char byte = 0;
-    EXPECT_EQ(silent.Receive(&byte, 1), 0u);
-}
-
 }  // namespace receiver
