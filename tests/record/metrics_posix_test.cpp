@@ -1,5 +1,6 @@
-// On Windows FFmpeg reads further ahead before it gives anything, so that a station that holds
-// back the rest of a programme holds back all of it.
+// A recorder that is looked at while its station holds audio back. Not on Windows: under Wine
+// nothing comes of a WAV stream that stands still before half a megabyte of it has come, and the
+// test of Ctrl+C was seen to hang there when many others ran; why is not known yet.
 #include "metrics_run.h"
 
 namespace receiver {
