@@ -1,10 +1,22 @@
 # The libraries that are called: as the distribution packages them natively, as
-# scripts/windows-dependencies leaves them for the cross-build.
+# scripts/windows-dependencies leaves them for the cross-build. An FFmpeg that has only what the
+# programs use becomes part of them.
+set(RECEIVER_LEAN_FFMPEG "" CACHE PATH
+    "The folder that scripts/lean-dependencies names; without one FFmpeg is the distribution's")
 find_package(Threads REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(PkgConfig REQUIRED)
-pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswresample libavutil)
+set(ffmpeg_libraries libavformat libavcodec libswresample libavutil)
+if(RECEIVER_LEAN_FFMPEG)
+    set(ENV{PKG_CONFIG_PATH} ${RECEIVER_LEAN_FFMPEG}/lib/pkgconfig)
+    set(argn_of_others ${PKG_CONFIG_ARGN})
+    set(PKG_CONFIG_ARGN --static)
+    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET ${ffmpeg_libraries})
+    set(PKG_CONFIG_ARGN ${argn_of_others})
+else()
+    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET ${ffmpeg_libraries})
+endif()
 pkg_check_modules(FFTW REQUIRED IMPORTED_TARGET fftw3)
 pkg_check_modules(PROMETHEUS REQUIRED IMPORTED_TARGET prometheus-cpp-core)
 if(RECEIVER_BUILD_TESTS)

@@ -10,7 +10,9 @@
 
 #include "pipe/pipe_uri.h"
 #include "platform/clock.h"
+#include "platform/executable_path.h"
 #include "platform/ids.h"
+#include "platform/text.h"
 #include "testing/message_schema.h"
 
 namespace receiver {
@@ -49,7 +51,7 @@ void ExpectNoPipeLeft(const std::string& uri) {
 }  // namespace
 
 std::string ReceiverDriver::ProgramPath() {
-    return RECEIVER_HOST_PATH;
+    return ToUtf8(ExecutableDirectory() / "ReceiverHost");
 }
 
 std::string ReceiverDriver::UniqueUri() {

@@ -41,7 +41,7 @@ public:
     ReceiverDriver(const ReceiverDriver&) = delete;
     ReceiverDriver& operator=(const ReceiverDriver&) = delete;
 
-    static std::string ProgramPath();  // of the built receiver
+    static std::string ProgramPath();  // of the receiver that lies beside the test
     static std::string UniqueUri();
 
     const std::string& Uri() const { return uri_; }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/clock.h"
+#include "platform/executable_path.h"
 #include "record_run.h"
 
 namespace receiver {
@@ -42,7 +43,7 @@ TEST_F(FileNamesTest, AColonIsAPartOfTheName) {
 
 TEST_F(FileNamesTest, AlsoForReceiverHash) {
     fs::rename(folder_.File("jingle.wav"), folder_.File("20:00 jingle.wav"));
-    const auto process = StartThere(std::string(HASH_PROGRAM_PATH), {"20:00 jingle.wav"});
+    const auto process = StartThere((ExecutableDirectory() / "receiver-hash").string(), {"20:00 jingle.wav"});
     EXPECT_EQ(Exit(*process), 0) << process->ReadAllOutput(TickMs()).value_or("");
     EXPECT_GT(fs::file_size(folder_.File("20:00 jingle.wav.hash")), 0u);
 }

@@ -5,6 +5,8 @@
 
 #include "log_place.h"
 #include "platform/clock.h"
+#include "platform/executable_path.h"
+#include "platform/text.h"
 #include "testing/wav_file.h"
 
 namespace receiver {
@@ -66,7 +68,7 @@ std::vector<int16_t> RecordRun::Expected(uint64_t frames) const {
 }
 
 std::string RecordProgram() {
-    return RECORD_PROGRAM_PATH;
+    return ToUtf8(ExecutableDirectory() / "receiver-record");
 }
 
 bool WaitForErrorLine(ChildProcess& process, const std::string& part) {
