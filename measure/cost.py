@@ -24,9 +24,10 @@ def wake_ups(pid):
 
 
 def private_bytes(pid):
-    """Pages that no other process shares, written or not."""
+    """Pages that no other process shares. What is read of files alone is left out: whether another
+    receiver has read it, too, is chance."""
     text = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
-    return 1024 * sum(int(kb) for kb in re.findall(r"\nPrivate_\w+:\s+(\d+) kB", text))
+    return 1024 * int(re.search(r"\nPrivate_Dirty:\s+(\d+) kB", text)[1])
 
 
 class Meter:
@@ -66,5 +67,7 @@ class Figure:
         return statistics.median(self.values)
 
     def text(self, digits, unit=""):
+        if len(self.values) == 1:
+            return f"{self.values[0]:.{digits}f}{unit}"
         low, high = (f"{value:.{digits}f}" for value in (min(self.values), max(self.values)))
         return f"{self.median:.{digits}f}{unit} ({low}…{high})"

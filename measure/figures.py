@@ -1,5 +1,7 @@
 """The measurements, one function each. Every one returns Figures by name."""
+import collections
 import contextlib
+import itertools
 import statistics
 import time
 
@@ -15,28 +17,28 @@ HOUR_S = 3600
 STREAM_PIECE_BYTES = 209  # half a frame: what is waited for is not the next piece
 JINGLE_S, PAUSE_S = 2, 1.5
 LOOK_BACK_MS = 20000
+# Looks at a file that does not change, as often as a receiver does at its session.
+BARE_WAKE_UPS = ["tail", "-f", "---disable-inotify", "-s", "0.05", "/dev/null"]
 
 
 def burst(stage, rounds):
     """As fast as it reads: processor seconds an hour of stream, and against ffmpeg's."""
     hours = stage.burst_s / HOUR_S
     url = stage.station.url("/burst")
-    costs = {name: [] for name in ("receiver 1", "receiver 32", "ffmpeg", "mpg123",
-                                   "ratio 1", "ratio 32", "loading 32")}
+    costs = collections.defaultdict(list)
     for _ in range(rounds):
         for name in ("ffmpeg", "mpg123"):
             costs[name].append(wait_for_cost(stage.start(stage.players(url)[name])) / hours)
-        for count in (1, 32):
-            with contextlib.closing(Session(stage)) as session:
+        for build, count in itertools.product(stage.builds, (1, 32)):
+            with contextlib.closing(Session(stage, build)) as session:
                 idle = processor_s(session.pid)
                 session.prepare(url, stage.starts(count))
                 connected = processor_s(session.pid)
                 session.control.finished(within(PATIENCE_S * 10))
                 cost = (processor_s(session.pid) - connected) / hours
-            costs[f"receiver {count}"].append(cost)
-            costs[f"ratio {count}"].append(cost / costs["ffmpeg"][-1])
-            if count == 32:
-                costs["loading 32"].append(connected - idle)
+            costs[f"{build} {count}"].append(cost)
+            costs[f"{build} {count} / ffmpeg"].append(cost / costs["ffmpeg"][-1])
+            costs[f"{build} loading {count}"].append(connected - idle)
     return {name: Figure(values) for name, values in costs.items()}
 
 
@@ -45,11 +47,14 @@ def live(stage, rounds, window_s):
     url = stage.station.url("/live")
     figures = {}
     with contextlib.ExitStack() as running:
-        idle = running.enter_context(contextlib.closing(Session(stage)))
-        session = running.enter_context(contextlib.closing(Session(stage)))
-        session.prepare(url, stage.starts(1))
-        pids = {"idle": idle.pid, "receiver": session.pid}
-        for name, command in stage.players(url).items():
+        sessions, pids = {}, {}
+        for build in stage.builds:
+            idle = running.enter_context(contextlib.closing(Session(stage, build)))
+            session = running.enter_context(contextlib.closing(Session(stage, build)))
+            session.prepare(url, stage.starts(1))
+            sessions[build] = session
+            pids |= {f"{build} idle": idle.pid, build: session.pid}
+        for name, command in (stage.players(url) | {"bare": BARE_WAKE_UPS}).items():
             process = stage.start(command)
             running.callback(process.kill)
             pids[name] = process.pid
@@ -63,17 +68,23 @@ def live(stage, rounds, window_s):
         for name, readings in costs.items():
             figures[name] = Figure(cost for cost, _ in readings)
             figures[f"{name} wake-ups"] = Figure(rate for _, rate in readings)
-        private = private_bytes(session.pid) - session.buffer()["retainedBytes"]
-        figures["private MiB"] = Figure([private / 2**20])
-        figures["idle private MiB"] = Figure([private_bytes(idle.pid) / 2**20])
+        figures["bare us"] = Figure(cost / HOUR_S / rate * 1e6 for cost, rate in costs["bare"])
+        for build, session in sessions.items():
+            private = private_bytes(session.pid) - session.buffer()["retainedBytes"]
+            figures[f"{build} private MiB"] = Figure([private / 2**20])
+            idle = private_bytes(pids[f"{build} idle"])
+            figures[f"{build} idle private MiB"] = Figure([idle / 2**20])
     return figures
 
 
 def start(stage, count):
-    program = stage.bin / "ReceiverHost"
-    listening_after(program, stage.work)  # it is in memory from here on
-    return {"start ms": Figure(1000 * listening_after(program, stage.work) for _ in range(count)),
-            "true ms": Figure(1000 * ended_after("true") for _ in range(count))}
+    figures = {"true ms": Figure(1000 * ended_after("true") for _ in range(count))}
+    for build, folder in stage.builds.items():
+        program = folder / "ReceiverHost"
+        listening_after(program, stage.work)  # it is in memory from here on
+        figures[f"{build} ms"] = Figure(1000 * listening_after(program, stage.work)
+                                        for _ in range(count))
+    return figures
 
 
 def latency(stage, count):
@@ -107,7 +118,7 @@ def latency(stage, count):
                 sent.clear()
             elif sent:
                 delays.append(1000 * (now - sent[-1]))
-    return {"latency ms": Figure(delays)}
+    return {"release ms": Figure(delays)}
 
 
 class Fleet:

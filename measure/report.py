@@ -14,36 +14,44 @@ def machine(cores, load):
 
 
 def table(figures):
-    """Rows of what, the receiver's figure, and others'."""
+    """Rows of what, the receiver's figure in each build, and others'."""
+    builds = ("release", "lean")
+    others = ("ffmpeg", "mpg123", "liquidsoap")
 
-    def cell(name, digits=1):
-        return figures[name].text(digits) if name in figures else ""
+    def row(what, name, digits=1, **theirs):
+        """`name` has {} where a build or another program stands."""
+        cells = [figures.get(name.format(who)) for who in (*builds, *others)]
+        cells = [cell.text(digits) if cell else "" for cell in cells]
+        for who, cell in theirs.items():
+            cells[(*builds, *others).index(who)] = cell
+        return (what, *cells)
 
-    rows = [
-        ("what", "ReceiverHost", "ffmpeg", "mpg123", "liquidsoap"),
-        ("burst, 1 reference of 10 s: processor s per stream hour", cell("burst receiver 1"),
-         cell("burst ffmpeg"), cell("burst mpg123"), ""),
-        ("the same / ffmpeg's", cell("burst ratio 1", 2), "1", "", ""),
-        ("burst, 32 references of 10 s", cell("burst receiver 32"), "", "", ""),
-        ("the same / ffmpeg's", cell("burst ratio 32", 2), "1", "", ""),
-        ("loading 32 references of 10 s: processor s", cell("burst loading 32", 2), "", "", ""),
-        ("live, 1 reference: processor s per stream hour", cell("live receiver"),
-         cell("live ffmpeg"), cell("live mpg123"), cell("live liquidsoap")),
+    def live_to_burst(who, burst):
+        live = figures.get(f"live {who}")
+        return f"{live.median / figures[burst].median:.2f}" if live else ""
+
+    return [
+        ("what", "ReceiverHost", "lean build", *others),
+        row("burst, 1 reference of 10 s: processor s per stream hour", "burst {} 1",
+            **{who: figures[f"burst {who}"].text(1) for who in ("ffmpeg", "mpg123")}),
+        row("the same / ffmpeg's", "burst {} 1 / ffmpeg", 2, ffmpeg="1"),
+        row("burst, 32 references of 10 s", "burst {} 32"),
+        row("the same / ffmpeg's", "burst {} 32 / ffmpeg", 2, ffmpeg="1"),
+        row("loading 32 references of 10 s: processor s", "burst {} loading 32", 2),
+        row("live, 1 reference: processor s per stream hour", "live {}"),
         ("the same / the burst figure",
-         f"{figures['live receiver'].median / figures['burst receiver 1'].median:.2f}", "", "", ""),
-        ("wake-ups a second, listening", cell("live receiver wake-ups"),
-         cell("live ffmpeg wake-ups"), cell("live mpg123 wake-ups"),
-         cell("live liquidsoap wake-ups")),
-        ("wake-ups a second, idle with a client", cell("live idle wake-ups"), "", "", ""),
-        ("private memory, listening, beyond the PCM held: MiB",
-         f"{figures['live private MiB'].median:.1f}", "", "", ""),
-        ("private memory, idle: MiB", f"{figures['live idle private MiB'].median:.1f}",
-         "", "", ""),
-        ("process start to LISTENING: ms (`true`, start to end: "
-         f"{figures['start true ms'].text(1)})", cell("start start ms"), "", "", ""),
-        ("jingle's last sample sent to DETECTED: ms", cell("latency latency ms", 0), "", "", ""),
+         *(live_to_burst(build, f"burst {build} 1") for build in builds),
+         *(live_to_burst(who, f"burst {who}") for who in ("ffmpeg", "mpg123")), ""),
+        row("wake-ups a second, listening", "live {} wake-ups"),
+        row("wake-ups a second, idle with a client", "live {} idle wake-ups"),
+        ("processor µs of a wake-up that finds nothing to do (`tail -f -s 0.05`)",
+         figures["live bare us"].text(0), "", "", "", ""),
+        row("private memory, listening, beyond the PCM held: MiB", "live {} private MiB"),
+        row("private memory, idle: MiB", "live {} idle private MiB"),
+        row("process start to LISTENING: ms (`true`, start to end: "
+            f"{figures['start true ms'].text(1)})", "start {} ms"),
+        row("jingle's last sample sent to DETECTED: ms", "latency {} ms", 0),
     ]
-    return rows
 
 
 def capacity_table(runs):

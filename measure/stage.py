@@ -43,9 +43,9 @@ def paced(data, piece_bytes, sent=None):
 class Session:
     """A receiver process with a client; listening once prepare() has returned."""
 
-    def __init__(self, stage):
+    def __init__(self, stage, build="release"):
         name = f"measure-{os.getpid()}-{secrets.token_hex(4)}"
-        self.receiver = Receiver(stage.processes, stage.bin / "ReceiverHost", name,
+        self.receiver = Receiver(stage.processes, stage.builds[build] / "ReceiverHost", name,
                                  stage.work / "receiver.log", within(PATIENCE_S))
         self.pid = self.receiver.process.pid
         self.control = Control(self.receiver.uri, within(PATIENCE_S))
@@ -70,8 +70,9 @@ class Session:
 
 
 class Stage:
-    def __init__(self, folder, work, burst_minutes):
-        self.bin, self.work = folder, work
+    def __init__(self, builds, work, burst_minutes):
+        """`builds` are the folders of programs by name: release, and where wanted lean."""
+        self.builds, self.work = builds, work
         self.processes = Processes(work, {})
         self.station = Station()
         samples = sound.music(1, LOOP_S)
