@@ -1,5 +1,6 @@
 """What an image is made of, as SPDX 2.3 in JSON, from what dpkg says of it."""
 import hashlib
+import re
 import time
 
 DOCUMENT = "SPDXRef-DOCUMENT"
@@ -18,6 +19,15 @@ def packages_of(status):
         if fields.get("Status", "").endswith(" installed"):
             packages.append(fields)
     return sorted(packages, key=lambda one: (one["Package"], one["Architecture"]))
+
+
+def built_in(packages):
+    """The source packages of which parts are in the programs of others, which the field Built-Using
+    names: as packages, with `In`, the one they are in."""
+    return [{"Package": name, "Architecture": "source", "Version": version,
+             "Maintainer": "Debian", "In": package}
+            for package in packages
+            for name, version in re.findall(r"(\S+) \(= ([^)]+)\)", package.get("Built-Using", ""))]
 
 
 def identifier(package):
@@ -48,8 +58,8 @@ def describe(package, copyright_text):
         "filesAnalyzed": False,
         "licenseConcluded": "NOASSERTION",
         "licenseDeclared": "NOASSERTION",
-        "licenseComments": f"/usr/share/doc/{package['Package']}/copyright, whose SHA-256 is "
-                           + hashlib.sha256(copyright_text).hexdigest(),
+        "licenseComments": f"/usr/share/doc/{package.get('In', package)['Package']}/copyright, "
+                           "whose SHA-256 is " + hashlib.sha256(copyright_text).hexdigest(),
         "copyrightText": "NOASSERTION",
         "sourceInfo": f"built from {name} {version}",
         "externalRefs": [{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
@@ -59,7 +69,9 @@ def describe(package, copyright_text):
 
 def spdx(name, packages, copyright_of, made_at):
     """`copyright_of` gives the licence text of a package, by its name."""
-    described = [describe(one, copyright_of(one["Package"])) for one in packages]
+    inner = built_in(packages)
+    described = [describe(one, copyright_of(one.get("In", one)["Package"]))
+                 for one in [*packages, *inner]]
     digest = hashlib.sha256(repr(described).encode()).hexdigest()
     return {
         "spdxVersion": "SPDX-2.3",
@@ -71,5 +83,7 @@ def spdx(name, packages, copyright_of, made_at):
                          "creators": ["Tool: scripts/image"]},
         "packages": described,
         "relationships": [{"spdxElementId": DOCUMENT, "relationshipType": "DESCRIBES",
-                           "relatedSpdxElement": one["SPDXID"]} for one in described],
+                           "relatedSpdxElement": one["SPDXID"]} for one in described] +
+                         [{"spdxElementId": identifier(one), "relationshipType": "STATIC_LINK",
+                           "relatedSpdxElement": identifier(one["In"])} for one in inner],
     }

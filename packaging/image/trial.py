@@ -56,8 +56,10 @@ def expect_licences(root):
             raise Failure(f"{package} is there without its licence")
     bill = (documents / "receiverhost/sbom.spdx.json").read_text()
     missing = [one for one in packages if f'"name": "{one}"' not in bill]
-    if missing or "receiverhost" not in packages:
+    if missing or not {"receiverhost", "receiverhost-lean"} & set(packages):
         raise Failure(f"the SBOM is without {missing or 'receiverhost'}")
+    if "receiverhost-lean" in packages and '"name": "ffmpeg"' not in bill:
+        raise Failure("the SBOM is without what is in the programs")
 
 
 def expect_recording(run, volume):

@@ -24,7 +24,7 @@ namespace receiver {
 namespace {
 
 std::string ReadScript() {
-    std::ifstream script(WINDOWS_DEPENDENCIES_SCRIPT);
+    std::ifstream script(FFMPEG_COMPONENTS);
     return {std::istreambuf_iterator<char>(script), {}};
 }
 
