@@ -9,6 +9,6 @@ namespace receiver {
 Kernels PortableKernels();
 Kernels PopcntKernels();  // the portable ones but for the population count
 Kernels Avx2Kernels();
-Kernels Avx512Kernels();  // AVX-512F and VPOPCNTDQ for the population count, else as AVX2
+Kernels Avx512Kernels();  // AVX-512F and VPOPCNTDQ but for the energies, which are as AVX2
 
 }  // namespace receiver

@@ -43,7 +43,8 @@ TEST_F(FileNamesTest, AColonIsAPartOfTheName) {
 
 TEST_F(FileNamesTest, AlsoForReceiverHash) {
     fs::rename(folder_.File("jingle.wav"), folder_.File("20:00 jingle.wav"));
-    const auto process = StartThere((ExecutableDirectory() / "receiver-hash").string(), {"20:00 jingle.wav"});
+    const auto process =
+        StartThere((ExecutableDirectory() / "receiver-hash").string(), {"20:00 jingle.wav"});
     EXPECT_EQ(Exit(*process), 0) << process->ReadAllOutput(TickMs()).value_or("");
     EXPECT_GT(fs::file_size(folder_.File("20:00 jingle.wav.hash")), 0u);
 }
