@@ -133,8 +133,11 @@ class Fleet:
             for _ in range(count):
                 session = self._all.enter_context(contextlib.closing(Session(stage)))
                 # The audio of an hour and of 200 sessions fits into no machine's memory.
-                session.prepare(self.icecast.url, stage.starts(1), lookBackMs=LOOK_BACK_MS)
+                session.begin(self.icecast.url, stage.starts(1), lookBackMs=LOOK_BACK_MS)
                 self.sessions.append(session)
+            # FFmpeg wants more of an MP3 joined amid a frame than what Icecast sends at once.
+            for session in self.sessions:
+                session.await_connection()
         except BaseException:
             self._all.close()
             raise

@@ -41,7 +41,8 @@ def paced(data, piece_bytes, sent=None):
 
 
 class Session:
-    """A receiver process with a client; listening once prepare() has returned."""
+    """A receiver process with a client; listening once prepare(), or begin() and then
+    await_connection(), has returned."""
 
     def __init__(self, stage, build="release"):
         name = f"measure-{os.getpid()}-{secrets.token_hex(4)}"
@@ -52,9 +53,15 @@ class Session:
 
     def prepare(self, url, references, **keys):
         """`references` are pairs of role and path."""
+        self.begin(url, references, **keys)
+        self.await_connection()
+
+    def begin(self, url, references, **keys):
         self.control.accepted("PREPARE", within(PATIENCE_S), sessionId="s", url=url, references=[
             {"id": f"r{number}", "role": role, "path": str(path)}
             for number, (role, path) in enumerate(references)], **keys)
+
+    def await_connection(self):
         event = self.control.event(within(PATIENCE_S))
         if event["type"] != "CONNECTED":
             raise RuntimeError(f"a session that does not connect: {event.get('message')}")
