@@ -139,7 +139,7 @@ def what_it_means(runs, cores):
         rows.append((f"{sessions:,}", f"{sessions * each / 0.9:.0f}",
                      f"{sessions * best['private MiB'] / 1024:.1f} GiB",
                      f"{sessions * 0.128:.0f} Mbit/s"))
-    return "\n".join(lines) + markdown(rows) + "\n"
+    return "\n".join(lines) + "\n" + markdown(rows) + "\n"
 
 
 def rewrite(path, name, body):
