@@ -46,9 +46,12 @@ void MetricsServer::Run() {
     while (!stop_.IsSignalled()) {
         try {
             Welcome();
+            const bool wasFull = clients_.size() == kMaxConnections;
             const uint64_t now = TickMs();
             std::erase_if(clients_,
                           [&](Client& client) { return now >= client.end || !Serve(client); });
+            // Who came while there was no room may not be told of again.
+            if (wasFull && clients_.size() < kMaxConnections) continue;
             WaitForMore();
         } catch (const std::exception&) {  // no memory: who asks again may find some
             clients_.clear();
