@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/clock.h"
 #include "platform/wait_win32.h"
 #include "receiver_record/metrics/tcp_server.h"
 
@@ -16,6 +17,7 @@ namespace receiver {
 namespace {
 
 constexpr int kBacklog = 8;
+constexpr uint64_t kLookMs = 1000;
 constexpr long kAllEvents = FD_ACCEPT | FD_READ | FD_WRITE | FD_CLOSE;
 
 SOCKET Handle(std::intptr_t socket) {
@@ -151,13 +153,14 @@ TcpServer::Arrival TcpServer::Accept() {
     return {std::nullopt, error != WSAEWOULDBLOCK && error != WSAECONNRESET};
 }
 
-// The event is taken back before anything is tried, so that what comes later sets it again.
+// The event is taken back before anything is tried, so that what comes later sets it again. Under
+// Wine one arrival in some hundreds sets nothing, so that all are tried now and then.
 void TcpServer::Wait(const ManualResetEvent& stop, bool, std::span<const Interest>,
                      uint64_t deadlineTickMs) {
     const std::array<HANDLE, 2> handles{reinterpret_cast<HANDLE>(stop.Native()),
                                         ToEvent(ready_.Get())};
     WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
-                           RemainingMs(deadlineTickMs));
+                           RemainingMs(std::min(deadlineTickMs, TickMs() + kLookMs)));
     WSAResetEvent(ToEvent(ready_.Get()));
 }
 
