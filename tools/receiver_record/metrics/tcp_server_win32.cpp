@@ -154,7 +154,7 @@ TcpServer::Arrival TcpServer::Accept() {
 }
 
 // The event is taken back before anything is tried, so that what comes later sets it again. Under
-// Wine one arrival in some hundreds sets nothing, so that all are tried now and then.
+// Wine a rare arrival sets nothing, for a reason not known: all are tried once a second, too.
 void TcpServer::Wait(const ManualResetEvent& stop, bool, std::span<const Interest>,
                      uint64_t deadlineTickMs) {
     const std::array<HANDLE, 2> handles{reinterpret_cast<HANDLE>(stop.Native()),
